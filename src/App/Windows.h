@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QUuid>
+
+#include <optional>
+
+/// The program's windows, as those see them who open them.
+class Windows
+{
+public:
+    virtual ~Windows() = default;
+
+    virtual void showSettings() = 0;
+    /// The tunnel counts only when the window is made; a window that exists keeps its selection.
+    virtual void showLogs(const std::optional<QUuid> &selecting) = 0;
+};

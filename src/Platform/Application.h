@@ -1,0 +1,28 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+/// Whether the program's windows show up in the task bar and the window switcher.
+enum class ActivationPolicy {
+    Regular,   ///< they do
+    Accessory, ///< they skip both; the program lives in the panel alone
+};
+
+/// The desktop's view of the program as a whole.
+class Application
+{
+public:
+    virtual ~Application() = default;
+
+    /// Takes effect for open windows as well.
+    virtual void setActivationPolicy(ActivationPolicy policy) = 0;
+    /// Brings the program's windows in front of those of other programs.
+    virtual void activateIgnoringOtherApps() = 0;
+    /// Ends a termination that was postponed: true lets it proceed.
+    virtual void replyToApplicationShouldTerminate(bool shouldTerminate) = 0;
+    /// Asks for the program's orderly end.
+    virtual void terminate() = 0;
+    /// Whether a unit-test runner hosts this process.
+    virtual bool isTestHost() const = 0;
+};

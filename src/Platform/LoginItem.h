@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QString>
+
+#include <stdexcept>
+
+enum class LoginItemStatus {
+    NotRegistered,
+    Enabled,
+    RequiresApproval, ///< registered, but switched off by the user's desktop
+};
+
+/// Why the program could not be registered or unregistered, in the platform's own words.
+class LoginItemError : public std::runtime_error
+{
+public:
+    explicit LoginItemError(const QString &message)
+        : std::runtime_error(message.toStdString()), m_message(message)
+    {
+    }
+    QString message() const { return m_message; }
+
+private:
+    QString m_message;
+};
+
+/// Whether the desktop starts this program when the user logs in.
+class LoginItem
+{
+public:
+    virtual ~LoginItem() = default;
+
+    /// Read afresh at every call: the desktop and the user may change it too.
+    virtual LoginItemStatus status() const = 0;
+    /// Throws `LoginItemError`.
+    virtual void registerItem() = 0;
+    /// Throws `LoginItemError`. Fine when there is nothing to remove.
+    virtual void unregisterItem() = 0;
+};

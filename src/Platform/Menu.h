@@ -1,0 +1,39 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "SymbolImage.h"
+
+#include <QList>
+#include <QString>
+#include <QUrl>
+#include <QUuid>
+
+#include <optional>
+#include <variant>
+
+/// What choosing a menu entry asks for.
+enum class MenuAction { None, ToggleTunnel, OpenURL, StartAll, StopAll, OpenLogs, OpenSettings, Quit };
+
+/// One entry of a menu, as a value: built by whoever decides, compared and drawn by whoever shows it.
+struct MenuItem
+{
+    /// Unique within its menu, and the same for as long as the entry stays the same entry.
+    QString id;
+    bool isSeparator = false;
+    QString title;
+    QString detail; ///< second line, smaller and dimmed; may be empty
+    QString toolTip;
+    QString keyEquivalent; ///< one character, pressed together with Ctrl; empty for none
+    bool isEnabled = true;
+    int indentationLevel = 0;
+    std::optional<SymbolImage> image;
+    MenuAction action = MenuAction::None;
+    /// What the action is about: a tunnel's id or an address.
+    std::variant<std::monostate, QUuid, QUrl> representedObject;
+
+    bool operator==(const MenuItem &) const = default;
+};
+
+using Menu = QList<MenuItem>;

@@ -1,0 +1,130 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "KeychainStore.h"
+#include "TunnelConfig.h"
+
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QStringList>
+
+#include <memory>
+#include <optional>
+#include <set>
+#include <unordered_map>
+
+class ChildLauncher;
+class FileAccess;
+class LoginItem;
+class Preferences;
+class ProcessTable;
+class Scheduler;
+class SecretStore;
+class TunnelRunner;
+
+/// What a `TunnelManager` touches outside of itself. Everything outlives the manager.
+struct TunnelServices
+{
+    Preferences &preferences;
+    SecretStore &secrets;
+    ChildLauncher &launcher;
+    ProcessTable &processes;
+    FileAccess &files;
+    LoginItem &loginItem;
+    Scheduler &scheduler;
+};
+
+/// Owns the list of tunnels, one runner for each, and the preferences. Everything that starts, stops, adds,
+/// edits or removes a tunnel goes through it; everything that shows tunnels reads it again after
+/// `objectWillChange`.
+///
+/// Lives on the main thread. Commands with an id that has no tunnel do nothing.
+class TunnelManager : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Loads everything and starts nothing.
+    explicit TunnelManager(const TunnelServices &services, QObject *parent = nullptr);
+    ~TunnelManager() override;
+
+    /// In the order they are stored and shown everywhere.
+    const QList<TunnelConfig> &tunnels() const { return m_tunnels; }
+    /// The runner of a tunnel; null for an unknown id. Owned by the manager.
+    TunnelRunner *runner(const QUuid &id) const;
+    QString cloudflaredPath() const { return m_cloudflaredPath; }
+    bool showsInDock() const { return m_showsInDock; }
+
+    TunnelState state(const QUuid &id) const;
+    /// Tunnels that are connected, starting, reconnecting or stopping.
+    int runningCount() const;
+    /// Tunnels, not connections.
+    int connectedCount() const;
+    OverallStatus overallStatus() const;
+    /// Children that live or wait to have their end handled, those of removed tunnels included.
+    int childCount() const;
+    /// Whether `cloudflaredPath` names an executable file right now.
+    bool isCloudflaredExecutable() const;
+    bool launchesAtLogin() const;
+
+    void start(const QUuid &id);
+    void stop(const QUuid &id);
+    void startAll();
+    void stopAll();
+    void startLaunchTunnels();
+    /// SIGKILL to every child that still runs.
+    void forceKillAll();
+
+    void add(const TunnelConfig &tunnel, const QString &token);
+    /// Replaces the record with the same id; without a token the stored one stays.
+    void update(const TunnelConfig &tunnel, const std::optional<QString> &token);
+    void remove(const QUuid &id);
+    /// Moves the records at the given offsets to stand before the one now at `toOffset`, in their order.
+    void moveTunnels(const std::set<qsizetype> &fromOffsets, qsizetype toOffset);
+
+    void setCloudflaredPath(const QString &path);
+    void setShowsInDock(bool shows);
+    /// Throws `LoginItemError`.
+    void setLaunchesAtLogin(bool launches);
+
+    /// Ends the children that an earlier run left behind. Called once, before anything is started.
+    void terminateOrphanedProcesses();
+
+    /// Where `cloudflared` is looked for, in this order.
+    static const QStringList &candidatePaths();
+    std::optional<QString> detectCloudflared() const;
+    /// The bare token in whatever was pasted: the token itself or a command line that holds it.
+    static QString normalizeToken(const QString &raw);
+
+Q_SIGNALS:
+    /// Just before a published property changes, and whenever a tunnel's state has changed. Whoever shows
+    /// tunnels reads them on the next turn of the event loop (a queued connection).
+    void objectWillChange();
+    /// After every assignment, also of the same value.
+    void showsInDockAssigned(bool shows);
+
+private:
+    void load();
+    void save();
+    void makeRunner(const QUuid &id);
+    void retire(std::unique_ptr<TunnelRunner> runner);
+    void rememberChild(qint32 pid);
+    void forgetChild(qint32 pid);
+
+    struct IdHash
+    {
+        size_t operator()(const QUuid &id) const noexcept { return qHash(id); }
+    };
+
+    TunnelServices m_services;
+    KeychainStore m_keychain;
+    QList<TunnelConfig> m_tunnels;
+    QString m_cloudflaredPath;
+    bool m_showsInDock = true;
+    std::unordered_map<QUuid, std::unique_ptr<TunnelRunner>, IdHash> m_runners;
+    /// Runners of removed tunnels whose child has not ended yet.
+    std::vector<std::unique_ptr<TunnelRunner>> m_retired;
+};

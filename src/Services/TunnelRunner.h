@@ -1,0 +1,104 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "ChildProcess.h"
+#include "LogBuffer.h"
+#include "Scheduler.h"
+#include "TunnelConfig.h"
+
+#include <QObject>
+
+#include <functional>
+#include <list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_set>
+
+/// Keeps one tunnel: launches its `cloudflared`, turns the child's output into a state and a bounded log,
+/// and ends the child on request, first with SIGTERM and after 6 seconds with SIGKILL. It never starts a
+/// child again by itself.
+///
+/// | from                    | event                              | to                       |
+/// | ----------------------- | ---------------------------------- | ------------------------ |
+/// | stopped, failed         | start                              | starting                 |
+/// | starting                | launch fails                       | failed                   |
+/// | running                 | start                              | unchanged                |
+/// | any, child runs         | stop                               | stopping                 |
+/// | failed, no child        | stop                               | stopped                  |
+/// | child runs, not stopping | line; n > 0 connections           | connected(n)             |
+/// | child runs, not stopping | line; none, never connected       | starting                 |
+/// | child runs, not stopping | line; none, connected before      | reconnecting             |
+/// | any                     | child ended after a stop request   | stopped                  |
+/// | any                     | child ended by itself              | failed(last error or exit code) |
+///
+/// Lives on the main thread. Destroying a runner does not signal its child: its owner stops it first.
+class TunnelRunner : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// `launcher` and `scheduler` outlive the runner.
+    TunnelRunner(const QUuid &tunnelID, ChildLauncher &launcher, Scheduler &scheduler, QObject *parent = nullptr);
+    ~TunnelRunner() override;
+
+    QUuid tunnelID() const { return m_tunnelID; }
+    TunnelState state() const { return m_state; }
+    const LogBuffer &logLines() const { return m_logLines; }
+    /// Whether a child lives or waits to have its end handled.
+    bool hasChild() const { return m_process != nullptr; }
+
+    /// Launches a child unless the state is a running one. The token reaches the child in its environment and
+    /// nothing else.
+    void start(const QString &cloudflaredPath, const QString &token);
+    /// Asks a running child to end; clears a failure when none runs.
+    void stop();
+    /// Logs `message` as a failure and sets the state to failed with it.
+    void fail(const QString &message);
+    /// SIGKILL to a child that still runs; no log line, no change of state.
+    void forceKill();
+    void clearLog();
+
+    /// The short message of an error line: the text of its `error="..."` field, else what follows " ERR ",
+    /// else the whole line, the last two without blanks at the ends.
+    static QString errorSummary(const QString &line);
+
+    // Set by the owner, called on the main thread.
+    std::function<void()> onStateChange;
+    std::function<void(qint32 pid)> onProcessStarted;
+    std::function<void(qint32 pid)> onProcessExited;
+
+Q_SIGNALS:
+    void stateChanged();
+    /// Lines were appended or the log was cleared; at most once for each piece of output that was read.
+    void logLinesChanged();
+
+private:
+    void consume(QByteArrayView chunk);
+    void cutLine(QByteArrayView line);
+    void handleLine(QByteArrayView line);
+    void trackConnections(QByteArrayView line);
+    void refreshRunningState();
+    void handleTermination(int status, qint32 pid);
+    void checkStopped(qint32 pid);
+    void setState(const TunnelState &state);
+    void appendLog(const QString &line);
+
+    const QUuid m_tunnelID;
+    ChildLauncher &m_launcher;
+    Scheduler &m_scheduler;
+
+    TunnelState m_state = TunnelState::stopped();
+    LogBuffer m_logLines;
+
+    std::unique_ptr<ChildProcess> m_process;
+    std::list<std::unique_ptr<ScheduledWork>> m_stopChecks;
+    std::string m_pendingOutput; ///< bytes since the last line feed
+    std::unordered_set<std::string> m_activeConnections;
+    bool m_hasEverConnected = false;
+    bool m_stopRequested = false;
+    /// The last error line since the start or the last registration; summarised when it is asked for.
+    std::optional<std::string> m_lastErrorLine;
+};
