@@ -80,7 +80,9 @@ public:
 
 private:
     TunnelState(Case kind, qint64 connections, const QString &message)
-        : m_case(kind), m_connections(connections), m_message(message)
+        : m_case(kind)
+        , m_connections(connections)
+        , m_message(message)
     {
     }
 

@@ -18,7 +18,8 @@ class LoginItemError : public std::runtime_error
 {
 public:
     explicit LoginItemError(const QString &message)
-        : std::runtime_error(message.toStdString()), m_message(message)
+        : std::runtime_error(message.toStdString())
+        , m_message(message)
     {
     }
     QString message() const { return m_message; }

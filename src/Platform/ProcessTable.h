@@ -4,7 +4,7 @@
 #pragma once
 
 #include <QByteArray>
-#include <QtTypes>
+#include <QtGlobal>
 
 #include <memory>
 

@@ -26,5 +26,6 @@ public:
     virtual Duration now() const = 0;
     /// Runs `work` once on the calling thread's event loop, not before `delay` has passed. The work may
     /// destroy its own handle.
-    [[nodiscard]] virtual std::unique_ptr<ScheduledWork> after(Duration delay, std::function<void()> work) = 0;
+    [[nodiscard]] virtual std::unique_ptr<ScheduledWork> after(Duration delay,
+                                                               std::function<void()> work) = 0;
 };

@@ -9,7 +9,7 @@
 /// How a call of a `SecretStore` ended.
 enum class SecretStatus : qint32 {
     Success = 0,
-    NotAvailable = -25291,          ///< no secret store can be reached
+    NotAvailable = -25291, ///< no secret store can be reached
     ItemNotFound = -25300,
     InteractionNotAllowed = -25308, ///< locked, and nobody unlocked it
     Failed = -67671,                ///< any other failure

@@ -14,9 +14,9 @@
 struct StatusItemContent
 {
     std::optional<SymbolImage> image;
-    QString title;   ///< short text beside the image, such as " 2"; empty for none
+    QString title; ///< short text beside the image, such as " 2"; empty for none
     QString toolTip;
-    QString badge;   ///< for the launcher's icon; empty for none
+    QString badge; ///< for the launcher's icon; empty for none
 
     bool operator==(const StatusItemContent &) const = default;
 };

@@ -15,7 +15,10 @@ class KeychainStore
 {
 public:
     /// `secrets` outlives the store.
-    explicit KeychainStore(SecretStore &secrets) : m_secrets(secrets) {}
+    explicit KeychainStore(SecretStore &secrets)
+        : m_secrets(secrets)
+    {
+    }
 
     /// None when nothing is stored, the store cannot be read, or the bytes are no UTF-8.
     std::optional<QString> token(const QUuid &id) const;

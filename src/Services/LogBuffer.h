@@ -35,7 +35,10 @@ public:
     void clear();
 
 private:
-    std::vector<std::string> m_ring; ///< line n stands at n % capacity; its storage is used again
+    std::string &slot(quint64 number) { return m_ring[(number - m_base) % capacity]; }
+
+    std::vector<std::string> m_ring; ///< grows up to `capacity` lines; then their storage is used again
+    quint64 m_base = 0;              ///< the number of the line that the ring began with
     quint64 m_first = 0;
     quint64 m_end = 0;
 };

@@ -15,6 +15,7 @@
 #include <optional>
 #include <set>
 #include <unordered_map>
+#include <vector>
 
 class ChildLauncher;
 class FileAccess;

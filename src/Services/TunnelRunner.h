@@ -41,7 +41,8 @@ class TunnelRunner : public QObject
 
 public:
     /// `launcher` and `scheduler` outlive the runner.
-    TunnelRunner(const QUuid &tunnelID, ChildLauncher &launcher, Scheduler &scheduler, QObject *parent = nullptr);
+    TunnelRunner(const QUuid &tunnelID, ChildLauncher &launcher, Scheduler &scheduler,
+                 QObject *parent = nullptr);
     ~TunnelRunner() override;
 
     QUuid tunnelID() const { return m_tunnelID; }
@@ -76,10 +77,11 @@ Q_SIGNALS:
     void logLinesChanged();
 
 private:
+    void launch(const QString &cloudflaredPath, const QString &token);
     void consume(QByteArrayView chunk);
     void cutLine(QByteArrayView line);
     void handleLine(QByteArrayView line);
-    void trackConnections(QByteArrayView line);
+    void trackConnection(QByteArrayView line, bool isRegistration);
     void refreshRunningState();
     void handleTermination(int status, qint32 pid);
     void checkStopped(qint32 pid);

@@ -1,0 +1,106 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "TunnelConfig.h"
+
+#include <QCoreApplication>
+#include <QStringList>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// White space and line breaks at both ends: the separators of Unicode, tab to carriage return, next line.
+QString trimmedOfWhitespaceAndNewlines(const QString &text)
+{
+    return text.trimmed();
+}
+
+bool isHexDigit(QChar c)
+{
+    const char16_t u = c.unicode();
+    return (u >= u'0' && u <= u'9') || (u >= u'a' && u <= u'f') || (u >= u'A' && u <= u'F');
+}
+
+QString translated(const char *text, int n = -1)
+{
+    return QCoreApplication::translate("TunnelState", text, nullptr, n);
+}
+
+} // namespace
+
+std::optional<QUrl> TunnelConfig::browserURL() const
+{
+    const QString trimmed = trimmedOfWhitespaceAndNewlines(hostname);
+    if (trimmed.isEmpty())
+        return std::nullopt;
+    const QString address = trimmed.contains("://"_L1) ? trimmed : u"https://"_s + trimmed;
+    const QUrl url(address, QUrl::StrictMode);
+    if (!url.isValid() || url.isRelative())
+        return std::nullopt;
+    return url;
+}
+
+QJsonObject TunnelConfig::toJson() const
+{
+    return {{u"id"_s, tunnelIdText(id)},
+            {u"name"_s, name},
+            {u"hostname"_s, hostname},
+            {u"startOnLaunch"_s, startOnLaunch}};
+}
+
+std::optional<TunnelConfig> TunnelConfig::fromJson(const QJsonObject &object)
+{
+    const QJsonValue id = object[u"id"_s];
+    const QJsonValue name = object[u"name"_s];
+    const QJsonValue hostname = object[u"hostname"_s];
+    const QJsonValue startOnLaunch = object[u"startOnLaunch"_s];
+    if (!id.isString() || !name.isString() || !hostname.isString() || !startOnLaunch.isBool())
+        return std::nullopt;
+    const std::optional<QUuid> uuid = tunnelIdFromText(id.toString());
+    if (!uuid)
+        return std::nullopt;
+    return TunnelConfig{*uuid, name.toString(), hostname.toString(), startOnLaunch.toBool()};
+}
+
+size_t qHash(const TunnelConfig &tunnel, size_t seed) noexcept
+{
+    return qHashMulti(seed, tunnel.id, tunnel.name, tunnel.hostname, tunnel.startOnLaunch);
+}
+
+QString tunnelIdText(const QUuid &id)
+{
+    return id.toString(QUuid::WithoutBraces).toUpper();
+}
+
+std::optional<QUuid> tunnelIdFromText(QStringView text)
+{
+    if (text.size() != 36)
+        return std::nullopt;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const bool isDashPlace = i == 8 || i == 13 || i == 18 || i == 23;
+        if (isDashPlace ? text[i] != u'-' : !isHexDigit(text[i]))
+            return std::nullopt;
+    }
+    return QUuid::fromString(text);
+}
+
+QString TunnelState::label() const
+{
+    switch (m_case) {
+    case Case::Connected:
+        return m_connections == 1 ? translated("Connected (1 connection)")
+                                  : translated("Connected (%1 connections)").arg(m_connections);
+    case Case::Failed:
+        return translated("Error: ") + m_message;
+    case Case::Stopped:
+        return translated("Stopped");
+    case Case::Starting:
+        return translated("Connecting…");
+    case Case::Reconnecting:
+        return translated("Reconnecting…");
+    case Case::Stopping:
+        return translated("Stopping…");
+    }
+    Q_UNREACHABLE();
+}

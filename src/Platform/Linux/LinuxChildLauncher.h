@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "ChildProcess.h"
+#include "DescriptorWatcher.h"
+
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+class LinuxChild;
+
+/// Launches children with `posix_spawn(3)` and learns of their end through a pidfd, so that no signal
+/// handler is involved and a signal can never reach a stranger that got the same process id.
+///
+/// Owns every child until its exit status has been collected, also when the handle given out is gone.
+class LinuxChildLauncher : public ChildLauncher
+{
+public:
+    /// `watcher` outlives the launcher.
+    explicit LinuxChildLauncher(DescriptorWatcher &watcher);
+    ~LinuxChildLauncher() override;
+
+    Result launch(const ChildCommand &command, ChildProcess::Callbacks callbacks) override;
+
+private:
+    /// Takes charge of a child that runs; ends it where that is not possible.
+    Result adopt(qint32 pid, FileDescriptor output, ChildProcess::Callbacks callbacks);
+
+    DescriptorWatcher &m_watcher;
+    std::vector<char> m_readBuffer; ///< shared: only one child is read at a time
+    std::unordered_map<quint64, std::shared_ptr<LinuxChild>> m_children; ///< by order of launch
+    quint64 m_lastNumber = 0;
+};

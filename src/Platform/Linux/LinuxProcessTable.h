@@ -1,0 +1,13 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "ProcessTable.h"
+
+/// Processes by pidfd and the process file system, proc(5).
+class LinuxProcessTable : public ProcessTable
+{
+public:
+    std::unique_ptr<ProcessHandle> find(qint32 pid) override;
+};

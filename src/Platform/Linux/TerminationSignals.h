@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "DescriptorWatcher.h"
+#include "FileDescriptor.h"
+
+#include <QObject>
+
+/// Turns SIGTERM, SIGINT and SIGHUP into a Qt signal on the event loop. At most one object at a time.
+///
+/// The signals stay unblocked (a blocked one would be inherited by every program this one starts); the
+/// handler only writes a byte into a pipe.
+class TerminationSignals : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit TerminationSignals(DescriptorWatcher &watcher, QObject *parent = nullptr);
+    ~TerminationSignals() override;
+
+Q_SIGNALS:
+    void received();
+
+private:
+    void drain();
+
+    DescriptorWatcher &m_watcher;
+    FileDescriptor m_readEnd;
+    FileDescriptor m_writeEnd;
+    DescriptorWatcher::Key m_watch = 0;
+};

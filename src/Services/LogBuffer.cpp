@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "LogBuffer.h"
+
+namespace {
+
+/// A slot's storage beyond this many bytes is given back when a shorter line takes the slot, so that a few
+/// huge lines do not stay in memory.
+constexpr size_t keptCapacity = 1024;
+
+} // namespace
+
+QByteArrayView LogBuffer::bytes(qsizetype index) const
+{
+    const std::string &line = m_ring[(m_first + quint64(index) - m_base) % capacity];
+    return {line.data(), qsizetype(line.size())};
+}
+
+QString LogBuffer::line(qsizetype index) const
+{
+    return QString::fromUtf8(bytes(index));
+}
+
+QString LogBuffer::text() const
+{
+    QByteArray joined;
+    for (qsizetype i = 0; i < size(); ++i) {
+        if (i > 0)
+            joined += '\n';
+        joined += bytes(i);
+    }
+    return QString::fromUtf8(joined);
+}
+
+void LogBuffer::append(QByteArrayView line)
+{
+    if (qsizetype(m_ring.size()) < capacity) {
+        m_ring.emplace_back(line.data(), size_t(line.size()));
+        ++m_end;
+        return;
+    }
+    std::string &oldest = slot(m_end);
+    if (oldest.capacity() > keptCapacity && size_t(line.size()) <= keptCapacity)
+        oldest = std::string();
+    oldest.assign(line.data(), size_t(line.size()));
+    ++m_end;
+    m_first = m_end - capacity;
+}
+
+void LogBuffer::clear()
+{
+    m_ring = {};
+    m_base = m_first = m_end;
+}
