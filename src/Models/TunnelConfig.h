@@ -57,6 +57,8 @@ class TunnelState
 public:
     enum class Case { Connected, Failed, Stopped, Starting, Reconnecting, Stopping };
 
+    TunnelState() = default; // stopped
+
     static TunnelState connected(qint64 connections) { return {Case::Connected, connections, {}}; }
     static TunnelState failed(const QString &message) { return {Case::Failed, 0, message}; }
     static TunnelState stopped() { return {Case::Stopped, 0, {}}; }
@@ -86,8 +88,8 @@ private:
     {
     }
 
-    Case m_case;
-    qint64 m_connections;
+    Case m_case = Case::Stopped;
+    qint64 m_connections = 0;
     QString m_message;
 };
 

@@ -1,0 +1,317 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "ChildProcess.h"
+#include "FileAccess.h"
+#include "LoginItem.h"
+#include "Preferences.h"
+#include "ProcessTable.h"
+#include "Scheduler.h"
+#include "SecretStore.h"
+#include "TunnelManager.h"
+
+#include <QMap>
+#include <QVariant>
+
+#include <list>
+#include <memory>
+#include <vector>
+
+/// Preferences in memory; a second manager over the same object is the next run of the program.
+class FakePreferences : public Preferences
+{
+public:
+    std::optional<QString> string(const QString &key) const override { return get<QString>(key); }
+    std::optional<bool> boolean(const QString &key) const override { return get<bool>(key); }
+    std::optional<QByteArray> data(const QString &key) const override { return get<QByteArray>(key); }
+    std::optional<QList<qint32>> integers(const QString &key) const override
+    {
+        return get<QList<qint32>>(key);
+    }
+    void setString(const QString &key, const QString &value) override { set(key, value); }
+    void setBoolean(const QString &key, bool value) override { set(key, value); }
+    void setData(const QString &key, const QByteArray &value) override { set(key, value); }
+    void setIntegers(const QString &key, const QList<qint32> &value) override
+    {
+        set(key, QVariant::fromValue(value));
+    }
+    void remove(const QString &key) override { values.remove(key); }
+
+    QVariantMap values;
+    int writes = 0;
+
+private:
+    template <typename T> std::optional<T> get(const QString &key) const
+    {
+        const QVariant value = values.value(key);
+        return value.metaType() == QMetaType::fromType<T>() ? std::optional(value.value<T>()) : std::nullopt;
+    }
+    void set(const QString &key, const QVariant &value)
+    {
+        values[key] = value;
+        ++writes;
+    }
+};
+
+class FakeSecretStore : public SecretStore
+{
+public:
+    Lookup copyMatching(const SecretKey &key) override
+    {
+        if (failure != SecretStatus::Success)
+            return {failure, {}};
+        const auto item = items.find(key.account);
+        return item == items.end() ? Lookup{SecretStatus::ItemNotFound, {}}
+                                   : Lookup{SecretStatus::Success, *item};
+    }
+    SecretStatus update(const SecretKey &key, const QByteArray &data) override
+    {
+        if (failure != SecretStatus::Success)
+            return failure;
+        return items.contains(key.account) ? add(key, data, labels[key.account]) : SecretStatus::ItemNotFound;
+    }
+    SecretStatus add(const SecretKey &key, const QByteArray &data, const QString &label) override
+    {
+        services[key.account] = key.service;
+        labels[key.account] = label;
+        items[key.account] = data;
+        return SecretStatus::Success;
+    }
+    SecretStatus remove(const SecretKey &key) override
+    {
+        return items.remove(key.account) ? SecretStatus::Success : SecretStatus::ItemNotFound;
+    }
+
+    QMap<QString, QByteArray> items; ///< by account
+    QMap<QString, QString> labels;
+    QMap<QString, QString> services;
+    SecretStatus failure = SecretStatus::Success;
+};
+
+/// Time that moves only when told.
+class FakeScheduler : public Scheduler
+{
+public:
+    Duration now() const override { return m_now; }
+    std::unique_ptr<ScheduledWork> after(Duration delay, std::function<void()> work) override
+    {
+        m_entries.push_back({m_now + delay, std::move(work)});
+        return std::make_unique<Handle>(*this, std::prev(m_entries.end()));
+    }
+
+    /// Lets the time pass and runs what falls due, in order.
+    void advance(Duration duration)
+    {
+        const Duration end = m_now + duration;
+        for (auto due = earliest(); due != m_entries.end() && due->time <= end; due = earliest()) {
+            m_now = due->time;
+            std::exchange(due->work, {})(); // its handle takes the entry away
+        }
+        m_now = end;
+    }
+    /// Work that waits and has not been cancelled.
+    qsizetype pendingCount() const
+    {
+        return std::count_if(m_entries.begin(), m_entries.end(),
+                             [](const Entry &entry) { return bool(entry.work); });
+    }
+
+private:
+    struct Entry
+    {
+        Duration time;
+        std::function<void()> work;
+    };
+    class Handle : public ScheduledWork
+    {
+    public:
+        Handle(FakeScheduler &owner, std::list<Entry>::iterator entry)
+            : m_owner(owner)
+            , m_entry(entry)
+        {
+        }
+        ~Handle() override { m_owner.m_entries.erase(m_entry); }
+
+    private:
+        FakeScheduler &m_owner;
+        std::list<Entry>::iterator m_entry;
+    };
+
+    std::list<Entry>::iterator earliest()
+    {
+        auto first = m_entries.end();
+        for (auto entry = m_entries.begin(); entry != m_entries.end(); ++entry) {
+            if (entry->work && (first == m_entries.end() || entry->time < first->time))
+                first = entry;
+        }
+        return first;
+    }
+
+    Duration m_now{0};
+    std::list<Entry> m_entries;
+};
+
+/// Children driven by hand: a test writes their output and ends them.
+class FakeChildLauncher : public ChildLauncher
+{
+public:
+    struct Child
+    {
+        qint32 pid;
+        ChildCommand command;
+        ChildProcess::Callbacks callbacks;
+        bool isRunning = true;
+        bool isHeld = true; ///< its handle has not been destroyed
+        QList<int> signalsSent;
+
+        void write(const QByteArray &bytes)
+        {
+            if (isHeld)
+                callbacks.output(bytes);
+        }
+        /// The child is dead; its end has not been handled yet.
+        void die() { isRunning = false; }
+        void end(int status)
+        {
+            isRunning = false;
+            if (isHeld)
+                ChildProcess::Callbacks(callbacks).ended(status);
+        }
+    };
+
+    Result launch(const ChildCommand &command, ChildProcess::Callbacks callbacks) override
+    {
+        if (!error.isEmpty())
+            return {nullptr, error};
+        children.push_back(
+            std::make_shared<Child>(Child{nextPid++, command, std::move(callbacks), true, true, {}}));
+        return {std::make_unique<Handle>(children.back()), {}};
+    }
+    Child &last() { return *children.back(); }
+
+    std::vector<std::shared_ptr<Child>> children;
+    qint32 nextPid = 1000;
+    QString error; ///< not empty: the next launches fail with it
+
+private:
+    class Handle : public ChildProcess
+    {
+    public:
+        explicit Handle(std::shared_ptr<Child> child)
+            : m_child(std::move(child))
+        {
+        }
+        ~Handle() override { m_child->isHeld = false; }
+        qint32 pid() const override { return m_child->pid; }
+        bool isRunning() const override { return m_child->isRunning; }
+        void terminate() override { m_child->signalsSent += 15; }
+        void kill() override { m_child->signalsSent += 9; }
+
+    private:
+        std::shared_ptr<Child> m_child;
+    };
+};
+
+class FakeProcessTable : public ProcessTable
+{
+public:
+    std::unique_ptr<ProcessHandle> find(qint32 pid) override
+    {
+        return paths.contains(pid) ? std::make_unique<Handle>(*this, pid) : nullptr;
+    }
+
+    QMap<qint32, QByteArray> paths; ///< the processes that this user may signal
+    QList<qint32> terminated;
+
+private:
+    class Handle : public ProcessHandle
+    {
+    public:
+        Handle(FakeProcessTable &table, qint32 pid)
+            : m_table(table)
+            , m_pid(pid)
+        {
+        }
+        QByteArray executablePath() const override { return m_table.paths[m_pid]; }
+        void terminate() override { m_table.terminated += m_pid; }
+
+    private:
+        FakeProcessTable &m_table;
+        qint32 m_pid;
+    };
+};
+
+class FakeFileAccess : public FileAccess
+{
+public:
+    bool isExecutableFile(const QString &path) const override { return executables.contains(path); }
+
+    QStringList executables;
+};
+
+class FakeLoginItem : public LoginItem
+{
+public:
+    LoginItemStatus status() const override { return current; }
+    void registerItem() override { change(LoginItemStatus::Enabled); }
+    void unregisterItem() override { change(LoginItemStatus::NotRegistered); }
+
+    LoginItemStatus current = LoginItemStatus::NotRegistered;
+    QString refusal; ///< not empty: changes fail with it
+    int requests = 0;
+
+private:
+    void change(LoginItemStatus status)
+    {
+        ++requests;
+        if (!refusal.isEmpty())
+            throw LoginItemError(refusal);
+        current = status;
+    }
+};
+
+/// Everything a manager touches, faked, with an executable `cloudflared` at `cloudflaredPath`.
+struct FakeWorld
+{
+    static inline const QString cloudflaredPath = QStringLiteral("/opt/tools/cloudflared");
+
+    FakePreferences preferences;
+    FakeSecretStore secrets;
+    FakeChildLauncher launcher;
+    FakeProcessTable processes;
+    FakeFileAccess files;
+    FakeLoginItem loginItem;
+    FakeScheduler scheduler;
+
+    FakeWorld()
+    {
+        preferences.values[QStringLiteral("cloudflaredPath")] = cloudflaredPath;
+        files.executables = {cloudflaredPath};
+    }
+
+    TunnelServices services()
+    {
+        return {preferences, secrets, launcher, processes, files, loginItem, scheduler};
+    }
+
+    /// Adds a tunnel with a token; the manager is the test's own.
+    static TunnelConfig addTunnel(TunnelManager &manager, const QString &name, const QString &hostname = {},
+                                  const QString &token = QStringLiteral("eyJ-token"))
+    {
+        const TunnelConfig tunnel{QUuid::createUuid(), name, hostname, false};
+        manager.add(tunnel, token);
+        return tunnel;
+    }
+
+    /// Starts the tunnel and gives its child's connections.
+    FakeChildLauncher::Child &connect(TunnelManager &manager, const QUuid &id, int connections = 1)
+    {
+        manager.start(id);
+        FakeChildLauncher::Child &child = launcher.last();
+        for (int i = 0; i < connections; ++i)
+            child.write("INF Registered tunnel connection connIndex=" + QByteArray::number(i) + "\n");
+        return child;
+    }
+};
