@@ -115,6 +115,7 @@ void TunnelRunner::clearLog()
 
 void TunnelRunner::handleTermination(int status, qint32 pid)
 {
+    m_isChildRunning = false;
     if (!m_pendingOutput.empty()) {
         const std::string partial = std::exchange(m_pendingOutput, {});
         cutLine({partial.data(), qsizetype(partial.size())});
@@ -136,6 +137,7 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
 
 void TunnelRunner::consume(QByteArrayView chunk)
 {
+    m_isChildRunning.reset();
     const char *at = chunk.data();
     const char *const end = at + chunk.size();
     while (const auto *feed = static_cast<const char *>(std::memchr(at, '\n', size_t(end - at)))) {
@@ -196,8 +198,15 @@ void TunnelRunner::refreshRunningState()
                                                      : TunnelState::starting();
     if (derived == m_state)
         return;
-    if (m_process && m_process->isRunning())
+    if (isChildRunning())
         setState(derived);
+}
+
+bool TunnelRunner::isChildRunning()
+{
+    if (!m_isChildRunning)
+        m_isChildRunning = m_process && m_process->isRunning();
+    return *m_isChildRunning;
 }
 
 void TunnelRunner::setState(const TunnelState &state)

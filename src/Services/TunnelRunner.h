@@ -83,6 +83,7 @@ private:
     void handleLine(QByteArrayView line);
     void trackConnection(QByteArrayView line, bool isRegistration);
     void refreshRunningState();
+    bool isChildRunning();
     void handleTermination(int status, qint32 pid);
     void checkStopped(qint32 pid);
     void setState(const TunnelState &state);
@@ -101,6 +102,8 @@ private:
     std::unordered_set<std::string> m_activeConnections;
     bool m_hasEverConnected = false;
     bool m_stopRequested = false;
+    /// Asked of the system at most once for each piece of output.
+    std::optional<bool> m_isChildRunning;
     /// The last error line since the start or the last registration; summarised when it is asked for.
     std::optional<std::string> m_lastErrorLine;
 };

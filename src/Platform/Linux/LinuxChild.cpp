@@ -3,8 +3,9 @@
 
 #include "LinuxChild.h"
 
+#include "Pidfd.h"
+
 #include <sys/ioctl.h>
-#include <sys/pidfd.h>
 #include <sys/wait.h>
 
 #include <algorithm>

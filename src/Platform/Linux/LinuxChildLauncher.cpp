@@ -4,6 +4,7 @@
 #include "LinuxChildLauncher.h"
 
 #include "LinuxChild.h"
+#include "Pidfd.h"
 #include "SpawnEnvironment.h"
 
 #include <QCoreApplication>
@@ -11,7 +12,6 @@
 
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
 #include <sys/wait.h>
 
 #include <csignal>

@@ -4,8 +4,8 @@
 #include "LinuxProcessTable.h"
 
 #include "FileDescriptor.h"
+#include "Pidfd.h"
 
-#include <sys/pidfd.h>
 #include <sys/stat.h>
 
 #include <array>
