@@ -1,0 +1,98 @@
+# Shared by the scripts here; sourced, not run.
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+
+build_packages="g++ cmake ninja-build pkg-config qt6-base-dev libqt6svg6-dev libsecret-1-dev libxcb1-dev libqt6svg6"
+run_packages="dbus libglib2.0-bin"
+test_packages="clang-format clang-tidy dbus dbus-x11 gnome-keyring libsecret-tools xvfb xauth x11-utils x11-xserver-utils
+    xdotool imagemagick openbox xfce4-panel at-spi2-core python3-gi gir1.2-atspi-2.0 desktop-file-utils appstream
+    adwaita-icon-theme fonts-dejavu-core"
+
+fail() {
+    printf '%s: %s\n' "$(basename "$0")" "$1" >&2
+    exit 1
+}
+
+# Runs a command and shows its output only when it fails: quietly WHAT COMMAND [ARGUMENT...]
+quietly() {
+    what=$1
+    shift
+    log=$(mktemp)
+    if ! "$@" >"$log" 2>&1; then
+        cat "$log" >&2
+        rm -f "$log"
+        fail "$what failed; the reason is above."
+    fi
+    rm -f "$log"
+}
+
+# The Debian packages among the arguments that are not installed.
+missing_packages() {
+    for package in "$@"; do
+        state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
+        [ "$state" = installed ] || printf '%s ' "$package"
+    done
+}
+
+as_root() {
+    if [ "$(id -u)" = 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        fail "needs to install packages and there is no sudo. As root: apt-get install $missing"
+    fi
+}
+
+# Installs the packages among the arguments that are missing, and says which.
+install_packages() {
+    missing=$(missing_packages "$@")
+    [ -n "$missing" ] || return 0
+    printf 'Installing with apt: %s\n' "$missing"
+    # shellcheck disable=SC2086
+    if ! as_root env DEBIAN_FRONTEND=noninteractive apt-get install -qq -y --no-install-recommends $missing >/dev/null 2>&1; then
+        quietly "apt-get update" as_root apt-get update -qq
+        # shellcheck disable=SC2086
+        quietly "Installing $missing" as_root env DEBIAN_FRONTEND=noninteractive \
+            apt-get install -qq -y --no-install-recommends $missing
+    fi
+}
+
+# On a distribution without apt nothing is installed; what a build needs is looked for and named.
+check_tools() {
+    lacking=
+    for tool in c++ cmake ninja pkg-config; do
+        command -v "$tool" >/dev/null || lacking="$lacking
+  $tool (looked for as a command in PATH)"
+    done
+    if command -v pkg-config >/dev/null; then
+        for module in Qt6Core:6.4 Qt6Widgets:6.4 Qt6DBus:6.4 Qt6Svg:6.4 libsecret-1:0.20 xcb:1.14; do
+            pkg-config --exists "${module%%:*} >= ${module##*:}" || lacking="$lacking
+  ${module%%:*} ${module##*:} or newer (looked for with pkg-config)"
+        done
+    fi
+    [ -z "$lacking" ] || fail "please install with your system's package manager:$lacking"
+}
+
+# need KIND: what KIND, build or test, needs is there afterwards.
+need() {
+    if ! command -v apt-get >/dev/null; then
+        check_tools
+        return
+    fi
+    packages="$build_packages $run_packages"
+    [ "$1" = test ] && packages="$packages $test_packages"
+    # Tokens need a Secret Service; any that is installed will do.
+    grep -qs '^Name=org.freedesktop.secrets$' /usr/share/dbus-1/services/*.service || packages="$packages gnome-keyring"
+    # shellcheck disable=SC2086
+    install_packages $packages
+}
+
+# build PRESET [TARGET...]: configured and built, quietly.
+build() {
+    preset=$1
+    shift
+    cd "$root"
+    [ -f "build/$preset/build.ninja" ] || quietly "Configuring $preset" cmake --preset "$preset"
+    quietly "Building $preset" cmake --build --preset "$preset" ${1:+--target "$@"}
+}
