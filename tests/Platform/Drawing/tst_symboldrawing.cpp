@@ -200,4 +200,4 @@ void TestSymbolDrawing::themeIconsAreTheSymbols()
 }
 
 QTEST_MAIN(TestSymbolDrawing)
-#include "test_symboldrawing.moc"
+#include "tst_symboldrawing.moc"
