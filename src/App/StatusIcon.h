@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "SymbolImage.h"
+#include "TunnelConfig.h"
+
+/// Which picture stands for which state, as data: whoever shows one draws it.
+namespace StatusIcon {
+
+/// The picture in the panel for all tunnels together. Idle is a template in the panel's own colour, the
+/// others keep theirs.
+SymbolImage image(OverallStatus status);
+
+/// The dot before a tunnel's entry; a screen reader speaks the state's label.
+SymbolImage dot(const TunnelState &state);
+
+} // namespace StatusIcon
