@@ -1,0 +1,104 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "StatusItemController.h"
+
+#include "Application.h"
+#include "StatusItem.h"
+#include "StatusPresentation.h"
+#include "TunnelManager.h"
+#include "UrlOpener.h"
+#include "Windows.h"
+
+StatusItemController::StatusItemController(TunnelManager &manager, Windows &windows, StatusItem &statusItem,
+                                           UrlOpener &urlOpener, Application &application, QObject *parent)
+    : QObject(parent)
+    , m_manager(manager)
+    , m_windows(windows)
+    , m_statusItem(statusItem)
+    , m_urlOpener(urlOpener)
+    , m_application(application)
+{
+    // Whether cloudflared is there changes without an announcement: look again when the menu is wanted.
+    const auto lookAgain = [this] { refresh(); };
+    m_statusItem.setCallbacks({.menuNeedsUpdate = lookAgain,
+                               .menuWillOpen = lookAgain,
+                               .menuDidClose = {},
+                               .itemChosen = [this](const MenuItem &item) { choose(item); }});
+    connect(&m_manager, &TunnelManager::objectWillChange, this, &StatusItemController::scheduleRefresh);
+    refresh();
+}
+
+StatusItemController::~StatusItemController()
+{
+    m_statusItem.setCallbacks({});
+}
+
+Menu StatusItemController::makeDockMenu() const
+{
+    return StatusPresentation::dockMenu(TunnelsSnapshot::of(m_manager));
+}
+
+/// The announcement comes before the change: what is to be shown can be read in the next turn.
+void StatusItemController::scheduleRefresh()
+{
+    if (m_isRefreshPending)
+        return;
+    m_isRefreshPending = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_isRefreshPending = false;
+            refresh();
+        },
+        Qt::QueuedConnection);
+}
+
+void StatusItemController::refresh()
+{
+    const TunnelsSnapshot snapshot = TunnelsSnapshot::of(m_manager);
+    m_statusItem.setContent(StatusPresentation::content(snapshot));
+    m_statusItem.setMenu(StatusPresentation::menu(snapshot));
+    m_statusItem.setDockMenu(StatusPresentation::dockMenu(snapshot));
+}
+
+void StatusItemController::choose(const MenuItem &item)
+{
+    if (!item.isEnabled)
+        return;
+    switch (item.action) {
+    case MenuAction::ToggleTunnel:
+        return toggleTunnel(item);
+    case MenuAction::OpenURL:
+        return openURL(item);
+    case MenuAction::StartAll:
+        return m_manager.startAll();
+    case MenuAction::StopAll:
+        return m_manager.stopAll();
+    case MenuAction::OpenLogs:
+        return m_windows.showLogs(std::nullopt);
+    case MenuAction::OpenSettings:
+        return m_windows.showSettings();
+    case MenuAction::Quit:
+        return m_application.terminate();
+    case MenuAction::None:
+        break;
+    }
+}
+
+void StatusItemController::toggleTunnel(const MenuItem &item)
+{
+    const auto *id = std::get_if<QUuid>(&item.representedObject);
+    if (!id)
+        return;
+    if (m_manager.state(*id).isRunning())
+        m_manager.stop(*id);
+    else
+        m_manager.start(*id);
+}
+
+void StatusItemController::openURL(const MenuItem &item)
+{
+    if (const auto *url = std::get_if<QUrl>(&item.representedObject))
+        m_urlOpener.open(*url);
+}

@@ -1,0 +1,101 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "Application.h"
+#include "StatusItem.h"
+#include "UrlOpener.h"
+#include "Windows.h"
+
+#include <QStringList>
+
+/// What the program did to the desktop, in order, as text.
+using Journal = QStringList;
+
+class FakeWindows : public Windows
+{
+public:
+    explicit FakeWindows(Journal &journal)
+        : m_journal(journal)
+    {
+    }
+    void showSettings() override { m_journal += QStringLiteral("settings"); }
+    void showLogs(const std::optional<QUuid> &selecting) override
+    {
+        m_journal += QStringLiteral("logs") + (selecting ? selecting->toString() : QString());
+    }
+
+private:
+    Journal &m_journal;
+};
+
+class FakeUrlOpener : public UrlOpener
+{
+public:
+    explicit FakeUrlOpener(Journal &journal)
+        : m_journal(journal)
+    {
+    }
+    void open(const QUrl &url) override { m_journal += QStringLiteral("open ") + url.toString(); }
+
+private:
+    Journal &m_journal;
+};
+
+class FakeApplication : public Application
+{
+public:
+    explicit FakeApplication(Journal &journal)
+        : m_journal(journal)
+    {
+    }
+    void setActivationPolicy(ActivationPolicy policy) override
+    {
+        m_journal +=
+            policy == ActivationPolicy::Regular ? QStringLiteral("regular") : QStringLiteral("accessory");
+    }
+    void activateIgnoringOtherApps() override { m_journal += QStringLiteral("activate"); }
+    void replyToApplicationShouldTerminate(bool shouldTerminate) override
+    {
+        m_journal += shouldTerminate ? QStringLiteral("reply yes") : QStringLiteral("reply no");
+    }
+    void terminate() override { m_journal += QStringLiteral("terminate"); }
+    bool isTestHost() const override { return testHost; }
+
+    bool testHost = false;
+
+private:
+    Journal &m_journal;
+};
+
+/// Remembers what it was given; a test plays the user.
+class FakeStatusItem : public StatusItem
+{
+public:
+    void setCallbacks(Callbacks newCallbacks) override { callbacks = std::move(newCallbacks); }
+    void setContent(const StatusItemContent &newContent) override
+    {
+        content = newContent;
+        ++refreshes;
+    }
+    void setMenu(const Menu &newMenu) override { menu = newMenu; }
+    void setDockMenu(const Menu &newMenu) override { dockMenu = newMenu; }
+
+    /// The entry of that title as it is drawn now; an empty one when there is none.
+    static MenuItem entry(const Menu &menu, const QString &title)
+    {
+        for (const MenuItem &item : menu) {
+            if (item.title == title)
+                return item;
+        }
+        return {};
+    }
+    MenuItem entry(const QString &title) const { return entry(menu, title); }
+
+    Callbacks callbacks;
+    StatusItemContent content;
+    Menu menu;
+    Menu dockMenu;
+    int refreshes = 0;
+};
