@@ -16,6 +16,7 @@
 #include <QTest>
 
 #include <sys/resource.h>
+#include <sys/wait.h>
 
 #include <csignal>
 
@@ -153,7 +154,8 @@ void TestLinuxChildLauncher::handsOverExactlyWhatWasAsked()
     const QList<QByteArray> environment = linesThatBegin(bench.output, "env");
     QVERIFY(environment.contains("MORVANEL_KEPT=a=b \xff"));
     QVERIFY(environment.contains("TUNNEL_TOKENS=another variable"));
-    QCOMPARE(environment.filter("TUNNEL_TOKEN="), QList<QByteArray>{"TUNNEL_TOKEN=eyJ-new"});
+    QVERIFY(environment.contains("TUNNEL_TOKEN=eyJ-new"));
+    QVERIFY(!environment.contains("TUNNEL_TOKEN=inherited"));
     const QList<QByteArray> descriptors = linesThatBegin(bench.output, "fd");
     QCOMPARE(descriptors.size(), 3);
     QCOMPARE(descriptors[0], "0 /dev/null");
