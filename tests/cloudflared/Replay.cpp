@@ -9,8 +9,6 @@
 
 #include <algorithm>
 #include <ctime>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,11 +19,7 @@ namespace {
 /// The lines with their line feeds; the last one may have none.
 std::vector<std::string> readLines(const std::filesystem::path &file)
 {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        throw ScriptError("cannot read " + file.string());
-    }
-    const std::string bytes(std::istreambuf_iterator<char>(stream), {});
+    const std::string bytes = readFile(file);
     std::vector<std::string> lines;
     for (std::size_t at = 0; at < bytes.size();) {
         const std::size_t end = std::min(bytes.find('\n', at), bytes.size() - 1) + 1;

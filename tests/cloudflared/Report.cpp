@@ -68,7 +68,7 @@ std::string signalNumbers(const sigset_t &set)
     std::string text;
     for (int number = 1; number <= SIGRTMAX; ++number) {
         if (sigismember(&set, number) == 1) {
-            text += (text.empty() ? "" : " ") + std::to_string(number);
+            text.append(text.empty() ? "" : " ").append(std::to_string(number));
         }
     }
     return text.empty() ? "none" : text;

@@ -4,8 +4,6 @@
 #include "Scenario.h"
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 namespace {
 
@@ -45,8 +43,8 @@ Script scenario(const std::string &name)
 {
     const fs::path folder = scenarioFolder();
     Script script;
-    if (std::ifstream file(folder / (name + ".scenario")); file) {
-        script = parseScript(std::string(std::istreambuf_iterator<char>(file), {}));
+    if (const fs::path file = folder / (name + ".scenario"); fs::exists(file)) {
+        script = parseScript(readFile(file));
     } else if (fs::exists(folder / (name + ".log"))) {
         script = parseScript("replay \"" + name + ".log\"");
     } else {

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <fstream>
+#include <sstream>
 
 namespace {
 
@@ -91,4 +93,15 @@ Script parseScript(std::string_view text)
         }
     }
     return script;
+}
+
+std::string readFile(const std::filesystem::path &file)
+{
+    const std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        throw ScriptError("cannot read " + file.string());
+    }
+    std::ostringstream bytes;
+    bytes << stream.rdbuf();
+    return bytes.str();
 }

@@ -59,3 +59,6 @@ struct Script
 
 /// Never fails: whether the verbs exist is the player's to say.
 Script parseScript(std::string_view text);
+
+/// The bytes of `file`. Throws ScriptError when it cannot be read.
+std::string readFile(const std::filesystem::path &file);
