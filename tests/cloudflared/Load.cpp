@@ -79,7 +79,7 @@ private:
 
 void Load::blast(const Blast &blast)
 {
-    constexpr std::size_t chunkBytes = 64 * 1024;
+    constexpr std::size_t chunkBytes = 65'536;
     BlastLines lines(blast);
     std::string chunk;
     for (std::uint64_t number = 0; number < blast.lines && !Signals::termRequested(); ++number) {
@@ -117,7 +117,7 @@ void Load::flood(std::uint64_t rate, std::chrono::seconds duration)
 
 void Load::longLine(std::uint64_t bytes)
 {
-    constexpr std::uint64_t chunkBytes = 1024 * 1024;
+    constexpr std::uint64_t chunkBytes = 1'048'576;
     const std::string chunk(std::min(bytes, chunkBytes), 'x');
     for (std::uint64_t left = bytes; left > 1 && !Signals::termRequested();) {
         const std::uint64_t count = std::min<std::uint64_t>(left - 1, chunkBytes);

@@ -126,6 +126,7 @@ private Q_SLOTS:
     void replaysARecording_data();
     void replaysARecording();
     void reportsItsLaunch();
+    void inheritedMaskStaysInForce();
     void blastsTheExactBytes_data();
     void blastsTheExactBytes();
     void floodsAtItsRate();
@@ -140,7 +141,7 @@ void StandInTest::playsToItsEnd_data()
 {
     QTest::addColumn<QString>("script");
     QTest::addColumn<QByteArray>("end");
-    const auto row = [](const char *name, const char *script, QByteArray end) {
+    const auto row = [](const char *name, const char *script, const QByteArray &end) {
         QTest::newRow(name) << QString::fromUtf8(script) << end;
     };
     row("nothing to do", "# a comment\n", "exit 0");
@@ -321,6 +322,25 @@ void StandInTest::reportsItsLaunch()
     static const QRegularExpression onePipe(uR"(\nfd 1 (pipe:\[\d+\])\nfd 2 \1\n)"_s);
     QVERIFY(QString::fromUtf8(lines.join('\n')).contains(onePipe));
     QCOMPARE(lines.last(2).first(), "end");
+}
+
+void StandInTest::inheritedMaskStaysInForce()
+{
+    sigset_t blocked, before;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    sigaddset(&blocked, SIGUSR1);
+    sigprocmask(SIG_BLOCK, &blocked, &before);
+    const auto usr2 = std::signal(SIGUSR2, SIG_IGN);
+    Child child(u"report\npause 300\nexit 4"_s);
+    std::signal(SIGUSR2, usr2);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+
+    const QByteArray report = child.outputWith("\nend\n");
+    QVERIFY2(report.contains("\nblocked 10 15\n"), report.constData());
+    QVERIFY2(report.contains("\nignored 12\n"), report.constData());
+    child.terminate();
+    QVERIFY(child.ended().endsWith("exit 4"));
 }
 
 void StandInTest::blastsTheExactBytes_data()
