@@ -5,6 +5,7 @@
 
 #include "Pidfd.h"
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 
@@ -57,6 +58,12 @@ void LinuxChild::send(int signal)
 {
     if (!m_isReaped)
         ::pidfd_send_signal(m_pidfd.get(), signal, nullptr, 0);
+}
+
+bool LinuxChild::waitForEnd(std::chrono::milliseconds patience) const
+{
+    pollfd ended{m_pidfd.get(), POLLIN, 0};
+    return m_isReaped || ::poll(&ended, 1, int(patience.count())) > 0;
 }
 
 void LinuxChild::readOutput()

@@ -7,6 +7,7 @@
 #include "DescriptorWatcher.h"
 #include "FileDescriptor.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -28,6 +29,8 @@ public:
     qint32 pid() const { return m_pid; }
     bool isRunning() const;
     void send(int signal);
+    /// Blocks for at most `patience`; whether the child has ended.
+    bool waitForEnd(std::chrono::milliseconds patience) const;
     /// No callback is called any more.
     void abandon() { m_isAbandoned = true; }
 

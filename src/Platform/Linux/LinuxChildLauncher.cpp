@@ -14,10 +14,12 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -175,4 +177,17 @@ ChildLauncher::Result LinuxChildLauncher::adopt(qint32 pid, FileDescriptor outpu
     }
     m_children.emplace(number, child);
     return {std::make_unique<Handle>(std::move(child)), {}};
+}
+
+void LinuxChildLauncher::endAll(std::chrono::milliseconds patience)
+{
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    for (const auto &[number, child] : m_children)
+        child->send(SIGTERM);
+    for (const auto &[number, child] : m_children) {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (!child->waitForEnd(std::max(left, 0ms)))
+            child->send(SIGKILL);
+    }
 }

@@ -6,6 +6,7 @@
 #include "ChildProcess.h"
 #include "DescriptorWatcher.h"
 
+#include <chrono>
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -24,6 +25,10 @@ public:
     ~LinuxChildLauncher() override;
 
     Result launch(const ChildCommand &command, ChildProcess::Callbacks callbacks) override;
+
+    /// SIGTERM to every child, and SIGKILL to those that have not ended after `patience`. Waits for them and
+    /// calls nothing back: for the end of the process only.
+    void endAll(std::chrono::milliseconds patience);
 
 private:
     /// Takes charge of a child that runs; ends it where that is not possible.

@@ -118,6 +118,7 @@ private Q_SLOTS:
     void failsToLaunch();
     void survivesExhaustedDescriptors();
     void leaksNoDescriptor();
+    void endsAllItsChildren();
     void executableFiles_data();
     void executableFiles();
     void findsProcesses();
@@ -365,6 +366,22 @@ void TestLinuxChildLauncher::leaksNoDescriptor()
     }
     bench.child.reset();
     QCOMPARE(openDescriptors(), before);
+}
+
+void TestLinuxChildLauncher::endsAllItsChildren()
+{
+    Bench bench;
+    QVERIFY(bench.launch("sigterm ignore\nraw ready\nwait"));
+    QTRY_COMPARE(bench.output, "ready\n");
+    const std::unique_ptr<ChildProcess> stubborn = std::move(bench.child);
+    QVERIFY(bench.launch("sigterm default\nraw set\nwait"));
+    QTRY_COMPARE(bench.output, "ready\nset\n");
+    QElapsedTimer timer;
+    timer.start();
+    bench.launcher.endAll(300ms);
+    QVERIFY(timer.elapsed() >= 300 && timer.elapsed() < 2000);
+    QTRY_COMPARE(bench.ends, 2);
+    QVERIFY(!stubborn->isRunning());
 }
 
 void TestLinuxChildLauncher::executableFiles_data()

@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "ProcessSetup.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+
+namespace {
+
+void openMissingStandardStreams()
+{
+    // The lowest free number is the one that gets opened. These three are meant to be inherited.
+    int fd = 0;
+    do
+        fd = ::open("/dev/null", O_RDWR); // NOLINT(android-cloexec-open)
+    while (fd >= 0 && fd <= STDERR_FILENO);
+    if (fd > STDERR_FILENO)
+        ::close(fd);
+}
+
+} // namespace
+
+void ProcessSetup::prepare()
+{
+    openMissingStandardStreams();
+    std::signal(SIGPIPE, SIG_IGN);
+    const rlimit none{0, 0};
+    ::setrlimit(RLIMIT_CORE, &none);
+}
