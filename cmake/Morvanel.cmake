@@ -2,7 +2,7 @@
 
 add_library(morvanel_options INTERFACE)
 target_compile_options(morvanel_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
     -Wformat=2 -Wimplicit-fallthrough -Werror
     -fstack-protector-strong)
 target_compile_definitions(morvanel_options INTERFACE
