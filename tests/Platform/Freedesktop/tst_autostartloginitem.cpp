@@ -1,0 +1,174 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "AutostartLoginItem.h"
+#include "Unprivileged.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+Q_DECLARE_METATYPE(LoginItemStatus)
+
+namespace {
+
+void write(const QString &path, const QByteArray &content, QFile::Permissions extra = {})
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(content);
+    file.setPermissions(file.permissions() | extra);
+}
+
+/// Exit code, and what was printed.
+std::pair<int, QByteArray> run(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, arguments);
+    return process.waitForFinished() ? std::pair(process.exitCode(), process.readAll())
+                                     : std::pair(-1, process.errorString().toUtf8());
+}
+
+} // namespace
+
+class AutostartLoginItemTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QTemporaryDir> m_folder;
+    QString m_file;
+
+    AutostartLoginItem item(const QString &program = u"/usr/bin/morvanel"_s) const
+    {
+        return {m_folder->filePath(u"autostart"_s), program};
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_file = m_folder->filePath(u"autostart/com.ardentwick.Morvanel.desktop"_s);
+    }
+
+    void readsTheStatus_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<LoginItemStatus>("status");
+        const auto row = [](const char *name, const QByteArray &content, LoginItemStatus status) {
+            QTest::newRow(name) << content << status;
+        };
+        const QByteArray entry = "[Desktop Entry]\nType=Application\nExec=morvanel\n";
+        row("plain", entry, LoginItemStatus::Enabled);
+        row("hidden", entry + "Hidden=true\n", LoginItemStatus::RequiresApproval);
+        row("with blanks and CRLF", entry + " Hidden = true \r\n", LoginItemStatus::RequiresApproval);
+        row("not hidden", entry + "Hidden=false\nX-GNOME-Autostart-enabled=true\n", LoginItemStatus::Enabled);
+        row("GNOME", entry + "X-GNOME-Autostart-enabled=false", LoginItemStatus::RequiresApproval);
+        row("MATE", entry + "X-MATE-Autostart-enabled=false", LoginItemStatus::RequiresApproval);
+        row("the last counts", entry + "Hidden=true\nHidden=false\n", LoginItemStatus::Enabled);
+        row("comment", entry + "#Hidden=true\n", LoginItemStatus::Enabled);
+        row("another group", entry + "[Other]\nHidden=true\n", LoginItemStatus::Enabled);
+        row("empty", "", LoginItemStatus::NotRegistered);
+        row("no group", "Hidden=true\n=\n", LoginItemStatus::NotRegistered);
+        row("noise", QByteArray(300'000, '\xff') + "[Desktop Entry", LoginItemStatus::NotRegistered);
+    }
+
+    void readsTheStatus()
+    {
+        QFETCH(QByteArray, content);
+        QVERIFY(QDir(m_folder->path()).mkdir(u"autostart"_s));
+        write(m_file, content);
+        QTEST(item().status(), "status");
+        item().registerItem();
+        QCOMPARE(item().status(), LoginItemStatus::Enabled);
+        item().unregisterItem();
+        QVERIFY(!QFile::exists(m_file));
+        item().unregisterItem();
+        QCOMPARE(item().status(), LoginItemStatus::NotRegistered);
+    }
+
+    /// A launcher of the desktop must find the program, whatever its path.
+    void namesTheProgramSoThatItIsFound_data()
+    {
+        QTest::addColumn<QString>("name");
+        for (const char *name : {"plain", "two  words", "quo\"te'", "$HOME", "%f %% 100%", "back\\slash\\n",
+                                 "`ls`", "a;b|c&(d)*?~#<>", "tab\tand\nline", "é😀"})
+            QTest::newRow(name) << QString::fromUtf8(name);
+    }
+
+    void namesTheProgramSoThatItIsFound()
+    {
+        QFETCH(QString, name);
+        const QString program = m_folder->filePath(name);
+        const QString proof = m_folder->filePath(u"proof"_s);
+        write(program,
+              "#!/bin/sh\necho \"$#\" > '" + proof.toUtf8() + ".new'; mv '" + proof.toUtf8() + ".new' '" +
+                  proof.toUtf8() + "'\n",
+              QFile::ExeOwner);
+        item(program).registerItem();
+        const auto [isInvalid, complaints] = run(u"desktop-file-validate"_s, {m_file});
+        QVERIFY2(isInvalid == 0 && complaints.isEmpty(), complaints.constData());
+        const auto [failed, output] = run(u"gio"_s, {u"launch"_s, m_file});
+        QVERIFY2(failed == 0, output.constData());
+        QTRY_VERIFY(QFile::exists(proof));
+        QFile file(proof);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), "0\n");
+    }
+
+    void saysWhatFailed_data()
+    {
+        QTest::addColumn<QString>("place");
+        QTest::addColumn<QString>("words");
+        QTest::newRow("read-only folder") << u"readonly"_s << u"Permission denied"_s;
+        QTest::newRow("new folder in a read-only one") << u"readonly/deep/er"_s << u"Permission denied"_s;
+        QTest::newRow("a file for a folder") << u"file"_s << u"Not a directory"_s;
+        QTest::newRow("a folder for a file") << u"folder"_s << u"Is a directory"_s;
+    }
+
+    void saysWhatFailed()
+    {
+        QFETCH(QString, place);
+        QFETCH(QString, words);
+        const QDir folder(m_folder->path());
+        write(folder.filePath(u"file"_s), "");
+        QVERIFY(folder.mkpath(u"folder/com.ardentwick.Morvanel.desktop"_s));
+        QVERIFY(folder.mkdir(u"readonly"_s, QFile::ReadOwner | QFile::ExeOwner));
+        const Unprivileged user(m_folder->path());
+        QVERIFY(user.isDone());
+        AutostartLoginItem login(folder.filePath(place), u"/usr/bin/morvanel"_s);
+        try {
+            login.registerItem();
+            QFAIL("registered");
+        } catch (const LoginItemError &error) {
+            QVERIFY2(error.message().contains(words), qPrintable(error.message()));
+            QVERIFY2(error.message().contains(m_folder->path()), qPrintable(error.message()));
+        }
+        QCOMPARE(login.status(), LoginItemStatus::NotRegistered);
+        if (place == u"folder")
+            QVERIFY_THROWS_EXCEPTION(LoginItemError, login.unregisterItem());
+        QVERIFY(QFile::setPermissions(folder.filePath(u"readonly"_s),
+                                      QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    }
+
+    void leavesTheTargetOfALinkAlone()
+    {
+        const QString installed = m_folder->filePath(u"installed.desktop"_s);
+        const QByteArray content = "[Desktop Entry]\nType=Application\n";
+        write(installed, content);
+        QVERIFY(QDir(m_folder->path()).mkdir(u"autostart"_s));
+        QVERIFY(QFile::link(installed, m_file));
+        QCOMPARE(item().status(), LoginItemStatus::Enabled);
+        item().registerItem();
+        QVERIFY(!QFileInfo(m_file).isSymLink());
+        QCOMPARE(QFileInfo(installed).size(), content.size());
+    }
+};
+
+QTEST_GUILESS_MAIN(AutostartLoginItemTest)
+#include "tst_autostartloginitem.moc"
