@@ -1,0 +1,47 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QUuid>
+#include <QWidget>
+
+#include <optional>
+
+class QComboBox;
+class QLabel;
+class QStackedLayout;
+class RunnerLogView;
+class TunnelManager;
+
+/// The content of the Logs window: the choice of a tunnel and that tunnel's log.
+class LogView : public QWidget
+{
+    Q_OBJECT
+
+public:
+    /// `manager` outlives the view. Without `selecting` the first tunnel is chosen when the view appears.
+    explicit LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget *parent = nullptr);
+
+    std::optional<QUuid> selection() const { return m_selection; }
+
+protected:
+    void showEvent(QShowEvent *event) override;
+
+private:
+    QWidget *makeContent();
+    QWidget *makeHeader();
+    void refreshSoon();
+    void refresh();
+    void refreshPicker();
+    void choose(int index);
+
+    TunnelManager &m_manager;
+    std::optional<QUuid> m_selection;
+    bool m_isStale = true;
+
+    QStackedLayout *m_pages;
+    QLabel *m_placeholder;
+    QComboBox *m_picker;
+    RunnerLogView *m_log;
+};

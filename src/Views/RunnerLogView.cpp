@@ -1,0 +1,102 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "RunnerLogView.h"
+
+#include "ElidedLabel.h"
+#include "LogTextArea.h"
+#include "TunnelRunner.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QPushButton>
+
+namespace {
+
+constexpr int footerPadding = 10;
+
+/// Smaller than the text around it.
+QFont captionFont(QFont font)
+{
+    constexpr qreal ratio = 0.85;
+    if (font.pixelSize() > 0)
+        font.setPixelSize(qRound(font.pixelSize() * ratio));
+    else
+        font.setPointSizeF(font.pointSizeF() * ratio);
+    return font;
+}
+
+} // namespace
+
+RunnerLogView::RunnerLogView(QWidget *parent)
+    : QWidget(parent)
+    , m_area(new LogTextArea(this))
+    , m_state(new ElidedLabel(this))
+{
+    auto *divider = new QFrame(this);
+    divider->setFrameStyle(QFrame::HLine | QFrame::Sunken);
+    auto *column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addWidget(m_area, 1);
+    column->addWidget(divider);
+    column->addWidget(makeFooter());
+}
+
+QWidget *RunnerLogView::makeFooter()
+{
+    auto *footer = new QWidget(this);
+    auto *row = new QHBoxLayout(footer);
+    row->setContentsMargins(footerPadding, footerPadding, footerPadding, footerPadding);
+    m_state->setFont(captionFont(font()));
+    m_state->setForegroundRole(QPalette::PlaceholderText);
+    auto *copy = new QPushButton(tr("Copy"), footer);
+    auto *clear = new QPushButton(tr("Clear"), footer);
+    connect(copy, &QPushButton::clicked, this, &RunnerLogView::copyLog);
+    connect(clear, &QPushButton::clicked, this, &RunnerLogView::clearLog);
+    row->addWidget(m_state, 1);
+    row->addWidget(copy);
+    row->addWidget(clear);
+    return footer;
+}
+
+void RunnerLogView::setRunner(TunnelRunner *runner)
+{
+    if (m_runner == runner && runner)
+        return;
+    if (m_runner)
+        m_runner->disconnect(this);
+    m_runner = runner;
+    m_area->setLog(runner ? &runner->logLines() : nullptr);
+    showState();
+    if (!runner)
+        return;
+    connect(runner, &TunnelRunner::logLinesChanged, m_area, &LogTextArea::logChanged);
+    connect(runner, &TunnelRunner::stateChanged, this, &RunnerLogView::showState);
+    connect(runner, &QObject::destroyed, this, [this] { setRunner(nullptr); });
+}
+
+void RunnerLogView::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::ApplicationFontChange)
+        m_state->setFont(captionFont(font()));
+}
+
+void RunnerLogView::showState()
+{
+    m_state->setText(m_runner ? m_runner->state().label() : QString());
+}
+
+void RunnerLogView::copyLog() const
+{
+    if (m_runner)
+        QGuiApplication::clipboard()->setText(m_runner->logLines().text());
+}
+
+void RunnerLogView::clearLog()
+{
+    if (m_runner)
+        m_runner->clearLog();
+}
