@@ -7,6 +7,7 @@
 #include "LogTextAccessible.h"
 #include "SymbolDrawing.h"
 
+#include <QAccessible>
 #include <QFontDatabase>
 #include <QPainter>
 #include <QScrollBar>
@@ -90,7 +91,7 @@ void LogTextArea::takeOver()
     m_isStale = false;
     m_frame.stop();
     if (m_log) {
-        const bool couldSelect = !m_viewport.rows().isEmpty();
+        const bool couldSelect = canSelectAll();
         m_viewport.update(*m_log);
         keepSelection();
         if (couldSelect != canSelectAll())

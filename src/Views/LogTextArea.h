@@ -35,7 +35,7 @@ public:
     void logChanged();
 
     bool hasSelection() const { return m_cursor && m_selectionStart != *m_cursor; }
-    bool canSelectAll() const { return m_log && !m_log->isEmpty(); }
+    bool canSelectAll() const { return !m_viewport.rows().isEmpty(); }
     /// Ordered; empty at the cursor without a selection.
     std::pair<LogPosition, LogPosition> selection() const;
     QString selectedText() const;

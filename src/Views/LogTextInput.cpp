@@ -7,6 +7,7 @@
 #include "LogTextAccessible.h"
 #include "LogTextArea.h"
 
+#include <QAccessible>
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QGuiApplication>
