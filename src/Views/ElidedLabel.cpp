@@ -3,6 +3,8 @@
 
 #include "ElidedLabel.h"
 
+#include "SingleLine.h"
+
 #include <QHelpEvent>
 #include <QPainter>
 #include <QStyle>
@@ -17,7 +19,7 @@ ElidedLabel::ElidedLabel(QWidget *parent)
 
 QSize ElidedLabel::sizeHint() const
 {
-    return {fontMetrics().horizontalAdvance(singleLine()) + 1, fontMetrics().height()};
+    return {fontMetrics().horizontalAdvance(singleLine(text())) + 1, fontMetrics().height()};
 }
 
 QSize ElidedLabel::minimumSizeHint() const
@@ -29,7 +31,7 @@ bool ElidedLabel::event(QEvent *event)
 {
     if (event->type() != QEvent::ToolTip)
         return QLabel::event(event);
-    const bool isCut = fontMetrics().horizontalAdvance(singleLine()) > contentsRect().width();
+    const bool isCut = fontMetrics().horizontalAdvance(singleLine(text())) > contentsRect().width();
     QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
                        isCut ? text().toHtmlEscaped() : QString(), this);
     return true;
@@ -38,19 +40,8 @@ bool ElidedLabel::event(QEvent *event)
 void ElidedLabel::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
-    const QString shown = fontMetrics().elidedText(singleLine(), Qt::ElideRight, contentsRect().width());
+    const QString shown =
+        fontMetrics().elidedText(singleLine(text()), Qt::ElideRight, contentsRect().width());
     style()->drawItemText(&painter, contentsRect(), int(alignment()), palette(), isEnabled(), shown,
                           foregroundRole());
-}
-
-/// Line breaks and tabs become blanks.
-QString ElidedLabel::singleLine() const
-{
-    QString line = text();
-    for (QChar &character : line) {
-        if (character.category() == QChar::Other_Control || character == QChar::LineSeparator ||
-            character == QChar::ParagraphSeparator)
-            character = u' ';
-    }
-    return line;
 }

@@ -19,7 +19,4 @@ public:
 protected:
     bool event(QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
-
-private:
-    QString singleLine() const;
 };

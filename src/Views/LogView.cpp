@@ -5,9 +5,10 @@
 
 #include "LogRules.h"
 #include "RunnerLogView.h"
+#include "SingleLine.h"
 #include "TunnelManager.h"
+#include "TunnelPicker.h"
 
-#include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QShowEvent>
@@ -27,7 +28,7 @@ LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget
     , m_selection(selecting)
     , m_pages(new QStackedLayout(this))
     , m_placeholder(new QLabel(tr("No tunnels configured"), this))
-    , m_picker(new QComboBox(this))
+    , m_picker(new TunnelPicker(this))
     , m_log(new RunnerLogView(this))
 {
     setMinimumSize(minimumContent);
@@ -62,9 +63,6 @@ QWidget *LogView::makeHeader()
     label->setBuddy(m_picker);
     m_picker->setAccessibleName(tr("Tunnel"));
     m_picker->setMaximumWidth(pickerWidth);
-    m_picker->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-    m_picker->setMinimumContentsLength(1);
-    m_picker->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     auto *row = new QHBoxLayout(header);
     row->setContentsMargins(headerPadding, headerPadding, headerPadding, headerPadding);
     row->addWidget(label);
@@ -107,7 +105,8 @@ void LogView::refreshPicker()
 {
     const QList<TunnelConfig> &tunnels = m_manager.tunnels();
     const auto isShown = [this](int index, const TunnelConfig &tunnel) {
-        return m_picker->itemData(index).toUuid() == tunnel.id && m_picker->itemText(index) == tunnel.name;
+        return m_picker->itemData(index).toUuid() == tunnel.id &&
+               m_picker->itemText(index) == singleLine(tunnel.name);
     };
     bool isCurrent = m_picker->count() == tunnels.size();
     for (int i = 0; isCurrent && i < tunnels.size(); ++i)
@@ -115,7 +114,7 @@ void LogView::refreshPicker()
     if (!isCurrent) {
         m_picker->clear();
         for (const TunnelConfig &tunnel : tunnels)
-            m_picker->addItem(tunnel.name, tunnel.id);
+            m_picker->addItem(singleLine(tunnel.name), tunnel.id);
     }
     m_picker->setCurrentIndex(m_selection ? m_picker->findData(*m_selection) : -1);
 }

@@ -8,11 +8,11 @@
 
 #include <optional>
 
-class QComboBox;
 class QLabel;
 class QStackedLayout;
 class RunnerLogView;
 class TunnelManager;
+class TunnelPicker;
 
 /// The content of the Logs window: the choice of a tunnel and that tunnel's log.
 class LogView : public QWidget
@@ -42,6 +42,6 @@ private:
 
     QStackedLayout *m_pages;
     QLabel *m_placeholder;
-    QComboBox *m_picker;
+    TunnelPicker *m_picker;
     RunnerLogView *m_log;
 };

@@ -1,0 +1,133 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "FreedesktopApplication.h"
+
+#include <QEvent>
+#include <QGuiApplication>
+
+#include <link.h>
+
+#include <string_view>
+
+namespace {
+
+/// Windows that a window manager lists: no menus, tooltips and the like.
+bool isListed(const QWindow &window)
+{
+    return window.isTopLevel() && (window.type() == Qt::Window || window.type() == Qt::Dialog);
+}
+
+QList<QWindow *> shownWindows()
+{
+    QList<QWindow *> shown;
+    const QWindowList all = QGuiApplication::topLevelWindows();
+    for (QWindow *window : all) {
+        if (isListed(*window) && window->isVisible())
+            shown.append(window);
+    }
+    return shown;
+}
+
+/// The X server's time in a startup notification id, which ends in "_TIME" and the time; 0 without one.
+quint32 startupTime(const QByteArray &token)
+{
+    constexpr std::string_view mark = "_TIME";
+    const qsizetype at = token.lastIndexOf(mark.data());
+    return at < 0 ? 0 : token.mid(at + qsizetype(mark.size())).toUInt();
+}
+
+} // namespace
+
+FreedesktopApplication::FreedesktopApplication(QObject *parent)
+    : QObject(parent)
+{
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    if (X11Windows::isAvailable())
+        m_x11.emplace();
+    qGuiApp->installEventFilter(this);
+}
+
+void FreedesktopApplication::setActivationPolicy(ActivationPolicy policy)
+{
+    m_policy = policy;
+    const QList<QWindow *> windows = shownWindows();
+    for (QWindow *window : windows) {
+        if (m_x11)
+            m_x11->requestSkipsTaskbar(*window, policy == ActivationPolicy::Accessory);
+    }
+}
+
+void FreedesktopApplication::activateIgnoringOtherApps()
+{
+    if (!m_isActivating) {
+        m_isActivating = true;
+        QMetaObject::invokeMethod(this, &FreedesktopApplication::finishActivation, Qt::QueuedConnection);
+    }
+    QWindow *last = QGuiApplication::focusWindow();
+    const QList<QWindow *> windows = shownWindows();
+    for (QWindow *window : windows) {
+        if (window->windowStates() & Qt::WindowMinimized || window == last)
+            continue;
+        activate(*window);
+    }
+    if (last && isListed(*last))
+        activate(*last);
+}
+
+void FreedesktopApplication::activate(QWindow &window)
+{
+    window.raise();
+    if (m_x11) {
+        m_x11->activate(window, startupTime(m_activationToken));
+        return;
+    }
+    if (!m_activationToken.isEmpty())
+        qputenv("XDG_ACTIVATION_TOKEN", m_activationToken); // where Qt looks for it, and takes it from
+    window.requestActivate();
+}
+
+void FreedesktopApplication::finishActivation()
+{
+    for (const QPointer<QWindow> &window : std::exchange(m_shownMeanwhile, {})) {
+        if (window && window->isVisible())
+            activate(*window);
+    }
+    m_isActivating = false;
+    m_activationToken.clear();
+}
+
+/// Windows as they are about to be shown.
+bool FreedesktopApplication::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Show && watched->isWindowType()) {
+        auto *window = static_cast<QWindow *>(watched);
+        if (m_x11 && isListed(*window))
+            m_x11->prepareSkipsTaskbar(*window, m_policy == ActivationPolicy::Accessory);
+        if (m_isActivating && isListed(*window))
+            m_shownMeanwhile.append(window);
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void FreedesktopApplication::terminate()
+{
+    Q_EMIT terminationRequested();
+}
+
+/// The event loop may not run yet: the end then comes with its first turn.
+void FreedesktopApplication::replyToApplicationShouldTerminate(bool shouldTerminate)
+{
+    if (shouldTerminate)
+        QMetaObject::invokeMethod(
+            qApp, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+}
+
+bool FreedesktopApplication::isTestHost() const
+{
+    const auto isTestLibrary = [](dl_phdr_info *info, size_t, void *) -> int {
+        return std::string_view(info->dlpi_name ? info->dlpi_name : "").find("libQt6Test") !=
+               std::string_view::npos;
+    };
+    return dl_iterate_phdr(isTestLibrary, nullptr) != 0;
+}
