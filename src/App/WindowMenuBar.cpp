@@ -9,6 +9,8 @@
 #include <QAction>
 #include <QKeySequence>
 
+#include <utility>
+
 using MainMenu::Action;
 
 namespace {
@@ -86,8 +88,10 @@ void WindowMenuBar::refreshEditing()
 
 void WindowMenuBar::listWindows(QMenu &menu)
 {
-    for (QAction *action : std::exchange(m_windowActions, {}))
-        action->deleteLater();
+    for (QAction *action : std::exchange(m_windowActions, {})) {
+        menu.removeAction(action);
+        action->deleteLater(); // it may be the one that was just chosen
+    }
     const QList<QWidget *> windows = m_openWindows();
     if (!windows.isEmpty())
         m_windowActions.append(menu.addSeparator());
