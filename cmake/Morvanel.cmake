@@ -33,15 +33,20 @@ function(morvanel_library name)
     target_link_libraries(${name} PUBLIC ${arg_LINK} PRIVATE morvanel_options ${arg_PRIVATE_LINK})
 endfunction()
 
-# morvanel_test(NAME [BUS] SOURCES ... LINK ... ENVIRONMENT ...): one Qt Test program, run with a HOME and a
-# runtime folder of its own; with BUS on a private session bus.
+# morvanel_test(NAME [BUS] [X11] SOURCES ... LINK ... ENVIRONMENT ...): one Qt Test program, run with a HOME and a
+# runtime folder of its own; with BUS on a private session bus, with X11 on an X server with a window manager.
 function(morvanel_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "BUS" "TIMEOUT" "SOURCES;LINK;ENVIRONMENT")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "BUS;X11" "TIMEOUT" "SOURCES;LINK;ENVIRONMENT")
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE morvanel_options Qt6::Test ${arg_LINK})
     set(wrapper ${CMAKE_SOURCE_DIR}/tests/support/isolated)
     if(arg_BUS)
         list(APPEND wrapper --bus)
+    endif()
+    set(platform offscreen)
+    if(arg_X11)
+        list(APPEND wrapper --x11)
+        set(platform xcb)
     endif()
     add_test(NAME ${name} COMMAND ${wrapper} $<TARGET_FILE:${name}>)
     if(NOT arg_TIMEOUT)
@@ -50,5 +55,5 @@ function(morvanel_test name)
     set_tests_properties(${name} PROPERTIES
         TIMEOUT ${arg_TIMEOUT}
         FAIL_REGULAR_EXPRESSION "SKIP   :"
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;${arg_ENVIRONMENT}")
+        ENVIRONMENT "QT_QPA_PLATFORM=${platform};${arg_ENVIRONMENT}")
 endfunction()

@@ -1,0 +1,167 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "DesktopUrlOpener.h"
+#include "FreedesktopApplication.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QFile>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Shows a window until it is ended: what this program runs as when it plays another one.
+const QString otherProgram = u"--other-program"_s;
+
+/// A property of a window as `xprop` tells it.
+QString xProperty(WId window, const QString &name)
+{
+    QProcess xprop;
+    xprop.start(u"xprop"_s, {u"-id"_s, QString::number(window), name});
+    xprop.waitForFinished();
+    return QString::fromUtf8(xprop.readAll());
+}
+
+bool skipsTaskbar(const QWidget &window)
+{
+    const QString state = xProperty(window.winId(), u"_NET_WM_STATE"_s);
+    const bool skips = state.contains(u"_NET_WM_STATE_SKIP_TASKBAR");
+    return skips && state.contains(u"_NET_WM_STATE_SKIP_PAGER");
+}
+
+} // namespace
+
+class TestFreedesktopApplication : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void accessoryWindowsSkipTheTaskbar();
+    void comesInFrontOfOtherPrograms();
+    void terminationIsAskedForAndAnswered();
+    void knowsATestHost();
+    void opensAddressesWithoutWaiting();
+};
+
+void TestFreedesktopApplication::accessoryWindowsSkipTheTaskbar()
+{
+    FreedesktopApplication application;
+    QWidget open;
+    open.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&open));
+    QVERIFY(!skipsTaskbar(open));
+
+    QWidget minimised;
+    minimised.showMinimized();
+    QTRY_VERIFY(xProperty(minimised.winId(), u"WM_STATE"_s).contains(u"Iconic"));
+
+    application.setActivationPolicy(ActivationPolicy::Accessory);
+    QTRY_VERIFY(skipsTaskbar(open));
+    QTRY_VERIFY(skipsTaskbar(minimised));
+
+    QDialog later;
+    later.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&later));
+    QTRY_VERIFY(skipsTaskbar(later));
+    open.hide();
+    open.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&open));
+    QTRY_VERIFY(skipsTaskbar(open));
+
+    open.hide();
+    application.setActivationPolicy(ActivationPolicy::Regular);
+    open.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&open));
+    QTRY_VERIFY(!skipsTaskbar(later));
+    QVERIFY(!skipsTaskbar(open));
+    minimised.showNormal();
+    QTRY_VERIFY(!skipsTaskbar(minimised));
+}
+
+void TestFreedesktopApplication::comesInFrontOfOtherPrograms()
+{
+    FreedesktopApplication application;
+    QWidget first;
+    first.show();
+    QVERIFY(QTest::qWaitForWindowActive(&first));
+    QProcess other;
+    other.start(QCoreApplication::applicationFilePath(), {otherProgram});
+    QTRY_VERIFY(!QApplication::activeWindow());
+
+    application.activateIgnoringOtherApps();
+    QTRY_VERIFY(first.isActiveWindow());
+
+    QProcess third;
+    third.start(QCoreApplication::applicationFilePath(), {otherProgram});
+    QTRY_VERIFY(!QApplication::activeWindow());
+    QWidget second;
+    application.setActivationToken("morvanel_TIME0");
+    application.activateIgnoringOtherApps();
+    second.show();
+    QTRY_VERIFY(second.isActiveWindow());
+    for (QProcess *process : {&other, &third}) {
+        process->terminate();
+        QVERIFY(process->waitForFinished());
+    }
+}
+
+void TestFreedesktopApplication::terminationIsAskedForAndAnswered()
+{
+    FreedesktopApplication application;
+    QSignalSpy requests(&application, &FreedesktopApplication::terminationRequested);
+    application.terminate();
+    QCOMPARE(requests.size(), 1);
+
+    QWidget last;
+    last.show();
+    QTimer::singleShot(0, &last, [&] {
+        application.replyToApplicationShouldTerminate(false);
+        last.close();
+        QTimer::singleShot(0, &last, [&] { application.replyToApplicationShouldTerminate(true); });
+    });
+    QCOMPARE(QCoreApplication::exec(), 0);
+}
+
+void TestFreedesktopApplication::knowsATestHost()
+{
+    QVERIFY(FreedesktopApplication().isTestHost());
+}
+
+void TestFreedesktopApplication::opensAddressesWithoutWaiting()
+{
+    QTemporaryDir folder;
+    QFile program(folder.filePath(u"xdg-open"_s));
+    QVERIFY(program.open(QFile::WriteOnly));
+    program.write("#!/bin/sh\nprintf %s \"$1\" >\"$0.part\" && mv \"$0.part\" \"$0.opened\"\n");
+    program.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+    program.close();
+    qputenv("PATH", folder.path().toUtf8() + ':' + qgetenv("PATH"));
+
+    DesktopUrlOpener opener;
+    opener.open(QUrl(u"https://example.com/a?b=c&d"_s));
+    QFile opened(program.fileName() + u".opened"_s);
+    QTRY_VERIFY(opened.exists());
+    QVERIFY(opened.open(QFile::ReadOnly));
+    QCOMPARE(opened.readAll(), "https://example.com/a?b=c&d");
+}
+
+int main(int argc, char *argv[])
+{
+    QApplication application(argc, argv);
+    if (application.arguments().contains(otherProgram)) {
+        QWidget window;
+        window.show();
+        return QApplication::exec();
+    }
+    TestFreedesktopApplication test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_freedesktopapplication.moc"
