@@ -49,20 +49,19 @@ LogTextArea::LogTextArea(QWidget *parent)
     m_frame.setTimerType(Qt::PreciseTimer);
     m_frame.setInterval(frame);
     connect(&m_frame, &QTimer::timeout, this, &LogTextArea::ensureCurrent);
-    applyFormat();
 }
 
 void LogTextArea::setLog(const LogBuffer *log)
 {
-    m_log = nullptr;
+    m_frame.stop();
     m_layouts.clear();
     m_viewport = LogViewport(
         [this](const LogRows::Row &row) { return m_layouts.layout(*m_log, row).text.lineCount(); });
     m_cursor.reset();
     m_log = log;
     m_seenEnd = log ? log->endNumber() : 0;
+    m_isStale = log != nullptr;
     applyFormat();
-    takeOver();
     Q_EMIT selectionChanged();
 }
 
@@ -113,12 +112,17 @@ void LogTextArea::announceLines()
         notifyLogLines(this, first);
 }
 
-/// Rows are laid out anew for the font, the width and the direction of the widget.
+/// Rows are laid out anew for the font, the width and the direction of the widget; not before it is shown,
+/// when all that is known.
 void LogTextArea::applyFormat()
 {
-    ensureCurrent();
+    if (!isVisible())
+        return;
+    if (!m_viewport.rows().isEmpty())
+        ensureCurrent();
     m_layouts.setFormat(logFont(), viewport()->width() - 2 * LogRows::padding, layoutDirection());
     m_viewport.setGeometry(viewport()->height(), m_layouts.columns(), m_layouts.lineHeight());
+    ensureCurrent();
     showScrollPosition();
     viewport()->update();
 }
@@ -176,7 +180,7 @@ void LogTextArea::showEvent(QShowEvent *event)
         return;
     if (QWindow *handle = window()->windowHandle())
         handle->installEventFilter(this);
-    takeOver();
+    applyFormat();
     m_viewport.scrollToEnd();
     showScrollPosition();
 }

@@ -86,17 +86,18 @@ void RunnerLogView::changeEvent(QEvent *event)
 
 void RunnerLogView::showState()
 {
-    m_state->setText(m_runner ? m_runner->state().label() : QString());
+    const TunnelRunner *runner = m_runner;
+    m_state->setText(runner ? runner->state().label() : QString());
 }
 
 void RunnerLogView::copyLog() const
 {
-    if (m_runner)
-        QGuiApplication::clipboard()->setText(m_runner->logLines().text());
+    if (const TunnelRunner *runner = m_runner)
+        QGuiApplication::clipboard()->setText(runner->logLines().text());
 }
 
 void RunnerLogView::clearLog()
 {
-    if (m_runner)
-        m_runner->clearLog();
+    if (TunnelRunner *runner = m_runner)
+        runner->clearLog();
 }

@@ -1,0 +1,189 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+// What the Logs window costs: opened with a full log against an empty QPlainTextEdit, and shown while a child
+// prints 50,000 lines a second, against a QPlainTextEdit that is given the same lines once a frame. The
+// argument is the seconds of the flood.
+
+#include "DescriptorWatcher.h"
+#include "Fakes.h"
+#include "LinuxChildLauncher.h"
+#include "LogTextArea.h"
+#include "LogView.h"
+#include "TunnelRunner.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEvent>
+#include <QPlainTextEdit>
+#include <QScrollBar>
+#include <QTimer>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr QSize windowSize(820, 480);
+
+/// Counts the paintings of a widget and can end the event loop at the first.
+class PaintCounter : public QObject
+{
+public:
+    explicit PaintCounter(QWidget *widget)
+        : QObject(widget)
+    {
+        widget->installEventFilter(this);
+    }
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint && ++count == 1 && quitsAtFirst)
+            QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+        return QObject::eventFilter(watched, event);
+    }
+
+    int count = 0;
+    bool quitsAtFirst = false;
+};
+
+/// The longest time for which the event loop did not turn.
+class StallMeter : public QObject
+{
+public:
+    StallMeter()
+    {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        connect(&m_timer, &QTimer::timeout, this, [this] { longest = std::max(longest, m_last.restart()); });
+        m_timer.start(1);
+        m_last.start();
+    }
+
+    qint64 longest = 0; ///< milliseconds
+
+private:
+    QTimer m_timer;
+    QElapsedTimer m_last;
+};
+
+double processorSeconds()
+{
+    rusage usage = {};
+    ::getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval &time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+/// Milliseconds from nothing to the first painted frame.
+template <typename Area, typename Make> double openingTime(Make make)
+{
+    QElapsedTimer timer;
+    timer.start();
+    const std::unique_ptr<QWidget> window = make();
+    auto *area = qobject_cast<Area *>(window.get());
+    PaintCounter counter((area ? area : window->findChild<Area *>())->viewport());
+    counter.quitsAtFirst = true;
+    window->resize(windowSize);
+    window->show();
+    QCoreApplication::exec();
+    return double(timer.nsecsElapsed()) / 1e6;
+}
+
+void reportOpening(TunnelManager &manager)
+{
+    double log = 1e9;
+    double plain = 1e9;
+    for (int round = 0; round < 20; ++round) {
+        plain =
+            std::min(plain, openingTime<QPlainTextEdit>([] { return std::make_unique<QPlainTextEdit>(); }));
+        log = std::min(
+            log, openingTime<LogTextArea>([&] { return std::make_unique<LogView>(manager, std::nullopt); }));
+    }
+    std::printf("opening: empty QPlainTextEdit %.2f ms, Logs window with 2000 lines %.2f ms: %.2f times (at "
+                "most 2)\n",
+                plain, log, log / plain);
+}
+
+/// Runs the flood of a child to its end, and tells what the process did meanwhile.
+void reportFlood(const char *name, TunnelRunner &runner, QWidget *viewport, const QString &executable)
+{
+    PaintCounter paints(viewport);
+    runner.onProcessExited = [](qint32) { QCoreApplication::quit(); };
+    runner.start(executable, u"eyJ"_s);
+    QElapsedTimer timer;
+    timer.start();
+    const double processor = processorSeconds();
+    const quint64 first = runner.logLines().endNumber();
+    StallMeter stalls;
+    QCoreApplication::exec();
+    const double seconds = double(timer.elapsed()) / 1e3;
+    std::printf("%-28s %.0f lines/s, longest stall %lld ms (at most 50), %.1f frames/s (at most 62.5), "
+                "processor %.0f %%\n",
+                name, double(runner.logLines().endNumber() - first) / seconds, stalls.longest,
+                paints.count / seconds, 100 * (processorSeconds() - processor) / seconds);
+}
+
+/// The plain way, to compare with: each frame's new lines are appended to a text document.
+void followWithPlainTextEdit(QPlainTextEdit &edit, TunnelRunner &runner, QTimer &frame)
+{
+    edit.setReadOnly(true);
+    edit.setMaximumBlockCount(int(LogBuffer::capacity));
+    frame.setSingleShot(true);
+    frame.setInterval(16);
+    QObject::connect(&runner, &TunnelRunner::logLinesChanged, &frame, [&frame] {
+        if (!frame.isActive())
+            frame.start();
+    });
+    QObject::connect(&frame, &QTimer::timeout, &edit, [&, shown = quint64(0)]() mutable {
+        const LogBuffer &log = runner.logLines();
+        QStringList lines;
+        for (quint64 line = std::max(shown, log.firstNumber()); line < log.endNumber(); ++line)
+            lines += log.line(qsizetype(line - log.firstNumber()));
+        shown = log.endNumber();
+        edit.appendPlainText(lines.join(u'\n'));
+        edit.verticalScrollBar()->setValue(edit.verticalScrollBar()->maximum());
+    });
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QApplication app(argc, argv);
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    const QString executable = qEnvironmentVariable("MORVANEL_CLOUDFLARED");
+    FakeWorld world;
+    world.preferences.values.remove(u"cloudflaredPath"_s);
+    DescriptorWatcher watcher;
+    LinuxChildLauncher launcher(watcher);
+    TunnelManager manager({world.preferences, world.secrets, launcher, world.processes, world.files,
+                           world.loginItem, world.scheduler});
+    TunnelRunner &runner = *manager.runner(FakeWorld::addTunnel(manager, u"Home"_s).id);
+
+    qputenv("MORVANEL_SCRIPT", "blast 2500 150\nexit 0");
+    runner.onProcessExited = [](qint32) { QCoreApplication::quit(); };
+    runner.start(executable, u"eyJ"_s);
+    if (!runner.hasChild())
+        qFatal("MORVANEL_CLOUDFLARED names no program");
+    QCoreApplication::exec();
+    reportOpening(manager);
+
+    qputenv("MORVANEL_SCRIPT", "flood 50000 " + QByteArray(argc > 1 ? argv[1] : "10") + "\nexit 0");
+    LogView view(manager, std::nullopt);
+    view.resize(windowSize);
+    QWidget *viewport = view.findChild<LogTextArea *>()->viewport();
+    reportFlood("flood, window not shown:", runner, viewport, executable);
+    view.show();
+    reportFlood("flood, window shown:", runner, viewport, executable);
+    view.hide();
+    QPlainTextEdit edit;
+    QTimer frame;
+    edit.resize(windowSize);
+    followWithPlainTextEdit(edit, runner, frame);
+    edit.show();
+    reportFlood("flood into QPlainTextEdit:", runner, edit.viewport(), executable);
+    return 0;
+}
