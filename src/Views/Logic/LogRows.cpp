@@ -11,16 +11,16 @@ namespace {
 
 /// Where the row that starts at `from` ends: with the line, else behind a blank if there is one near the
 /// limit, else between two characters.
-qsizetype rowEnd(const LogBuffer &log, LogPosition from, QByteArrayView line)
+qsizetype rowEnd(QByteArrayView line, qsizetype from)
 {
-    const qsizetype limit = from.byte + LogRows::pieceSize;
+    const qsizetype limit = from + LogRows::pieceSize;
     if (line.size() <= limit)
         return line.size();
     constexpr qsizetype reach = 128;
     const qsizetype blank = line.sliced(limit - reach, reach).lastIndexOf(' ');
     if (blank >= 0)
         return limit - reach + blank + 1;
-    return LogText::previous(log, {from.line, limit}, LogText::Step::Character).byte;
+    return LogText::characterStart(line, limit);
 }
 
 } // namespace
@@ -53,7 +53,7 @@ void LogRows::appendLine(const LogBuffer &log, quint64 number)
     const QByteArrayView line = LogText::lineBytes(log, number);
     LogPosition start{number, 0};
     do {
-        const qsizetype end = rowEnd(log, start, line);
+        const qsizetype end = rowEnd(line, start.byte);
         const qsizetype size = end - start.byte;
         m_rows.push_back({start, size, estimatedLines(size), false, end == line.size()});
         m_total += heightOf(m_rows.back());

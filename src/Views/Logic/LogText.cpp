@@ -19,7 +19,8 @@ bool isContinuation(char byte)
     return (uchar(byte) & 0xc0) == 0x80;
 }
 
-qsizetype characterStart(QByteArrayView line, qsizetype byte)
+/// Where the code point that holds the byte begins.
+qsizetype codePointStart(QByteArrayView line, qsizetype byte)
 {
     while (byte > 0 && byte < line.size() && isContinuation(line[byte]))
         --byte;
@@ -40,9 +41,9 @@ bool isStop(const QTextBoundaryFinder &finder, LogText::Step step)
 /// Decoded text around a byte of a line.
 struct Excerpt
 {
-    Excerpt(QByteArrayView line, qsizetype byte)
-        : start(characterStart(line, std::max<qsizetype>(0, byte - window)))
-        , bytes(line.sliced(start, characterStart(line, std::min(line.size(), byte + window)) - start))
+    Excerpt(QByteArrayView line, qsizetype byte, qsizetype reach = window)
+        : start(codePointStart(line, std::max<qsizetype>(0, byte - reach)))
+        , bytes(line.sliced(start, codePointStart(line, std::min(line.size(), byte + reach)) - start))
         , text(QString::fromUtf8(bytes))
         , offset(LogText::utf16Length(bytes.first(byte - start)))
     {
@@ -83,7 +84,7 @@ LogPosition LogText::clamped(const LogBuffer &log, LogPosition position)
     if (position.line >= log.endNumber())
         return end(log);
     const QByteArrayView line = lineBytes(log, position.line);
-    position.byte = characterStart(line, std::clamp<qsizetype>(position.byte, 0, line.size()));
+    position.byte = codePointStart(line, std::clamp<qsizetype>(position.byte, 0, line.size()));
     return position;
 }
 
@@ -119,6 +120,20 @@ LogPosition LogText::previous(const LogBuffer &log, LogPosition position, Step s
             return {position.line, excerpt.byteAt(finder.position())};
     }
     return {position.line, excerpt.start};
+}
+
+qsizetype LogText::characterStart(QByteArrayView line, qsizetype byte)
+{
+    constexpr qsizetype reach = 64;
+    const auto isAscii = [line](qsizetype at) { return uchar(line[at]) < 0x80; };
+    if (byte <= 0 || byte >= line.size() || (isAscii(byte - 1) && isAscii(byte)))
+        return byte;
+    const Excerpt excerpt(line, codePointStart(line, byte), reach);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, excerpt.text);
+    finder.setPosition(excerpt.offset);
+    if (!finder.isAtBoundary())
+        finder.toPreviousBoundary();
+    return excerpt.byteAt(std::max<qsizetype>(0, finder.position()));
 }
 
 std::pair<LogPosition, LogPosition> LogText::wordAt(const LogBuffer &log, LogPosition position)

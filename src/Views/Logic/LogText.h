@@ -39,6 +39,8 @@ QByteArrayView lineBytes(const LogBuffer &log, quint64 line);
 /// character.
 LogPosition next(const LogBuffer &log, LogPosition position, Step step);
 LogPosition previous(const LogBuffer &log, LogPosition position, Step step);
+/// Where the user-perceived character that holds the byte begins; the byte itself between two of them.
+qsizetype characterStart(QByteArrayView line, qsizetype byte);
 /// Where the word or the run of blanks around a position begins and ends.
 std::pair<LogPosition, LogPosition> wordAt(const LogBuffer &log, LogPosition position);
 
