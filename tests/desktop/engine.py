@@ -1,0 +1,128 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Morvanel authors
+# SPDX-License-Identifier: MIT
+
+"""The whole program over a real bus, keyring and children, without a display."""
+
+import json
+import os
+import signal
+import sys
+import unittest
+from pathlib import Path
+
+from session import Program, Session, processes, tunnel, wait_for
+
+PROGRAM = Path(os.environ["MORVANEL_PROGRAM"])
+CLOUDFLARED = Path(os.environ["MORVANEL_CLOUDFLARED"])
+
+
+class Engine(unittest.TestCase):
+    def setUp(self):
+        self.session = Session()
+        self.addCleanup(self.session.close)
+
+    def configure(self, *scenarios, **others):
+        """One launch tunnel for each scenario, its token in the keyring."""
+        self.tunnels = [tunnel(name, start=True) for name in scenarios]
+        self.session.configure(self.tunnels, CLOUDFLARED, **others)
+        for record in self.tunnels:
+            self.session.store_token(record["id"], f"eyJsecret.scenario.{record['name']}")
+
+    def launch(self, **environment):
+        return Program(self.session, PROGRAM, environment)
+
+    def ledger(self):
+        return self.session.read_preferences().get("childPIDs")
+
+    def test_launch_tunnels_run_with_exactly_their_environment(self):
+        self.configure("connected", "reconnecting", "starting", colour="kept")
+        program = self.launch(TUNNEL_TOKEN="inherited", NO_COLOR="0", OTHER="kept")
+        children = program.wait_for_children(3)
+        wait_for(lambda: sorted(self.ledger() or []) == sorted(children), "the ledger lists the children")
+        tokens = set()
+        for child in children:
+            entries = Path(f"/proc/{child}/environ").read_bytes().split(b"\0")
+            variables = dict(os.fsdecode(entry).split("=", 1) for entry in entries if entry)
+            tokens.add(variables.pop("TUNNEL_TOKEN"))
+            expected = self.session.environment | {
+                "OTHER": "kept", "NO_AUTOUPDATE": "true", "TUNNEL_GRACE_PERIOD": "2s", "NO_COLOR": "1"}
+            self.assertEqual(variables, expected)
+            self.assertEqual(processes()[child], [str(CLOUDFLARED), "tunnel", "run"])
+            self.assertEqual(os.getpgid(child), child)
+        self.assertEqual(tokens, {f"eyJsecret.scenario.{t['name']}" for t in self.tunnels})
+
+        status, seconds = program.quit()
+        self.assertEqual(status, 0)
+        self.assertLess(seconds, 4.2)
+        self.assertEqual(self.ledger(), [])
+        self.assertEqual(self.session.read_preferences()["colour"], "kept")
+        self.assertNotIn("eyJsecret", program.errors() + self.session.preferences.read_text())
+        self.assertEqual([c for c in children if c in processes()], [])
+
+    def test_each_signal_takes_the_quit_road(self):
+        self.configure("connected")
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(number):
+                program = self.launch()
+                program.wait_for_children(1)
+                status, seconds = program.quit(number)
+                self.assertEqual(status, 0)
+                self.assertLess(seconds, 2)
+
+    def test_a_child_that_does_not_end_is_killed_at_the_deadline(self):
+        self.configure("ignores-term", "connected")
+        program = self.launch()
+        children = program.wait_for_children(2)
+        wait_for(lambda: self.ledger() and len(self.ledger()) == 2, "the ledger lists both")
+        status, seconds = program.quit()
+        self.assertEqual(status, 0)
+        self.assertGreater(seconds, 3.9)
+        self.assertLess(seconds, 4.4)
+        wait_for(lambda: not set(children) & set(processes()), "both are gone")
+
+    def test_orphans_of_a_killed_run_are_ended_by_the_next(self):
+        self.configure("starting", "connected")
+        first = self.launch()
+        orphans = first.wait_for_children(2)
+        wait_for(lambda: sorted(self.ledger() or []) == sorted(orphans), "the ledger lists the orphans")
+        stranger = self.session.spawn("sleep", "60")
+        preferences = self.session.read_preferences()
+        first.process.kill()
+        first.process.wait()
+        preferences["childPIDs"] = [stranger.pid, 0, -1, *orphans]
+        self.session.preferences.write_text(json.dumps(preferences))
+        self.assertTrue(set(orphans) <= set(processes()))
+
+        second = self.launch()
+        wait_for(lambda: not set(orphans) & set(processes()), "the orphans are gone")
+        self.assertIsNone(stranger.poll())
+        second.wait_for_children(2)
+        self.assertEqual(second.quit()[0], 0)
+
+    def test_a_locked_keyring_reads_as_no_token(self):
+        self.configure("connected")
+        self.session.run("dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.secrets",
+                         "/org/freedesktop/secrets", "org.freedesktop.Secret.Service.Lock",
+                         "array:objpath:/org/freedesktop/secrets/collection/login")
+        program = self.launch()
+        wait_for(lambda: "locked" in program.errors(), "standard error says that the keyring is locked")
+        self.assertEqual(program.children(), [])
+        self.assertEqual(program.quit()[0], 0)
+
+    def test_the_program_outlives_its_bus(self):
+        self.configure("connected")
+        program = self.launch()
+        child, = program.wait_for_children(1)
+        wait_for(lambda: self.ledger() == [child], "the program is at rest")
+        bus = self.session.started[0]
+        bus.kill()
+        bus.wait()
+        os.kill(child, signal.SIGKILL)
+        wait_for(lambda: self.ledger() == [], "the program still sees to its children")
+        self.assertIsNone(program.process.poll())
+        self.assertEqual(program.quit()[0], 0)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2, argv=[sys.argv[0], *sys.argv[1:]])

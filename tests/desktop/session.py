@@ -1,0 +1,210 @@
+# SPDX-FileCopyrightText: 2026 The Morvanel authors
+# SPDX-License-Identifier: MIT
+
+"""A throw-away user's session for tests, measurements and the demonstration.
+
+A `Session` has a home and a runtime folder of its own, a private session bus, a real keyring and, when asked
+for, a virtual display with a window manager and a panel. Whatever it started ends with it.
+"""
+
+import base64
+import json
+import os
+import re
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+import uuid
+from pathlib import Path
+
+SCHEMA = "com.ardentwick.Morvanel"
+SERVICE = "com.ardentwick.Morvanel.token"
+
+
+def wait_for(condition, what, timeout=15.0):
+    """The first true value of `condition()`; an AssertionError that names `what` after `timeout` seconds."""
+    deadline = time.monotonic() + timeout
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > deadline:
+            raise AssertionError(f"not within {timeout:g} s: {what}")
+        time.sleep(0.02)
+
+
+def tunnel(name, hostname="", start=False):
+    """A tunnel's record as it is stored."""
+    return {"id": str(uuid.uuid4()).upper(), "name": name, "hostname": hostname, "startOnLaunch": start}
+
+
+def processes():
+    """The ids and command lines of all processes that are no zombies."""
+    found = {}
+    for entry in Path("/proc").iterdir():
+        if entry.name.isdigit():
+            try:
+                command = (entry / "cmdline").read_bytes().split(b"\0")
+            except OSError:
+                continue
+            if command[0]:
+                found[int(entry.name)] = [os.fsdecode(part) for part in command[:-1]]
+    return found
+
+
+class Session:
+    def __init__(self, display=False, size="1280x900x24"):
+        self.home = Path(tempfile.mkdtemp(prefix="morvanel-session."))
+        self.started = []
+        runtime = self.home / "run"
+        runtime.mkdir(mode=0o700)
+        kept = {name: os.environ[name] for name in ("PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS") if name in os.environ}
+        self.environment = kept | {
+            "HOME": str(self.home),
+            "XDG_RUNTIME_DIR": str(runtime),
+            "LC_ALL": "C.UTF-8",
+        }
+        try:
+            self._start_bus()
+            self._start_keyring()
+            if display:
+                self._start_display(size)
+        except BaseException:
+            self.close()
+            raise
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def close(self):
+        for process in reversed(self.started):
+            for pipe in (process.stdin, process.stdout):
+                if pipe:
+                    pipe.close()
+            if process.poll() is None:
+                process.terminate()
+                try:
+                    process.wait(5)
+                except subprocess.TimeoutExpired:
+                    process.kill()
+                    process.wait()
+        self.started = []
+        shutil.rmtree(self.home, ignore_errors=True)
+
+    def spawn(self, *command, **options):
+        """Starts a program of the session; it ends with the session."""
+        environment = self.environment | options.pop("environment", {})
+        process = subprocess.Popen(command, env=environment, cwd=self.home, **options)
+        self.started.append(process)
+        return process
+
+    def run(self, *command, check=True, **options):
+        """Runs a program of the session to its end and returns what it printed."""
+        result = subprocess.run(command, env=self.environment, cwd=self.home, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, **options)
+        if check and result.returncode != 0:
+            raise AssertionError(f"{command} ended with {result.returncode}: {os.fsdecode(result.stderr)}")
+        return os.fsdecode(result.stdout)
+
+    def _start_bus(self):
+        bus = self.spawn("dbus-daemon", "--session", "--nofork", "--print-address", stdout=subprocess.PIPE,
+                         stderr=subprocess.DEVNULL)
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = os.fsdecode(bus.stdout.readline()).strip()
+
+    def _start_keyring(self):
+        keyring = self.spawn("gnome-keyring-daemon", "--unlock", "--components=secrets", "--foreground",
+                             stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        keyring.stdin.write(b"password")
+        keyring.stdin.close()
+        wait_for(lambda: self.owner("org.freedesktop.secrets"), "the keyring is on the bus")
+
+    def _start_display(self, size):
+        server = self.spawn("Xvfb", "-displayfd", "1", "-screen", "0", size, "-nolisten", "tcp",
+                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self.environment["DISPLAY"] = ":" + os.fsdecode(server.stdout.readline()).strip()
+
+    def owner(self, name):
+        """The unique name of whoever owns `name` on the session's bus; empty for nobody."""
+        reply = self.run("dbus-send", "--session", "--print-reply=literal", "--dest=org.freedesktop.DBus",
+                         "/org/freedesktop/DBus", "org.freedesktop.DBus.GetNameOwner", f"string:{name}", check=False)
+        return reply.strip()
+
+    @property
+    def preferences(self):
+        return self.home / ".config/morvanel/preferences.json"
+
+    def read_preferences(self):
+        return json.loads(self.preferences.read_text())
+
+    def configure(self, tunnels, cloudflared, **others):
+        """Writes the preferences of a user who has these tunnels."""
+        self.preferences.parent.mkdir(parents=True, exist_ok=True)
+        listed = base64.b64encode(json.dumps(tunnels).encode()).decode()
+        self.preferences.write_text(json.dumps({"tunnels": {"data": listed}, "cloudflaredPath": str(cloudflared)} | others))
+
+    def store_token(self, tunnel_id, token):
+        self.run("secret-tool", "store", "--label=Morvanel token", "xdg:schema", SCHEMA, "service", SERVICE,
+                 "account", tunnel_id, input=token.encode())
+
+    def children(self, parent):
+        """The process ids of the children of `parent` that are no zombies."""
+        found = []
+        for entry in Path("/proc").iterdir():
+            if entry.name.isdigit():
+                try:
+                    fields = (entry / "stat").read_text().rpartition(")")[2].split()
+                except OSError:
+                    continue
+                if int(fields[1]) == parent and fields[0] != "Z":
+                    found.append(int(entry.name))
+        return found
+
+
+class Program:
+    """A run of Morvanel in a session. Its standard error is kept in `log`."""
+
+    def __init__(self, session, path, environment=None):
+        self.session = session
+        self.log = session.home / f"stderr.{len(session.started)}"
+        with open(self.log, "wb") as errors:
+            self.process = session.spawn(str(path), stderr=errors, environment=environment or {})
+
+    @property
+    def pid(self):
+        return self.process.pid
+
+    def children(self):
+        return self.session.children(self.pid)
+
+    def wait_for_children(self, count):
+        wait_for(lambda: len(self.children()) == count, f"{count} children, there are {len(self.children())}")
+        return self.children()
+
+    def quit(self, with_signal=signal.SIGTERM, timeout=10):
+        """Asks for the end and returns the exit status and the seconds it took."""
+        begin = time.monotonic()
+        self.process.send_signal(with_signal)
+        status = self.process.wait(timeout)
+        return status, time.monotonic() - begin
+
+    def errors(self):
+        return self.log.read_text(errors="replace")
+
+    def switches(self):
+        """Voluntary and involuntary context switches of all its threads so far: how often it woke up."""
+        total = 0
+        for task in Path(f"/proc/{self.pid}/task").iterdir():
+            total += sum(int(n) for n in re.findall(r"ctxt_switches:\s+(\d+)", (task / "status").read_text()))
+        return total
+
+    def cpu_seconds(self):
+        fields = Path(f"/proc/{self.pid}/stat").read_text().rpartition(")")[2].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def resident_kib(self):
+        return int(re.search(r"VmRSS:\s+(\d+)", Path(f"/proc/{self.pid}/status").read_text())[1])
