@@ -1,0 +1,169 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "SingleInstance.h"
+
+#include "ApplicationAdaptor.h"
+#include "BusNames.h"
+#include "RunningInstance.h"
+
+#include <QCoreApplication>
+#include <QDBusError>
+
+#include <cstdio>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int quitTimeout = 6000; // milliseconds; quitting takes 4.2 seconds at the most
+constexpr int maxAttempts = 10;   // there is another one only when the instance found has just ended
+
+enum NameReply { // of RequestName in the D-Bus Specification
+    PrimaryOwner = 1,
+    Exists = 3,
+};
+constexpr uint doNotQueue = 4;
+
+void say(const QString &sentence)
+{
+    std::fprintf(stderr, "morvanel: %s\n", sentence.toLocal8Bit().constData());
+}
+
+/// What the launcher that started this process wants handed on, for the window to come to the front.
+QVariantMap platformDataOfLauncher()
+{
+    constexpr std::pair<const char *, QLatin1StringView> entries[]{
+        {"XDG_ACTIVATION_TOKEN", QLatin1StringView("activation-token")},
+        {"DESKTOP_STARTUP_ID", QLatin1StringView("desktop-startup-id")},
+    };
+    QVariantMap data;
+    for (const auto &[variable, key] : entries) {
+        if (const QString value = qEnvironmentVariable(variable); !value.isEmpty())
+            data.insert(key, value);
+    }
+    return data;
+}
+
+/// Whether a message bus started this process. The variables are taken away: what is started from here was
+/// not started by the bus.
+bool takeStartedByBus()
+{
+    const bool started = qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE");
+    qunsetenv("DBUS_STARTER_BUS_TYPE");
+    qunsetenv("DBUS_STARTER_ADDRESS");
+    return started;
+}
+
+} // namespace
+
+SingleInstance::SingleInstance(QObject *parent)
+    : QObject(parent)
+    , m_bus(QDBusConnection::sessionBus())
+    , m_isLaunchDue(takeStartedByBus())
+{
+    new ApplicationAdaptor(this);
+}
+
+std::optional<int> SingleInstance::handOver()
+{
+    if (!m_bus.isConnected()) {
+        say(u"There is no session bus, so there is no icon in the panel, tokens cannot be read or stored, "
+            u"and "
+            "a second start is not noticed. (%1)"_s.arg(m_bus.lastError().message()));
+        return std::nullopt;
+    }
+    // The object comes before the name: who finds the name finds the object too.
+    m_bus.registerObject(BusNames::object, this);
+    for (int attempt = 0; attempt < maxAttempts; ++attempt) {
+        if (isTheOne())
+            return std::nullopt;
+        RunningInstance other(m_bus);
+        if (const std::optional<int> status = handOverTo(other))
+            return status;
+    }
+    say(u"Morvanel is started and ended by something all the time; gave up."_s);
+    return 1;
+}
+
+void SingleInstance::listen()
+{
+    QCoreApplication::sendPostedEvents(this);
+    m_isListening = true;
+    const QList<Request> kept = std::exchange(m_kept, {});
+    for (const Request &request : kept)
+        deliver(request);
+    m_isLaunchDue = false;
+}
+
+QStringList SingleInstance::actions()
+{
+    return {u"settings"_s, u"logs"_s, u"start-all"_s, u"stop-all"_s, u"quit"_s};
+}
+
+/// Whether this process owns the program's name; also when the bus would not say who does.
+bool SingleInstance::isTheOne()
+{
+    QDBusMessage request = QDBusMessage::createMethodCall(
+        u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus"_s, u"RequestName"_s);
+    request << QString(BusNames::service) << doNotQueue;
+    const QDBusMessage reply = m_bus.call(request, QDBus::Block, int(BusNames::answerTimeout.count()));
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return reply.arguments().value(0).toUInt() != Exists;
+    say(u"The session bus does not hand out the name %1, so a second start is not noticed. (%2)"_s.arg(
+        BusNames::service, reply.errorMessage()));
+    return true;
+}
+
+/// The exit status of this process, or nothing when `other` has left its place meanwhile.
+std::optional<int> SingleInstance::handOverTo(RunningInstance &other) const
+{
+    switch (other.activate(platformDataOfLauncher())) {
+    case RunningInstance::Answer::Taken:
+        return 0;
+    case RunningInstance::Answer::Gone:
+        return std::nullopt;
+    case RunningInstance::Answer::Quitting:
+        if (other.waitForEnd(quitTimeout))
+            return std::nullopt;
+        say(u"Morvanel is quitting (process %1) and does not come to an end."_s.arg(other.processId()));
+        return 1;
+    case RunningInstance::Answer::None:
+        break;
+    }
+    say(u"Morvanel runs already (process %1) but does not answer. (%2)"_s.arg(other.processId())
+            .arg(other.error()));
+    return 1;
+}
+
+void SingleInstance::take(const Request &request)
+{
+    request.message.setDelayedReply(true);
+    if (m_isListening)
+        deliver(request);
+    else
+        m_kept.append(request);
+}
+
+void SingleInstance::refuse(const QDBusMessage &message, const QString &errorName, const QString &text)
+{
+    message.setDelayedReply(true);
+    m_bus.send(message.createErrorReply(errorName, text));
+}
+
+void SingleInstance::deliver(const Request &request)
+{
+    const bool isLaunch = std::exchange(m_isLaunchDue, false);
+    if (m_isQuitting && request.action != "quit"_L1) {
+        refuse(request.message, BusNames::quittingError, u"Morvanel is quitting."_s);
+        return;
+    }
+    m_bus.send(request.message.createReply());
+    if (!request.action.isEmpty())
+        Q_EMIT actionRequested(request.action, request.platformData);
+    else if (isLaunch)
+        Q_EMIT launched(request.platformData);
+    else
+        Q_EMIT activated(request.platformData);
+}

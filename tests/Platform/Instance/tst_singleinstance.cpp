@@ -1,0 +1,293 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTest>
+
+#include <algorithm>
+#include <csignal>
+#include <memory>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+using Variables = QList<std::pair<QString, QString>>;
+
+QString program()
+{
+    return qEnvironmentVariable("MORVANEL_LAUNCHED");
+}
+
+/// One launch of the program; killed at the end of its scope.
+class Launch
+{
+public:
+    explicit Launch(const QStringList &arguments = {}, const Variables &variables = {})
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (const auto &[name, value] : variables)
+            environment.insert(name, value);
+        m_process.setProcessEnvironment(environment);
+        m_process.start(program(), arguments);
+    }
+    ~Launch()
+    {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
+
+    QProcess &process() { return m_process; }
+    bool ended() const { return m_process.state() == QProcess::NotRunning; }
+    QByteArray output() { return m_output += m_process.readAllStandardOutput(); }
+    QByteArray errors() { return m_errors += m_process.readAllStandardError(); }
+    void signal(int number) { ::kill(pid_t(m_process.processId()), number); }
+
+private:
+    QProcess m_process;
+    QByteArray m_output;
+    QByteArray m_errors;
+};
+
+QDBusMessage request(const QString &method, const QVariantList &arguments)
+{
+    QDBusMessage message =
+        QDBusMessage::createMethodCall(u"com.ardentwick.Morvanel"_s, u"/com/ardentwick/Morvanel"_s,
+                                       u"org.freedesktop.Application"_s, method);
+    message.setArguments(arguments);
+    return message;
+}
+
+QDBusMessage ask(const QString &method, const QVariantList &arguments)
+{
+    return QDBusConnection::sessionBus().call(request(method, arguments));
+}
+
+} // namespace
+
+class TestSingleInstance : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void handsOver_data();
+    void handsOver();
+    void oneOfEightStays();
+    void diedOwnerIsReplaced();
+    void frozenOwnerIsReported();
+    void runsWithoutBus();
+    void survivesTheBus();
+    void requests_data();
+    void requests();
+    void keepsRequestsUntilItListens();
+    void quittingOwnerIsReplaced();
+    void startedByTheBus();
+};
+
+void TestSingleInstance::handsOver_data()
+{
+    QTest::addColumn<Variables>("variables");
+    QTest::addColumn<QByteArray>("told");
+
+    QTest::newRow("from a terminal") << Variables{} << QByteArray("runs\nactivated\n");
+    QTest::newRow("from a launcher") << Variables{{u"XDG_ACTIVATION_TOKEN"_s, u"t-1"_s},
+                                                  {u"DESKTOP_STARTUP_ID"_s, u"s_TIME2"_s}}
+                                     << QByteArray("runs\nactivated activation-token=t-1 "
+                                                   "desktop-startup-id=s_TIME2\n");
+    QTest::newRow("with empty variables")
+        << Variables{{u"XDG_ACTIVATION_TOKEN"_s, QString()}} << QByteArray("runs\nactivated\n");
+    QTest::newRow("from a shell that the bus started")
+        << Variables{{u"DBUS_STARTER_BUS_TYPE"_s, u"session"_s}} << QByteArray("runs\nactivated\n");
+}
+
+void TestSingleInstance::handsOver()
+{
+    QFETCH(Variables, variables);
+    QFETCH(QByteArray, told);
+
+    Launch first({}, variables);
+    QTRY_COMPARE(first.output(), "runs\n");
+    Launch second({}, variables);
+    QTRY_VERIFY(second.ended());
+    QCOMPARE(second.process().exitCode(), 0);
+    QCOMPARE(second.errors(), "");
+    QTRY_COMPARE(first.output(), told);
+}
+
+void TestSingleInstance::oneOfEightStays()
+{
+    std::vector<std::unique_ptr<Launch>> launches;
+    for (int i = 0; i < 8; ++i)
+        launches.push_back(std::make_unique<Launch>());
+    const auto ended = [&] {
+        return std::ranges::count_if(launches, [](const auto &launch) { return launch->ended(); });
+    };
+    QTRY_COMPARE(ended(), 7);
+    for (const auto &launch : launches) {
+        if (launch->ended()) {
+            QCOMPARE(launch->process().exitCode(), 0);
+            QCOMPARE(launch->output(), "");
+        } else {
+            QTRY_COMPARE(launch->output().count("activated\n"), 7);
+            QVERIFY(launch->output().startsWith("runs\n"));
+        }
+    }
+}
+
+void TestSingleInstance::diedOwnerIsReplaced()
+{
+    Launch first;
+    QTRY_COMPARE(first.output(), "runs\n");
+    first.signal(SIGSTOP);
+    Launch second;
+    QVERIFY(second.process().waitForStarted());
+    first.signal(SIGKILL);
+    QTRY_COMPARE(second.output(), "runs\n");
+}
+
+void TestSingleInstance::frozenOwnerIsReported()
+{
+    Launch first;
+    QTRY_COMPARE(first.output(), "runs\n");
+    first.signal(SIGSTOP);
+    QElapsedTimer elapsed;
+    elapsed.start();
+    Launch second;
+    QTRY_VERIFY(second.ended());
+    QCOMPARE_GE(elapsed.elapsed(), 2900);
+    QCOMPARE_LT(elapsed.elapsed(), 4000);
+    QCOMPARE(second.process().exitStatus(), QProcess::NormalExit);
+    QCOMPARE(second.process().exitCode(), 1);
+    QVERIFY(second.errors().contains(QByteArray::number(first.process().processId())));
+    QCOMPARE(second.errors().count('\n'), 1);
+}
+
+void TestSingleInstance::runsWithoutBus()
+{
+    Launch first({}, {{u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s}});
+    QTRY_COMPARE(first.output(), "runs\n");
+    QVERIFY(first.errors().contains("no session bus"));
+    QCOMPARE(first.errors().count('\n'), 1);
+}
+
+void TestSingleInstance::survivesTheBus()
+{
+    QProcess bus;
+    bus.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
+    QTRY_VERIFY(bus.canReadLine());
+    const QString address = QString::fromLocal8Bit(bus.readLine().trimmed());
+    Launch first({u"late"_s}, {{u"DBUS_SESSION_BUS_ADDRESS"_s, address}});
+    QTRY_COMPARE(first.output(), "runs\n");
+    bus.kill();
+    QVERIFY(bus.waitForFinished());
+    first.process().write("\n");
+    QTRY_COMPARE(first.output(), "runs\nlistens\n");
+    QVERIFY(!first.ended());
+}
+
+void TestSingleInstance::requests_data()
+{
+    QTest::addColumn<QString>("method");
+    QTest::addColumn<QVariantList>("arguments");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<QByteArray>("told");
+
+    const QVariantMap data{{u"activation-token"_s, u"t"_s}};
+    const auto action = [&](const char *name, const QString &error = {}) {
+        QTest::newRow(name) << u"ActivateAction"_s
+                            << QVariantList{QString::fromLatin1(name), QVariantList(), data} << error
+                            << (error.isEmpty() ? QByteArray(name) + " activation-token=t\n" : QByteArray());
+    };
+    for (const char *name : {"settings", "logs", "start-all", "stop-all", "quit"})
+        action(name);
+    action("Quit", u"org.freedesktop.DBus.Error.InvalidArgs"_s);
+    action("", u"org.freedesktop.DBus.Error.InvalidArgs"_s);
+    QTest::newRow("activate") << u"Activate"_s << QVariantList{data} << QString()
+                              << QByteArray("activated activation-token=t\n");
+    QTest::newRow("open") << u"Open"_s << QVariantList{QStringList{u"file:///x"_s}, data}
+                          << u"org.freedesktop.DBus.Error.NotSupported"_s << QByteArray();
+}
+
+void TestSingleInstance::requests()
+{
+    QFETCH(QString, method);
+    QFETCH(QVariantList, arguments);
+    QFETCH(QString, error);
+    QFETCH(QByteArray, told);
+
+    Launch first;
+    QTRY_COMPARE(first.output(), "runs\n");
+    QCOMPARE(ask(method, arguments).errorName(), error);
+    if (!told.isEmpty())
+        QTRY_COMPARE(first.output(), "runs\n" + told);
+    QCOMPARE(ask(u"ActivateAction"_s, {u"logs"_s, QVariantList(), QVariantMap()}).errorName(),
+             method == "ActivateAction"_L1 && told.startsWith("quit")
+                 ? u"com.ardentwick.Morvanel.Error.Quitting"_s
+                 : QString());
+    QTRY_COMPARE(first.output(), "runs\n" + told + (told.startsWith("quit") ? "" : "logs\n"));
+}
+
+void TestSingleInstance::keepsRequestsUntilItListens()
+{
+    Launch first({u"late"_s});
+    QTRY_COMPARE(first.output(), "runs\n");
+    QDBusPendingCall activation =
+        QDBusConnection::sessionBus().asyncCall(request(u"Activate"_s, {QVariantMap()}));
+    QDBusPendingCall action = QDBusConnection::sessionBus().asyncCall(
+        request(u"ActivateAction"_s, {u"logs"_s, QVariantList(), QVariantMap()}));
+    // Answered at once by the program's event loop, so that the two have arrived as well.
+    QCOMPARE(ask(u"Open"_s, {QStringList(), QVariantMap()}).type(), QDBusMessage::ErrorMessage);
+    QCOMPARE(first.output(), "runs\n");
+    QVERIFY(!activation.isFinished());
+
+    first.process().write("\n");
+    QTRY_COMPARE(first.output(), "runs\nlistens\nactivated\nlogs\n");
+    action.waitForFinished();
+    QVERIFY(!activation.isError());
+    QVERIFY(!action.isError());
+}
+
+void TestSingleInstance::quittingOwnerIsReplaced()
+{
+    Launch first;
+    QTRY_COMPARE(first.output(), "runs\n");
+    const QVariantList quit{u"quit"_s, QVariantList(), QVariantMap()};
+    QVERIFY(ask(u"ActivateAction"_s, quit).errorName().isEmpty());
+    Launch second;
+    QTRY_COMPARE(second.output(), "runs\n");
+    QVERIFY(first.process().waitForFinished(0) || first.ended());
+    QCOMPARE(second.errors(), "");
+}
+
+void TestSingleInstance::startedByTheBus()
+{
+    const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/dbus-1/services"_s;
+    QVERIFY(QDir().mkpath(folder));
+    QFile service(folder + u"/com.ardentwick.Morvanel.service"_s);
+    QVERIFY(service.open(QFile::WriteOnly));
+    const QString told = qEnvironmentVariable("HOME") + u"/told"_s;
+    service.write(u"[D-BUS Service]\nName=com.ardentwick.Morvanel\n"
+                  "Exec=/bin/sh -c \"exec %1 >%2\"\n"_s.arg(program(), told)
+                      .toLocal8Bit());
+    service.close();
+    QDBusConnection::sessionBus().call(QDBusMessage::createMethodCall(
+        u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus"_s, u"ReloadConfig"_s));
+
+    QVERIFY(ask(u"Activate"_s, {QVariantMap{{u"activation-token"_s, u"t"_s}}}).errorName().isEmpty());
+    QVERIFY(ask(u"Activate"_s, {QVariantMap()}).errorName().isEmpty());
+    ask(u"ActivateAction"_s, {u"quit"_s, QVariantList(), QVariantMap()});
+    QFile lines(told);
+    QVERIFY(lines.open(QFile::ReadOnly));
+    QByteArray text;
+    QTRY_COMPARE(text += lines.readAll(), "launched activation-token=t\nruns\nactivated\nquit\n");
+}
+
+QTEST_GUILESS_MAIN(TestSingleInstance)
+#include "tst_singleinstance.moc"
