@@ -1,0 +1,68 @@
+# What is installed, and the files that are made for it.
+include(GNUInstallDirs)
+
+set(MORVANEL_ID com.ardentwick.Morvanel)
+set(MORVANEL_RESOURCES ${CMAKE_SOURCE_DIR}/resources)
+set(MORVANEL_INSTALLED_FILES ${CMAKE_BINARY_DIR}/installed)
+file(MAKE_DIRECTORY ${MORVANEL_INSTALLED_FILES})
+
+# The application icon in the sizes that desktops ask for when they do not draw SVG.
+add_executable(morvanel_render_icon tools/RenderIcon.cpp)
+target_link_libraries(morvanel_render_icon PRIVATE Qt6::Svg)
+set(icon_arguments)
+set(icon_files)
+foreach(size 48 64 96 128 192 256)
+    set(png ${MORVANEL_INSTALLED_FILES}/${size}.png)
+    list(APPEND icon_arguments ${size} ${png})
+    list(APPEND icon_files ${png})
+    install(FILES ${png}
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/${size}x${size}/apps
+        RENAME ${MORVANEL_ID}.png)
+endforeach()
+add_custom_command(
+    OUTPUT ${icon_files}
+    COMMAND morvanel_render_icon ${MORVANEL_RESOURCES}/icons/${MORVANEL_ID}.svg ${icon_arguments}
+    DEPENDS morvanel_render_icon ${MORVANEL_RESOURCES}/icons/${MORVANEL_ID}.svg
+    VERBATIM)
+
+# Compressed without a time stamp: the same sources give the same files.
+find_program(GZIP gzip REQUIRED)
+function(morvanel_compress source result)
+    add_custom_command(
+        OUTPUT ${result}
+        COMMAND ${GZIP} -9nc ${source} > ${result}
+        DEPENDS ${source})
+endfunction()
+morvanel_compress(${MORVANEL_RESOURCES}/morvanel.1 ${MORVANEL_INSTALLED_FILES}/morvanel.1.gz)
+morvanel_compress(${MORVANEL_RESOURCES}/debian/changelog ${MORVANEL_INSTALLED_FILES}/changelog.Debian.gz)
+add_custom_target(morvanel_installed_files ALL DEPENDS
+    ${icon_files}
+    ${MORVANEL_INSTALLED_FILES}/morvanel.1.gz
+    ${MORVANEL_INSTALLED_FILES}/changelog.Debian.gz)
+
+install(TARGETS morvanel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES ${MORVANEL_RESOURCES}/${MORVANEL_ID}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
+install(FILES ${MORVANEL_RESOURCES}/${MORVANEL_ID}.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
+install(FILES ${MORVANEL_INSTALLED_FILES}/morvanel.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES
+    ${MORVANEL_RESOURCES}/debian/copyright
+    ${MORVANEL_INSTALLED_FILES}/changelog.Debian.gz
+    DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+# The bus starts the program by its absolute name, which depends on the prefix chosen when it is installed.
+install(CODE "
+    set(MORVANEL_INSTALLED_PROGRAM \${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/morvanel)
+    configure_file(
+        ${MORVANEL_RESOURCES}/${MORVANEL_ID}.service.in ${MORVANEL_INSTALLED_FILES}/${MORVANEL_ID}.service @ONLY)")
+install(FILES ${MORVANEL_INSTALLED_FILES}/${MORVANEL_ID}.service
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/services)
+
+# Drawings for the application and for the panel's item.
+set(icons ${MORVANEL_RESOURCES}/icons)
+set(hicolor ${CMAKE_INSTALL_DATADIR}/icons/hicolor)
+install(FILES ${icons}/${MORVANEL_ID}.svg DESTINATION ${hicolor}/scalable/apps)
+install(FILES ${icons}/${MORVANEL_ID}-symbolic.svg DESTINATION ${hicolor}/symbolic/apps)
+install(FILES
+    ${icons}/morvanel-connecting.svg ${icons}/morvanel-connected.svg ${icons}/morvanel-problem.svg
+    DESTINATION ${hicolor}/scalable/status)
+install(FILES ${icons}/morvanel-idle-symbolic.svg DESTINATION ${hicolor}/symbolic/status)
