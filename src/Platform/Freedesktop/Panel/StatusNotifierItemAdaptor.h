@@ -81,16 +81,16 @@ class StatusNotifierItemAdaptor : public QDBusAbstractAdaptor
     Q_PROPERTY(bool ItemIsMenu READ itemIsMenu CONSTANT)
     Q_PROPERTY(QString IconName READ iconName)
     Q_PROPERTY(IconPixmapList IconPixmap READ iconPixmap)
-        Q_PROPERTY(QString IconAccessibleDesc READ iconAccessibleDesc)
-            Q_PROPERTY(QString OverlayIconName READ none CONSTANT)
-                Q_PROPERTY(IconPixmapList OverlayIconPixmap READ noPixmap CONSTANT)
-                    Q_PROPERTY(QString AttentionIconName READ none CONSTANT)
-                        Q_PROPERTY(IconPixmapList AttentionIconPixmap READ noPixmap CONSTANT)
-                            Q_PROPERTY(QString AttentionMovieName READ none CONSTANT)
-                                Q_PROPERTY(ItemToolTip ToolTip READ toolTip)
+    Q_PROPERTY(QString IconAccessibleDesc READ iconAccessibleDesc)
+    Q_PROPERTY(QString OverlayIconName READ none CONSTANT)
+    Q_PROPERTY(IconPixmapList OverlayIconPixmap READ noPixmap CONSTANT)
+    Q_PROPERTY(QString AttentionIconName READ none CONSTANT)
+    Q_PROPERTY(IconPixmapList AttentionIconPixmap READ noPixmap CONSTANT)
+    Q_PROPERTY(QString AttentionMovieName READ none CONSTANT)
+    Q_PROPERTY(ItemToolTip ToolTip READ toolTip)
 
-                                    public
-        : StatusNotifierItemAdaptor(const QDBusConnection &bus, StatusNotifierItem *item);
+public:
+    StatusNotifierItemAdaptor(const QDBusConnection &bus, StatusNotifierItem *item);
 
     QString category() const;
     QString id() const;

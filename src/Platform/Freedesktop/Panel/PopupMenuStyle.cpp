@@ -1,0 +1,117 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "PopupMenuStyle.h"
+
+#include <QFontMetrics>
+#include <QIcon>
+#include <QPainter>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int iconSide = 16;
+constexpr int margin = 8;  ///< left and right of everything
+constexpr int iconGap = 6; ///< between icon and text
+constexpr int keyGap = 24; ///< between text and key
+constexpr int padding = 4; ///< above and below the lines
+constexpr double smallFontScale = 0.85;
+constexpr double dimming = 0.7;
+
+/// The parts of an entry's text, as QMenu hands it over: lines, then the key behind a tabulator.
+struct Texts
+{
+    QString title;
+    QString detail;
+    QString key;
+
+    explicit Texts(const QString &text)
+        : key(text.section(u'\t', 1))
+    {
+        const QString lines = text.section(u'\t', 0, 0).replace(u"&&"_s, u"&"_s);
+        title = lines.section(u'\n', 0, 0);
+        detail = lines.section(u'\n', 1);
+    }
+};
+
+QFont smallFont(const QFont &font)
+{
+    QFont small = font;
+    if (font.pointSizeF() > 0)
+        small.setPointSizeF(font.pointSizeF() * smallFontScale);
+    else
+        small.setPixelSize(qMax(1, int(font.pixelSize() * smallFontScale)));
+    return small;
+}
+
+const QStyleOptionMenuItem *normalEntry(const QStyleOption *option)
+{
+    const auto *entry = qstyleoption_cast<const QStyleOptionMenuItem *>(option);
+    return entry && entry->menuItemType == QStyleOptionMenuItem::Normal ? entry : nullptr;
+}
+
+} // namespace
+
+void PopupMenuStyle::drawControl(ControlElement element, const QStyleOption *option, QPainter *painter,
+                                 const QWidget *widget) const
+{
+    const QStyleOptionMenuItem *entry = element == CE_MenuItem ? normalEntry(option) : nullptr;
+    if (entry)
+        drawEntry(*entry, painter, widget);
+    else
+        QProxyStyle::drawControl(element, option, painter, widget);
+}
+
+QSize PopupMenuStyle::sizeFromContents(ContentsType type, const QStyleOption *option, const QSize &size,
+                                       const QWidget *widget) const
+{
+    const QStyleOptionMenuItem *entry = type == CT_MenuItem ? normalEntry(option) : nullptr;
+    if (!entry)
+        return QProxyStyle::sizeFromContents(type, option, size, widget);
+    const Texts texts(entry->text);
+    const QFontMetrics title(entry->font);
+    const QFontMetrics detail(smallFont(entry->font));
+    const int width = qMax(title.horizontalAdvance(texts.title), detail.horizontalAdvance(texts.detail));
+    const int lines = title.height() + (texts.detail.isEmpty() ? 0 : detail.height());
+    return {margin + iconSide + iconGap + width + keyGap + margin, qMax(lines, iconSide) + 2 * padding};
+}
+
+void PopupMenuStyle::drawEntry(const QStyleOptionMenuItem &option, QPainter *painter,
+                               const QWidget *widget) const
+{
+    QStyleOptionMenuItem ground = option;
+    ground.text.clear();
+    ground.icon = QIcon();
+    QProxyStyle::drawControl(CE_MenuItem, &ground, painter, widget);
+
+    const Texts texts(option.text);
+    const bool isEnabled = option.state & State_Enabled;
+    const bool isSelected = isEnabled && (option.state & State_Selected);
+    const QFontMetrics titleMetrics(option.font);
+    const QRect inside = option.rect.adjusted(margin, padding, -margin, -padding);
+    const QRect titleLine(inside.left(), inside.top(), inside.width(),
+                          texts.detail.isEmpty() ? inside.height() : titleMetrics.height());
+    const auto place = [&](const QRect &rect) { return visualRect(option.direction, option.rect, rect); };
+
+    QRect iconRect(inside.left(), 0, iconSide, iconSide);
+    iconRect.moveTop(titleLine.center().y() - iconSide / 2);
+    option.icon.paint(painter, place(iconRect), Qt::AlignCenter, isEnabled ? QIcon::Normal : QIcon::Disabled);
+
+    painter->save();
+    QColor color = option.palette.color(isEnabled ? QPalette::Active : QPalette::Disabled,
+                                        isSelected ? QPalette::HighlightedText : QPalette::Text);
+    const QRect titleRect = titleLine.adjusted(iconSide + iconGap, 0, 0, 0);
+    const int flags =
+        int(visualAlignment(option.direction, Qt::AlignLeft) | Qt::AlignVCenter) | Qt::TextSingleLine;
+    painter->setFont(option.font);
+    painter->setPen(color);
+    painter->drawText(place(titleRect), flags, texts.title);
+    const int keyFlags = int(visualAlignment(option.direction, Qt::AlignRight) | Qt::AlignVCenter);
+    color.setAlphaF(color.alphaF() * float(dimming));
+    painter->setPen(color);
+    painter->drawText(place(titleRect), keyFlags, texts.key);
+    painter->setFont(smallFont(option.font));
+    painter->drawText(place(titleRect.translated(0, titleLine.height())), flags, texts.detail);
+    painter->restore();
+}
