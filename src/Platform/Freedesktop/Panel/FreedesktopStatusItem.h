@@ -1,0 +1,71 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "DBusMenuExporter.h"
+#include "LauncherEntry.h"
+#include "NotifierWatcher.h"
+#include "PopupMenu.h"
+#include "StatusItem.h"
+#include "StatusNotifierItem.h"
+#include "TrayIcon.h"
+#include "X11Tray.h"
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <memory>
+
+/// The status item on a freedesktop.org desktop, whatever its panel knows: StatusNotifierItem where a panel
+/// for it is there, the old XEmbed tray where only that is, nothing without a panel. A panel may come, go and
+/// freeze at any time.
+///
+/// | panel for StatusNotifierItem | XEmbed tray | shown in                                  |
+/// |------------------------------|-------------|-------------------------------------------|
+/// | not known yet                | any         | nothing beyond the object on the bus      |
+/// | present                      | any         | the panel                                 |
+/// | absent for half a second     | there       | the tray                                  |
+/// | absent                       | none        | nothing; said once, some seconds from start |
+class FreedesktopStatusItem : public QObject, public StatusItem
+{
+    Q_OBJECT
+
+public:
+    /// @param bus the session bus; the program runs without one as well
+    /// @param runtimeFolder `$XDG_RUNTIME_DIR`, where the icons are put
+    FreedesktopStatusItem(const QDBusConnection &bus, const QString &runtimeFolder,
+                          QObject *parent = nullptr);
+    ~FreedesktopStatusItem() override;
+
+    void setCallbacks(Callbacks callbacks) override;
+    void setContent(const StatusItemContent &content) override;
+    void setMenu(const Menu &menu) override;
+    void setDockMenu(const Menu &menu) override;
+
+private:
+    void connectMenus();
+    void connectPanels();
+    void choose(const MenuItem &item);
+    void choosePanel();
+    void useTrayIfAlone();
+    void reportMissingPanel() const;
+    void makePopup();
+    void updatePopup();
+    void showSomething();
+
+    Callbacks m_callbacks;
+    StatusItemContent m_content;
+    Menu m_menu;
+    DBusMenuExporter m_statusMenu;
+    DBusMenuExporter m_dockMenu;
+    StatusNotifierItem m_item;
+    LauncherEntry m_launcherEntry;
+    NotifierWatcher m_watcher;
+    X11Tray m_x11Tray;
+    std::unique_ptr<PopupMenu> m_popup; ///< made when first needed
+    std::unique_ptr<TrayIcon> m_tray;
+    QTimer m_settling;
+};

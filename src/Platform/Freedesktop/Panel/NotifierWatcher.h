@@ -1,0 +1,59 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "HostQuirks.h"
+
+#include <QDBusConnection>
+#include <QDBusServiceWatcher>
+#include <QObject>
+#include <QSet>
+#include <QString>
+
+#include <memory>
+
+class NotifierWatcherInterface;
+
+/// Announces the item to the panels of the session, through org.kde.StatusNotifierWatcher: to each new owner
+/// of that name at once, and without ever waiting for an answer. Also finds out which panel it is.
+class NotifierWatcher : public QObject
+{
+    Q_OBJECT
+
+public:
+    enum class Host {
+        Unknown, ///< not asked yet, or not answered
+        Present,
+        Absent,
+    };
+
+    explicit NotifierWatcher(const QDBusConnection &bus, QObject *parent = nullptr);
+    ~NotifierWatcher() override;
+
+    Host host() const { return m_host; }
+    HostQuirks quirks() const { return HostQuirks::of(m_presentNames, m_process); }
+
+Q_SIGNALS:
+    void hostChanged();
+    void quirksChanged();
+    /// The watcher's owner went away, in most sessions together with the panel.
+    void lost();
+
+private:
+    void findNames();
+    void setOwner(const QString &name, const QString &owner);
+    void setWatcher(const QString &owner);
+    void registerItem(int attempt);
+    void findHost();
+    void findProcess();
+    void setHost(Host host);
+
+    QDBusConnection m_bus;
+    QDBusServiceWatcher m_names;
+    std::unique_ptr<NotifierWatcherInterface> m_interface;
+    QSet<QString> m_presentNames;
+    QString m_owner;   ///< unique name of the watcher; empty for none
+    QString m_process; ///< its process's name
+    Host m_host = Host::Unknown;
+};

@@ -1,0 +1,180 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "BusClient.h"
+#include "FakeWatcher.h"
+#include "FreedesktopStatusItem.h"
+#include "Samples.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDBusVariant>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <algorithm>
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+class TestFreedesktopStatusItem : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<FreedesktopStatusItem> makeItem()
+    {
+        auto item = std::make_unique<FreedesktopStatusItem>(QDBusConnection::sessionBus(), m_folder.path());
+        item->setCallbacks({[this] { m_events += u"needs update"_s; }, [this] { m_events += u"open"_s; },
+                            [this] { m_events += u"closed"_s; },
+                            [this](const MenuItem &chosen) { m_events += chosen.id; }});
+        item->setContent(Samples::content(u"idle"_s, 0));
+        item->setMenu(Samples::menu(2));
+        item->setDockMenu(Samples::menu(1));
+        return item;
+    }
+    QDBusMessage ask(const QString &path, const QString &interface, const QString &method,
+                     const QVariantList &arguments)
+    {
+        return m_client.ask(BusClient::call(path, interface, method, arguments));
+    }
+    QString labelOfFirstTunnel()
+    {
+        const auto reply =
+            ask(u"/MenuBar"_s, u"com.canonical.dbusmenu"_s, u"GetLayout"_s, {0, 1, QStringList()});
+        const auto layout = qdbus_cast<MenuLayout>(reply.arguments().value(1));
+        return layout.children.value(2).properties.value(u"label"_s).toString();
+    }
+    static QMenu *popup()
+    {
+        for (QWidget *widget : QApplication::topLevelWidgets()) {
+            if (auto *menu = qobject_cast<PopupMenu *>(widget); menu && menu->isVisible())
+                return menu;
+        }
+        return nullptr;
+    }
+    void activate() { ask(u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem"_s, u"Activate"_s, {5, 5}); }
+
+    const QStringList m_ownName{QDBusConnection::sessionBus().baseService()};
+    BusClient m_client{u"client"_s};
+    QTemporaryDir m_folder;
+    QStringList m_events;
+
+private Q_SLOTS:
+    void init() { m_events.clear(); }
+
+    void registersAtEveryNewWatcher()
+    {
+        auto before = std::make_unique<FakeWatcher>(u"first"_s);
+        QVERIFY(before->start());
+        const auto item = makeItem();
+        QTRY_COMPARE(before->items, m_ownName);
+        before.reset();
+        FakeWatcher after(u"second"_s);
+        QVERIFY(after.start());
+        QTRY_COMPARE_WITH_TIMEOUT(after.items, m_ownName, 1000);
+    }
+
+    void registersAgainWhereTheWatcherWasNotReady()
+    {
+        FakeWatcher watcher(u"slow"_s);
+        watcher.refusals = 2;
+        QVERIFY(watcher.start());
+        const auto item = makeItem();
+        QTRY_COMPARE(watcher.items, m_ownName);
+    }
+
+    void frozenWatcherHoldsNothingUp()
+    {
+        FakeWatcher watcher(u"frozen"_s);
+        watcher.isFrozen = true;
+        QVERIFY(watcher.start());
+        QElapsedTimer time;
+        time.start();
+        const auto item = makeItem();
+        QTRY_COMPARE(watcher.items, m_ownName);
+        for (int i = 0; i < 100; ++i) {
+            item->setContent(Samples::content(u"connected"_s, i));
+            item->setMenu(Samples::menu(i));
+            QCoreApplication::processEvents();
+        }
+        QVERIFY(time.elapsed() < 5000);
+    }
+
+    void watchesForHostsThatComeAndGo()
+    {
+        FakeWatcher watcher(u"bare"_s);
+        watcher.setHost(false);
+        QVERIFY(watcher.start());
+        NotifierWatcher client(QDBusConnection::sessionBus());
+        QTRY_COMPARE(client.host(), NotifierWatcher::Host::Absent);
+        watcher.setHost(true);
+        QTRY_COMPARE(client.host(), NotifierWatcher::Host::Present);
+        watcher.client.vanish();
+        QTRY_COMPARE(client.host(), NotifierWatcher::Host::Absent);
+    }
+
+    void plasmaGetsOneLineAndARefusal()
+    {
+        const auto item = makeItem();
+        QTRY_COMPARE(labelOfFirstTunnel(), u"tunnel__1\nStopped · click to start"_s);
+        BusClient plasma(u"plasma"_s);
+        QVERIFY(plasma.bus().registerService(u"org.kde.plasmashell"_s));
+        QTRY_COMPARE(labelOfFirstTunnel(), u"tunnel__1 — Stopped · click to start"_s);
+        const auto reply =
+            ask(u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem"_s, u"Activate"_s, {0, 0});
+        QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
+        plasma.vanish();
+        QTRY_COMPARE(labelOfFirstTunnel(), u"tunnel__1\nStopped · click to start"_s);
+    }
+
+    void activateOpensTheMenuAtThePointer()
+    {
+        const auto item = makeItem();
+        activate();
+        QTRY_VERIFY(popup());
+        QCOMPARE(m_events, QStringList({u"needs update"_s, u"open"_s}));
+        QCOMPARE(popup()->actions().size(), Samples::menu(2).size());
+        QTest::mouseClick(popup(), Qt::LeftButton, {},
+                          popup()->actionGeometry(popup()->actions()[2]).center());
+        QTRY_COMPARE(m_events.last(), u"tunnel-1"_s);
+        QCOMPARE(m_events.count(u"closed"_s), 1);
+    }
+
+    void openPopupFollowsInPlace()
+    {
+        const auto item = makeItem();
+        activate();
+        QTRY_VERIFY(popup());
+        const QList<QAction *> before = popup()->actions();
+        Menu menu = Samples::menu(2);
+        menu[2] = Samples::tunnel(1, u"a & b"_s, u"Connected (1 connection)"_s, ColorRole::Green);
+        menu.insert(3, Samples::openAddress(1, u"a.example"_s));
+        menu.removeAt(4);
+        item->setMenu(menu);
+        const QList<QAction *> after = popup()->actions();
+        QCOMPARE(after.size(), menu.size());
+        QCOMPARE(after[2], before[2]);
+        QCOMPARE(after[2]->text(), u"a && b\nConnected (1 connection)"_s);
+        QCOMPARE(after[2]->toolTip(), u"Click to stop the tunnel"_s);
+        QCOMPARE(after[3]->text(), u"    Open a.example"_s);
+        QCOMPARE(after[4], before[4]);
+        QVERIFY(popup()->rect().contains(popup()->actionGeometry(after.last())));
+        after[3]->trigger();
+        QTRY_COMPARE(m_events.last(), u"open-1"_s);
+        popup()->close();
+    }
+
+    void runsWithoutABus()
+    {
+        FreedesktopStatusItem item(QDBusConnection(u"no such bus"_s), m_folder.path());
+        item.setContent(Samples::content(u"connected"_s, 2));
+        item.setMenu(Samples::menu(2));
+        item.setDockMenu(Samples::menu(2));
+        QCoreApplication::processEvents();
+    }
+};
+
+QTEST_MAIN(TestFreedesktopStatusItem)
+#include "tst_freedesktopstatusitem.moc"
