@@ -5,7 +5,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 build_packages="g++ cmake ninja-build pkg-config qt6-base-dev libqt6svg6-dev libsecret-1-dev libxcb1-dev libqt6svg6"
 run_packages="dbus libglib2.0-bin"
 test_packages="clang-format clang-tidy dbus dbus-x11 gnome-keyring libsecret-tools xvfb xauth x11-utils x11-xserver-utils
-    xdotool imagemagick openbox xfce4-panel at-spi2-core python3-gi gir1.2-atspi-2.0 desktop-file-utils appstream
+    xdotool imagemagick openbox xfce4-panel trayer at-spi2-core python3-gi gir1.2-atspi-2.0 desktop-file-utils appstream
     dpkg-dev lintian man-db
     adwaita-icon-theme fonts-dejavu-core"
 
