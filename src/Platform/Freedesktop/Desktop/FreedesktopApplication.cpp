@@ -46,6 +46,10 @@ FreedesktopApplication::FreedesktopApplication(QObject *parent)
     if (X11Windows::isAvailable())
         m_x11.emplace();
     qGuiApp->installEventFilter(this);
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, [this](QWindow *window) {
+        if (window)
+            m_lastFocused = window;
+    });
 }
 
 void FreedesktopApplication::setActivationPolicy(ActivationPolicy policy)
@@ -97,17 +101,46 @@ void FreedesktopApplication::finishActivation()
     m_activationToken.clear();
 }
 
-/// Windows as they are about to be shown.
 bool FreedesktopApplication::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::Show && watched->isWindowType()) {
-        auto *window = static_cast<QWindow *>(watched);
-        if (m_x11 && isListed(*window))
-            m_x11->prepareSkipsTaskbar(*window, m_policy == ActivationPolicy::Accessory);
-        if (m_isActivating && isListed(*window))
-            m_shownMeanwhile.append(window);
+    const bool isShow = event->type() == QEvent::Show;
+    if ((isShow || event->type() == QEvent::Hide) && watched->isWindowType()) {
+        auto &window = static_cast<QWindow &>(*watched);
+        if (isListed(window) && isShow)
+            prepare(window);
+        else if (isListed(window))
+            passFocusOnFrom(window);
     }
     return QObject::eventFilter(watched, event);
+}
+
+/// The window is about to be shown.
+void FreedesktopApplication::prepare(QWindow &window)
+{
+    if (m_x11)
+        m_x11->prepareSkipsTaskbar(window, m_policy == ActivationPolicy::Accessory);
+    if (m_isActivating)
+        m_shownMeanwhile.append(&window);
+}
+
+/// Some window managers give the keyboard to nobody rather than to a window that skips the task bar. So an
+/// accessory sees to it itself that its next window has it when the one that had it goes.
+void FreedesktopApplication::passFocusOnFrom(QWindow &window)
+{
+    if (!m_x11 || m_policy != ActivationPolicy::Accessory || m_lastFocused != &window)
+        return;
+    QList<QWindow *> others = shownWindows();
+    others.removeOne(&window);
+    QWindow *next = window.transientParent();
+    if (!others.contains(next))
+        next = others.isEmpty() ? nullptr : others.last();
+    if (next) {
+        const auto passOn = [this, window = QPointer(next)] {
+            if (window && window->isVisible())
+                activate(*window);
+        };
+        QMetaObject::invokeMethod(this, passOn, Qt::QueuedConnection);
+    }
 }
 
 void FreedesktopApplication::terminate()

@@ -46,10 +46,13 @@ protected:
 private:
     void activate(QWindow &window);
     void finishActivation();
+    void prepare(QWindow &window);
+    void passFocusOnFrom(QWindow &window);
 
     std::optional<X11Windows> m_x11;
     ActivationPolicy m_policy = ActivationPolicy::Regular;
     QByteArray m_activationToken;
     bool m_isActivating = false;
     QList<QPointer<QWindow>> m_shownMeanwhile;
+    QPointer<QWindow> m_lastFocused;
 };

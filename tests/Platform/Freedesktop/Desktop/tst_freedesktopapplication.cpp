@@ -45,6 +45,7 @@ class TestFreedesktopApplication : public QObject
 private Q_SLOTS:
     void accessoryWindowsSkipTheTaskbar();
     void comesInFrontOfOtherPrograms();
+    void closedWindowPassesTheKeyboardOn();
     void terminationIsAskedForAndAnswered();
     void knowsATestHost();
     void opensAddressesWithoutWaiting();
@@ -110,6 +111,28 @@ void TestFreedesktopApplication::comesInFrontOfOtherPrograms()
         process->terminate();
         QVERIFY(process->waitForFinished());
     }
+}
+
+/// Also for windows that skip the task bar, which a window manager may pass over.
+void TestFreedesktopApplication::closedWindowPassesTheKeyboardOn()
+{
+    FreedesktopApplication application;
+    application.setActivationPolicy(ActivationPolicy::Accessory);
+    QWidget first;
+    application.activateIgnoringOtherApps();
+    first.show();
+    QVERIFY(QTest::qWaitForWindowActive(&first));
+    QWidget second;
+    application.activateIgnoringOtherApps();
+    second.show();
+    QVERIFY(QTest::qWaitForWindowActive(&second));
+    QDialog dialog(&first);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowActive(&dialog));
+    dialog.close();
+    QTRY_VERIFY(first.isActiveWindow());
+    first.close();
+    QTRY_VERIFY(second.isActiveWindow());
 }
 
 void TestFreedesktopApplication::terminationIsAskedForAndAnswered()
