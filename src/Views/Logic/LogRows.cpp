@@ -80,7 +80,7 @@ qint64 LogRows::top(qsizetype index) const
 
 qint64 LogRows::contentHeight() const
 {
-    return isEmpty() ? 0 : m_total - spacing + 2 * padding;
+    return isEmpty() ? 0 : m_total + padding - spacing + padding;
 }
 
 qsizetype LogRows::rowAt(qint64 y) const

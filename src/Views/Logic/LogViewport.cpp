@@ -73,7 +73,7 @@ void LogViewport::scrollTo(qint64 position)
 
 void LogViewport::scrollBy(qint64 distance)
 {
-    if (std::abs(distance) > 4 * m_height)
+    if (std::abs(distance) / 4 > m_height)
         return scrollTo(position() + distance);
     place(m_rows.rowOf(m_anchor), m_offset + distance);
 }

@@ -5,10 +5,10 @@
 
 #include <QCoreApplication>
 #include <QDesktopServices>
+#include <QTimer>
 
 /// On a later turn of the event loop, so that a menu that was just clicked closes first.
 void DesktopUrlOpener::open(const QUrl &url)
 {
-    QMetaObject::invokeMethod(
-        qApp, [url] { QDesktopServices::openUrl(url); }, Qt::QueuedConnection);
+    QTimer::singleShot(0, qApp, [url] { QDesktopServices::openUrl(url); });
 }

@@ -5,6 +5,7 @@
 
 #include <QEvent>
 #include <QGuiApplication>
+#include <QTimer>
 
 #include <link.h>
 
@@ -66,7 +67,7 @@ void FreedesktopApplication::activateIgnoringOtherApps()
 {
     if (!m_isActivating) {
         m_isActivating = true;
-        QMetaObject::invokeMethod(this, &FreedesktopApplication::finishActivation, Qt::QueuedConnection);
+        QTimer::singleShot(0, this, [this] { finishActivation(); });
     }
     QWindow *last = QGuiApplication::focusWindow();
     const QList<QWindow *> windows = shownWindows();
@@ -139,7 +140,7 @@ void FreedesktopApplication::passFocusOnFrom(QWindow &window)
             if (window && window->isVisible())
                 activate(*window);
         };
-        QMetaObject::invokeMethod(this, passOn, Qt::QueuedConnection);
+        QTimer::singleShot(0, this, passOn);
     }
 }
 
@@ -152,8 +153,7 @@ void FreedesktopApplication::terminate()
 void FreedesktopApplication::replyToApplicationShouldTerminate(bool shouldTerminate)
 {
     if (shouldTerminate)
-        QMetaObject::invokeMethod(
-            qApp, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+        QTimer::singleShot(0, qApp, [] { QCoreApplication::exit(0); });
 }
 
 bool FreedesktopApplication::isTestHost() const
