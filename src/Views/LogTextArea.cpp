@@ -101,14 +101,15 @@ void LogTextArea::takeOver()
     viewport()->update();
 }
 
-/// Assistive technology gets to know the newest lines, at most as many as somebody could listen to.
+/// Assistive technology gets to know the newest lines where the user is in the log, at most as many as
+/// somebody could listen to.
 void LogTextArea::announceLines()
 {
     constexpr quint64 most = 50;
     const quint64 end = m_log->endNumber();
     const quint64 first = std::max({m_seenEnd, m_log->firstNumber(), end - std::min(end, most)});
     m_seenEnd = end;
-    if (QAccessible::isActive() && first < end && isVisible())
+    if (QAccessible::isActive() && first < end && hasFocus())
         notifyLogLines(this, first);
 }
 

@@ -106,7 +106,7 @@ private:
     const LogBuffer *m_log = nullptr;
     LogRowLayouts m_layouts;
     LogViewport m_viewport;
-    QTimer m_frame; ///< runs from a change until it is shown
+    QTimer m_frame{this}; ///< runs from a change until it is shown
     bool m_isStale = false;
     quint64 m_seenEnd = 0; ///< number of the first line that is not shown yet
 

@@ -8,9 +8,9 @@
 #include "TunnelRunner.h"
 
 #include <QAccessible>
+#include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
-#include <QGuiApplication>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollBar>
@@ -38,6 +38,7 @@ private Q_SLOTS:
 
     void followsNewLinesOnceAFrame();
     void restsWhileHidden();
+    void followsTheFont();
     void fullLogStaysInPlace();
     void selectsWithTheMouse();
     void selectsWithTheKeyboard_data();
@@ -242,17 +243,56 @@ void TestLogView::followsNewLinesOnceAFrame()
     QCOMPARE(area()->verticalScrollBar()->value(), area()->verticalScrollBar()->maximum());
 }
 
+/// Whether closed or minimised: no timer runs, no row is made, and what was missed is there at the return.
 void TestLogView::restsWhileHidden()
 {
     world->connect(*manager, add(u"a"_s).id);
     show();
+    auto *frame = area()->findChild<QTimer *>();
+    QVERIFY(frame);
     view->hide();
     writeNumbered(300);
-    QTimer *frame = area()->findChild<QTimer *>();
-    QVERIFY(!frame || !frame->isActive());
-    QVERIFY(area()->verticalScrollBar()->maximum() == 0);
+    QVERIFY(!frame->isActive());
+    QCOMPARE(area()->verticalScrollBar()->maximum(), 0);
     view->show();
     QVERIFY(endIsSeen());
+
+    QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+    view->showMinimized();
+    QTRY_VERIFY(view->isMinimized());
+    const int maximum = area()->verticalScrollBar()->maximum();
+    writeNumbered(300);
+    QVERIFY(!frame->isActive());
+    QCOMPARE(area()->verticalScrollBar()->maximum(), maximum);
+    view->showNormal();
+    QTRY_VERIFY(area()->verticalScrollBar()->maximum() > maximum);
+    QVERIFY(endIsSeen());
+    QTRY_VERIFY(!frame->isActive());
+}
+
+/// A larger font of the desktop makes the window's texts larger, not the log's, which has a size of its own.
+void TestLogView::followsTheFont()
+{
+    const TunnelConfig tunnel = add(u"a"_s);
+    manager->start(tunnel.id);
+    show();
+    const QFont before = QApplication::font();
+    const auto stateHeight = [this] {
+        const QList<QLabel *> labels = view->findChildren<QLabel *>();
+        for (const QLabel *label : labels) {
+            if (label->text() == u"Connecting…")
+                return label->fontMetrics().height();
+        }
+        return 0;
+    };
+    const int height = stateHeight();
+    const int line = area()->rectAt(LogText::begin(runner().logLines())).height();
+    QFont large = before;
+    large.setPointSizeF(before.pointSizeF() * 2);
+    QApplication::setFont(large);
+    QTRY_VERIFY(stateHeight() > height * 3 / 2);
+    QCOMPARE(area()->rectAt(LogText::begin(runner().logLines())).height(), line);
+    QApplication::setFont(before);
 }
 
 /// Lines that fall out of a full log move neither what is read further down nor the bar at the end.
