@@ -71,7 +71,8 @@ QWidget *LogView::makeHeader()
     return header;
 }
 
-/// The first tunnel is chosen when the window appears and nobody has chosen one yet.
+/// The first tunnel is chosen when the window appears and nobody has chosen one yet. Then the keys scroll the
+/// log at once.
 void LogView::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
@@ -82,6 +83,8 @@ void LogView::showEvent(QShowEvent *event)
         m_selection = selection;
         refresh();
     }
+    if (!window()->focusWidget())
+        m_log->setFocus(Qt::OtherFocusReason);
 }
 
 void LogView::refreshSoon()

@@ -34,6 +34,7 @@ RunnerLogView::RunnerLogView(QWidget *parent)
     , m_area(new LogTextArea(this))
     , m_state(new ElidedLabel(this))
 {
+    setFocusProxy(m_area);
     auto *divider = new QFrame(this);
     divider->setFrameStyle(QFrame::HLine | QFrame::Sunken);
     auto *column = new QVBoxLayout(this);
