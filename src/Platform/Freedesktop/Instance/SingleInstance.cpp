@@ -6,11 +6,11 @@
 #include "ApplicationAdaptor.h"
 #include "BusNames.h"
 #include "RunningInstance.h"
+#include "StandardError.h"
 
 #include <QCoreApplication>
 #include <QDBusError>
 
-#include <cstdio>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -25,11 +25,6 @@ enum NameReply { // of RequestName in the D-Bus Specification
     Exists = 3,
 };
 constexpr uint doNotQueue = 4;
-
-void say(const QString &sentence)
-{
-    std::fprintf(stderr, "morvanel: %s\n", sentence.toLocal8Bit().constData());
-}
 
 /// What the launcher that started this process wants handed on, for the window to come to the front.
 QVariantMap platformDataOfLauncher()
@@ -69,9 +64,9 @@ SingleInstance::SingleInstance(QObject *parent)
 std::optional<int> SingleInstance::handOver()
 {
     if (!m_bus.isConnected()) {
-        say(u"There is no session bus, so there is no icon in the panel, tokens cannot be read or stored, "
-            u"and "
-            "a second start is not noticed. (%1)"_s.arg(m_bus.lastError().message()));
+        writeToStandardError(
+            u"There is no session bus, so there is no icon in the panel, tokens cannot be "
+            "read or stored, and a second start is not noticed. (%1)"_s.arg(m_bus.lastError().message()));
         return std::nullopt;
     }
     // The object comes before the name: who finds the name finds the object too.
@@ -83,7 +78,7 @@ std::optional<int> SingleInstance::handOver()
         if (const std::optional<int> status = handOverTo(other))
             return status;
     }
-    say(u"Morvanel is started and ended by something all the time; gave up."_s);
+    writeToStandardError(u"Morvanel is started and ended by something all the time; gave up."_s);
     return 1;
 }
 
@@ -111,8 +106,9 @@ bool SingleInstance::isTheOne()
     const QDBusMessage reply = m_bus.call(request, QDBus::Block, int(BusNames::answerTimeout.count()));
     if (reply.type() == QDBusMessage::ReplyMessage)
         return reply.arguments().value(0).toUInt() != Exists;
-    say(u"The session bus does not hand out the name %1, so a second start is not noticed. (%2)"_s.arg(
-        BusNames::service, reply.errorMessage()));
+    writeToStandardError(
+        u"The session bus does not hand out the name %1, so a second start is not noticed. (%2)"_s.arg(
+            BusNames::service, reply.errorMessage()));
     return true;
 }
 
@@ -127,12 +123,14 @@ std::optional<int> SingleInstance::handOverTo(RunningInstance &other) const
     case RunningInstance::Answer::Quitting:
         if (other.waitForEnd(quitTimeout))
             return std::nullopt;
-        say(u"Morvanel is quitting (process %1) and does not come to an end."_s.arg(other.processId()));
+        writeToStandardError(
+            u"Morvanel is quitting (process %1) and does not come to an end."_s.arg(other.processId()));
         return 1;
     case RunningInstance::Answer::None:
         break;
     }
-    say(u"Morvanel runs already (process %1) but does not answer. (%2)"_s.arg(other.processId())
+    writeToStandardError(
+        u"Morvanel runs already (process %1) but does not answer. (%2)"_s.arg(other.processId())
             .arg(other.error()));
     return 1;
 }
