@@ -51,9 +51,10 @@ install(FILES
 
 # The bus starts the program by its absolute name, which depends on the prefix chosen when it is installed.
 install(CODE "
-    set(MORVANEL_INSTALLED_PROGRAM \${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/morvanel)
+    set(MORVANEL_INSTALLED_PROGRAM \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/morvanel\")
     configure_file(
-        ${MORVANEL_RESOURCES}/${MORVANEL_ID}.service.in ${MORVANEL_INSTALLED_FILES}/${MORVANEL_ID}.service @ONLY)")
+        \"${MORVANEL_RESOURCES}/${MORVANEL_ID}.service.in\"
+        \"${MORVANEL_INSTALLED_FILES}/${MORVANEL_ID}.service\" @ONLY)")
 install(FILES ${MORVANEL_INSTALLED_FILES}/${MORVANEL_ID}.service
     DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/services)
 
