@@ -1,0 +1,67 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "ClampedLabel.h"
+
+#include "ShownText.h"
+
+#include <QHelpEvent>
+#include <QPainter>
+#include <QStyle>
+#include <QTextLayout>
+#include <QToolTip>
+
+ClampedLabel::ClampedLabel(FontRole font, ColorRole color, int maximumLines, QWidget *parent)
+    : TextLabel(font, color, parent)
+    , m_maximumLines(maximumLines)
+{
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+}
+
+QSize ClampedLabel::sizeHint() const
+{
+    return {fontMetrics().horizontalAdvance(shownText(text())) + 1,
+            fontMetrics().lineSpacing() * m_maximumLines};
+}
+
+QSize ClampedLabel::minimumSizeHint() const
+{
+    return {fontMetrics().horizontalAdvance(u'…'), sizeHint().height()};
+}
+
+QStringList ClampedLabel::lines() const
+{
+    const QString shown = shownText(text());
+    QTextLayout layout(shown, font(), this);
+    QStringList lines;
+    layout.beginLayout();
+    while (lines.size() < m_maximumLines) {
+        QTextLine line = layout.createLine();
+        if (!line.isValid())
+            break;
+        line.setLineWidth(contentsRect().width());
+        const QString rest = shown.sliced(line.textStart());
+        const bool isCut = lines.size() + 1 == m_maximumLines && line.textLength() < rest.size();
+        lines += isCut ? fontMetrics().elidedText(rest, Qt::ElideRight, contentsRect().width())
+                       : rest.first(line.textLength());
+    }
+    layout.endLayout();
+    return lines;
+}
+
+bool ClampedLabel::event(QEvent *event)
+{
+    if (event->type() != QEvent::ToolTip)
+        return TextLabel::event(event);
+    const bool isCut = lines().join(QString()) != shownText(text());
+    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), isCut ? toolTipText(text()) : QString(),
+                       this);
+    return true;
+}
+
+void ClampedLabel::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    style()->drawItemText(&painter, contentsRect(), Qt::AlignLeading | Qt::AlignVCenter, palette(),
+                          isEnabled(), lines().join(u'\n'), foregroundRole());
+}

@@ -1,0 +1,61 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "TunnelConfig.h"
+
+#include <QCoreApplication>
+#include <QString>
+
+#include <optional>
+
+class TunnelManager;
+
+/// What the form of one tunnel holds and decides: the input as it was typed, whether and how it is saved, and
+/// every text of the form that depends on it.
+///
+/// A stored token is never read back: the form's token is only what replaces it.
+class TunnelEditorModel
+{
+    Q_DECLARE_TR_FUNCTIONS(TunnelEditor)
+
+public:
+    /// Without `tunnel` the form makes a new one. `manager` outlives the model.
+    TunnelEditorModel(TunnelManager &manager, std::optional<TunnelConfig> tunnel);
+
+    // The input, unchanged.
+    QString name;
+    QString hostname;
+    QString token;
+    bool startOnLaunch = false;
+
+    bool isNew() const { return !m_tunnel; }
+    /// Fills the input from the record; nothing to do for a new tunnel.
+    void load();
+    /// Takes the record's present value; the input stays as it is. Only for the tunnel that is being edited.
+    void setTunnel(const TunnelConfig &tunnel) { m_tunnel = tunnel; }
+
+    bool canSave() const;
+    /// Whether there is a token that does not look like one. It may be saved nevertheless.
+    bool showsTokenWarning() const;
+    /// Writes the cleaned input through the manager, whatever `canSave` says, and returns the record's id.
+    /// Afterwards the token of an existing tunnel is empty.
+    QUuid save();
+
+    /// Stopped for a new tunnel.
+    TunnelState state() const;
+    /// Starts a tunnel that does not run, stops one that does; looks at the state at this moment.
+    void toggle();
+
+    QString title() const;
+    QString tokenPrompt() const;
+    QString saveTitle() const;
+    QString toggleTitle() const;
+
+private:
+    TunnelConfig edited(const TunnelConfig &record) const;
+
+    TunnelManager &m_manager;
+    std::optional<TunnelConfig> m_tunnel;
+};

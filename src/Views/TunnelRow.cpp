@@ -1,0 +1,151 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "TunnelRow.h"
+
+#include "FontRole.h"
+#include "ShownText.h"
+#include "SymbolDrawing.h"
+#include "TunnelListModel.h"
+
+#include <QAbstractItemView>
+#include <QHelpEvent>
+#include <QPainter>
+#include <QToolTip>
+
+namespace {
+
+constexpr int dotSide = 8;
+constexpr int dotRim = 2;
+constexpr int partSpacing = 8;
+constexpr int lineSpacing = 1;
+constexpr int rowPadding = 2;
+constexpr int sidePadding = 6;
+constexpr float secondaryOpacity = 0.85F;
+constexpr float stoppedOpacity = 0.4F;
+
+QColor withOpacity(QColor color, float opacity)
+{
+    color.setAlphaF(color.alphaF() * opacity);
+    return color;
+}
+
+QPalette::ColorGroup groupOf(const QStyleOptionViewItem &option)
+{
+    if (!option.state.testFlag(QStyle::State_Enabled))
+        return QPalette::Disabled;
+    return option.state.testFlag(QStyle::State_Active) ? QPalette::Active : QPalette::Inactive;
+}
+
+void drawLine(QPainter *painter, const QRect &rect, const QFont &font, const QColor &color,
+              const QString &text)
+{
+    painter->setFont(font);
+    painter->setPen(color);
+    const Qt::Alignment side = QStyle::visualAlignment(painter->layoutDirection(), Qt::AlignLeading);
+    painter->drawText(rect, int(side | Qt::AlignVCenter) | Qt::TextSingleLine,
+                      QFontMetrics(font).elidedText(shownText(text), Qt::ElideRight, rect.width()));
+}
+
+} // namespace
+
+TunnelRow::TunnelRow(QObject *parent)
+    : QStyledItemDelegate(parent)
+{
+}
+
+QColor TunnelRow::dotColor(const TunnelState &state, const QPalette &palette)
+{
+    QPalette onGround;
+    onGround.setColor(QPalette::Window, palette.color(QPalette::Base));
+    switch (state.kind()) {
+    case TunnelState::Case::Connected:
+        return SymbolDrawing::color(ColorRole::Green, onGround);
+    case TunnelState::Case::Failed:
+        return SymbolDrawing::color(ColorRole::Red, onGround);
+    case TunnelState::Case::Starting:
+    case TunnelState::Case::Reconnecting:
+    case TunnelState::Case::Stopping:
+        return SymbolDrawing::color(ColorRole::Orange, onGround);
+    case TunnelState::Case::Stopped:
+        break;
+    }
+    return withOpacity(palette.color(QPalette::PlaceholderText), stoppedOpacity);
+}
+
+TunnelRow::Parts TunnelRow::partsOf(const QStyleOptionViewItem &option, const QModelIndex &index)
+{
+    Parts parts{{}, {}, {}, fontFor(FontRole::Caption, option.font)};
+    const bool hasHostname = !index.data(TunnelListModel::HostnameRole).toString().isEmpty();
+    const int nameHeight = QFontMetrics(option.font).height();
+    const int hostnameHeight = hasHostname ? QFontMetrics(parts.captionFont).height() : 0;
+    const QRect inner = option.rect.adjusted(sidePadding, 0, -sidePadding, 0);
+    const int height = nameHeight + (hasHostname ? lineSpacing + hostnameHeight : 0);
+    const int top = inner.top() + (inner.height() - height) / 2;
+    const int left = inner.left() + dotSide + partSpacing;
+    const int width = qMax(0, inner.right() + 1 - left);
+    const auto placed = [&option](const QRect &rect) {
+        return QStyle::visualRect(option.direction, option.rect, rect);
+    };
+    parts.dot = placed({inner.left(), inner.top() + (inner.height() - dotSide) / 2, dotSide, dotSide});
+    parts.name = placed({left, top, width, nameHeight});
+    if (hasHostname)
+        parts.hostname = placed({left, top + nameHeight + lineSpacing, width, hostnameHeight});
+    return parts;
+}
+
+QSize TunnelRow::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const
+{
+    QStyleOptionViewItem shown = option;
+    initStyleOption(&shown, index);
+    const Parts parts = partsOf(shown, index);
+    const int hostnameHeight = parts.hostname.isEmpty() ? 0 : lineSpacing + parts.hostname.height();
+    return {0, parts.name.height() + hostnameHeight + 2 * rowPadding};
+}
+
+void TunnelRow::paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const
+{
+    QStyleOptionViewItem shown = option;
+    initStyleOption(&shown, index);
+    shown.text.clear();
+    const QStyle *style = shown.widget->style();
+    style->drawControl(QStyle::CE_ItemViewItem, &shown, painter, shown.widget); // ground and focus frame
+
+    const QPalette::ColorGroup group = groupOf(shown);
+    const bool isSelected = shown.state.testFlag(QStyle::State_Selected);
+    const QColor text = shown.palette.color(group, isSelected ? QPalette::HighlightedText : QPalette::Text);
+    const QColor secondary = isSelected ? withOpacity(text, secondaryOpacity)
+                                        : shown.palette.color(group, QPalette::PlaceholderText);
+    const Parts parts = partsOf(shown, index);
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setPen(Qt::NoPen);
+    if (isSelected) { // the dot's colour is one for the list's own ground
+        painter->setBrush(shown.palette.brush(group, QPalette::Base));
+        painter->drawEllipse(parts.dot.adjusted(-dotRim, -dotRim, dotRim, dotRim));
+    }
+    painter->setBrush(dotColor(index.data(TunnelListModel::StateRole).value<TunnelState>(), shown.palette));
+    painter->drawEllipse(parts.dot);
+    drawLine(painter, parts.name, shown.font, text, index.data(Qt::DisplayRole).toString());
+    if (!parts.hostname.isEmpty())
+        drawLine(painter, parts.hostname, parts.captionFont, secondary,
+                 index.data(TunnelListModel::HostnameRole).toString());
+    painter->restore();
+}
+
+bool TunnelRow::helpEvent(QHelpEvent *event, QAbstractItemView *view, const QStyleOptionViewItem &option,
+                          const QModelIndex &index)
+{
+    if (event->type() != QEvent::ToolTip || !index.isValid())
+        return QStyledItemDelegate::helpEvent(event, view, option, index);
+    QStyleOptionViewItem shown = option;
+    initStyleOption(&shown, index);
+    const Parts parts = partsOf(shown, index);
+    const QString name = shownText(index.data(Qt::DisplayRole).toString());
+    const QString hostname = shownText(index.data(TunnelListModel::HostnameRole).toString());
+    const bool isCut = QFontMetrics(shown.font).horizontalAdvance(name) > parts.name.width() ||
+                       QFontMetrics(parts.captionFont).horizontalAdvance(hostname) > parts.name.width();
+    QToolTip::showText(event->globalPos(), isCut ? toolTipText(name) + toolTipText(hostname) : QString(),
+                       view, view->visualRect(index));
+    return true;
+}

@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "TunnelConfig.h"
+
+#include <QStyledItemDelegate>
+
+/// Draws one row of the list of tunnels: a dot in the colour of the tunnel's state, the name and below it the
+/// host name, where there is one. Each text has one line; the tooltip shows what had no room.
+class TunnelRow : public QStyledItemDelegate
+{
+    Q_OBJECT
+
+public:
+    explicit TunnelRow(QObject *parent = nullptr);
+
+    /// The dot's colour on that palette's ground of lists, with a contrast of at least 3:1 but for a stopped
+    /// tunnel, whose dot is faint.
+    static QColor dotColor(const TunnelState &state, const QPalette &palette);
+
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
+    void paint(QPainter *painter, const QStyleOptionViewItem &option,
+               const QModelIndex &index) const override;
+    bool helpEvent(QHelpEvent *event, QAbstractItemView *view, const QStyleOptionViewItem &option,
+                   const QModelIndex &index) override;
+
+private:
+    struct Parts
+    {
+        QRect dot;
+        QRect name;
+        QRect hostname; ///< empty without a host name
+        QFont captionFont;
+    };
+    static Parts partsOf(const QStyleOptionViewItem &option, const QModelIndex &index);
+};
