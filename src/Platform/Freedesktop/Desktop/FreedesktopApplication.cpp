@@ -104,6 +104,11 @@ void FreedesktopApplication::finishActivation()
 
 bool FreedesktopApplication::eventFilter(QObject *watched, QEvent *event)
 {
+    if (event->type() == QEvent::Quit && watched == qApp) { // the session manager's wish
+        event->ignore();
+        terminate();
+        return true;
+    }
     const bool isShow = event->type() == QEvent::Show;
     if ((isShow || event->type() == QEvent::Hide) && watched->isWindowType()) {
         auto &window = static_cast<QWindow &>(*watched);

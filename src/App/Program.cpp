@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "Program.h"
+
+#include "SettingsView.h"
+#include "SingleInstance.h"
+#include "StatusItemController.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QStandardPaths>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QByteArray activationToken(const QVariantMap &platformData)
+{
+    const QVariant token =
+        platformData.value(u"activation-token"_s, platformData.value(u"desktop-startup-id"_s));
+    return token.toString().toUtf8();
+}
+
+} // namespace
+
+Program::Program(SingleInstance &instance, QObject *parent)
+    : QObject(parent)
+    , m_instance(instance)
+    , m_launcher(m_watcher)
+    , m_preferences(PreferencesFile::defaultPath())
+    , m_loginItem(AutostartLoginItem::defaultFolder(), QCoreApplication::applicationFilePath())
+    , m_statusItem(QDBusConnection::sessionBus(),
+                   QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation))
+    , m_manager(TunnelServices{m_preferences, m_secrets, m_launcher, m_processes, m_files, m_loginItem,
+                               m_scheduler})
+    , m_windows(m_manager, m_application, [](TunnelManager &manager) { return new SettingsView(manager); })
+    , m_delegate(m_manager, m_windows, m_application, m_scheduler,
+                 [this] { return makeStatusItemController(); })
+    , m_signals(m_watcher)
+    , m_exitGuard(m_launcher)
+{
+    connect(&m_application, &FreedesktopApplication::terminationRequested, this,
+            &Program::answerTerminationRequest);
+    connect(&m_signals, &TerminationSignals::received, &m_application, &FreedesktopApplication::terminate);
+    connectInstance();
+}
+
+void Program::launch()
+{
+    m_delegate.applicationWillFinishLaunching();
+    m_delegate.applicationDidFinishLaunching();
+    m_instance.listen();
+}
+
+void Program::connectInstance()
+{
+    connect(&m_instance, &SingleInstance::launched, this, [this](const QVariantMap &platformData) {
+        m_application.setActivationToken(activationToken(platformData));
+    });
+    connect(&m_instance, &SingleInstance::activated, this, &Program::reopen);
+    connect(&m_instance, &SingleInstance::actionRequested, this, &Program::perform);
+}
+
+void Program::reopen(const QVariantMap &platformData)
+{
+    m_application.setActivationToken(activationToken(platformData));
+    m_delegate.applicationShouldHandleReopen(false);
+}
+
+void Program::perform(const QString &action, const QVariantMap &platformData)
+{
+    m_application.setActivationToken(activationToken(platformData));
+    if (action == "settings"_L1)
+        m_windows.showSettings();
+    else if (action == "logs"_L1)
+        m_windows.showLogs(std::nullopt);
+    else if (action == "start-all"_L1)
+        m_manager.startAll();
+    else if (action == "stop-all"_L1)
+        m_manager.stopAll();
+    else if (action == "quit"_L1)
+        m_application.terminate();
+}
+
+void Program::answerTerminationRequest()
+{
+    m_instance.setQuitting();
+    if (m_delegate.applicationShouldTerminate() == AppDelegate::TerminateReply::Now)
+        m_application.replyToApplicationShouldTerminate(true);
+}
+
+std::unique_ptr<StatusItemController> Program::makeStatusItemController()
+{
+    return std::make_unique<StatusItemController>(m_manager, m_windows, m_statusItem, m_urlOpener,
+                                                  m_application);
+}
