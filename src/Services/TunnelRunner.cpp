@@ -140,7 +140,10 @@ void TunnelRunner::consume(QByteArrayView chunk)
     m_isChildRunning.reset();
     const char *at = chunk.data();
     const char *const end = at + chunk.size();
-    while (const auto *feed = static_cast<const char *>(std::memchr(at, '\n', size_t(end - at)))) {
+    while (at != end) {
+        const auto *feed = static_cast<const char *>(std::memchr(at, '\n', size_t(end - at)));
+        if (!feed)
+            break;
         if (m_pendingOutput.empty()) {
             cutLine({at, feed - at});
         } else {
@@ -149,8 +152,6 @@ void TunnelRunner::consume(QByteArrayView chunk)
             cutLine({line.data(), qsizetype(line.size())});
         }
         at = feed + 1;
-        if (at == end)
-            break;
     }
     m_pendingOutput.append(at, end);
     Q_EMIT logLinesChanged();
