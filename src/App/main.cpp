@@ -10,15 +10,17 @@
 #include <QApplication>
 
 #include <array>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace {
 
 /// The arguments for Qt. Without a display the tunnels run all the same, and the bus still reaches them.
-std::vector<char *> argumentsForQt(int argc, char **argv)
+std::vector<char *> argumentsForQt(int argc, char **argv, const DisplayServer &display)
 {
     std::vector<char *> arguments(argv, argv + argc);
-    if (!DisplayServer::isReachable()) {
+    if (!display.isReachable()) {
         writeToStandardError(QStringLiteral("no display can be reached; running without windows"));
         static std::array<char, sizeof "-platform"> option{"-platform"};
         static std::array<char, sizeof "offscreen"> value{"offscreen"};
@@ -38,9 +40,11 @@ int main(int argc, char **argv)
         return *status;
     QApplication::setDesktopFileName(QStringLiteral("com.ardentwick.Morvanel"));
     QApplication::setApplicationVersion(QStringLiteral(MORVANEL_VERSION));
-    std::vector<char *> arguments = argumentsForQt(argc, argv);
+    std::optional<DisplayServer> display(std::in_place);
+    std::vector<char *> arguments = argumentsForQt(argc, argv, *display);
     int count = int(arguments.size()) - 1;
     const QApplication app(count, arguments.data());
+    display.reset();
     Program program(instance);
     program.launch();
     return QApplication::exec();

@@ -7,6 +7,7 @@
 import json
 import os
 import signal
+import subprocess
 import sys
 import unittest
 from pathlib import Path
@@ -122,6 +123,33 @@ class Engine(unittest.TestCase):
         wait_for(lambda: self.ledger() == [], "the program still sees to its children")
         self.assertIsNone(program.process.poll())
         self.assertEqual(program.quit()[0], 0)
+
+    def test_what_a_launcher_left_behind_does_no_harm(self):
+        """Closed standard streams, a blocked SIGTERM and an ignored SIGCHLD."""
+        self.configure("refused")
+        launcher = self.session.home / "launcher"
+        launcher.write_text("#!/usr/bin/python3\nimport os, signal\n"
+                            "signal.signal(signal.SIGCHLD, signal.SIG_IGN)\n"
+                            "signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM])\n"
+                            f"os.closerange(0, 2)\nos.execv({str(PROGRAM)!r}, ['morvanel'])\n")
+        launcher.chmod(0o755)
+        program = Program(self.session, launcher)
+        wait_for(lambda: self.ledger() == [], "the refused tunnel has ended")
+        streams = {os.readlink(f"/proc/{program.pid}/fd/{number}") for number in (0, 1)}
+        self.assertEqual(streams, {"/dev/null"})
+        self.assertIn("Max core file size        0 ", Path(f"/proc/{program.pid}/limits").read_text())
+        self.assertEqual(program.quit()[0], 0)
+
+    def test_children_end_with_the_display(self):
+        self.configure("slow-stop", showsInDock=False)
+        server = self.session.spawn("Xvfb", "-displayfd", "1", "-noreset", stdout=subprocess.PIPE,
+                                    stderr=subprocess.DEVNULL)
+        program = self.launch(DISPLAY=":" + server.stdout.readline().decode().strip())
+        child, = program.wait_for_children(1)
+        wait_for(lambda: self.ledger() == [child], "the program is at rest")
+        server.kill()
+        wait_for(lambda: child not in processes(), "the child is gone")
+        self.assertEqual(program.process.wait(5), 0)
 
 
 if __name__ == "__main__":

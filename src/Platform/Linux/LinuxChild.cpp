@@ -62,8 +62,15 @@ void LinuxChild::send(int signal)
 
 bool LinuxChild::waitForEnd(std::chrono::milliseconds patience) const
 {
+    using std::chrono::steady_clock;
+    const auto deadline = steady_clock::now() + patience;
     pollfd ended{m_pidfd.get(), POLLIN, 0};
-    return m_isReaped || ::poll(&ended, 1, int(patience.count())) > 0;
+    int result = m_isReaped ? 1 : ::poll(&ended, 1, int(patience.count()));
+    while (result < 0 && errno == EINTR) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now());
+        result = ::poll(&ended, 1, int(std::max<long>(left.count(), 0)));
+    }
+    return result > 0;
 }
 
 void LinuxChild::readOutput()

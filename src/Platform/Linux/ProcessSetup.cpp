@@ -22,11 +22,22 @@ void openMissingStandardStreams()
         ::close(fd);
 }
 
+/// A blocked SIGTERM would make this process deaf, an ignored SIGCHLD would lose its children's exit
+/// statuses.
+void inheritNoSignalSettings()
+{
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    std::signal(SIGCHLD, SIG_DFL);
+}
+
 } // namespace
 
 void ProcessSetup::prepare()
 {
     openMissingStandardStreams();
+    inheritNoSignalSettings();
     std::signal(SIGPIPE, SIG_IGN);
     const rlimit none{0, 0};
     ::setrlimit(RLIMIT_CORE, &none);

@@ -56,7 +56,7 @@ TerminationSignals::TerminationSignals(DescriptorWatcher &watcher, QObject *pare
 
 TerminationSignals::~TerminationSignals()
 {
-    setHandler(SIG_DFL);
+    setHandler(SIG_IGN); // the process is ending already
     m_watcher.unwatch(m_watch);
     handlerPipe = -1;
 }

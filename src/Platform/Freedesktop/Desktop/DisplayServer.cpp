@@ -3,11 +3,12 @@
 
 #include "DisplayServer.h"
 
+#include "FileDescriptor.h"
+
 #include <QByteArray>
 
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 #include <xcb/xcb.h>
 
 #include <algorithm>
@@ -25,25 +26,27 @@ bool hasCompositor()
     if (path.size() >= qsizetype(sizeof address.sun_path))
         return false;
     std::copy(path.begin(), path.end(), address.sun_path);
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const bool isConnected = ::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
-    ::close(fd);
-    return isConnected;
-}
-
-bool hasXServer()
-{
-    if (qEnvironmentVariableIsEmpty("DISPLAY"))
-        return false;
-    xcb_connection_t *connection = ::xcb_connect(nullptr, nullptr);
-    const bool isConnected = ::xcb_connection_has_error(connection) == 0;
-    ::xcb_disconnect(connection);
-    return isConnected;
+    const FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    return ::connect(socket.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
 }
 
 } // namespace
 
-bool DisplayServer::isReachable()
+DisplayServer::DisplayServer()
+    : m_isReachable(!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || hasCompositor() || connectToXServer())
 {
-    return !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || hasCompositor() || hasXServer();
+}
+
+DisplayServer::~DisplayServer()
+{
+    if (m_connection)
+        ::xcb_disconnect(m_connection);
+}
+
+bool DisplayServer::connectToXServer()
+{
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        return false;
+    m_connection = ::xcb_connect(nullptr, nullptr);
+    return ::xcb_connection_has_error(m_connection) == 0;
 }

@@ -3,12 +3,29 @@
 
 #pragma once
 
-/// The display server that the environment names.
-namespace DisplayServer {
+#include <QtGlobal>
 
-/// Whether windows can be shown: a Wayland compositor or an X server can be connected to, or the user chose
-/// one of Qt's platforms. To be asked before the application object is made, which ends the process
-/// otherwise.
-bool isReachable();
+struct xcb_connection_t;
 
-} // namespace DisplayServer
+/// The display server that the environment names, to be asked before the application object is made, which
+/// ends the process where it finds none.
+///
+/// Keeps its connection to an X server while it lives: one that is left by its last client starts anew, and
+/// turns down whoever comes at that moment.
+class DisplayServer
+{
+public:
+    DisplayServer();
+    ~DisplayServer();
+    Q_DISABLE_COPY_MOVE(DisplayServer)
+
+    /// Whether windows can be shown: a Wayland compositor or an X server could be connected to, or the user
+    /// chose one of Qt's platforms.
+    bool isReachable() const { return m_isReachable; }
+
+private:
+    bool connectToXServer();
+
+    xcb_connection_t *m_connection = nullptr;
+    bool m_isReachable;
+};
