@@ -10,28 +10,17 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// White space and line breaks at both ends: the separators of Unicode, tab to carriage return, next line.
-QString trimmedOfWhitespaceAndNewlines(const QString &text)
-{
-    return text.trimmed();
-}
-
 bool isHexDigit(QChar c)
 {
     const char16_t u = c.unicode();
     return (u >= u'0' && u <= u'9') || (u >= u'a' && u <= u'f') || (u >= u'A' && u <= u'F');
 }
 
-QString translated(const char *text, int n = -1)
-{
-    return QCoreApplication::translate("TunnelState", text, nullptr, n);
-}
-
 } // namespace
 
 std::optional<QUrl> TunnelConfig::browserURL() const
 {
-    const QString trimmed = trimmedOfWhitespaceAndNewlines(hostname);
+    const QString trimmed = hostname.trimmed();
     if (trimmed.isEmpty())
         return std::nullopt;
     const QString address = trimmed.contains("://"_L1) ? trimmed : u"https://"_s + trimmed;
@@ -89,18 +78,19 @@ QString TunnelState::label() const
 {
     switch (m_case) {
     case Case::Connected:
-        return m_connections == 1 ? translated("Connected (1 connection)")
-                                  : translated("Connected (%1 connections)").arg(m_connections);
+        return m_connections == 1 ? QCoreApplication::translate("TunnelState", "Connected (1 connection)")
+                                  : QCoreApplication::translate("TunnelState", "Connected (%1 connections)")
+                                        .arg(m_connections);
     case Case::Failed:
-        return translated("Error: ") + m_message;
+        return QCoreApplication::translate("TunnelState", "Error: ") + m_message;
     case Case::Stopped:
-        return translated("Stopped");
+        return QCoreApplication::translate("TunnelState", "Stopped");
     case Case::Starting:
-        return translated("Connecting…");
+        return QCoreApplication::translate("TunnelState", "Connecting…");
     case Case::Reconnecting:
-        return translated("Reconnecting…");
+        return QCoreApplication::translate("TunnelState", "Reconnecting…");
     case Case::Stopping:
-        return translated("Stopping…");
+        return QCoreApplication::translate("TunnelState", "Stopping…");
     }
     Q_UNREACHABLE();
 }

@@ -5,8 +5,7 @@
 
 #include "SecretStore.h"
 #include "TunnelConfig.h"
-
-#include <QUtf8StringView>
+#include "Utf8.h"
 
 using namespace Qt::StringLiterals;
 
@@ -22,9 +21,9 @@ SecretKey keyOf(const QUuid &id)
 std::optional<QString> KeychainStore::token(const QUuid &id) const
 {
     const SecretStore::Lookup found = m_secrets.copyMatching(keyOf(id));
-    if (found.status != SecretStatus::Success || !QUtf8StringView(found.data).isValidUtf8())
+    if (found.status != SecretStatus::Success || !Utf8::isValid(found.data))
         return std::nullopt;
-    return QString::fromUtf8(found.data);
+    return Utf8::decode(found.data);
 }
 
 bool KeychainStore::setToken(const QString &token, const QUuid &id)

@@ -3,6 +3,8 @@
 
 #include "LogBuffer.h"
 
+#include "Utf8.h"
+
 namespace {
 
 /// A slot's storage beyond this many bytes is given back when a shorter line takes the slot, so that a few
@@ -19,7 +21,7 @@ QByteArrayView LogBuffer::bytes(qsizetype index) const
 
 QString LogBuffer::line(qsizetype index) const
 {
-    return QString::fromUtf8(bytes(index));
+    return Utf8::decode(bytes(index));
 }
 
 QString LogBuffer::text() const
@@ -30,7 +32,7 @@ QString LogBuffer::text() const
             joined += '\n';
         joined += bytes(i);
     }
-    return QString::fromUtf8(joined);
+    return Utf8::decode(joined);
 }
 
 void LogBuffer::append(QByteArrayView line)

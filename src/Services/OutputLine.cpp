@@ -91,7 +91,7 @@ QString OutputLine::errorSummary(const QString &line)
     if (const qsizetype place = line.indexOf(field); place >= 0) {
         const qsizetype begin = place + field.size();
         const qsizetype quote = line.indexOf(u'"', begin);
-        const QString value = line.mid(begin, quote < 0 ? -1 : quote - begin);
+        QString value = line.mid(begin, quote < 0 ? -1 : quote - begin);
         if (!value.isEmpty())
             return value;
     }

@@ -33,7 +33,7 @@ QList<TunnelConfig> decodeTunnels(const QByteArray &json)
     if (!document.isArray())
         return {};
     const QJsonArray records = document.array();
-    for (const QJsonValue &record : records) {
+    for (const QJsonValue record : records) {
         const std::optional<TunnelConfig> tunnel = TunnelConfig::fromJson(record.toObject());
         if (!tunnel)
             return {};
@@ -87,6 +87,7 @@ void TunnelManager::makeRunner(const QUuid &id)
     runner->onStateChange = [this] { Q_EMIT objectWillChange(); };
     runner->onProcessStarted = [this](qint32 pid) { rememberChild(pid); };
     runner->onProcessExited = [this](qint32 pid) { forgetChild(pid); };
+    dropRunner(id);
     m_runners[id] = std::move(runner);
 }
 
@@ -160,7 +161,7 @@ bool TunnelManager::launchesAtLogin() const
 void TunnelManager::start(const QUuid &id)
 {
     TunnelRunner *found = runner(id);
-    if (!found)
+    if (!found || m_refusesStarts)
         return;
     const std::optional<QString> token = m_keychain.token(id);
     if (!token || token->isEmpty()) {
@@ -192,8 +193,16 @@ void TunnelManager::startAll()
 
 void TunnelManager::stopAll()
 {
+    QList<QUuid> ids;
     for (const auto &[id, runner] : m_runners)
-        runner->stop();
+        ids += id;
+    for (const QUuid &id : std::as_const(ids))
+        stop(id);
+}
+
+void TunnelManager::refuseStarts()
+{
+    m_refusesStarts = true;
 }
 
 void TunnelManager::startLaunchTunnels()
@@ -239,17 +248,19 @@ void TunnelManager::update(const TunnelConfig &tunnel, const std::optional<QStri
 
 void TunnelManager::remove(const QUuid &id)
 {
-    const auto found = m_runners.find(id);
-    if (found != m_runners.end()) {
-        found->second->stop();
-        std::unique_ptr<TunnelRunner> dropped = std::move(found->second);
-        m_runners.erase(found);
-        retire(std::move(dropped));
-    }
+    dropRunner(id);
     Q_EMIT objectWillChange();
     m_tunnels.removeIf([&](const TunnelConfig &tunnel) { return tunnel.id == id; });
     m_keychain.deleteToken(id);
     save();
+}
+
+void TunnelManager::dropRunner(const QUuid &id)
+{
+    stop(id);
+    auto dropped = m_runners.extract(id);
+    if (!dropped.empty())
+        retire(std::move(dropped.mapped()));
 }
 
 void TunnelManager::retire(std::unique_ptr<TunnelRunner> runner)

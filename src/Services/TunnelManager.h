@@ -76,6 +76,8 @@ public:
     void startAll();
     void stopAll();
     void startLaunchTunnels();
+    /// From now on nothing is started: the program is ending.
+    void refuseStarts();
     /// SIGKILL to every child that still runs.
     void forceKillAll();
 
@@ -111,6 +113,8 @@ private:
     void load();
     void save();
     void makeRunner(const QUuid &id);
+    /// Stops the runner of `id`, if there is one, and keeps it until its child has ended.
+    void dropRunner(const QUuid &id);
     void retire(std::unique_ptr<TunnelRunner> runner);
     void rememberChild(qint32 pid);
     void forgetChild(qint32 pid);
@@ -125,6 +129,7 @@ private:
     QList<TunnelConfig> m_tunnels;
     QString m_cloudflaredPath;
     bool m_showsInDock = true;
+    bool m_refusesStarts = false;
     std::unordered_map<QUuid, std::unique_ptr<TunnelRunner>, IdHash> m_runners;
     /// Runners of removed tunnels whose child has not ended yet.
     std::vector<std::unique_ptr<TunnelRunner>> m_retired;

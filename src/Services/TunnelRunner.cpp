@@ -4,9 +4,9 @@
 #include "TunnelRunner.h"
 
 #include "OutputLine.h"
+#include "Utf8.h"
 
 #include <QCoreApplication>
-#include <QUtf8StringView>
 
 #include <cstring>
 
@@ -15,11 +15,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::milliseconds stopDeadline{6000};
-
-QString translated(const char *text)
-{
-    return QCoreApplication::translate("TunnelRunner", text);
-}
 
 } // namespace
 
@@ -36,7 +31,7 @@ TunnelRunner::~TunnelRunner() = default;
 
 void TunnelRunner::start(const QString &cloudflaredPath, const QString &token)
 {
-    if (m_state.isRunning())
+    if (m_state.isRunning() || m_process)
         return;
     m_activeConnections.clear();
     m_hasEverConnected = false;
@@ -64,7 +59,8 @@ void TunnelRunner::launch(const QString &cloudflaredPath, const QString &token)
     ChildLauncher::Result launched = m_launcher.launch(command, std::move(callbacks));
     if (!launched.child) {
         appendLog(u"✖︎ Could not start cloudflared: "_s + launched.error);
-        setState(TunnelState::failed(translated("cloudflared could not be started")));
+        setState(TunnelState::failed(
+            QCoreApplication::translate("TunnelRunner", "cloudflared could not be started")));
         return;
     }
     m_process = std::move(launched.child);
@@ -129,9 +125,9 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
         appendLog(u"■ Tunnel stopped"_s);
         setState(TunnelState::stopped());
     } else if (m_lastErrorLine) {
-        fail(errorSummary(QString::fromUtf8(*m_lastErrorLine)));
+        fail(errorSummary(Utf8::decode({m_lastErrorLine->data(), qsizetype(m_lastErrorLine->size())})));
     } else {
-        fail(translated("cloudflared exited (code %1)").arg(status));
+        fail(QCoreApplication::translate("TunnelRunner", "cloudflared exited (code %1)").arg(status));
     }
 }
 
@@ -159,7 +155,7 @@ void TunnelRunner::consume(QByteArrayView chunk)
 
 void TunnelRunner::cutLine(QByteArrayView line)
 {
-    if (!line.isEmpty() && QUtf8StringView(line.data(), line.size()).isValidUtf8())
+    if (!line.isEmpty() && Utf8::isValid(line))
         handleLine(line);
 }
 

@@ -51,8 +51,9 @@ public:
     /// Whether a child lives or waits to have its end handled.
     bool hasChild() const { return m_process != nullptr; }
 
-    /// Launches a child unless the state is a running one. The token reaches the child in its environment and
-    /// nothing else.
+    /// Launches a child unless the state is a running one or a child is held (a tunnel can fail while its
+    /// child lives, when it is started again without a token). The token reaches the child in its environment
+    /// and nothing else.
     void start(const QString &cloudflaredPath, const QString &token);
     /// Asks a running child to end; clears a failure when none runs.
     void stop();
@@ -73,7 +74,7 @@ public:
 
 Q_SIGNALS:
     void stateChanged();
-    /// Lines were appended or the log was cleared; at most once for each piece of output that was read.
+    /// Lines may have been appended, or the log was cleared; once for each piece of output that was read.
     void logLinesChanged();
 
 private:

@@ -23,7 +23,7 @@ void TunnelListView::dataChanged(const QModelIndex &topLeft, const QModelIndex &
                                  const QList<int> &roles)
 {
     if (roles.contains(TunnelListModel::StateRole))
-        QAbstractItemView::dataChanged(topLeft, bottomRight, roles);
+        QAbstractItemView::dataChanged(topLeft, bottomRight, roles); // NOLINT(bugprone-parent-virtual-call)
     else
         QListView::dataChanged(topLeft, bottomRight, roles);
 }

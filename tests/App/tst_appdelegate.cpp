@@ -20,9 +20,13 @@ struct Bench
     Journal journal;
     FakeWindows windows{journal};
     FakeApplication application{journal};
+    int childrenAtStatusItem = -1;
+    int orphansAtStatusItem = -1;
     TunnelManager manager{world.services()};
     AppDelegate delegate{manager, windows, application, world.scheduler, [this] {
                              journal += u"status item"_s;
+                             childrenAtStatusItem = int(world.launcher.children.size());
+                             orphansAtStatusItem = int(world.processes.terminated.size());
                              return std::unique_ptr<StatusItemController>();
                          }};
 
@@ -94,6 +98,8 @@ void TestAppDelegate::launchOrder()
     bench.world.processes.paths = {{77, "/usr/bin/cloudflared"}};
     bench.manager.add({QUuid::createUuid(), u"t"_s, {}, true}, u"eyJ"_s);
     bench.launch();
+    QCOMPARE(bench.orphansAtStatusItem, 1);
+    QCOMPARE(bench.childrenAtStatusItem, 0);
     QCOMPARE(bench.world.processes.terminated, QList<qint32>{77});
     QCOMPARE(bench.world.preferences.integers(u"childPIDs"_s), QList<qint32>{1000});
 }

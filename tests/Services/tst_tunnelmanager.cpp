@@ -51,7 +51,10 @@ private Q_SLOTS:
     void startsLaunchTunnelsInOrder();
     void addsUpdatesAndRemoves();
     void aRemovedTunnelIsStoppedForSure();
+    void aTunnelMayBeRemovedWhileItsStateChanges_data();
     void aTunnelMayBeRemovedWhileItsStateChanges();
+    void anIdUsedAgainStopsTheRunnerThatWasThere();
+    void startsNothingAtTheEnd();
     void moves_data();
     void moves();
     void announcesEveryAssignment();
@@ -268,8 +271,9 @@ void TestTunnelManager::addsUpdatesAndRemoves()
     tunnel.name = QString(10'000, u'ש') + u"\n\"\\\u2028😀"_s;
     manager.update(tunnel, std::nullopt);
     QCOMPARE(world.secrets.items[account], "eyJ-token");
-    manager.update(tunnel, u"ü \0 \""_s);
-    QCOMPARE(world.secrets.items[account], QByteArray("\xc3\xbc \0 \"", 6));
+    manager.update(tunnel, u"\uFEFFü \0 \""_s);
+    QCOMPARE(world.secrets.items[account], QByteArray("\xef\xbb\xbf\xc3\xbc \0 \"", 9));
+    QCOMPARE(KeychainStore(world.secrets).token(tunnel.id), u"\uFEFFü \0 \""_s);
     QVERIFY(child.signalsSent.isEmpty());
     manager.update({QUuid::createUuid(), u"stranger"_s, {}, false}, u"token"_s);
     QCOMPARE(world.secrets.items.size(), 1);
@@ -304,21 +308,62 @@ void TestTunnelManager::aRemovedTunnelIsStoppedForSure()
     QCOMPARE(world.scheduler.pendingCount(), 0);
 }
 
+void TestTunnelManager::aTunnelMayBeRemovedWhileItsStateChanges_data()
+{
+    QTest::addColumn<QString>("change");
+    QTest::newRow("output") << u"output"_s;
+    QTest::newRow("stop all") << u"stop all"_s;
+    QTest::newRow("remove") << u"remove"_s;
+}
+
 void TestTunnelManager::aTunnelMayBeRemovedWhileItsStateChanges()
 {
+    QFETCH(QString, change);
     FakeWorld world;
     TunnelManager manager(world.services());
     const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
     manager.start(id);
+    FakeWorld::addTunnel(manager, u"other"_s);
     QMetaObject::Connection connection = connect(&manager, &TunnelManager::objectWillChange, this, [&] {
         disconnect(connection);
         manager.remove(id);
     });
     auto &child = world.launcher.last();
-    child.write("Registered tunnel connection connIndex=0\nmore\n");
+    if (change == u"output"_s)
+        child.write("Registered tunnel connection connIndex=0\nmore\n");
+    else if (change == u"stop all"_s)
+        manager.stopAll();
+    else
+        manager.remove(id);
+    QVERIFY(child.signalsSent.contains(15));
     child.end(0);
     QCOMPARE(manager.childCount(), 0);
-    QVERIFY(manager.tunnels().isEmpty());
+    QCOMPARE(namesOf(manager), QStringList{u"other"_s});
+}
+
+void TestTunnelManager::anIdUsedAgainStopsTheRunnerThatWasThere()
+{
+    FakeWorld world;
+    TunnelManager manager(world.services());
+    const TunnelConfig tunnel = FakeWorld::addTunnel(manager, u"t"_s);
+    auto &child = world.connect(manager, tunnel.id);
+    manager.add(tunnel, u"eyJ"_s);
+    QCOMPARE(child.signalsSent, QList<int>{15});
+    QCOMPARE(manager.childCount(), 1);
+    child.end(0);
+    QCOMPARE(ledgerOf(world), QList<qint32>());
+}
+
+void TestTunnelManager::startsNothingAtTheEnd()
+{
+    FakeWorld world;
+    TunnelManager manager(world.services());
+    const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
+    manager.refuseStarts();
+    manager.start(id);
+    manager.startAll();
+    QVERIFY(world.launcher.children.empty());
+    QCOMPARE(manager.state(id), TunnelState::stopped());
 }
 
 void TestTunnelManager::moves_data()

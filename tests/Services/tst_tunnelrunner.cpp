@@ -61,6 +61,7 @@ private Q_SLOTS:
     void startsOnlyWhenNotRunning();
     void aNewStartForgetsTheLastRun();
     void stopsAndKillsAfterItsDeadline();
+    void aFailureOfARunningTunnelKeepsItsChild();
     void stopWithoutChild();
     void aSecondStopRepeatsItself();
     void aStopCheckSparesTheNextChild();
@@ -194,6 +195,19 @@ void TestTunnelRunner::stopsAndKillsAfterItsDeadline()
                                  u"■ Tunnel stopped"_s}));
 }
 
+void TestTunnelRunner::aFailureOfARunningTunnelKeepsItsChild()
+{
+    Bench bench;
+    bench.start();
+    bench.runner.fail(u"x"_s);
+    bench.start();
+    QCOMPARE(bench.launcher.children.size(), 1U);
+    bench.child().write("INF alive\n");
+    QCOMPARE(bench.state(), u"Connecting…"_s);
+    bench.runner.stop();
+    QCOMPARE(bench.child().signalsSent, QList<int>{15});
+}
+
 void TestTunnelRunner::stopWithoutChild()
 {
     Bench bench;
@@ -232,8 +246,9 @@ void TestTunnelRunner::aStopCheckSparesTheNextChild()
 
 void TestTunnelRunner::cutsLinesAtEveryPlace()
 {
-    const QByteArray output = "ab\xc3\xa9\r\n\n\ncd\n\xf0\x9f\x9a\x87 e\tf\n";
-    const QStringList expected{u"abé\r"_s, u"cd"_s, u"🚇 e\tf"_s, u"rest"_s};
+    const QByteArray output = "\xef\xbb\xbf"
+                              "ab\xc3\xa9\r\n\n\ncd\n\xf0\x9f\x9a\x87 e\tf\n";
+    const QStringList expected{u"\uFEFFabé\r"_s, u"cd"_s, u"🚇 e\tf"_s, u"rest"_s};
     for (qsizetype cut = 0; cut <= output.size(); ++cut) {
         Bench bench;
         bench.start();

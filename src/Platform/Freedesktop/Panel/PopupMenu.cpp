@@ -89,7 +89,7 @@ QAction *PopupMenu::makeAction(const QString &id)
 void PopupMenu::draw(QAction *action, const MenuItem &item) const
 {
     MenuItem indented = item;
-    const QString blanks(qMax(0, item.indentationLevel) * 4, u' ');
+    const QString blanks(qsizetype(4) * qMax(0, item.indentationLevel), u' ');
     indented.title.prepend(blanks);
     if (!item.detail.isEmpty())
         indented.detail.prepend(blanks);
