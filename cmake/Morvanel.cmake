@@ -3,7 +3,8 @@
 add_library(morvanel_options INTERFACE)
 target_compile_options(morvanel_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
-    -Wformat=2 -Wimplicit-fallthrough -Werror
+    -Wformat=2 -Wimplicit-fallthrough
+    $<$<BOOL:${MORVANEL_WERROR}>:-Werror>
     -fstack-protector-strong)
 target_compile_definitions(morvanel_options INTERFACE
     QT_NO_CAST_FROM_ASCII
@@ -34,9 +35,10 @@ function(morvanel_library name)
 endfunction()
 
 # morvanel_test(NAME [BUS] [X11] SOURCES ... LINK ... ENVIRONMENT ...): one Qt Test program, run with a HOME and a
-# runtime folder of its own; with BUS on a private session bus, with X11 on an X server with a window manager.
+# runtime folder of its own; with BUS on a private session bus, with X11 on an X server with a window manager. LEAKS:
+# a leak fails it where the sanitizers are built in; for tests without the leaks of other people's libraries.
 function(morvanel_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "BUS;X11" "TIMEOUT" "SOURCES;LINK;ENVIRONMENT")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "BUS;X11;LEAKS" "TIMEOUT" "SOURCES;LINK;ENVIRONMENT")
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE morvanel_options Qt6::Test ${arg_LINK})
     set(wrapper ${CMAKE_SOURCE_DIR}/tests/support/isolated)
@@ -56,4 +58,7 @@ function(morvanel_test name)
         TIMEOUT ${arg_TIMEOUT}
         FAIL_REGULAR_EXPRESSION "SKIP   :"
         ENVIRONMENT "QT_QPA_PLATFORM=${platform};${arg_ENVIRONMENT}")
+    if(arg_LEAKS)
+        set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT ASAN_OPTIONS=detect_leaks=1:abort_on_error=1)
+    endif()
 endfunction()

@@ -38,10 +38,8 @@ missing_packages() {
 as_root() {
     if [ "$(id -u)" = 0 ]; then
         "$@"
-    elif command -v sudo >/dev/null; then
-        sudo "$@"
     else
-        fail "needs to install packages and there is no sudo. As root: apt-get install $missing"
+        sudo "$@"
     fi
 }
 
@@ -49,6 +47,8 @@ as_root() {
 install_packages() {
     missing=$(missing_packages "$@")
     [ -n "$missing" ] || return 0
+    [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
+        fail "needs packages that are not installed, and there is no sudo. As root: apt-get install $missing"
     printf 'Installing with apt: %s\n' "$missing"
     # shellcheck disable=SC2086
     if ! as_root env DEBIAN_FRONTEND=noninteractive apt-get install -qq -y --no-install-recommends $missing >/dev/null 2>&1; then
@@ -62,7 +62,9 @@ install_packages() {
 # On a distribution without apt nothing is installed; what a build needs is looked for and named.
 check_tools() {
     lacking=
-    for tool in c++ cmake ninja pkg-config; do
+    tools="c++ cmake ninja pkg-config"
+    [ "$1" = build ] || tools="$tools clang-format clang-tidy dbus-run-session gnome-keyring-daemon Xvfb openbox xfce4-panel"
+    for tool in $tools; do
         command -v "$tool" >/dev/null || lacking="$lacking
   $tool (looked for as a command in PATH)"
     done
@@ -78,7 +80,7 @@ check_tools() {
 # need KIND: what KIND, build or test, needs is there afterwards.
 need() {
     if ! command -v apt-get >/dev/null; then
-        check_tools
+        check_tools "$1"
         return
     fi
     packages="$build_packages $run_packages"
