@@ -16,7 +16,6 @@ TunnelListModel::TunnelListModel(TunnelManager &manager, QObject *parent)
 
 void TunnelListModel::refresh()
 {
-    // The copy shares its data with the manager's list until the manager changes that.
     if (!m_tunnels.isSharedWith(m_manager.tunnels()))
         refreshTunnels();
     refreshStates();
@@ -62,7 +61,7 @@ void TunnelListModel::refreshTunnels()
 void TunnelListModel::refreshStates()
 {
     for (int row = 0; row < int(m_tunnels.size()); ++row) {
-        const TunnelState state = stateOf(m_tunnels[row]);
+        const TunnelState state = stateOf(m_tunnels.at(row));
         if (state == m_states[row])
             continue;
         m_states[row] = state;

@@ -45,7 +45,7 @@ private:
     TunnelState stateOf(const TunnelConfig &tunnel) const;
 
     TunnelManager &m_manager;
-    QList<TunnelConfig> m_tunnels;
+    QList<TunnelConfig> m_tunnels; ///< shares its data with the manager's list until that changes
     QList<TunnelState> m_states;
 };
 
