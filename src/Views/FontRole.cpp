@@ -9,6 +9,7 @@
 
 namespace {
 
+constexpr auto roleProperty = "fontRole";
 constexpr qreal captionScale = 0.85;
 constexpr qreal titleScale = 1.3;
 
@@ -59,5 +60,16 @@ QFont fontFor(FontRole role, const QFont &base)
 
 void applyFontRole(QWidget *widget, FontRole role)
 {
+    widget->setProperty(roleProperty, int(role));
     widget->setFont(fontFor(role, QApplication::font(widget)));
+}
+
+void renewFontRoles(QWidget *root)
+{
+    const QList<QWidget *> widgets = root->findChildren<QWidget *>();
+    for (QWidget *widget : widgets) {
+        const QVariant role = widget->property(roleProperty);
+        if (role.isValid())
+            applyFontRole(widget, FontRole(role.toInt()));
+    }
 }

@@ -19,5 +19,9 @@ enum class FontRole {
 /// `base` as the role wants it.
 QFont fontFor(FontRole role, const QFont &base);
 
-/// Sets a widget's font from the application's. To be called again when that changes.
+/// Sets a widget's font from the application's.
 void applyFontRole(QWidget *widget, FontRole role);
+
+/// Does so again for all widgets below `root` that were given a role. A widget with a font of its own is not
+/// told when the application's changes, but one without is: that one calls this.
+void renewFontRoles(QWidget *root);

@@ -3,6 +3,9 @@
 
 #include "FormScroller.h"
 
+#include <QEvent>
+#include <QScrollBar>
+
 FormScroller::FormScroller(QWidget *form, QWidget *parent)
     : QScrollArea(parent)
 {
@@ -13,4 +16,18 @@ FormScroller::FormScroller(QWidget *form, QWidget *parent)
     setWidget(form);
     form->setAutoFillBackground(false);
     viewport()->setAutoFillBackground(false);
+}
+
+QSize FormScroller::minimumSizeHint() const
+{
+    const int width = widget()->minimumSizeHint().width() + verticalScrollBar()->sizeHint().width();
+    return {width, QScrollArea::minimumSizeHint().height()};
+}
+
+/// The base watches the form for its own sake; the layout around has to know as well.
+bool FormScroller::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == widget() && event->type() == QEvent::LayoutRequest)
+        updateGeometry();
+    return QScrollArea::eventFilter(watched, event);
 }

@@ -14,4 +14,10 @@ class FormScroller : public QScrollArea
 public:
     /// Owns `form`.
     explicit FormScroller(QWidget *form, QWidget *parent = nullptr);
+
+    /// As wide as the form needs at least: it does not scroll sideways.
+    QSize minimumSizeHint() const override;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
 };

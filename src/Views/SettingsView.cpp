@@ -3,6 +3,7 @@
 
 #include "SettingsView.h"
 
+#include "FontRole.h"
 #include "GeneralSettingsView.h"
 #include "SymbolDrawing.h"
 #include "TunnelsSettingsView.h"
@@ -30,8 +31,24 @@ SettingsView::SettingsView(TunnelManager &manager, QWidget *parent)
     m_tabs->addTab(new GeneralSettingsView(manager), QString());
     auto *page = new QVBoxLayout(this); // with the style's own margins
     page->addWidget(m_tabs);
+    m_tabs->installEventFilter(this);
     retranslate();
     drawIcons();
+}
+
+bool SettingsView::event(QEvent *event)
+{
+    if (event->type() == QEvent::LayoutRequest)
+        setMinimumSize(minimumContent.expandedTo(layout()->minimumSize()));
+    return QWidget::event(event);
+}
+
+/// The tabs keep to themselves that what they hold needs another size.
+bool SettingsView::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_tabs && event->type() == QEvent::LayoutRequest)
+        m_tabs->updateGeometry();
+    return QWidget::eventFilter(watched, event);
 }
 
 void SettingsView::changeEvent(QEvent *event)
@@ -41,6 +58,8 @@ void SettingsView::changeEvent(QEvent *event)
         retranslate();
     else if (event->type() == QEvent::PaletteChange)
         drawIcons();
+    else if (event->type() == QEvent::FontChange)
+        renewFontRoles(this);
 }
 
 void SettingsView::retranslate()

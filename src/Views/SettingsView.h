@@ -8,7 +8,8 @@
 class QTabWidget;
 class TunnelManager;
 
-/// The content of the Settings window: the tunnels and the program's own settings, a tab each.
+/// The content of the Settings window: the tunnels and the program's own settings, a tab each. At least 640
+/// by 400 device-independent pixels, and more where a large font needs it.
 class SettingsView : public QWidget
 {
     Q_OBJECT
@@ -18,6 +19,8 @@ public:
     explicit SettingsView(TunnelManager &manager, QWidget *parent = nullptr);
 
 protected:
+    bool event(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void changeEvent(QEvent *event) override;
 
 private:

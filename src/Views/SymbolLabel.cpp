@@ -26,6 +26,7 @@ SymbolLabel::SymbolLabel(QWidget *parent)
     row->setSpacing(symbolSpacing);
     row->addWidget(m_symbol, 0, Qt::AlignTop);
     row->addWidget(m_text, 1);
+    applyFontRole(this, FontRole::Caption);
     fitSymbol();
 }
 
@@ -49,13 +50,12 @@ QString SymbolLabel::symbolName() const
 void SymbolLabel::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::ApplicationFontChange)
+    if (event->type() == QEvent::FontChange)
         fitSymbol();
 }
 
 /// As high as a line of the text.
 void SymbolLabel::fitSymbol()
 {
-    applyFontRole(this, FontRole::Caption);
     m_symbol->setSide(fontMetrics().height());
 }

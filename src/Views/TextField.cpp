@@ -5,7 +5,6 @@
 
 #include "FontRole.h"
 
-#include <QEvent>
 #include <QKeyEvent>
 
 #include <limits>
@@ -26,13 +25,6 @@ MonospacedField::MonospacedField(QWidget *parent)
     : TextField(parent)
 {
     applyFontRole(this, FontRole::Monospaced);
-}
-
-void MonospacedField::changeEvent(QEvent *event)
-{
-    TextField::changeEvent(event);
-    if (event->type() == QEvent::ApplicationFontChange)
-        applyFontRole(this, FontRole::Monospaced);
 }
 
 SecretField::SecretField(QWidget *parent)

@@ -24,9 +24,6 @@ class MonospacedField : public TextField
 
 public:
     explicit MonospacedField(QWidget *parent = nullptr);
-
-protected:
-    void changeEvent(QEvent *event) override;
 };
 
 /// A field for a secret. While it is masked nothing of it can be copied or cut.

@@ -9,7 +9,6 @@
 
 TextLabel::TextLabel(FontRole font, ColorRole color, QWidget *parent)
     : QLabel(parent)
-    , m_fontRole(font)
     , m_colorRole(color)
 {
     setTextFormat(Qt::PlainText);
@@ -35,9 +34,7 @@ void TextLabel::setColorRole(ColorRole color)
 void TextLabel::changeEvent(QEvent *event)
 {
     QLabel::changeEvent(event);
-    if (event->type() == QEvent::ApplicationFontChange)
-        applyFontRole(this, m_fontRole);
-    else if (event->type() == QEvent::PaletteChange)
+    if (event->type() == QEvent::PaletteChange)
         applyColor();
 }
 

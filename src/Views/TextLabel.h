@@ -8,7 +8,7 @@
 
 #include <QLabel>
 
-/// A plain text with a font and a colour by their roles. Follows the application's font and palette.
+/// A plain text with a font and a colour by their roles. Its colour follows the palette.
 class TextLabel : public QLabel
 {
     Q_OBJECT
@@ -27,6 +27,5 @@ protected:
 private:
     void applyColor();
 
-    FontRole m_fontRole;
     ColorRole m_colorRole;
 };
