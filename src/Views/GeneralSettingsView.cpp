@@ -110,13 +110,18 @@ void GeneralSettingsView::showEvent(QShowEvent *event)
     refresh();
 }
 
+bool GeneralSettingsView::event(QEvent *event)
+{
+    if (event->type() == QEvent::WindowActivate && isVisible())
+        refresh(); // `cloudflared` may have been installed in the meantime
+    return QWidget::event(event);
+}
+
 void GeneralSettingsView::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);
     if (event->type() == QEvent::LanguageChange)
         retranslate();
-    else if (event->type() == QEvent::ActivationChange && isVisible())
-        refresh(); // the program may have been installed in the meantime
 }
 
 void GeneralSettingsView::retranslate()
