@@ -164,27 +164,33 @@ void TunnelsSettingsView::replacePane(const TunnelsSelection::Pane &pane)
     }
     m_editor = nullptr;
     m_placeholder = nullptr;
+    QWidget *shown = makePane(pane);
+    m_columns->addWidget(shown, 1);
+    shown->show(); // at once: the layout alone would do it a turn later
+    if (pane.kind == TunnelsSelection::Pane::Kind::NewTunnel)
+        m_editor->focusName();
+}
+
+QWidget *TunnelsSettingsView::makePane(const TunnelsSelection::Pane &pane)
+{
     switch (pane.kind) {
-    case TunnelsSelection::Pane::Kind::Placeholder:
-        m_placeholder = new EmptySelectionView(!m_manager.tunnels().isEmpty(), this);
-        connect(m_placeholder, &EmptySelectionView::addRequested, this, [this] {
-            m_selection.addFromPlaceholder();
-            refresh();
-        });
-        m_columns->addWidget(m_placeholder, 1);
-        break;
     case TunnelsSelection::Pane::Kind::NewTunnel:
         m_editor = new TunnelEditor(
             m_manager, std::nullopt, [this](const QUuid &id) { created(id); }, this);
-        m_columns->addWidget(m_editor, 1);
-        m_editor->focusName();
-        break;
+        return m_editor;
     case TunnelsSelection::Pane::Kind::Tunnel:
         m_editor = new TunnelEditor(
             m_manager, pane.tunnel, [](const QUuid &) {}, this);
-        m_columns->addWidget(m_editor, 1);
+        return m_editor;
+    case TunnelsSelection::Pane::Kind::Placeholder:
         break;
     }
+    m_placeholder = new EmptySelectionView(!m_manager.tunnels().isEmpty(), this);
+    connect(m_placeholder, &EmptySelectionView::addRequested, this, [this] {
+        m_selection.addFromPlaceholder();
+        refresh();
+    });
+    return m_placeholder;
 }
 
 void TunnelsSettingsView::selectRow()

@@ -41,6 +41,7 @@ private:
     void refreshListSelection();
     void refreshPane();
     void replacePane(const TunnelsSelection::Pane &pane);
+    QWidget *makePane(const TunnelsSelection::Pane &pane);
     std::optional<QUuid> selectedId() const;
     void selectRow();
     void add();
