@@ -3,20 +3,14 @@
 
 #include "ShownText.h"
 
-#include <algorithm>
+#include "SingleLine.h"
 
 using namespace Qt::StringLiterals;
 
 QString shownText(const QString &text)
 {
     constexpr qsizetype longestShown = 1000;
-    const auto isBreak = [](QChar c) {
-        return c.category() == QChar::Other_Control || c == QChar::LineSeparator ||
-               c == QChar::ParagraphSeparator;
-    };
-    QString shown = text.left(longestShown);
-    std::replace_if(shown.begin(), shown.end(), isBreak, u' ');
-    return shown;
+    return singleLine(text.left(longestShown));
 }
 
 QString toolTipText(const QString &text)
