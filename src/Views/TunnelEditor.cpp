@@ -27,6 +27,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr int itemSpacing = 16;
+constexpr int revealSpacing = 6;
 constexpr int stateLines = 2;
 constexpr std::chrono::milliseconds savedNoteTime = 1500ms;
 
@@ -84,6 +85,7 @@ QWidget *TunnelEditor::makeForm()
 QLayout *TunnelEditor::makeFields()
 {
     auto *tokenRow = new QHBoxLayout;
+    tokenRow->setSpacing(revealSpacing);
     tokenRow->addWidget(m_token, 1);
     tokenRow->addWidget(m_reveal);
 
@@ -160,6 +162,7 @@ void TunnelEditor::retranslate()
     m_name->setPlaceholderText(tr("e.g. Pemberlune Staging"));
     m_hostname->setPlaceholderText(tr("e.g. %1 (optional)").arg("staging.example.com"_L1));
     m_token->setPlaceholderText(m_model.tokenPrompt());
+    m_token->setToolTip(m_model.tokenPrompt()); // it is longer than the field
     m_startOnLaunch->setText(tr("Start this tunnel when the app opens"));
     m_explanation->setText(tr(
         "Paste either the bare token or the whole `cloudflared tunnel run --token …` command: the token is "
