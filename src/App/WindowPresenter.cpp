@@ -13,6 +13,8 @@
 #include <QMessageBox>
 #include <QScreen>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr QSize settingsSize(720, 460);
@@ -62,6 +64,8 @@ void WindowPresenter::showLogs(const std::optional<QUuid> &selecting)
 std::unique_ptr<QMainWindow> WindowPresenter::makeWindow(QWidget *content, QSize contentSize,
                                                          const QString &title)
 {
+    if (QApplication::windowIcon().isNull()) // drawn only once there is a window to show it
+        QApplication::setWindowIcon(QIcon(u":/icons/com.ardentwick.Morvanel.svg"_s));
     auto window = std::make_unique<QMainWindow>();
     window->setWindowTitle(title);
     window->setAttribute(Qt::WA_QuitOnClose, false);

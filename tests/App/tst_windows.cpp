@@ -356,6 +356,7 @@ void TestWindows::aboutSaysWhatItIs()
     action(settings(), u"About Morvanel"_s)->trigger();
     auto *about = settings().findChild<QMessageBox *>();
     QVERIFY(about && QTest::qWaitForWindowActive(about));
+    QVERIFY(!about->iconPixmap().isNull());
     const QString text = about->text() + about->informativeText();
     QVERIFY(text.contains(u"Morvanel 1.2.3") && text.contains(u"MIT") && text.contains(u"tunnels"));
     action(settings(), u"About Morvanel"_s)->trigger();
