@@ -16,6 +16,7 @@
 #include "PreferencesFile.h"
 #include "SecretServiceStore.h"
 #include "TerminationSignals.h"
+#include "ThemePalette.h"
 #include "TimerScheduler.h"
 #include "TunnelManager.h"
 #include "WindowPresenter.h"
@@ -52,6 +53,7 @@ private:
     SecretServiceStore m_secrets;
     AutostartLoginItem m_loginItem;
     FreedesktopApplication m_application;
+    ThemePalette m_palette;
     DesktopUrlOpener m_urlOpener;
     FreedesktopStatusItem m_statusItem;
     TunnelManager m_manager;

@@ -3,6 +3,7 @@
 
 #include "DesktopUrlOpener.h"
 #include "FreedesktopApplication.h"
+#include "ThemePalette.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -49,6 +50,7 @@ private Q_SLOTS:
     void terminationIsAskedForAndAnswered();
     void knowsATestHost();
     void opensAddressesWithoutWaiting();
+    void dimmedTextCanBeReadOnEveryGround();
 };
 
 void TestFreedesktopApplication::accessoryWindowsSkipTheTaskbar()
@@ -173,6 +175,25 @@ void TestFreedesktopApplication::opensAddressesWithoutWaiting()
     QTRY_VERIFY(opened.exists());
     QVERIFY(opened.open(QFile::ReadOnly));
     QCOMPARE(opened.readAll(), "https://example.com/a?b=c&d");
+}
+
+void TestFreedesktopApplication::dimmedTextCanBeReadOnEveryGround()
+{
+    const ThemePalette completed;
+    const QPalette before = QApplication::palette();
+    const auto shown = [](const QColor &base, const QColor &text, const QColor &dimmed) {
+        QPalette theme;
+        theme.setColor(QPalette::Base, base);
+        theme.setColor(QPalette::Text, text);
+        theme.setColor(QPalette::PlaceholderText, dimmed);
+        QApplication::setPalette(theme);
+        return QApplication::palette().color(QPalette::PlaceholderText).name(QColor::HexArgb);
+    };
+    QCOMPARE(shown(0x1b1e20, Qt::white, Qt::black), u"#80ffffff"); // darker than the ground
+    QCOMPARE(shown(Qt::white, 0x232629, 0x232629), u"#80232629");  // not dimmed at all
+    QCOMPARE(shown(0x1b1e20, Qt::white, 0xa1a9b1), u"#ffa1a9b1");  // the desktop's own choice
+    QCOMPARE(shown(Qt::white, Qt::black, QColor(0, 0, 0, 128)), u"#80000000");
+    QApplication::setPalette(before);
 }
 
 int main(int argc, char *argv[])
