@@ -4,7 +4,8 @@
 """A throw-away user's session for tests, measurements and the demonstration.
 
 A `Session` has a home and a runtime folder of its own, a private session bus, a real keyring and, when asked
-for, a virtual display with a window manager and a panel. Whatever it started ends with it.
+for, a virtual display with a window manager and a panel. Whatever it started ends with it. What such a desktop shows
+is read with desktop_reader.py.
 """
 
 import base64
@@ -22,16 +23,22 @@ from pathlib import Path
 SCHEMA = "com.ardentwick.Morvanel"
 SERVICE = "com.ardentwick.Morvanel.token"
 
+PANEL_HEIGHT = 32  # of the panel in look
+LOOK = Path(__file__).resolve().parent / "look"  # the settings of a light and of a dark desktop
+
 
 def wait_for(condition, what, timeout=15.0):
-    """The first true value of `condition()`; an AssertionError that names `what` after `timeout` seconds."""
+    """The first true value of `condition()`; an AssertionError that names `what` after `timeout` seconds.
+
+    `what` may be a function that tells it then.
+    """
     deadline = time.monotonic() + timeout
     while True:
         value = condition()
         if value:
             return value
         if time.monotonic() > deadline:
-            raise AssertionError(f"not within {timeout:g} s: {what}")
+            raise AssertionError(f"not within {timeout:g} s: {what() if callable(what) else what}")
         time.sleep(0.02)
 
 
@@ -55,9 +62,12 @@ def processes():
 
 
 class Session:
-    def __init__(self, display=False, size="1280x900x24"):
+    """`display` adds an X server of that size with a window manager, `dark` makes its programs dark."""
+
+    def __init__(self, display="", dark=False):
         self.home = Path(tempfile.mkdtemp(prefix="morvanel-session."))
         self.started = []
+        self.dark = dark
         runtime = self.home / "run"
         runtime.mkdir(mode=0o700)
         kept = {name: os.environ[name] for name in ("PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS") if name in os.environ}
@@ -67,10 +77,10 @@ class Session:
             "LC_ALL": "C.UTF-8",
         }
         try:
+            if display:
+                self._start_display(display)
             self._start_bus()
             self._start_keyring()
-            if display:
-                self._start_display(size)
         except BaseException:
             self.close()
             raise
@@ -124,9 +134,25 @@ class Session:
         wait_for(lambda: self.owner("org.freedesktop.secrets"), "the keyring is on the bus")
 
     def _start_display(self, size):
-        server = self.spawn("Xvfb", "-displayfd", "1", "-screen", "0", size, "-nolisten", "tcp",
+        server = self.spawn("Xvfb", "-displayfd", "1", "-screen", "0", f"{size}x24", "-nolisten", "tcp", "-noreset",
                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self.environment["DISPLAY"] = ":" + os.fsdecode(server.stdout.readline()).strip()
+        for settings in ("common", "dark" if self.dark else "light"):
+            shutil.copytree(LOOK / settings, self.home, dirs_exist_ok=True)
+        if self.dark:  # Qt's own reader of Plasma's colours
+            self.environment |= {"QT_QPA_PLATFORMTHEME": "kde", "KDE_SESSION_VERSION": "5"}
+        self.run("xsetroot", "-solid", "#202833" if self.dark else "#8fa9bf")
+        self.spawn("openbox", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_for(lambda: "window id" in self.run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"),
+                 "the window manager runs")
+
+    def start_panel(self):
+        """A panel along the upper edge, with a task bar, a place for status items and a clock."""
+        self.run("xfconf-query", "-c", "xfce4-panel", "-p", "/panels/dark-mode", "-n", "-t", "bool",
+                 "-s", str(self.dark).lower())
+        panel = self.spawn("xfce4-panel", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_for(lambda: self.owner("org.kde.StatusNotifierWatcher"), "the panel takes status items")
+        return panel
 
     def owner(self, name):
         """The unique name of whoever owns `name` on the session's bus; empty for nobody."""
@@ -165,6 +191,53 @@ class Session:
         return found
 
 
+class BorrowedDisplay(Session):
+    """A throw-away profile on the user's own display.
+
+    Where the user's bus has a panel that takes status items, bus and keyring are the user's too, since the panel
+    looks for items there; else they are private ones.
+    """
+
+    TAKEN = ("DISPLAY", "XDG_SESSION_TYPE", "XDG_CURRENT_DESKTOP", "DESKTOP_SESSION", "KDE_FULL_SESSION",
+             "KDE_SESSION_VERSION", "QT_QPA_PLATFORM", "QT_QPA_PLATFORMTHEME", "QT_STYLE_OVERRIDE", "QT_SCALE_FACTOR",
+             "GTK_THEME", "XCURSOR_THEME", "XCURSOR_SIZE")
+
+    def __init__(self):
+        self.stored = []
+        super().__init__()
+        home, runtime = Path.home(), os.environ.get("XDG_RUNTIME_DIR", f"/run/user/{os.getuid()}")
+        self.environment |= {name: os.environ[name] for name in self.TAKEN if os.environ.get(name)}
+        self.environment |= {
+            "XAUTHORITY": os.environ.get("XAUTHORITY", str(home / ".Xauthority")),
+            "XDG_CONFIG_DIRS": f"{home}/.config:" + os.environ.get("XDG_CONFIG_DIRS", "/etc/xdg"),
+            "XDG_DATA_DIRS": f"{home}/.local/share:" + os.environ.get("XDG_DATA_DIRS", "/usr/local/share:/usr/share"),
+        }
+        if os.environ.get("WAYLAND_DISPLAY"):
+            self.environment["WAYLAND_DISPLAY"] = str(Path(runtime) / os.environ["WAYLAND_DISPLAY"])
+
+    def _start_bus(self):
+        own = os.environ.get("DBUS_SESSION_BUS_ADDRESS")
+        self.is_bus_private = True
+        if own:
+            self.environment["DBUS_SESSION_BUS_ADDRESS"] = own
+            self.is_bus_private = not self.owner("org.kde.StatusNotifierWatcher")
+        if self.is_bus_private:
+            super()._start_bus()
+
+    def _start_keyring(self):
+        if self.is_bus_private:
+            super()._start_keyring()
+
+    def store_token(self, tunnel_id, token):
+        self.stored.append(tunnel_id)
+        super().store_token(tunnel_id, token)
+
+    def forget_tokens(self):
+        """Takes the tokens out of the keyring again, which may be the user's."""
+        for tunnel_id in self.stored:
+            self.run("secret-tool", "clear", "service", SERVICE, "account", tunnel_id, check=False)
+
+
 class Program:
     """A run of Morvanel in a session. Its standard error is kept in `log`."""
 
@@ -182,7 +255,7 @@ class Program:
         return self.session.children(self.pid)
 
     def wait_for_children(self, count):
-        wait_for(lambda: len(self.children()) == count, f"{count} children, there are {len(self.children())}")
+        wait_for(lambda: len(self.children()) == count, lambda: f"{count} children, there are {len(self.children())}")
         return self.children()
 
     def quit(self, with_signal=signal.SIGTERM, timeout=10):

@@ -1,0 +1,288 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Morvanel authors
+# SPDX-License-Identifier: MIT
+
+"""The whole program on a desktop with a window manager and a panel, used by keyboard and read as others read it."""
+
+import os
+import signal
+import sys
+import unittest
+from pathlib import Path
+
+from accessibility import Accessibility, find, has_state, label_of, showing, text_of
+from desktop_reader import Bus, Launcher, Screen, StatusItem
+from session import PANEL_HEIGHT, Program, Session, tunnel, wait_for
+
+PROGRAM = Path(os.environ["MORVANEL_PROGRAM"])
+CLOUDFLARED = Path(os.environ["MORVANEL_CLOUDFLARED"])
+SETTINGS = "Morvanel Settings"
+LOGS = "Tunnel Logs"
+SECRET = "eyJsecret.scenario.connected"
+GREEN, RED = (0x23, 0x9A, 0x47), (0xE5, 0x48, 0x4D)  # of the status icons
+
+
+class Desktop(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.session = Session(display="1280x900")
+        cls.addClassCleanup(cls.session.close)
+        cls.session.environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
+        cls.session.start_panel()
+        cls.bus = Bus(cls.session)
+        cls.screen = Screen(cls.session)
+        cls.accessibility = Accessibility(cls.session)
+
+    def setUp(self):
+        self.session.preferences.unlink(missing_ok=True)
+        self.program = None
+        self.addCleanup(lambda: self.program and self.program.quit())
+
+    def launch(self):
+        self.launcher = Launcher(self.bus)
+        self.program = Program(self.session, PROGRAM, {"MORVANEL_SPEED": "10"})
+        self.item = StatusItem(self.bus)
+
+    def window(self, title):
+        return self.accessibility.windows(self.program.pid)[title]
+
+    def object(self, role, name, window=SETTINGS):
+        return wait_for(lambda: find(self.window(window), role, name), f"{role} {name} is shown")
+
+    def wait_for_text(self, text, window=SETTINGS):
+        """A label of that text in the window."""
+        self.object("label", text, window)
+
+    def tab_to(self, role, name, window=SETTINGS):
+        """Moves the keyboard on with the Tab key, at most once around the window."""
+        target = self.object(role, name, window)
+        for _ in range(20):
+            if has_state(target, "focused"):
+                return target
+            before = self.focus(window)
+            self.screen.key("Tab")
+            wait_for(lambda: self.focus(window) not in (None, before), f"Tab leads on from {before}")
+        self.fail(f"no Tab leads to {role} {name}")
+
+    def press(self, role, name, window=SETTINGS):
+        """What the space bar does once the keyboard is there."""
+        self.tab_to(role, name, window)
+        self.screen.key("space")
+
+    def focus(self, window):
+        """Role and name of what has the keyboard. What holds it counts as focused too, and so does a row."""
+        return next(((o.get_role_name(), o.get_name()) for o in showing(self.window(window))
+                     if has_state(o, "focused") and o.get_role_name() not in ("page tab", "list item", "filler")), None)
+
+    def rows(self):
+        """Names and states in the list of tunnels."""
+        items = (o for o in showing(self.object("list", "Tunnels")) if o.get_role_name() == "list item")
+        return [(item.get_name(), item.get_description()) for item in items]
+
+    def wait_for_everywhere(self, icon, tooltip, entry, state, badge, colour):
+        """One and the same state in the panel, in the menu, on the launcher and in the list of tunnels."""
+        wait_for(lambda: self.item.icon == icon, lambda: f"the icon is {icon}, not {self.item.icon}")
+        self.assertEqual(self.item.tooltip, tooltip)
+        self.assertEqual(self.item.get("Title"), "Morvanel")
+        self.assertEqual(self.item.get("Id"), "MorvanelStatusItem")
+        wait_for(lambda: any(label.startswith(entry) for label in self.item.labels()),
+                 lambda: f"the menu says {entry!r}: {self.item.labels()}")
+        wait_for(lambda: self.launcher.badge == badge, f"the badge is {badge}")
+        row = self.object("list item", "Home_Server & Co")
+        wait_for(lambda: row.get_description() == state,
+                 lambda: f"the row says {state!r}, not {row.get_description()!r}")
+        wait_for(lambda: self.screen.find(colour, f"1280x{PANEL_HEIGHT}+0+0"), "the panel shows the icon")
+
+    def wait_for_log(self, *parts):
+        """The Logs window's text holds these, in this order."""
+        def holds():
+            text = text_of(self.object("text", "Log", LOGS))
+            for part in parts:
+                if part not in text:
+                    return False
+                text = text.partition(part)[2]
+            return True
+        wait_for(holds, f"the log says {parts}")
+
+    def test_first_minutes_and_the_next_log_in(self):
+        self.launch()
+        self.first_launch_leads_to_the_form()
+        self.the_path_is_typed()
+        self.a_tunnel_is_added()
+        child = self.it_starts_and_connects()
+        self.its_end_is_shown(child)
+        self.the_menu_starts_it_again()
+        self.the_dock_preference_is_followed()
+        self.ctrl_q_quits()
+        self.launch()
+        self.launch_tunnels_start()
+
+    def first_launch_leads_to_the_form(self):
+        self.screen.wait_for_window(SETTINGS)
+        self.assertEqual(self.item.labels()[:4], ["Morvanel", "-", "No tunnels configured", "Add Tunnel…"])
+        self.assertEqual(self.item.icon, "morvanel-idle-symbolic")
+        self.wait_for_text("New Tunnel")
+        self.assertFalse(has_state(self.object("push button", "Add"), "enabled"))
+
+    def the_path_is_typed(self):
+        self.assertIn("⚠︎ cloudflared not found", self.item.labels())
+        self.screen.key("ctrl+Tab")
+        self.wait_for_text("cloudflared not found. Install it with `brew install cloudflared`.")
+        self.tab_to("text", "cloudflared path")
+        self.screen.key("ctrl+a")
+        self.screen.type(str(CLOUDFLARED))
+        self.wait_for_text("cloudflared found")
+        self.assertEqual(self.session.read_preferences()["cloudflaredPath"], str(CLOUDFLARED))
+        self.screen.key("ctrl+Tab")
+
+    def a_tunnel_is_added(self):
+        self.tab_to("text", "Name")
+        self.screen.type("Home_Server & Co")
+        self.tab_to("text", "Hostname")
+        self.screen.type("home.example.test")
+        token = self.tab_to("password text", "Token")
+        self.screen.type(f"cloudflared tunnel run --token {SECRET}")
+        wait_for(lambda: has_state(self.object("push button", "Add"), "enabled"), "the form is complete")
+        self.assertNotIn("eyJ", text_of(token))
+        self.press("check box", "Start this tunnel when the app opens")
+        self.screen.key("Return")
+        row = self.object("list item", "Home_Server & Co")
+        self.assertTrue(has_state(row, "selected"))
+        self.assertEqual(row.get_description(), "Stopped")
+        self.object("push button", "Save")
+        self.assertNotIn("eyJ", self.session.preferences.read_text())
+
+    def it_starts_and_connects(self):
+        self.press("push button", "Start")
+        child, = self.program.wait_for_children(1)
+        self.wait_for_everywhere("morvanel-connected", "Morvanel: 1 of 1 tunnels connected",
+                                 "Home_Server & Co\nConnected (4 connections)", "Connected (4 connections)", 1, GREEN)
+        self.object("push button", "Stop")
+        labels = self.item.labels()
+        self.assertEqual(labels[0], "Morvanel · 1/1 connected")
+        self.assertEqual(labels[3].strip(), "Open home.example.test")
+        self.assertEqual(self.launcher.uri, "application://com.ardentwick.Morvanel.desktop")
+        self.screen.key("ctrl+l")
+        self.screen.wait_for_window(LOGS)
+        self.wait_for_text("Connected (4 connections)", LOGS)
+        self.assertEqual(label_of(self.object("combo box", "Home_Server & Co", LOGS)), "Tunnel")
+        self.object("push button", "Copy", LOGS)
+        self.wait_for_log(f"▶︎ Starting: {CLOUDFLARED} tunnel run", "Registered tunnel connection")
+        return child
+
+    def its_end_is_shown(self, child):
+        os.kill(child, signal.SIGKILL)
+        message = "cloudflared exited (code 9)"
+        self.wait_for_everywhere("morvanel-problem", "Morvanel: a tunnel has a problem",
+                                 f"Home_Server & Co\nError · {message}", f"Error: {message}", None, RED)
+        self.wait_for_text(f"Error: {message}", LOGS)
+        self.wait_for_log("Registered tunnel connection", f"✖︎ {message}")
+        self.object("push button", "Start")
+
+    def the_menu_starts_it_again(self):
+        self.item.click("Home_Server & Co")
+        self.program.wait_for_children(1)
+        self.wait_for_everywhere("morvanel-connected", "Morvanel: 1 of 1 tunnels connected",
+                                 "Home_Server & Co\nConnected (4 connections)", "Connected (4 connections)", 1, GREEN)
+        self.wait_for_log("✖︎ ", "▶︎ Starting", "Registered tunnel connection")
+
+    def the_dock_preference_is_followed(self):
+        self.screen.key("ctrl+w")
+        window = self.screen.wait_for_window(SETTINGS)
+        skipped = {"_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"}
+        self.assertFalse(skipped & self.screen.states(window))
+        self.screen.key("ctrl+Tab")
+        self.press("check box", "Show in the Dock and ⌘Tab")
+        wait_for(lambda: skipped <= self.screen.states(window), "the open window leaves the task bar")
+        self.assertFalse(self.session.read_preferences()["showsInDock"])
+        self.screen.wait_for_window(SETTINGS)
+
+    def ctrl_q_quits(self):
+        self.screen.key("ctrl+q")
+        self.assertEqual(self.program.process.wait(5), 0)
+        wait_for(lambda: not self.bus.registered_items(), "the item has left the panel")
+        self.assertEqual(self.session.read_preferences()["childPIDs"], [])
+        self.assertNotIn("eyJ", self.program.errors())
+
+    def launch_tunnels_start(self):
+        self.program.wait_for_children(1)
+        wait_for(lambda: self.item.icon == "morvanel-connected", "the launch tunnel connects")
+        self.assertEqual(self.screen.windows().keys() & {SETTINGS, LOGS}, set())
+        status, seconds = self.program.quit()
+        self.assertEqual(status, 0)
+        self.assertLess(seconds, 2)
+
+    def test_everything_in_both_windows_by_keyboard(self):
+        self.tunnels = [tunnel("First", "one.example.test"), tunnel("Second")]
+        self.session.configure(self.tunnels, CLOUDFLARED)
+        self.session.store_token(self.tunnels[1]["id"], "eyJold.scenario.refused")
+        self.launch()
+        self.screen.wait_for_window(SETTINGS)
+        self.a_tunnel_is_chosen_moved_and_edited()
+        self.the_log_is_chosen_and_cleared()
+        self.a_tunnel_is_deleted()
+        self.the_preferences_are_switched()
+        self.assertEqual(self.program.errors(), "")
+
+    def a_tunnel_is_chosen_moved_and_edited(self):
+        wait_for(lambda: self.focus(SETTINGS) == ("list", "Tunnels"), "the list has the keyboard")
+        self.screen.key("Down")
+        self.wait_for_text("Second")
+        self.screen.key("alt+Up")
+        wait_for(lambda: self.rows() == [("Second", "Stopped"), ("First", "Stopped")],
+                 lambda: f"the rows: {self.rows()}")
+        self.tab_to("text", "Name")
+        self.screen.key("End")
+        self.screen.type(" one")
+        self.wait_for_text("Second one")
+        self.tab_to("password text", "Token")
+        self.screen.type("new.scenario.connected")
+        self.wait_for_text("This doesn't look like a tunnel token: they usually start with \"eyJ\".")
+        self.press("push button", "Show")
+        self.assertEqual(text_of(self.object("text", "Token")), "new.scenario.connected")
+        self.press("push button", "Hide")
+        self.assertNotIn("scenario", text_of(self.object("password text", "Token")))
+        self.screen.key("Return")
+        self.wait_for_text("Saved")
+        wait_for(lambda: self.rows()[0] == ("Second one", "Stopped"), "the row has the new name")
+        self.press("push button", "Start")
+        wait_for(lambda: self.rows()[0] == ("Second one", "Connected (4 connections)"), "the new token is used")
+
+    def the_log_is_chosen_and_cleared(self):
+        self.screen.key("ctrl+l")
+        self.screen.wait_for_window(LOGS)
+        self.wait_for_log("Registered tunnel connection")
+        self.tab_to("combo box", "Second one", LOGS)
+        self.screen.key("Down")
+        self.wait_for_text("Stopped", LOGS)
+        self.assertEqual(text_of(self.object("text", "Log", LOGS)), "")
+        self.screen.key("Up")
+        self.wait_for_log("Registered tunnel connection")
+        self.press("push button", "Clear", LOGS)
+        wait_for(lambda: text_of(self.object("text", "Log", LOGS)) == "", "the log is empty")
+        self.screen.key("ctrl+w")
+
+    def a_tunnel_is_deleted(self):
+        self.screen.wait_for_window(SETTINGS)
+        self.press("push button", "Delete the selected tunnel")
+        wait_for(lambda: self.rows() == [("First", "Stopped")], lambda: f"one row is left: {self.rows()}")
+        wait_for(lambda: not self.program.children(), "its child has ended")
+        self.press("push button", "Add tunnel")
+        wait_for(lambda: self.focus(SETTINGS) == ("text", "Name"), "the form for a new tunnel has the keyboard")
+
+    def the_preferences_are_switched(self):
+        login_item = self.session.home / ".config/autostart/com.ardentwick.Morvanel.desktop"
+        self.screen.key("ctrl+Tab")
+        self.press("push button", "Browse…")
+        wait_for(lambda: len(self.screen.windows()) == 2, "the file dialog is open")
+        self.screen.key("Escape")
+        self.screen.wait_for_window(SETTINGS)
+        self.press("check box", "Open Morvanel at login")
+        wait_for(login_item.exists, "the program is opened at login")
+        self.screen.key("space")
+        wait_for(lambda: not login_item.exists(), "and no longer")
+        self.assertEqual(self.session.read_preferences()["cloudflaredPath"], str(CLOUDFLARED))
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2, argv=[sys.argv[0], *sys.argv[1:]])

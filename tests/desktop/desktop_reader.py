@@ -1,0 +1,199 @@
+# SPDX-FileCopyrightText: 2026 The Morvanel authors
+# SPDX-License-Identifier: MIT
+
+"""What a desktop and its user see of Morvanel, and how they answer.
+
+Each class looks from outside the program: `StatusItem` and `Launcher` over the session bus as a panel and a dock do,
+`Screen` at the windows and the pixels, with the keyboard and the pointer. What a screen reader gets is in
+accessibility.py.
+"""
+
+import os
+import re
+import subprocess
+
+from gi.repository import Gio, GLib
+
+from session import wait_for
+
+NAME = "com.ardentwick.Morvanel"
+
+
+class Bus:
+    """The session's bus, whichever bus this process was started on."""
+
+    def __init__(self, session):
+        flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
+        self.connection = Gio.DBusConnection.new_for_address_sync(
+            session.environment["DBUS_SESSION_BUS_ADDRESS"], flags, None, None)
+        self.connection.set_exit_on_close(False)
+
+    def call(self, owner, path, interface, method, arguments=None):
+        """What `owner` answers, unpacked."""
+        return self.connection.call_sync(owner, path, interface, method, arguments, None, Gio.DBusCallFlags.NONE, 3000,
+                                         None).unpack()
+
+    def owner(self, name):
+        """The unique name of whoever owns `name`; empty for nobody."""
+        try:
+            return self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner",
+                             GLib.Variant("(s)", (name,)))[0]
+        except GLib.Error:
+            return ""
+
+    def registered_items(self):
+        """The status items of which the panel knows, as owner and path in one."""
+        return self.call("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties",
+                         "Get", GLib.Variant("(ss)", ("org.kde.StatusNotifierWatcher",
+                                                      "RegisteredStatusNotifierItems")))[0]
+
+
+class MenuEntry:
+    def __init__(self, layout):
+        self.id, self.properties, children = layout
+        self.children = [MenuEntry(child) for child in children]
+        self.label = self.properties.get("label", "").replace("__", "_")
+        self.is_enabled = self.properties.get("enabled", True)
+        self.is_separator = self.properties.get("type") == "separator"
+
+
+class StatusItem:
+    """The item that the program has registered with the panel."""
+
+    def __init__(self, bus):
+        self.bus = bus
+        self.owner = wait_for(lambda: bus.owner(NAME), "the program is on the bus")
+        item = wait_for(lambda: next((i for i in bus.registered_items() if i.startswith(self.owner)), None),
+                        "the panel has the item")
+        self.path = item[len(self.owner):]
+
+    def get(self, name):
+        return self.bus.call(self.owner, self.path, "org.freedesktop.DBus.Properties", "Get",
+                             GLib.Variant("(ss)", ("org.kde.StatusNotifierItem", name)))[0]
+
+    @property
+    def icon(self):
+        """The icon's name without folder and ending."""
+        return os.path.splitext(os.path.basename(self.get("IconName")))[0]
+
+    @property
+    def tooltip(self):
+        return self.get("ToolTip")[2]
+
+    def menu(self):
+        """The entries of the menu as they are now."""
+        arguments = GLib.Variant("(iias)", (0, -1, []))
+        layout = self.bus.call(self.owner, self.get("Menu"), "com.canonical.dbusmenu", "GetLayout", arguments)[1]
+        return MenuEntry(layout).children
+
+    def labels(self):
+        """The labels of the menu, with "-" for a separator."""
+        return ["-" if entry.is_separator else entry.label for entry in self.menu()]
+
+    def click(self, label):
+        """Chooses the entry whose label begins so."""
+        entry = next(entry for entry in self.menu() if entry.label.startswith(label))
+        self.bus.call(self.owner, self.get("Menu"), "com.canonical.dbusmenu", "Event",
+                      GLib.Variant("(isvu)", (entry.id, "clicked", GLib.Variant("s", ""), 0)))
+
+
+class Launcher:
+    """A dock that remembers what it was told last about the program's badge."""
+
+    def __init__(self, bus):
+        self.uri = ""
+        self.properties = {}
+        bus.connection.signal_subscribe(None, "com.canonical.Unity.LauncherEntry", "Update", None, None,
+                                        Gio.DBusSignalFlags.NONE, self._update)
+
+    def _update(self, _connection, _sender, _path, _interface, _signal, arguments):
+        self.uri, self.properties = arguments.unpack()
+
+    @property
+    def badge(self):
+        """The number beside the icon; None while there is none."""
+        while GLib.MainContext.default().iteration(False):
+            pass
+        return self.properties.get("count") if self.properties.get("count-visible") else None
+
+
+class Screen:
+    """The display of a session: its windows, its pixels, its keyboard and pointer."""
+
+    def __init__(self, session):
+        self.session = session
+
+    def windows(self):
+        """The window ids of all managed windows by their title."""
+        found = {}
+        for window in self.session.run("xprop", "-root", "_NET_CLIENT_LIST").rpartition("#")[2].split(","):
+            if window.strip().startswith("0x"):
+                title = self.session.run("xprop", "-id", window.strip(), "_NET_WM_NAME", check=False)
+                found[title.partition('= "')[2].rstrip().rstrip('"')] = window.strip()
+        return found
+
+    def wait_for_window(self, title):
+        """The id of the window of that title, once it has the keyboard."""
+        window = wait_for(lambda: self.windows().get(title), f"the window {title} is there")
+        wait_for(lambda: int(self.session.run("xdotool", "getactivewindow", check=False) or 0) == int(window, 16),
+                 f"the window {title} is active")
+        return window
+
+    def states(self, window):
+        """The _NET_WM_STATE of a window."""
+        return set(re.findall(r"_NET_WM_STATE_\w+", self.session.run("xprop", "-id", window, "_NET_WM_STATE")))
+
+    def popups(self):
+        """The geometry, "WxH+X+Y", of what is on the screen without the window manager, such as open menus."""
+        tree = self.session.run("xwininfo", "-root", "-children")
+        found = {}
+        for window in re.findall(r"^ +(0x[0-9a-f]+)", tree, re.MULTILINE):
+            text = self.session.run("xwininfo", "-id", window, check=False)
+            if "IsViewable" in text and "Override Redirect State: yes" in text:
+                width, height, x, y = self.geometry(window)
+                if min(width, height) > 20:
+                    found[window] = f"{width}x{height}+{x}+{y}"
+        return found
+
+    def geometry(self, window):
+        """Width, height, x and y of a window without its frame."""
+        text = self.session.run("xwininfo", "-id", window)
+        numbers = dict(re.findall(r"(Width|Height|Absolute upper-left [XY]):\s+(-?\d+)", text))
+        return [int(numbers[key]) for key in ("Width", "Height", "Absolute upper-left X", "Absolute upper-left Y")]
+
+    def frame(self, window):
+        """The geometry, "WxH+X+Y", of a window with its frame."""
+        width, height, x, y = self.geometry(window)
+        extents = self.session.run("xprop", "-id", window, "_NET_FRAME_EXTENTS").partition("=")[2]
+        left, right, top, bottom = (int(n) for n in extents.split(","))
+        return f"{width + left + right}x{height + top + bottom}+{x - left}+{y - top}"
+
+    def move(self, window, x, y):
+        """Puts a window's frame there."""
+        self.session.run("xdotool", "windowmove", window, str(x), str(y))
+        wait_for(lambda: self.frame(window).endswith(f"+{x}+{y}"), f"the window is at {x}, {y}")
+
+    def key(self, *keys):
+        self.session.run("xdotool", "key", *keys)
+
+    def type(self, text):
+        self.session.run("xdotool", "type", "--delay", "2", text)
+
+    def click(self, x, y):
+        self.session.run("xdotool", "mousemove", str(x), str(y), "click", "1")
+
+    def save(self, path, geometry=""):
+        """A picture of the screen, or of the part "WxH+X+Y"."""
+        part = ["-crop", geometry, "+repage"] if geometry else []
+        self.session.run("import", "-window", "root", *part, str(path))
+
+    def find(self, colour, geometry):
+        """The point in the part "WxH+X+Y" that has about this colour, (r, g, b); None for nowhere."""
+        width, height, left, top = (int(n) for n in re.split(r"[x+]", geometry))
+        result = subprocess.run(["import", "-window", "root", "-crop", geometry, "-depth", "8", "rgb:-"],
+                                env=self.session.environment, stdout=subprocess.PIPE, check=True)
+        pixels = result.stdout
+        for i in range(0, min(len(pixels), width * height * 3), 3):
+            if all(abs(pixels[i + c] - colour[c]) < 12 for c in range(3)):
+                return left + i // 3 % width, top + i // 3 // width
+        return None
