@@ -2,12 +2,14 @@
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 
-build_packages="g++ cmake ninja-build pkg-config qt6-base-dev libqt6svg6-dev libsecret-1-dev libxcb1-dev libqt6svg6"
+build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libsecret-1-dev libxcb1-dev libqt6svg6"
 run_packages="dbus libglib2.0-bin"
-test_packages="clang-format clang-tidy dbus dbus-x11 gnome-keyring libsecret-tools xvfb xauth x11-utils x11-xserver-utils
-    xdotool imagemagick openbox xfce4-panel trayer at-spi2-core python3-gi gir1.2-atspi-2.0 desktop-file-utils appstream
-    dpkg-dev lintian man-db
-    adwaita-icon-theme fonts-dejavu-core"
+# The demonstration: on the user's display, and what its own virtual desktop needs besides.
+demo_packages="gnome-keyring libsecret-tools python3 python3-gi"
+desktop_packages="xvfb x11-utils x11-xserver-utils xdotool imagemagick openbox xfce4-panel adwaita-icon-theme
+    fonts-dejavu-core"
+test_packages="$demo_packages $desktop_packages clang-format clang-tidy dbus-x11 xauth trayer at-spi2-core
+    gir1.2-atspi-2.0 desktop-file-utils appstream dpkg-dev lintian man-db"
 
 fail() {
     printf '%s: %s\n' "$(basename "$0")" "$1" >&2
@@ -77,14 +79,18 @@ check_tools() {
     [ -z "$lacking" ] || fail "please install with your system's package manager:$lacking"
 }
 
-# need KIND: what KIND, build or test, needs is there afterwards.
+# need KIND: what KIND needs is there afterwards; build, demo, desktop (a demonstration without a display) or test.
 need() {
     if ! command -v apt-get >/dev/null; then
         check_tools "$1"
         return
     fi
     packages="$build_packages $run_packages"
-    [ "$1" = test ] && packages="$packages $test_packages"
+    case $1 in
+    demo) packages="$packages $demo_packages" ;;
+    desktop) packages="$packages $demo_packages $desktop_packages" ;;
+    test) packages="$packages $test_packages" ;;
+    esac
     # Tokens need a Secret Service; any that is installed will do.
     grep -qs '^Name=org.freedesktop.secrets$' /usr/share/dbus-1/services/*.service || packages="$packages gnome-keyring"
     # shellcheck disable=SC2086
