@@ -19,7 +19,8 @@ struct Marks
 /// Passes over the line a constant number of times.
 Marks marksOf(QByteArrayView line);
 
-/// The digits after the first "connIndex="; empty when there are none.
+/// The number characters, digits or others of Unicode, right after the first "connIndex="; empty when there
+/// are none. The line is valid UTF-8.
 QByteArrayView connectionIndex(QByteArrayView line);
 
 /// See `TunnelRunner::errorSummary`.

@@ -53,6 +53,8 @@ void TestOutputLine::connectionIndex_data()
     QTest::newRow("at the end") << QByteArray("connIndex=7") << QByteArray("7");
     QTest::newRow("long") << QByteArray("a connIndex=01234567890123456789 b")
                           << QByteArray("01234567890123456789");
+    QTest::newRow("any script") << QByteArray("connIndex=1\xc2\xbd\xd9\xa3\xf0\x9d\x9f\x8f\xc3\xa9")
+                                << QByteArray("1\xc2\xbd\xd9\xa3\xf0\x9d\x9f\x8f");
     QTest::newRow("no digits") << QByteArray("connIndex=x1") << QByteArray();
     QTest::newRow("first only") << QByteArray("connIndex= connIndex=2") << QByteArray();
 }
