@@ -19,6 +19,9 @@ struct ChildCommand
     QStringList arguments;
     /// Entries that are set on top of a copy of this process's own environment.
     std::vector<std::pair<QByteArray, QByteArray>> environment;
+    /// Called from inside `launch` with the id of the process that is about to run the program; that may
+    /// still fail. Should this process end before the call returns, the program is never run.
+    std::function<void(qint32 pid)> aboutToRun = {};
 };
 
 /// A child process that was launched. Its standard output and standard error are one pipe, its standard

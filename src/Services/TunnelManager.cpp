@@ -85,7 +85,8 @@ void TunnelManager::makeRunner(const QUuid &id)
 {
     auto runner = std::make_unique<TunnelRunner>(id, m_services.launcher, m_services.scheduler);
     runner->onStateChange = [this] { Q_EMIT objectWillChange(); };
-    runner->onProcessStarted = [this](qint32 pid) { rememberChild(pid); };
+    runner->onProcessPrepared = [this](qint32 pid) { rememberChild(pid); };
+    runner->onProcessNotStarted = [this](qint32 pid) { forgetChild(pid); };
     runner->onProcessExited = [this](qint32 pid) { forgetChild(pid); };
     dropRunner(id);
     m_runners[id] = std::move(runner);

@@ -52,12 +52,20 @@ void TunnelRunner::launch(const QString &cloudflaredPath, const QString &token)
                           {"NO_AUTOUPDATE", "true"},
                           {"TUNNEL_GRACE_PERIOD", "2s"},
                           {"NO_COLOR", "1"}}};
+    std::optional<qint32> prepared;
+    command.aboutToRun = [this, &prepared](qint32 pid) {
+        prepared = pid;
+        if (onProcessPrepared)
+            onProcessPrepared(pid);
+    };
     ChildProcess::Callbacks callbacks{
         [this](QByteArrayView chunk) { consume(chunk); },
         [this](int status) { handleTermination(status, m_process->pid()); },
     };
     ChildLauncher::Result launched = m_launcher.launch(command, std::move(callbacks));
     if (!launched.child) {
+        if (prepared && onProcessNotStarted)
+            onProcessNotStarted(*prepared);
         appendLog(u"✖︎ Could not start cloudflared: "_s + launched.error);
         setState(TunnelState::failed(
             QCoreApplication::translate("TunnelRunner", "cloudflared could not be started")));

@@ -69,7 +69,11 @@ public:
 
     // Set by the owner, called on the main thread.
     std::function<void()> onStateChange;
+    /// A process is about to become the child; it runs nothing before the call returns. One of the next two
+    /// follows at once.
+    std::function<void(qint32 pid)> onProcessPrepared;
     std::function<void(qint32 pid)> onProcessStarted;
+    std::function<void(qint32 pid)> onProcessNotStarted;
     std::function<void(qint32 pid)> onProcessExited;
 
 Q_SIGNALS:

@@ -37,6 +37,8 @@ struct Bench
     Bench()
     {
         runner.onStateChange = [this] { told += runner.state().label(); };
+        runner.onProcessPrepared = [this](qint32 pid) { told += u"prepared %1"_s.arg(pid); };
+        runner.onProcessNotStarted = [this](qint32 pid) { told += u"not started %1"_s.arg(pid); };
         runner.onProcessStarted = [this](qint32 pid) { told += u"started %1"_s.arg(pid); };
         runner.onProcessExited = [this](qint32 pid) { told += u"exited %1"_s.arg(pid); };
     }
@@ -87,7 +89,7 @@ void TestTunnelRunner::launchesWithExactlyTheCommand()
                                                                   {"NO_COLOR", "1"}};
     QCOMPARE(command.environment, expected);
     QCOMPARE(linesOf(bench.runner), QStringList{u"▶\uFE0E Starting: /opt/cloudflared tunnel run"_s});
-    QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, u"started 1000"_s}));
+    QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, u"prepared 1000"_s, u"started 1000"_s}));
 }
 
 void TestTunnelRunner::tellsOfAFailedLaunch()
@@ -96,8 +98,14 @@ void TestTunnelRunner::tellsOfAFailedLaunch()
     bench.launcher.error = u"Exec format error"_s;
     bench.start();
     QCOMPARE(bench.logged(), QStringList{u"✖\uFE0E Could not start cloudflared: Exec format error"_s});
-    QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, u"Error: cloudflared could not be started"_s}));
+    const QString failure = u"Error: cloudflared could not be started"_s;
+    QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, u"prepared 1000"_s, u"not started 1000"_s, failure}));
     QVERIFY(!bench.runner.hasChild());
+
+    bench.told.clear();
+    bench.launcher.failsEarly = true;
+    bench.start();
+    QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, failure}));
 }
 
 void TestTunnelRunner::ends_data()
@@ -317,6 +325,7 @@ void TestTunnelRunner::derivesTheState()
     Bench bench;
     bench.start();
     bench.child().write(lines);
+    bench.told.removeAll(u"prepared 1000"_s);
     bench.told.removeAll(u"started 1000"_s);
     QTEST(bench.told, "states");
 }

@@ -183,17 +183,21 @@ public:
 
     Result launch(const ChildCommand &command, ChildProcess::Callbacks callbacks) override
     {
+        const qint32 pid = nextPid++;
+        if (command.aboutToRun && !failsEarly)
+            command.aboutToRun(pid);
         if (!error.isEmpty())
             return {nullptr, error};
         children.push_back(
-            std::make_shared<Child>(Child{nextPid++, command, std::move(callbacks), true, true, {}}));
+            std::make_shared<Child>(Child{pid, command, std::move(callbacks), true, true, {}}));
         return {std::make_unique<Handle>(children.back()), {}};
     }
     Child &last() { return *children.back(); }
 
     std::vector<std::shared_ptr<Child>> children;
     qint32 nextPid = 1000;
-    QString error; ///< not empty: the next launches fail with it
+    QString error;           ///< not empty: the next launches fail with it
+    bool failsEarly = false; ///< without there being a process for it
 
 private:
     class Handle : public ChildProcess

@@ -3,6 +3,7 @@
 
 #include "LinuxChildLauncher.h"
 
+#include "HeldProcess.h"
 #include "LinuxChild.h"
 #include "Pidfd.h"
 #include "SpawnEnvironment.h"
@@ -11,8 +12,6 @@
 #include <QFile>
 
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <csignal>
@@ -44,42 +43,6 @@ private:
     std::shared_ptr<LinuxChild> m_child;
 };
 
-struct SpawnAttributes
-{
-    SpawnAttributes()
-    {
-        ::posix_spawnattr_init(&value);
-        sigset_t signals;
-        ::sigemptyset(&signals);
-        ::posix_spawnattr_setsigmask(&value, &signals);
-        ::sigfillset(&signals);
-        ::posix_spawnattr_setsigdefault(&value, &signals);
-        ::posix_spawnattr_setpgroup(&value, 0);
-        ::posix_spawnattr_setflags(&value,
-                                   POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
-    }
-    ~SpawnAttributes() { ::posix_spawnattr_destroy(&value); }
-    Q_DISABLE_COPY_MOVE(SpawnAttributes)
-
-    posix_spawnattr_t value;
-};
-
-struct SpawnFileActions
-{
-    SpawnFileActions(int input, int output)
-    {
-        ::posix_spawn_file_actions_init(&value);
-        ::posix_spawn_file_actions_adddup2(&value, input, STDIN_FILENO);
-        ::posix_spawn_file_actions_adddup2(&value, output, STDOUT_FILENO);
-        ::posix_spawn_file_actions_adddup2(&value, output, STDERR_FILENO);
-        ::posix_spawn_file_actions_addclosefrom_np(&value, STDERR_FILENO + 1);
-    }
-    ~SpawnFileActions() { ::posix_spawn_file_actions_destroy(&value); }
-    Q_DISABLE_COPY_MOVE(SpawnFileActions)
-
-    posix_spawn_file_actions_t value;
-};
-
 struct Pipe
 {
     FileDescriptor readEnd;
@@ -96,30 +59,31 @@ Pipe makePipe()
     return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
-/// Returns 0 and sets `pid`, or an error number.
-int spawn(const ChildCommand &command, int input, int output, qint32 &pid)
+/// The texts that a program is run with, for as long as it takes to run it.
+class ProgramTexts
 {
-    const QByteArray executable = QFile::encodeName(command.executable);
-    QList<QByteArray> arguments{executable};
-    for (const QString &argument : command.arguments)
-        arguments += argument.toLocal8Bit();
-    std::vector<char *> argv;
-    for (QByteArray &argument : arguments)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
+public:
+    explicit ProgramTexts(const ChildCommand &command)
+        : m_environment(command.environment)
+    {
+        m_texts += QFile::encodeName(command.executable);
+        for (const QString &argument : command.arguments)
+            m_texts += argument.toLocal8Bit();
+        for (QByteArray &text : m_texts)
+            m_arguments.push_back(text.data());
+        m_arguments.push_back(nullptr);
+    }
 
-    const SpawnEnvironment environment(command.environment);
-    const SpawnFileActions actions(input, output);
-    const SpawnAttributes attributes;
-    return ::posix_spawn(&pid, executable.constData(), &actions.value, &attributes.value, argv.data(),
-                         environment.entries());
-}
+    HeldProcess::Program program(int input, int output) const
+    {
+        return {m_arguments.front(), m_arguments.data(), m_environment.entries(), input, output};
+    }
 
-void killAndCollect(qint32 pid)
-{
-    ::kill(pid, SIGKILL);
-    ::waitpid(pid, nullptr, 0);
-}
+private:
+    SpawnEnvironment m_environment;
+    QList<QByteArray> m_texts;
+    std::vector<char *> m_arguments;
+};
 
 ChildLauncher::Result failure(int error)
 {
@@ -151,30 +115,24 @@ ChildLauncher::Result LinuxChildLauncher::launch(const ChildCommand &command,
     Pipe output = makePipe();
     if (!output.readEnd.isOpen())
         return failure(errno);
-    // Holds the place of the descriptor that tells of the child's end, which can be made only once it runs.
-    FileDescriptor place(::fcntl(input.get(), F_DUPFD_CLOEXEC, 0));
-    if (!place.isOpen())
+    const ProgramTexts texts(command);
+    HeldProcess process(texts.program(input.get(), output.writeEnd.get()));
+    if (!process.isHeld())
         return failure(errno);
 
-    qint32 pid = 0;
-    if (const int error = spawn(command, input.get(), output.writeEnd.get(), pid))
-        return failure(error);
-    place.reset();
-    return adopt(pid, std::move(output.readEnd), std::move(callbacks));
-}
-
-ChildLauncher::Result LinuxChildLauncher::adopt(qint32 pid, FileDescriptor output,
-                                                ChildProcess::Callbacks callbacks)
-{
+    FileDescriptor end(::pidfd_open(process.pid(), 0));
+    if (!end.isOpen())
+        return failure(errno);
     const quint64 number = ++m_lastNumber;
-    auto child = std::make_shared<LinuxChild>(pid, FileDescriptor(::pidfd_open(pid, 0)), std::move(output),
+    auto child = std::make_shared<LinuxChild>(process.pid(), std::move(end), std::move(output.readEnd),
                                               m_watcher, m_readBuffer, std::move(callbacks),
                                               [this, number] { m_children.erase(number); });
-    if (!child->watch()) {
-        const int error = errno;
-        killAndCollect(pid);
+    if (!child->watch())
+        return failure(errno);
+    if (command.aboutToRun)
+        command.aboutToRun(process.pid());
+    if (const int error = process.run())
         return failure(error);
-    }
     m_children.emplace(number, child);
     return {std::make_unique<Handle>(std::move(child)), {}};
 }

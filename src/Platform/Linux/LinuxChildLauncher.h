@@ -13,8 +13,8 @@
 
 class LinuxChild;
 
-/// Launches children with `posix_spawn(3)` and learns of their end through a pidfd, so that no signal
-/// handler is involved and a signal can never reach a stranger that got the same process id.
+/// Learns of the end of children through a pidfd, so that no signal handler is involved and a signal can
+/// never reach a stranger that got the same process id. A program that cannot be watched is not run.
 ///
 /// Owns every child until its exit status has been collected, also when the handle given out is gone.
 class LinuxChildLauncher : public ChildLauncher
@@ -31,9 +31,6 @@ public:
     void endAll(std::chrono::milliseconds patience);
 
 private:
-    /// Takes charge of a child that runs; ends it where that is not possible.
-    Result adopt(qint32 pid, FileDescriptor output, ChildProcess::Callbacks callbacks);
-
     DescriptorWatcher &m_watcher;
     std::vector<char> m_readBuffer; ///< shared: only one child is read at a time
     std::unordered_map<quint64, std::shared_ptr<LinuxChild>> m_children; ///< by order of launch

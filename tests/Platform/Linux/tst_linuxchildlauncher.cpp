@@ -15,6 +15,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
@@ -114,6 +115,8 @@ private Q_SLOTS:
     void aDroppedChildGoesOnAndLeavesNoZombie();
     void theHandleMayGoInsideItsOwnCalls_data();
     void theHandleMayGoInsideItsOwnCalls();
+    void runsNothingBeforeItsIdIsKnown();
+    void runsNothingWhenItsLauncherDiesFirst();
     void failsToLaunch_data();
     void failsToLaunch();
     void survivesExhaustedDescriptors();
@@ -288,6 +291,55 @@ void TestLinuxChildLauncher::theHandleMayGoInsideItsOwnCalls()
     QTRY_VERIFY(statusOf(pid).isEmpty());
     QVERIFY(isOutput ? outputs == 1 : outputs >= 1);
     QCOMPARE(ends, isOutput ? 0 : 1);
+}
+
+void TestLinuxChildLauncher::runsNothingBeforeItsIdIsKnown()
+{
+    Bench bench;
+    QList<qint32> told;
+    ChildCommand command{qEnvironmentVariable("MORVANEL_CLOUDFLARED"), {}, {{"MORVANEL_SCRIPT", "wait"}}};
+    QString programMeanwhile;
+    command.aboutToRun = [&](qint32 pid) {
+        told += pid;
+        programMeanwhile = QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(pid));
+    };
+    bench.child = bench.launcher.launch(command, {[](QByteArrayView) {}, [&](int) { ++bench.ends; }}).child;
+    QVERIFY(bench.child);
+    QCOMPARE(told, QList<qint32>{bench.child->pid()});
+    QCOMPARE(programMeanwhile, QCoreApplication::applicationFilePath());
+    QCOMPARE(QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(told.first())), command.executable);
+    bench.child->kill();
+    QTRY_COMPARE(bench.ends, 1);
+
+    command.executable = u"/nonexistent"_s;
+    QVERIFY(!bench.launcher.launch(command, {}).child);
+    QCOMPARE(told.size(), 2);
+    QCOMPARE(::kill(told.last(), 0), -1);
+}
+
+void TestLinuxChildLauncher::runsNothingWhenItsLauncherDiesFirst()
+{
+    const QTemporaryDir folder;
+    const QByteArray trace = QFile::encodeName(folder.filePath(u"ran"_s));
+    int ends[2];
+    QCOMPARE(::pipe2(ends, O_CLOEXEC), 0);
+    const FileDescriptor alive(ends[0]);
+    const pid_t launcher = ::fork();
+    if (launcher == 0) {
+        Bench bench;
+        ChildCommand command{
+            qEnvironmentVariable("MORVANEL_CLOUDFLARED"), {}, {{"MORVANEL_SCRIPT", "report " + trace}}};
+        command.aboutToRun = [](qint32) { ::raise(SIGKILL); };
+        bench.launcher.launch(command, {});
+        ::_exit(1);
+    }
+    ::close(ends[1]);
+    int status = 0;
+    QCOMPARE(::waitpid(launcher, &status, 0), launcher);
+    QVERIFY(WIFSIGNALED(status));
+    char byte;
+    QCOMPARE(::read(alive.get(), &byte, 1), 0); // both processes are gone
+    QVERIFY(!QFile::exists(QFile::decodeName(trace)));
 }
 
 void TestLinuxChildLauncher::failsToLaunch_data()
