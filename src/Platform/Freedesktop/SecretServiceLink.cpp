@@ -3,9 +3,13 @@
 
 #include "SecretServiceLink.h"
 
+#include "FileDescriptor.h"
+
 #include <algorithm>
 #include <array>
 #include <utility>
+
+#include <sys/eventfd.h>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -42,6 +46,18 @@ bool isUnavailable(const GError *error)
            (error->domain == G_IO_ERROR && std::any_of(ioErrors.begin(), ioErrors.end(), isCode));
 }
 
+/// GLib ends the whole process where it finds no descriptor for what it waits with: an operation is not begun
+/// unless there are more than it takes.
+void throwUnlessDescriptorsAreLeft()
+{
+    std::array<FileDescriptor, 16> places;
+    for (FileDescriptor &place : places) {
+        place = FileDescriptor(::eventfd(0, EFD_CLOEXEC));
+        if (!place.isOpen())
+            throw SecretFailure{SecretStatus::NotAvailable, u"there are too many open files"_s};
+    }
+}
+
 /// The words of an error, without the name that the bus put in front.
 QString describe(const GError *error)
 {
@@ -68,6 +84,7 @@ SecretFailure toSecretFailure(const GError *error)
 SecretService *SecretServiceLink::open()
 {
     m_isReused = false;
+    throwUnlessDescriptorsAreLeft();
     connectToBus();
     const QByteArray owner = findOwner();
     if (owner != m_owner)

@@ -3,9 +3,12 @@
 
 #include "SecretServiceStore.h"
 
+#include "LowLimit.h"
 #include "StandardErrorCapture.h"
 
 #include <QTest>
+
+#include <unistd.h>
 
 #include "PrivateDesktop.h"
 
@@ -95,6 +98,26 @@ private Q_SLOTS:
         QCOMPARE(m_store->copyMatching(key).status, SecretStatus::ItemNotFound);
         QCOMPARE(m_store->copyMatching(otherKey).data, "other");
         QCOMPARE(errors.lines(), QStringList());
+    }
+
+    void outlivesALackOfDescriptors()
+    {
+        QVERIFY(m_desktop->startKeyring(password));
+        const StandardErrorCapture errors;
+        QCOMPARE(m_store->add(key, secret, u"label"_s), SecretStatus::Success);
+        const auto next = rlim_t(::dup(STDERR_FILENO));
+        ::close(int(next));
+        for (rlim_t left = 0; left < 24; ++left) {
+            for (const bool isFirstUse : {false, true}) {
+                if (isFirstUse)
+                    m_store = std::make_unique<SecretServiceStore>();
+                const LowLimit limit(RLIMIT_NOFILE, next + left);
+                const SecretStatus status = m_store->copyMatching(key).status;
+                QVERIFY(status == SecretStatus::Success || status == SecretStatus::NotAvailable);
+            }
+        }
+        QVERIFY(errors.lines().first().contains(u"too many open files"_s));
+        QCOMPARE(stored(), secret);
     }
 
     /// Items as a user stores them: without this program's schema, and more than one.

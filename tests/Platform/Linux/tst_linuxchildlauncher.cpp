@@ -3,6 +3,7 @@
 
 #include "LinuxChildLauncher.h"
 #include "LinuxProcessTable.h"
+#include "LowLimit.h"
 #include "PosixFileAccess.h"
 #include "TerminationSignals.h"
 #include "TimerScheduler.h"
@@ -16,7 +17,6 @@
 #include <QTest>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -78,25 +78,6 @@ qsizetype openDescriptors()
 {
     return QDir(u"/proc/self/fd"_s).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System).size();
 }
-
-/// Lowers a limit of this process while it lives.
-class LowLimit
-{
-public:
-    LowLimit(__rlimit_resource resource, rlim_t value)
-        : m_resource(resource)
-    {
-        ::getrlimit(m_resource, &m_before);
-        const rlimit lowered{value, m_before.rlim_max};
-        ::setrlimit(m_resource, &lowered);
-    }
-    ~LowLimit() { ::setrlimit(m_resource, &m_before); }
-    Q_DISABLE_COPY_MOVE(LowLimit)
-
-private:
-    __rlimit_resource m_resource;
-    rlimit m_before{};
-};
 
 } // namespace
 
