@@ -93,6 +93,8 @@ HeldProcess::HeldProcess(const Program &program)
     m_pid = ::_Fork();
     if (m_pid == 0)
         waitAndRun(program, descriptorLimit);
+    if (isHeld())
+        m_failure.writeEnd.reset();
 }
 
 HeldProcess::~HeldProcess()
@@ -105,7 +107,6 @@ int HeldProcess::run()
 {
     const char word = 0;
     [[maybe_unused]] const ssize_t written = ::write(m_word.writeEnd.get(), &word, sizeof word);
-    m_failure.writeEnd.reset();
     int error = 0;
     if (readFrom(m_failure.readEnd, &error))
         collect();

@@ -109,7 +109,7 @@ ChildLauncher::Result LinuxChildLauncher::launch(const ChildCommand &command,
                                                              "passed to a program")
                     .arg(QString::fromUtf8(name))};
     }
-    const FileDescriptor input(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    FileDescriptor input(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     if (!input.isOpen())
         return failure(errno);
     Pipe output = makePipe();
@@ -119,6 +119,9 @@ ChildLauncher::Result LinuxChildLauncher::launch(const ChildCommand &command,
     HeldProcess process(texts.program(input.get(), output.writeEnd.get()));
     if (!process.isHeld())
         return failure(errno);
+    // The process has its own. Without them here, writing its id down finds the descriptors that it needs.
+    input.reset();
+    output.writeEnd.reset();
 
     FileDescriptor end(::pidfd_open(process.pid(), 0));
     if (!end.isOpen())
