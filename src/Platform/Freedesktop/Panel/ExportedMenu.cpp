@@ -3,6 +3,8 @@
 
 #include "ExportedMenu.h"
 
+#include <QSet>
+
 #include <algorithm>
 #include <utility>
 
@@ -112,9 +114,12 @@ MenuPropertiesList ExportedMenu::properties(const QList<int> &ids, const QString
             wanted += entry.id;
     }
     MenuPropertiesList list;
+    QSet<int> answered;
     for (const int id : std::as_const(wanted)) {
-        if (contains(id))
+        if (contains(id) && !answered.contains(id)) {
+            answered += id;
             list += {id, EntryProperties::selected(propertiesOf(id), propertyNames)};
+        }
     }
     return list;
 }

@@ -42,7 +42,8 @@ public:
     const MenuItem *item(int id) const;
     /// Nothing for an unknown number. `depth` counts the levels below the entry, a negative one means all.
     std::optional<MenuLayout> layout(int id, int depth, const QStringList &propertyNames) const;
-    /// Unknown numbers are left out; no numbers at all stand for all entries.
+    /// Unknown numbers are left out, and repeated ones: a short question has no endless answer. No numbers at
+    /// all stand for all entries.
     MenuPropertiesList properties(const QList<int> &ids, const QStringList &propertyNames) const;
     /// Also a default; invalid where there is no such entry or property.
     QVariant property(int id, const QString &name) const;

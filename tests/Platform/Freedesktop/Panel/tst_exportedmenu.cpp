@@ -145,7 +145,7 @@ private Q_SLOTS:
         QCOMPARE(menu.property(0, u"children-display"_s), QVariant(u"submenu"_s));
         QVERIFY(!menu.property(settings, u"nonsense"_s).isValid());
         QVERIFY(!menu.property(99, u"label"_s).isValid());
-        QCOMPARE(menu.properties({settings, 99}, {u"label"_s}).size(), 1);
+        QCOMPARE(menu.properties({settings, 99, settings}, {u"label"_s}).size(), 1);
         QCOMPARE(menu.properties({}, {}).size(), Samples::menu(1).size() + 1);
     }
 
