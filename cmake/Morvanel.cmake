@@ -18,6 +18,10 @@ if(MORVANEL_SANITIZE)
     target_compile_options(morvanel_options INTERFACE
         -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     target_link_options(morvanel_options INTERFACE -fsanitize=address,undefined)
+elseif(MORVANEL_FUZZ)
+    target_compile_options(morvanel_options INTERFACE
+        -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+    target_link_options(morvanel_options INTERFACE -fsanitize=address,undefined)
 elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
     target_compile_definitions(morvanel_options INTERFACE _FORTIFY_SOURCE=2)
 endif()

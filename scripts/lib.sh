@@ -10,6 +10,7 @@ desktop_packages="xvfb x11-utils x11-xserver-utils xdotool imagemagick openbox x
     fonts-dejavu-core"
 test_packages="$demo_packages $desktop_packages clang-format clang-tidy dbus-x11 xauth trayer at-spi2-core
     gir1.2-atspi-2.0 desktop-file-utils appstream dpkg-dev lintian man-db"
+fuzz_packages="clang libclang-rt-14-dev"
 
 fail() {
     printf '%s: %s\n' "$(basename "$0")" "$1" >&2
@@ -79,7 +80,7 @@ check_tools() {
     [ -z "$lacking" ] || fail "please install with your system's package manager:$lacking"
 }
 
-# need KIND: what KIND needs is there afterwards; build, demo, desktop (a demonstration without a display) or test.
+# need KIND: what KIND needs is there afterwards; build, demo, desktop (a demonstration without a display), test or fuzz.
 need() {
     if ! command -v apt-get >/dev/null; then
         check_tools "$1"
@@ -90,6 +91,7 @@ need() {
     demo) packages="$packages $demo_packages" ;;
     desktop) packages="$packages $demo_packages $desktop_packages" ;;
     test) packages="$packages $test_packages" ;;
+    fuzz) packages="$packages $fuzz_packages" ;;
     esac
     # Tokens need a Secret Service; any that is installed will do.
     grep -qs '^Name=org.freedesktop.secrets$' /usr/share/dbus-1/services/*.service || packages="$packages gnome-keyring"
