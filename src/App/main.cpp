@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "DisplayServer.h"
+#include "PaintingThread.h"
 #include "ProcessSetup.h"
 #include "Program.h"
 #include "SingleInstance.h"
@@ -45,6 +46,7 @@ int main(int argc, char **argv)
     int count = int(arguments.size()) - 1;
     const QApplication app(count, arguments.data());
     display.reset();
+    PaintingThread::keepOne();
     Program program(instance);
     program.launch();
     return QApplication::exec();
