@@ -3,13 +3,11 @@
 
 #include "SecretServiceLink.h"
 
-#include "FileDescriptor.h"
+#include "GLibNeeds.h"
 
 #include <algorithm>
 #include <array>
 #include <utility>
-
-#include <sys/eventfd.h>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -46,18 +44,6 @@ bool isUnavailable(const GError *error)
            (error->domain == G_IO_ERROR && std::any_of(ioErrors.begin(), ioErrors.end(), isCode));
 }
 
-/// GLib ends the whole process where it finds no descriptor for what it waits with: an operation is not begun
-/// unless there are more than it takes.
-void throwUnlessDescriptorsAreLeft()
-{
-    std::array<FileDescriptor, 16> places;
-    for (FileDescriptor &place : places) {
-        place = FileDescriptor(::eventfd(0, EFD_CLOEXEC));
-        if (!place.isOpen())
-            throw SecretFailure{SecretStatus::NotAvailable, u"there are too many open files"_s};
-    }
-}
-
 /// The words of an error, without the name that the bus put in front.
 QString describe(const GError *error)
 {
@@ -84,7 +70,8 @@ SecretFailure toSecretFailure(const GError *error)
 SecretService *SecretServiceLink::open()
 {
     m_isReused = false;
-    throwUnlessDescriptorsAreLeft();
+    if (!GLibNeeds::areDescriptorsLeft())
+        throw SecretFailure{SecretStatus::NotAvailable, u"there are too many open files"_s};
     connectToBus();
     const QByteArray owner = findOwner();
     if (owner != m_owner)
@@ -160,6 +147,8 @@ void SecretServiceLink::connectToBus()
     if (m_bus && !g_dbus_connection_is_closed(m_bus.get()))
         return;
     close();
+    if (!GLibNeeds::areThreadsLeft())
+        throw SecretFailure{SecretStatus::NotAvailable, u"there are too many processes"_s};
     GErrorSlot error;
     GObjectPointer<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, error.receive()));
     if (!bus || g_dbus_connection_is_closed(bus.get()))

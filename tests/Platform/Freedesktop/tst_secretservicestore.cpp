@@ -8,6 +8,7 @@
 
 #include <QTest>
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include "PrivateDesktop.h"
@@ -20,6 +21,30 @@ const SecretKey key = {u"com.ardentwick.Morvanel.test"_s, u"8A1D2C60-0D9C-4E56-A
 const SecretKey otherKey = {key.service, u"OTHER"_s};
 const QByteArray secret = "s3cr3t-t0k3n";
 const QByteArray password = "password";
+
+/// No thread can be made while it lives: each would take more memory than there are addresses.
+class NoThreads
+{
+public:
+    NoThreads()
+    {
+        ::pthread_getattr_default_np(&m_before);
+        pthread_attr_t endless;
+        ::pthread_getattr_default_np(&endless);
+        ::pthread_attr_setstacksize(&endless, size_t(1) << 50);
+        ::pthread_setattr_default_np(&endless);
+        ::pthread_attr_destroy(&endless);
+    }
+    ~NoThreads()
+    {
+        ::pthread_setattr_default_np(&m_before);
+        ::pthread_attr_destroy(&m_before);
+    }
+    Q_DISABLE_COPY_MOVE(NoThreads)
+
+private:
+    pthread_attr_t m_before;
+};
 
 QStringList matchingArguments(const QString &command)
 {
@@ -64,6 +89,19 @@ private Q_SLOTS:
     {
         m_store.reset();
         m_desktop.reset();
+    }
+
+    /// The first of all: GLib keeps the threads that it has made.
+    void outlivesALackOfThreads()
+    {
+        QVERIFY(m_desktop->startKeyring(password));
+        const StandardErrorCapture errors;
+        {
+            const NoThreads none;
+            QCOMPARE(m_store->copyMatching(key).status, SecretStatus::NotAvailable);
+        }
+        QVERIFY(errors.lines().first().contains(u"too many processes"_s));
+        QCOMPARE(m_store->copyMatching(key).status, SecretStatus::ItemNotFound);
     }
 
     void keepsSecrets_data()
