@@ -7,6 +7,13 @@
 
 #include <QEvent>
 
+namespace {
+
+constexpr int preferredLineLength = 40;
+constexpr qsizetype mostMeasured = 64;
+
+} // namespace
+
 TextLabel::TextLabel(FontRole font, ColorRole color, QWidget *parent)
     : QLabel(parent)
     , m_colorRole(color)
@@ -19,7 +26,7 @@ TextLabel::TextLabel(FontRole font, ColorRole color, QWidget *parent)
 void TextLabel::setWraps(bool wraps)
 {
     setWordWrap(wraps);
-    QSizePolicy policy(wraps ? QSizePolicy::Ignored : QSizePolicy::Preferred, QSizePolicy::Minimum);
+    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Minimum);
     policy.setHeightForWidth(wraps);
     setSizePolicy(policy);
 }
@@ -29,6 +36,32 @@ void TextLabel::setColorRole(ColorRole color)
     m_colorRole = color;
     setForegroundRole(color == ColorRole::TertiaryLabel ? QPalette::PlaceholderText : QPalette::WindowText);
     applyColor();
+}
+
+/// A text that wraps takes any width and says what height that needs.
+QSize TextLabel::sizeHint() const
+{
+    if (!wordWrap())
+        return QLabel::sizeHint();
+    const int width = fontMetrics().averageCharWidth() * preferredLineLength;
+    return {width, heightForWidth(width)};
+}
+
+QSize TextLabel::minimumSizeHint() const
+{
+    return wordWrap() ? QSize(0, fontMetrics().height()) : QLabel::minimumSizeHint();
+}
+
+int TextLabel::heightForWidth(int width) const
+{
+    if (!wordWrap())
+        return QLabel::heightForWidth(width);
+    if (m_measured.text != text() || m_measured.font != font() || m_measured.heights.size() == mostMeasured)
+        m_measured = {text(), font(), {}};
+    const auto known = m_measured.heights.constFind(width);
+    if (known != m_measured.heights.constEnd())
+        return *known;
+    return *m_measured.heights.insert(width, QLabel::heightForWidth(width));
 }
 
 void TextLabel::changeEvent(QEvent *event)

@@ -6,6 +6,7 @@
 #include "FontRole.h"
 #include "SymbolImage.h"
 
+#include <QHash>
 #include <QLabel>
 
 /// A plain text with a font and a colour by their roles. Its colour follows the palette.
@@ -21,11 +22,24 @@ public:
     void setWraps(bool wraps);
     void setColorRole(ColorRole color);
 
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+    int heightForWidth(int width) const override;
+
 protected:
     void changeEvent(QEvent *event) override;
 
 private:
     void applyColor();
 
+    /// Heights by width: breaking a text into lines is what takes most time when a form is laid out.
+    struct Measured
+    {
+        QString text;
+        QFont font;
+        QHash<int, int> heights;
+    };
+
     ColorRole m_colorRole;
+    mutable Measured m_measured;
 };
