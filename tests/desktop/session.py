@@ -27,7 +27,7 @@ PANEL_HEIGHT = 32  # of the panel in look
 LOOK = Path(__file__).resolve().parent / "look"  # the settings of a light and of a dark desktop
 
 
-def wait_for(condition, what, timeout=15.0):
+def wait_for(condition, what, timeout=30.0):
     """The first true value of `condition()`; an AssertionError that names `what` after `timeout` seconds.
 
     `what` may be a function that tells it then.
