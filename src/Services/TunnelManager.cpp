@@ -7,7 +7,6 @@
 #include "FileAccess.h"
 #include "LoginItem.h"
 #include "Preferences.h"
-#include "ProcessTable.h"
 #include "TunnelRunner.h"
 
 #include <QCoreApplication>
@@ -23,7 +22,6 @@ namespace {
 constexpr auto tunnelsKey = "tunnels"_L1;
 constexpr auto cloudflaredPathKey = "cloudflaredPath"_L1;
 constexpr auto showsInDockKey = "showsInDock"_L1;
-constexpr auto childPIDsKey = "childPIDs"_L1;
 
 /// The whole list or nothing: one record that cannot be read loses all of them.
 QList<TunnelConfig> decodeTunnels(const QByteArray &json)
@@ -56,6 +54,7 @@ TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
     : QObject(parent)
     , m_services(services)
     , m_keychain(services.secrets)
+    , m_ledger(services.preferences, services.processes)
 {
     load();
 }
@@ -85,9 +84,9 @@ void TunnelManager::makeRunner(const QUuid &id)
 {
     auto runner = std::make_unique<TunnelRunner>(id, m_services.launcher, m_services.scheduler);
     runner->onStateChange = [this] { Q_EMIT objectWillChange(); };
-    runner->onProcessPrepared = [this](qint32 pid) { rememberChild(pid); };
-    runner->onProcessNotStarted = [this](qint32 pid) { forgetChild(pid); };
-    runner->onProcessExited = [this](qint32 pid) { forgetChild(pid); };
+    runner->onProcessPrepared = [this](qint32 pid) { m_ledger.remember(pid); };
+    runner->onProcessNotStarted = [this](qint32 pid) { m_ledger.forget(pid); };
+    runner->onProcessExited = [this](qint32 pid) { m_ledger.forget(pid); };
     dropRunner(id);
     m_runners[id] = std::move(runner);
 }
@@ -273,7 +272,7 @@ void TunnelManager::retire(std::unique_ptr<TunnelRunner> runner)
     }
     TunnelRunner *retired = runner.get();
     retired->onProcessExited = [this, retired](qint32 pid) {
-        forgetChild(pid);
+        m_ledger.forget(pid);
         const auto place = std::find_if(m_retired.begin(), m_retired.end(),
                                         [&](const auto &candidate) { return candidate.get() == retired; });
         place->release()->deleteLater();
@@ -331,29 +330,7 @@ std::optional<QString> TunnelManager::detectCloudflared() const
     return std::nullopt;
 }
 
-void TunnelManager::rememberChild(qint32 pid)
-{
-    QList<qint32> pids = m_services.preferences.integers(childPIDsKey).value_or(QList<qint32>());
-    pids += pid;
-    m_services.preferences.setIntegers(childPIDsKey, pids);
-}
-
-void TunnelManager::forgetChild(qint32 pid)
-{
-    QList<qint32> pids = m_services.preferences.integers(childPIDsKey).value_or(QList<qint32>());
-    pids.removeAll(pid);
-    m_services.preferences.setIntegers(childPIDsKey, pids);
-}
-
 void TunnelManager::terminateOrphanedProcesses()
 {
-    const QList<qint32> pids = m_services.preferences.integers(childPIDsKey).value_or(QList<qint32>());
-    for (const qint32 pid : pids) {
-        if (pid < 1)
-            continue;
-        const std::unique_ptr<ProcessHandle> process = m_services.processes.find(pid);
-        if (process && process->executablePath().endsWith("/cloudflared"))
-            process->terminate();
-    }
-    m_services.preferences.remove(childPIDsKey);
+    m_ledger.terminateOrphans();
 }

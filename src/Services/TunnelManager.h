@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "ChildLedger.h"
 #include "KeychainStore.h"
 #include "TunnelConfig.h"
 
@@ -116,8 +117,6 @@ private:
     /// Stops the runner of `id`, if there is one, and keeps it until its child has ended.
     void dropRunner(const QUuid &id);
     void retire(std::unique_ptr<TunnelRunner> runner);
-    void rememberChild(qint32 pid);
-    void forgetChild(qint32 pid);
 
     struct IdHash
     {
@@ -126,6 +125,7 @@ private:
 
     TunnelServices m_services;
     KeychainStore m_keychain;
+    ChildLedger m_ledger;
     QList<TunnelConfig> m_tunnels;
     QString m_cloudflaredPath;
     bool m_showsInDock = true;
