@@ -5,9 +5,43 @@
 
 #include "FontRole.h"
 
+#include <QAccessibleWidget>
 #include <QKeyEvent>
 
 #include <limits>
+
+namespace {
+
+/// A masked field as assistive technology sees it. A line edit announces every change with the characters,
+/// whatever it shows; without a text interface no such announcement leaves the program.
+class MaskedFieldAccessible final : public QAccessibleWidget
+{
+public:
+    explicit MaskedFieldAccessible(SecretField *field)
+        : QAccessibleWidget(field, QAccessible::EditableText)
+        , m_field(field)
+    {
+    }
+    QAccessible::State state() const override
+    {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.passwordEdit = true;
+        state.editable = !m_field->isReadOnly();
+        state.readOnly = m_field->isReadOnly();
+        return state;
+    }
+
+private:
+    SecretField *m_field;
+};
+
+QAccessibleInterface *makeInterface(const QString &, QObject *object)
+{
+    auto *field = qobject_cast<SecretField *>(object);
+    return field && field->isMasked() ? new MaskedFieldAccessible(field) : nullptr;
+}
+
+} // namespace
 
 TextField::TextField(QWidget *parent)
     : QLineEdit(parent)
@@ -30,18 +64,30 @@ MonospacedField::MonospacedField(QWidget *parent)
 SecretField::SecretField(QWidget *parent)
     : MonospacedField(parent)
 {
+    QAccessible::installFactory(makeInterface); // again changes nothing
     setRevealed(false);
 }
 
+/// The interface that assistive technology has had goes: the next one is made for the new mode.
 void SecretField::setRevealed(bool isRevealed)
 {
     setEchoMode(isRevealed ? QLineEdit::Normal : QLineEdit::Password);
+    if (QAccessibleInterface *former = QAccessible::queryAccessibleInterface(this))
+        QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(former));
+}
+
+void SecretField::forget()
+{
+    const bool wasMasked = isMasked();
+    setRevealed(false); // what goes is announced as well
+    setText({});
+    setRevealed(!wasMasked);
 }
 
 /// The base would take the selection away without copying it.
 void SecretField::keyPressEvent(QKeyEvent *event)
 {
-    if (echoMode() != QLineEdit::Normal && event->matches(QKeySequence::Cut))
+    if (isMasked() && event->matches(QKeySequence::Cut))
         event->accept();
     else
         MonospacedField::keyPressEvent(event);

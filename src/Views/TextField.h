@@ -26,7 +26,8 @@ public:
     explicit MonospacedField(QWidget *parent = nullptr);
 };
 
-/// A field for a secret. While it is masked nothing of it can be copied or cut.
+/// A field for a secret. While it is masked nothing of it can be copied or cut, and assistive technology is
+/// told of no character.
 class SecretField : public MonospacedField
 {
     Q_OBJECT
@@ -36,6 +37,9 @@ public:
     explicit SecretField(QWidget *parent = nullptr);
 
     void setRevealed(bool isRevealed);
+    bool isMasked() const { return echoMode() != QLineEdit::Normal; }
+    /// Clears the field and its undo history. It is masked meanwhile.
+    void forget();
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;

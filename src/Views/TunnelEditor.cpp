@@ -222,7 +222,7 @@ void TunnelEditor::save()
 {
     const QUuid id = m_model.save();
     if (!m_model.isNew())
-        m_token->showValue(m_model.token);
+        m_token->forget();
     m_onSaved(id);
     m_savedNote->setIn(true);
     QTimer::singleShot(savedNoteTime, this, [this] { m_savedNote->setIn(false); });

@@ -58,6 +58,23 @@ protected:
     }
 };
 
+QString announced;
+
+/// Gathers the characters that reach assistive technology: it gets those of texts that it can read only.
+void gatherAnnounced(QAccessibleEvent *event)
+{
+    const QAccessibleInterface *source = event->accessibleInterface();
+    if (!source || !const_cast<QAccessibleInterface *>(source)->textInterface())
+        return;
+    if (event->type() == QAccessible::TextInserted)
+        announced += static_cast<QAccessibleTextInsertEvent *>(event)->textInserted();
+    else if (event->type() == QAccessible::TextRemoved)
+        announced += static_cast<QAccessibleTextRemoveEvent *>(event)->textRemoved();
+    else if (event->type() == QAccessible::TextUpdated)
+        announced += static_cast<QAccessibleTextUpdateEvent *>(event)->textInserted() +
+                     static_cast<QAccessibleTextUpdateEvent *>(event)->textRemoved();
+}
+
 QString accessibleName(QObject *object)
 {
     return QAccessible::queryAccessibleInterface(object)->text(QAccessible::Name);
@@ -88,6 +105,7 @@ private Q_SLOTS:
     void reordersByKeyboard();
 
     void maskedTokenStaysInTheField();
+    void maskedTokenIsNotAnnounced();
     void savedTokenIsGone();
     void warnsOfStrangeTokens();
     void inputIsNeverCut();
@@ -469,6 +487,36 @@ void TestTunnelsSettings::maskedTokenStaysInTheField()
     click(button(u"Hide"_s));
     QCOMPARE(button(u"Show"_s)->icon().name(), u"eye"_s);
     QCOMPARE(token->echoMode(), QLineEdit::Password);
+}
+
+void TestTunnelsSettings::maskedTokenIsNotAnnounced()
+{
+    add({u"a"_s});
+    show();
+    announced.clear();
+    QAccessible::setActive(true);
+    const QAccessible::UpdateHandler former = QAccessible::installUpdateHandler(gatherAnnounced);
+    field(u"Name"_s)->setFocus();
+    type(u"b"_s);
+    QLineEdit *token = field(u"Token"_s);
+    token->setFocus();
+    type(u"eyJ"_s);
+    paste(u"secret"_s);
+    press(Qt::Key_Backspace);
+    QCOMPARE(announced, u"b"_s);
+    QCOMPARE(accessibleName(token), u"Token"_s);
+    QVERIFY(QAccessible::queryAccessibleInterface(token)->state().passwordEdit);
+
+    click(button(u"Show"_s));
+    token->setFocus();
+    press(Qt::Key_End);
+    type(u"T"_s);
+    QCOMPARE(announced, u"bT"_s);
+    click(button(u"Save"_s));
+    QCOMPARE(announced, u"bT"_s);
+    QVERIFY(token->text().isEmpty());
+    QAccessible::installUpdateHandler(former);
+    QAccessible::setActive(false);
 }
 
 void TestTunnelsSettings::savedTokenIsGone()
