@@ -105,8 +105,9 @@ QLayout *TunnelEditor::makeBottomBar()
 {
     auto *bar = new QHBoxLayout;
     bar->addWidget(m_toggle);
-    bar->addWidget(m_state);
-    bar->addStretch();
+    bar->addWidget(m_state, 1); // a message has all the room there is
+    if (m_model.isNew())
+        bar->addStretch();
     bar->addWidget(m_savedNote);
     bar->addWidget(m_save);
     m_toggle->setVisible(!m_model.isNew());
