@@ -33,6 +33,9 @@ QStringList ClampedLabel::lines() const
 {
     const QString shown = shownText(text());
     QTextLayout layout(shown, font(), this);
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
     QStringList lines;
     layout.beginLayout();
     while (lines.size() < m_maximumLines) {

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
+#include "ClampedLabel.h"
 #include "Fakes.h"
 #include "SettingsView.h"
 #include "SymbolDrawing.h"
@@ -12,6 +13,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
@@ -19,6 +21,7 @@
 #include <QPushButton>
 #include <QTest>
 #include <QToolButton>
+#include <QToolTip>
 #include <QTranslator>
 
 using namespace Qt::StringLiterals;
@@ -109,6 +112,8 @@ private Q_SLOTS:
     void savedTokenIsGone();
     void warnsOfStrangeTokens();
     void inputIsNeverCut();
+    void cutTextsHaveTooltips_data();
+    void cutTextsHaveTooltips();
     void savedNoteComesAndGoes();
     void namesForAssistiveTechnology();
     void followsLanguageFontAndPalette();
@@ -574,6 +579,36 @@ void TestTunnelsSettings::inputIsNeverCut()
     QVERIFY(view->minimumSizeHint().width() <= 720); // nothing makes the window wider
     click(button(u"Save"_s));
     QCOMPARE(names(), QStringList{name});
+}
+
+void TestTunnelsSettings::cutTextsHaveTooltips_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("lines");
+    QTest::addColumn<bool>("isCut");
+
+    QTest::newRow("fits") << u"a & b"_s << 1 << false;
+    QTest::newRow("fits on two lines") << u"failed because"_s << 2 << false;
+    QTest::newRow("words") << u"failed <b> "_s.repeated(20) << 2 << true;
+    QTest::newRow("without blanks") << QString(200, u'm') << 1 << true;
+    QTest::newRow("without blanks on two lines") << QString(200, u'm') << 2 << true;
+}
+
+void TestTunnelsSettings::cutTextsHaveTooltips()
+{
+    QFETCH(QString, text);
+    QFETCH(int, lines);
+    QFETCH(bool, isCut);
+    ClampedLabel label(FontRole::Caption, ColorRole::None, lines);
+    label.setText(text);
+    label.resize(80, label.sizeHint().height());
+    label.show();
+    QHelpEvent event(QEvent::ToolTip, {}, label.mapToGlobal(QPoint()));
+    QCoreApplication::sendEvent(&label, &event);
+    const QString expected = isCut ? u"<div>"_s + text.toHtmlEscaped() + u"</div>"_s : QString();
+    QTRY_COMPARE(QToolTip::text(), expected);
+    QToolTip::hideText();
+    QTRY_VERIFY(!QToolTip::isVisible());
 }
 
 void TestTunnelsSettings::savedNoteComesAndGoes()
