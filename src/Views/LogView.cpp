@@ -3,6 +3,7 @@
 
 #include "LogView.h"
 
+#include "FontRole.h"
 #include "LogRules.h"
 #include "RunnerLogView.h"
 #include "SingleLine.h"
@@ -69,6 +70,13 @@ QWidget *LogView::makeHeader()
     row->addWidget(m_picker, 1);
     row->addStretch(1);
     return header;
+}
+
+void LogView::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::FontChange)
+        renewFontRoles(this);
 }
 
 /// The first tunnel is chosen when the window appears and nobody has chosen one yet. Then the keys scroll the

@@ -26,6 +26,7 @@ public:
     std::optional<QUuid> selection() const { return m_selection; }
 
 protected:
+    void changeEvent(QEvent *event) override;
     void showEvent(QShowEvent *event) override;
 
 private:

@@ -3,7 +3,7 @@
 
 #include "RunnerLogView.h"
 
-#include "ElidedLabel.h"
+#include "ClampedLabel.h"
 #include "LogTextArea.h"
 #include "TunnelRunner.h"
 
@@ -16,23 +16,12 @@ namespace {
 
 constexpr int footerPadding = 10;
 
-/// Smaller than the text around it.
-QFont captionFont(QFont font)
-{
-    constexpr qreal ratio = 0.85;
-    if (font.pixelSize() > 0)
-        font.setPixelSize(qRound(font.pixelSize() * ratio));
-    else
-        font.setPointSizeF(font.pointSizeF() * ratio);
-    return font;
-}
-
 } // namespace
 
 RunnerLogView::RunnerLogView(QWidget *parent)
     : QWidget(parent)
     , m_area(new LogTextArea(this))
-    , m_state(new ElidedLabel(this))
+    , m_state(new ClampedLabel(FontRole::Caption, ColorRole::TertiaryLabel, 1, this))
 {
     setFocusProxy(m_area);
     auto *divider = new QFrame(this);
@@ -50,8 +39,6 @@ QWidget *RunnerLogView::makeFooter()
     auto *footer = new QWidget(this);
     auto *row = new QHBoxLayout(footer);
     row->setContentsMargins(footerPadding, footerPadding, footerPadding, footerPadding);
-    m_state->setFont(captionFont(font()));
-    m_state->setForegroundRole(QPalette::PlaceholderText);
     auto *copy = new QPushButton(tr("Copy"), footer);
     auto *clear = new QPushButton(tr("Clear"), footer);
     connect(copy, &QPushButton::clicked, this, &RunnerLogView::copyLog);
@@ -76,13 +63,6 @@ void RunnerLogView::setRunner(TunnelRunner *runner)
     connect(runner, &TunnelRunner::logLinesChanged, m_area, &LogTextArea::logChanged);
     connect(runner, &TunnelRunner::stateChanged, this, &RunnerLogView::showState);
     connect(runner, &QObject::destroyed, this, [this] { setRunner(nullptr); });
-}
-
-void RunnerLogView::changeEvent(QEvent *event)
-{
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::FontChange || event->type() == QEvent::ApplicationFontChange)
-        m_state->setFont(captionFont(font()));
 }
 
 void RunnerLogView::showState()

@@ -6,7 +6,7 @@
 #include <QPointer>
 #include <QWidget>
 
-class ElidedLabel;
+class ClampedLabel;
 class LogTextArea;
 class TunnelRunner;
 
@@ -22,9 +22,6 @@ public:
     /// Shows another runner's log from its end on; null for none. The runner may go at any time.
     void setRunner(TunnelRunner *runner);
 
-protected:
-    void changeEvent(QEvent *event) override;
-
 private:
     QWidget *makeFooter();
     void showState();
@@ -33,5 +30,5 @@ private:
 
     QPointer<TunnelRunner> m_runner;
     LogTextArea *m_area;
-    ElidedLabel *m_state;
+    ClampedLabel *m_state;
 };

@@ -3,6 +3,8 @@
 
 #include "TunnelPicker.h"
 
+#include "ShownText.h"
+
 #include <QHelpEvent>
 #include <QStyleOption>
 #include <QStylePainter>
@@ -24,7 +26,7 @@ bool TunnelPicker::event(QEvent *event)
     initStyleOption(&option);
     const bool isCut = shownText(option) != option.currentText;
     QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
-                       isCut ? option.currentText.toHtmlEscaped() : QString(), this);
+                       isCut ? toolTipText(option.currentText) : QString(), this);
     return true;
 }
 
