@@ -5,6 +5,7 @@
 
 #include "TunnelListModel.h"
 
+#include <QDrag>
 #include <QKeyEvent>
 
 TunnelListView::TunnelListView(QWidget *parent)
@@ -36,6 +37,21 @@ void TunnelListView::keyPressEvent(QKeyEvent *event)
         moveSelectedRow(event->key() == Qt::Key_Up ? -1 : 1);
     else
         QListView::keyPressEvent(event);
+}
+
+/// The base would hold the picture of the row where it was taken, over the line that shows where it goes.
+/// What is dropped moves in the model: nothing is left to be removed here.
+void TunnelListView::startDrag(Qt::DropActions supported)
+{
+    constexpr QPoint pictureOffset(16, 20); // from the pointer
+    const QModelIndexList selected = selectedIndexes();
+    if (selected.isEmpty())
+        return;
+    auto *drag = new QDrag(this);
+    drag->setMimeData(model()->mimeData(selected));
+    drag->setPixmap(viewport()->grab(visualRect(selected.first()) & viewport()->rect()));
+    drag->setHotSpot(-pictureOffset);
+    drag->exec(supported, defaultDropAction());
 }
 
 /// Nothing happens at the ends of the list.

@@ -17,6 +17,7 @@ protected:
     void dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
                      const QList<int> &roles) override;
     void keyPressEvent(QKeyEvent *event) override;
+    void startDrag(Qt::DropActions supported) override;
 
 private:
     void moveSelectedRow(int distance);

@@ -12,6 +12,8 @@
 #include <QTimer>
 #include <QWindow>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 /// Dragging needs a display that knows it.
@@ -60,15 +62,23 @@ void TestTunnelsDrag::reorders()
     const QImage resting = viewport->grab().toImage();
     // The drag runs an event loop of its own: what the hand does then comes from a timer.
     QImage dragging;
+    bool isLineFree = true;
+    const QRect line(view.mapToGlobal(to) - QPoint(0, 12), QSize(100, 24));
+    const auto hidesLine = [&](const QWindow *one) {
+        return one != window && one->isVisible() && one->geometry().intersects(line);
+    };
     int step = 0;
     QTimer hand;
     connect(&hand, &QTimer::timeout, this, [&] {
         ++step;
         if (step < 10)
             QTest::mouseMove(window, to + QPoint(step, 0));
-        else if (step == 10)
+        else if (step == 10) {
             dragging = viewport->grab().toImage();
-        else
+            const QWindowList windows = QGuiApplication::allWindows();
+            QVERIFY(windows.size() > 1); // the picture of what is dragged
+            isLineFree = std::none_of(windows.begin(), windows.end(), hidesLine);
+        } else
             hand.stop();
         if (step == 11)
             QTest::mouseRelease(window, Qt::LeftButton, {}, to);
@@ -86,6 +96,7 @@ void TestTunnelsDrag::reorders()
     };
     QTRY_COMPARE(names(), order);
     QVERIFY(dragging != resting); // a line shows where the row goes
+    QVERIFY(isLineFree);
     QCOMPARE(list->model()->rowCount(), 3);
     const QString dragged = list->selectionModel()->selectedIndexes().first().data().toString();
     QCOMPARE(dragged, u"abc"_s.sliced(row, 1));
