@@ -5,8 +5,8 @@
 
 #include "FontRole.h"
 #include "LogRules.h"
+#include "ManagerChanges.h"
 #include "RunnerLogView.h"
-#include "SingleLine.h"
 #include "TunnelManager.h"
 #include "TunnelPicker.h"
 
@@ -38,7 +38,8 @@ LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget
     m_pages->addWidget(m_placeholder);
     m_pages->addWidget(makeContent());
     connect(m_picker, &QComboBox::activated, this, &LogView::choose);
-    connect(&manager, &TunnelManager::objectWillChange, this, &LogView::refreshSoon, Qt::QueuedConnection);
+    auto *changes = new ManagerChanges(manager, this);
+    connect(changes, &ManagerChanges::changed, this, &LogView::refreshSoon);
     refresh();
 }
 
@@ -105,29 +106,12 @@ void LogView::refreshSoon()
 void LogView::refresh()
 {
     m_isStale = false;
-    refreshPicker();
+    m_picker->setTunnels(m_manager.tunnels());
+    m_picker->setCurrentIndex(m_selection ? m_picker->findData(*m_selection) : -1);
     TunnelRunner *runner = m_selection ? m_manager.runner(*m_selection) : nullptr;
     m_log->setRunner(runner);
     m_log->setVisible(runner);
     m_pages->setCurrentIndex(m_manager.tunnels().isEmpty() ? 0 : 1);
-}
-
-void LogView::refreshPicker()
-{
-    const QList<TunnelConfig> &tunnels = m_manager.tunnels();
-    const auto isShown = [this](int index, const TunnelConfig &tunnel) {
-        return m_picker->itemData(index).toUuid() == tunnel.id &&
-               m_picker->itemText(index) == singleLine(tunnel.name);
-    };
-    bool isCurrent = m_picker->count() == tunnels.size();
-    for (int i = 0; isCurrent && i < tunnels.size(); ++i)
-        isCurrent = isShown(i, tunnels[i]);
-    if (!isCurrent) {
-        m_picker->clear();
-        for (const TunnelConfig &tunnel : tunnels)
-            m_picker->addItem(singleLine(tunnel.name), tunnel.id);
-    }
-    m_picker->setCurrentIndex(m_selection ? m_picker->findData(*m_selection) : -1);
 }
 
 void LogView::choose(int index)

@@ -34,7 +34,6 @@ private:
     QWidget *makeHeader();
     void refreshSoon();
     void refresh();
-    void refreshPicker();
     void choose(int index);
 
     TunnelManager &m_manager;

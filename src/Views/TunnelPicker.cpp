@@ -10,6 +10,9 @@
 #include <QStylePainter>
 #include <QToolTip>
 
+#include <algorithm>
+#include <utility>
+
 TunnelPicker::TunnelPicker(QWidget *parent)
     : QComboBox(parent)
 {
@@ -18,15 +21,50 @@ TunnelPicker::TunnelPicker(QWidget *parent)
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
+void TunnelPicker::setTunnels(const QList<TunnelConfig> &tunnels)
+{
+    const bool isSame = std::equal(tunnels.begin(), tunnels.end(), m_tunnels.begin(), m_tunnels.end(),
+                                   [](const TunnelConfig &one, const TunnelConfig &other) {
+                                       return one.id == other.id && one.name == other.name;
+                                   });
+    if (isSame)
+        return;
+    m_tunnels = tunnels;
+    fill();
+    setCurrentIndex(-1);
+}
+
+void TunnelPicker::fill()
+{
+    constexpr int widest = 560; // of the list
+    const int chosen = currentIndex();
+    clear();
+    for (const TunnelConfig &tunnel : std::as_const(m_tunnels)) {
+        const QString name = shownText(tunnel.name);
+        const QString cut = fontMetrics().elidedText(name, Qt::ElideRight, widest);
+        addItem(cut, tunnel.id);
+        setItemData(count() - 1, name, Qt::AccessibleTextRole);
+        setItemData(count() - 1, cut == name ? QVariant() : toolTipText(name), Qt::ToolTipRole);
+    }
+    setCurrentIndex(chosen);
+}
+
+void TunnelPicker::changeEvent(QEvent *event)
+{
+    QComboBox::changeEvent(event);
+    if (event->type() == QEvent::FontChange)
+        fill();
+}
+
 bool TunnelPicker::event(QEvent *event)
 {
     if (event->type() != QEvent::ToolTip)
         return QComboBox::event(event);
     QStyleOptionComboBox option;
     initStyleOption(&option);
-    const bool isCut = shownText(option) != option.currentText;
+    const bool isCut = fieldText(option) != wholeText();
     QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
-                       isCut ? toolTipText(option.currentText) : QString(), this);
+                       isCut ? toolTipText(wholeText()) : QString(), this);
     return true;
 }
 
@@ -37,11 +75,11 @@ void TunnelPicker::paintEvent(QPaintEvent *)
     initStyleOption(&option);
     painter.setPen(palette().color(QPalette::Text));
     painter.drawComplexControl(QStyle::CC_ComboBox, option);
-    option.currentText = shownText(option);
+    option.currentText = fieldText(option);
     painter.drawControl(QStyle::CE_ComboBoxLabel, option);
 }
 
-QString TunnelPicker::shownText(const QStyleOptionComboBox &option) const
+QString TunnelPicker::fieldText(const QStyleOptionComboBox &option) const
 {
     constexpr int margin = 8; // what styles leave free around the text
     const QRect field =

@@ -190,6 +190,16 @@ void TestLogView::pickerFollowsTheTunnels()
     manager->moveTunnels({0}, 2);
     QTRY_COMPARE(picker()->itemText(0), u"b"_s);
     QCOMPARE(picker()->currentText(), u"two lines"_s);
+
+    // One long name does not make the list as wide as the screen.
+    first.name = QString(300, u'm') + u'&';
+    manager->update(first, std::nullopt);
+    QTRY_COMPARE(picker()->itemData(1, Qt::AccessibleTextRole).toString(), first.name);
+    QCOMPARE(picker()->currentIndex(), 1);
+    QVERIFY(picker()->itemData(1, Qt::ToolTipRole).toString().contains(u"mm&amp;"));
+    QVERIFY(picker()->fontMetrics().horizontalAdvance(picker()->itemText(1)) <= 560);
+    QVERIFY(picker()->itemText(1).endsWith(u'…'));
+    QVERIFY(!picker()->itemData(0, Qt::ToolTipRole).isValid());
 }
 
 void TestLogView::footerFollowsTheState()
