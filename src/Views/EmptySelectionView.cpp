@@ -34,6 +34,7 @@ EmptySelectionView::EmptySelectionView(bool hasTunnels, QWidget *parent)
     column->addWidget(m_text, 0, Qt::AlignHCenter);
     column->addWidget(m_addButton, 0, Qt::AlignHCenter);
     column->addStretch();
+    m_addButton->setDefault(true);
     connect(m_addButton, &QPushButton::clicked, this, &EmptySelectionView::addRequested);
     retranslate();
 }
@@ -42,6 +43,11 @@ void EmptySelectionView::setHasTunnels(bool hasTunnels)
 {
     m_hasTunnels = hasTunnels;
     retranslate();
+}
+
+void EmptySelectionView::focusAddButton()
+{
+    m_addButton->setFocus(Qt::OtherFocusReason);
 }
 
 void EmptySelectionView::changeEvent(QEvent *event)

@@ -18,6 +18,8 @@ public:
     explicit EmptySelectionView(bool hasTunnels, QWidget *parent = nullptr);
 
     void setHasTunnels(bool hasTunnels);
+    /// So that Return adds a tunnel.
+    void focusAddButton();
 
 Q_SIGNALS:
     void addRequested();

@@ -93,7 +93,7 @@ void TunnelsSettingsView::showEvent(QShowEvent *event)
         return;
     m_selection.appear();
     refresh();
-    if (!isAncestorOf(window()->focusWidget()))
+    if (!window()->focusWidget()) // the tabs keep the keyboard
         m_list->setFocus(Qt::OtherFocusReason);
 }
 
@@ -211,6 +211,8 @@ void TunnelsSettingsView::remove()
 {
     m_selection.remove();
     refresh();
+    if (m_placeholder)
+        m_placeholder->focusAddButton();
 }
 
 void TunnelsSettingsView::created(const QUuid &id)

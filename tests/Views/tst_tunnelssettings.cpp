@@ -19,6 +19,7 @@
 #include <QListView>
 #include <QPaintEvent>
 #include <QPushButton>
+#include <QTabBar>
 #include <QTest>
 #include <QToolButton>
 #include <QToolTip>
@@ -101,6 +102,7 @@ private Q_SLOTS:
     void anotherTunnelDropsTheInput();
     void addButtonAndRows();
     void deletesDownToThePlaceholder();
+    void keyboardStaysWhereItIs();
     void startsAndStops();
     void dotsFollowTheStates();
     void aStatePaintsOneRow();
@@ -371,6 +373,26 @@ void TestTunnelsSettings::deletesDownToThePlaceholder()
     clickRow(0);
     QTest::mouseClick(list()->viewport(), Qt::LeftButton, Qt::ControlModifier, gapAbove(0)); // deselects
     QVERIFY(label(u"Select a tunnel"_s));
+}
+
+void TestTunnelsSettings::keyboardStaysWhereItIs()
+{
+    add({u"a"_s});
+    show();
+    auto *tabs = view->findChild<QTabBar *>();
+    tabs->setFocus();
+    press(Qt::Key_Right);
+    QVERIFY(!list()->isVisible());
+    press(Qt::Key_Left);
+    QVERIFY(list()->isVisible());
+    QCOMPARE(QApplication::focusWidget(), tabs);
+
+    button(u"Delete the selected tunnel"_s)->setFocus();
+    press(Qt::Key_Space);
+    QVERIFY(manager->tunnels().isEmpty());
+    QCOMPARE(QApplication::focusWidget(), button(u"Add Tunnel"_s));
+    press(Qt::Key_Return);
+    QCOMPARE(QApplication::focusWidget(), field(u"Name"_s));
 }
 
 void TestTunnelsSettings::startsAndStops()
