@@ -3,7 +3,6 @@
 
 #include "Program.h"
 
-#include "SettingsView.h"
 #include "SingleInstance.h"
 #include "StatusItemController.h"
 
@@ -34,7 +33,7 @@ Program::Program(SingleInstance &instance, QObject *parent)
                    QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation))
     , m_manager(TunnelServices{m_preferences, m_secrets, m_launcher, m_processes, m_files, m_loginItem,
                                m_scheduler})
-    , m_windows(m_manager, m_application, [](TunnelManager &manager) { return new SettingsView(manager); })
+    , m_windows(m_manager, m_application)
     , m_delegate(m_manager, m_windows, m_application, m_scheduler,
                  [this] { return makeStatusItemController(); })
     , m_signals(m_watcher)

@@ -5,6 +5,7 @@
 
 #include "Application.h"
 #include "LogView.h"
+#include "SettingsView.h"
 #include "WindowMenuBar.h"
 
 #include <QApplication>
@@ -33,12 +34,10 @@ void centre(QWidget &window)
 
 } // namespace
 
-WindowPresenter::WindowPresenter(TunnelManager &manager, Application &application,
-                                 SettingsFactory makeSettings, QObject *parent)
+WindowPresenter::WindowPresenter(TunnelManager &manager, Application &application, QObject *parent)
     : QObject(parent)
     , m_manager(manager)
     , m_application(application)
-    , m_makeSettings(std::move(makeSettings))
 {
 }
 
@@ -48,7 +47,7 @@ void WindowPresenter::showSettings()
 {
     m_application.activateIgnoringOtherApps();
     if (!m_settingsWindow)
-        m_settingsWindow = makeWindow(m_makeSettings(m_manager), settingsSize, tr("Morvanel Settings"));
+        m_settingsWindow = makeWindow(new SettingsView(m_manager), settingsSize, tr("Morvanel Settings"));
     orderFront(*m_settingsWindow);
 }
 

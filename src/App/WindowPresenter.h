@@ -9,7 +9,6 @@
 #include <QObject>
 #include <QPointer>
 
-#include <functional>
 #include <memory>
 
 class Application;
@@ -25,12 +24,8 @@ class WindowPresenter : public QObject, public Windows
     Q_OBJECT
 
 public:
-    /// Makes the content of the Settings window.
-    using SettingsFactory = std::function<QWidget *(TunnelManager &)>;
-
     /// `manager` and `application` outlive the presenter.
-    WindowPresenter(TunnelManager &manager, Application &application, SettingsFactory makeSettings,
-                    QObject *parent = nullptr);
+    WindowPresenter(TunnelManager &manager, Application &application, QObject *parent = nullptr);
     ~WindowPresenter() override;
 
     void showSettings() override;
@@ -53,7 +48,6 @@ private:
 
     TunnelManager &m_manager;
     Application &m_application;
-    SettingsFactory m_makeSettings;
     std::unique_ptr<QMainWindow> m_settingsWindow;
     std::unique_ptr<QMainWindow> m_logsWindow;
     QPointer<QMessageBox> m_about;

@@ -9,6 +9,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenu>
@@ -16,7 +17,6 @@
 #include <QMessageBox>
 #include <QScreen>
 #include <QTest>
-#include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -41,21 +41,6 @@ public:
 
     qsizetype visibleWindows = 0;
 };
-
-/// In the place of the settings: two fields, the second with a hidden text.
-QWidget *makeFields(TunnelManager &)
-{
-    auto *fields = new QWidget;
-    auto *column = new QVBoxLayout(fields);
-    auto *name = new QLineEdit(fields);
-    auto *token = new QLineEdit(fields);
-    name->setObjectName(u"name"_s);
-    token->setObjectName(u"token"_s);
-    token->setEchoMode(QLineEdit::Password);
-    column->addWidget(name);
-    column->addWidget(token);
-    return fields;
-}
 
 } // namespace
 
@@ -82,7 +67,7 @@ private Q_SLOTS:
 private:
     QMainWindow &settings() const { return *presenter->settingsWindow(); }
     QMainWindow &logs() const { return *presenter->logsWindow(); }
-    QLineEdit *field(const QString &name) const { return settings().findChild<QLineEdit *>(name); }
+    QLineEdit *field(const QString &label) const;
     void showSettings();
     void showLogs();
     static QAction *action(const QMainWindow &window, const QString &title);
@@ -101,7 +86,7 @@ void TestWindows::init()
     manager = std::make_unique<TunnelManager>(world->services());
     journal.clear();
     application = std::make_unique<WatchingApplication>(journal);
-    presenter = std::make_unique<WindowPresenter>(*manager, *application, makeFields);
+    presenter = std::make_unique<WindowPresenter>(*manager, *application);
     QGuiApplication::clipboard()->clear();
 }
 
@@ -123,6 +108,14 @@ void TestWindows::showLogs()
 {
     presenter->showLogs(std::nullopt);
     QVERIFY(QTest::qWaitForWindowActive(&logs()));
+}
+
+QLineEdit *TestWindows::field(const QString &label) const
+{
+    const QList<QLabel *> labels = settings().findChildren<QLabel *>();
+    const auto found = std::find_if(labels.begin(), labels.end(),
+                                    [&](const QLabel *one) { return one->buddy() && one->text() == label; });
+    return found == labels.end() ? nullptr : qobject_cast<QLineEdit *>((*found)->buddy());
 }
 
 QAction *TestWindows::action(const QMainWindow &window, const QString &title)
@@ -230,8 +223,8 @@ void TestWindows::menuHasItsEntries()
 void TestWindows::keysWorkInBothWindows()
 {
     showSettings();
-    field(u"name"_s)->setFocus();
-    QTest::keyClick(field(u"name"_s), Qt::Key_L, Qt::ControlModifier);
+    field(u"Name"_s)->setFocus();
+    QTest::keyClick(field(u"Name"_s), Qt::Key_L, Qt::ControlModifier);
     QVERIFY(QTest::qWaitForWindowActive(&logs()));
     QTest::keyClick(&logs(), Qt::Key_Comma, Qt::ControlModifier);
     QVERIFY(QTest::qWaitForWindowActive(&settings()));
@@ -247,7 +240,7 @@ void TestWindows::keysWorkInBothWindows()
 void TestWindows::editingFollowsTheFocus()
 {
     showSettings();
-    QLineEdit *name = field(u"name"_s);
+    QLineEdit *name = field(u"Name"_s);
     name->setFocus();
     QCOMPARE(enabledEditing(settings()), (QStringList{u"Paste"_s}));
     QTest::keyClicks(name, u"home"_s);
@@ -267,7 +260,7 @@ void TestWindows::editingFollowsTheFocus()
     QCOMPARE(name->text(), u"home"_s);
 
     name->setReadOnly(true);
-    field(u"token"_s)->setFocus();
+    field(u"Token"_s)->setFocus();
     name->setFocus();
     QCOMPARE(enabledEditing(settings()), (QStringList{u"Select All"_s}));
 }
@@ -275,7 +268,7 @@ void TestWindows::editingFollowsTheFocus()
 void TestWindows::hiddenTextIsNotGivenAway()
 {
     showSettings();
-    QLineEdit *token = field(u"token"_s);
+    QLineEdit *token = field(u"Token"_s);
     token->setFocus();
     QTest::keyClicks(token, u"secret"_s);
     QTest::keyClick(token, Qt::Key_A, Qt::ControlModifier);
@@ -300,7 +293,7 @@ void TestWindows::editsTheLog()
     QVERIFY(QGuiApplication::clipboard()->text().startsWith(u"\u25B6\uFE0E Starting: "));
 
     showSettings(); // the other window's menu goes on to be about its own fields
-    field(u"token"_s)->setFocus();
+    field(u"Token"_s)->setFocus();
     QCOMPARE(enabledEditing(logs()), (QStringList{u"Copy"_s, u"Select All"_s}));
     QCOMPARE(enabledEditing(settings()), (QStringList{u"Paste"_s}));
 }
