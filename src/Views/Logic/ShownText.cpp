@@ -3,14 +3,18 @@
 
 #include "ShownText.h"
 
-#include "SingleLine.h"
-
 using namespace Qt::StringLiterals;
 
 QString shownText(const QString &text)
 {
     constexpr qsizetype longestShown = 1000;
-    return singleLine(text.left(longestShown));
+    QString shown = text.left(longestShown);
+    for (QChar &character : shown) {
+        if (character.category() == QChar::Other_Control || character == QChar::LineSeparator ||
+            character == QChar::ParagraphSeparator)
+            character = u' ';
+    }
+    return shown;
 }
 
 QString toolTipText(const QString &text)
