@@ -4,6 +4,7 @@
 #include "FormScroller.h"
 
 #include <QEvent>
+#include <QLayout>
 #include <QScrollBar>
 
 FormScroller::FormScroller(QWidget *form, QWidget *parent)
@@ -30,4 +31,13 @@ bool FormScroller::eventFilter(QObject *watched, QEvent *event)
     if (watched == widget() && event->type() == QEvent::LayoutRequest)
         updateGeometry();
     return QScrollArea::eventFilter(watched, event);
+}
+
+/// A size that the form gets while it is told of an earlier one, as happens when it is shown, does not reach
+/// its layout.
+void FormScroller::showEvent(QShowEvent *event)
+{
+    QScrollArea::showEvent(event);
+    widget()->layout()->invalidate();
+    widget()->layout()->activate();
 }

@@ -17,6 +17,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QMainWindow>
 #include <QPaintEvent>
 #include <QPushButton>
 #include <QTabBar>
@@ -118,6 +119,8 @@ private Q_SLOTS:
     void cutTextsHaveTooltips();
     void savedNoteComesAndGoes();
     void namesForAssistiveTechnology();
+    void largeFontFromTheStart_data();
+    void largeFontFromTheStart();
     void followsLanguageFontAndPalette();
 
 private:
@@ -662,6 +665,32 @@ void TestTunnelsSettings::namesForAssistiveTechnology()
     QAccessibleInterface *row = QAccessible::queryAccessibleInterface(list())->child(0);
     QCOMPARE(row->text(QAccessible::Name), u"a & b"_s);
     QCOMPARE(row->text(QAccessible::Description), u"Connecting…"_s);
+}
+
+void TestTunnelsSettings::largeFontFromTheStart_data()
+{
+    QTest::addColumn<qreal>("points");
+    for (const int points : {12, 14, 16, 18, 24})
+        QTest::addRow("%d points", points) << qreal(points);
+}
+
+void TestTunnelsSettings::largeFontFromTheStart()
+{
+    QFETCH(qreal, points);
+    const auto restore = qScopeGuard([font = QApplication::font()] { QApplication::setFont(font); });
+    QFont large = QApplication::font();
+    large.setPointSizeF(points);
+    QApplication::setFont(large);
+    add({u"a"_s});
+    QMainWindow window;
+    window.setCentralWidget(view.get());
+    const auto takeBack = qScopeGuard([&window] { window.takeCentralWidget(); });
+    window.resize(640, 400);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    const QAbstractButton *longest = button(u"Start this tunnel when the app opens"_s);
+    QTRY_VERIFY(longest->width() >= longest->sizeHint().width());
+    QVERIFY(label(u"Name"_s)->width() >= label(u"Name"_s)->sizeHint().width());
 }
 
 void TestTunnelsSettings::followsLanguageFontAndPalette()
