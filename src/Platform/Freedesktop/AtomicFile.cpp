@@ -35,6 +35,9 @@ QString temporaryPrefix(const QString &path)
     return u"."_s + QFileInfo(path).fileName() + u"."_s;
 }
 
+/// What mkostemp(3) replaces by random characters.
+constexpr auto randomPart = "XXXXXX"_L1;
+
 /// A new file beside its target, locked for as long as it is open and gone with this object unless it took
 /// the target's place.
 class TemporaryFile
@@ -42,7 +45,7 @@ class TemporaryFile
 public:
     explicit TemporaryFile(const QString &target)
         : m_target(QFile::encodeName(target))
-        , m_name(QFile::encodeName(folderOf(target) + u"/"_s + temporaryPrefix(target) + u"XXXXXX"_s))
+        , m_name(QFile::encodeName(folderOf(target) + u"/"_s + temporaryPrefix(target) + randomPart))
         , m_file(::mkostemp(m_name.data(), O_CLOEXEC))
     {
         if (m_file.isOpen())
@@ -178,9 +181,12 @@ QString setAside(const QString &path, QString *kept)
 void removeLeftovers(const QString &path)
 {
     const QDir folder(folderOf(path));
-    const QString pattern = temporaryPrefix(path) + u"??????"_s;
-    const QStringList names = folder.entryList({pattern}, QDir::Files | QDir::Hidden | QDir::NoSymLinks);
+    const QString prefix = temporaryPrefix(path);
+    // Compared by hand: a name filter would load a library for regular expressions, for the whole run.
+    const QStringList names = folder.entryList(QDir::Files | QDir::Hidden | QDir::NoSymLinks);
     for (const QString &name : names) {
+        if (!name.startsWith(prefix) || name.size() != prefix.size() + randomPart.size())
+            continue;
         const QByteArray leftover = QFile::encodeName(folder.filePath(name));
         const FileDescriptor file(::open(leftover.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
         if (file.isOpen() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
