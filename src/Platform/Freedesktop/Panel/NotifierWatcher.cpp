@@ -73,10 +73,29 @@ NotifierWatcher::NotifierWatcher(const QDBusConnection &bus, QObject *parent)
             &NotifierWatcher::findHost);
     connect(m_interface.get(), &NotifierWatcherInterface::StatusNotifierHostUnregistered, this,
             &NotifierWatcher::findHost);
+    announceAtOnce();
     findNames();
 }
 
 NotifierWatcher::~NotifierWatcher() = default;
+
+/// Before it is known who owns the name: the main thread starts tunnels now, and an answer would have to
+/// wait.
+void NotifierWatcher::announceAtOnce()
+{
+    m_isFirstCallPending = true;
+    QDBusMessage call =
+        watcherCall(watcherName(), watcherName(), u"RegisterStatusNotifierItem"_s, {m_bus.baseService()});
+    call.setAutoStartService(false);
+    callLater(m_bus, call, this, [this](const QDBusMessage &reply) {
+        m_isFirstCallPending = false;
+        const bool isError = reply.type() == QDBusMessage::ErrorMessage;
+        if (m_owner.isEmpty())
+            m_announcedTo = isError ? QString() : reply.service();
+        else if (isError || reply.service() != m_owner)
+            retryLater(1, m_owner);
+    });
+}
 
 void NotifierWatcher::findNames()
 {
@@ -110,10 +129,12 @@ void NotifierWatcher::setWatcher(const QString &owner)
     const QString before = std::exchange(m_owner, owner);
     if (!before.isEmpty() && before != owner)
         Q_EMIT lost();
+    const QString announcedTo = std::exchange(m_announcedTo, {});
     if (owner.isEmpty()) {
         setHost(Host::Absent);
     } else if (before != owner) {
-        registerItem(1);
+        if (!m_isFirstCallPending && announcedTo != owner)
+            registerItem(1);
         findHost();
         findProcess();
     }
@@ -124,12 +145,16 @@ void NotifierWatcher::registerItem(int attempt)
     const auto call =
         watcherCall(m_owner, watcherName(), u"RegisterStatusNotifierItem"_s, {m_bus.baseService()});
     callLater(m_bus, call, this, [this, attempt, owner = m_owner](const QDBusMessage &reply) {
-        if (reply.type() != QDBusMessage::ErrorMessage || attempt == attempts)
-            return;
-        QTimer::singleShot(pauseBetweenAttempts, this, [this, attempt, owner] {
-            if (owner == m_owner)
-                registerItem(attempt + 1);
-        });
+        if (reply.type() == QDBusMessage::ErrorMessage && attempt < attempts)
+            retryLater(attempt, owner);
+    });
+}
+
+void NotifierWatcher::retryLater(int attempt, const QString &owner)
+{
+    QTimer::singleShot(pauseBetweenAttempts, this, [this, attempt, owner] {
+        if (owner == m_owner)
+            registerItem(attempt + 1);
     });
 }
 

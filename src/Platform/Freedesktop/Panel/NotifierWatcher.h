@@ -41,10 +41,12 @@ Q_SIGNALS:
     void lost();
 
 private:
+    void announceAtOnce();
     void findNames();
     void setOwner(const QString &name, const QString &owner);
     void setWatcher(const QString &owner);
     void registerItem(int attempt);
+    void retryLater(int attempt, const QString &owner);
     void findHost();
     void findProcess();
     void setHost(Host host);
@@ -53,7 +55,9 @@ private:
     QDBusServiceWatcher m_names;
     std::unique_ptr<NotifierWatcherInterface> m_interface;
     QSet<QString> m_presentNames;
-    QString m_owner;   ///< unique name of the watcher; empty for none
-    QString m_process; ///< its process's name
+    QString m_owner;       ///< unique name of the watcher; empty for none
+    QString m_process;     ///< its process's name
+    QString m_announcedTo; ///< by the first call, as long as the owner is not known
+    bool m_isFirstCallPending = false;
     Host m_host = Host::Unknown;
 };

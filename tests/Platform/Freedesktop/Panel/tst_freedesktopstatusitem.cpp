@@ -76,6 +76,14 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(after.items, m_ownName, 1000);
     }
 
+    void registersBeforeTheEventLoopTurns()
+    {
+        FakeWatcher watcher(u"early"_s);
+        QVERIFY(watcher.start());
+        makeItem().reset(); // gone before it could have heard of anything
+        QTRY_COMPARE(watcher.items, m_ownName);
+    }
+
     void registersAgainWhereTheWatcherWasNotReady()
     {
         FakeWatcher watcher(u"slow"_s);
