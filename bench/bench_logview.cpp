@@ -10,11 +10,11 @@
 #include "LinuxChildLauncher.h"
 #include "LogTextArea.h"
 #include "LogView.h"
+#include "Measure.h"
 #include "TunnelRunner.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QEvent>
 #include <QPlainTextEdit>
 #include <QScrollBar>
 #include <QTimer>
@@ -29,26 +29,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr QSize windowSize(820, 480);
-
-/// Counts the paintings of a widget and can end the event loop at the first.
-class PaintCounter : public QObject
-{
-public:
-    explicit PaintCounter(QWidget *widget)
-        : QObject(widget)
-    {
-        widget->installEventFilter(this);
-    }
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (event->type() == QEvent::Paint && ++count == 1 && quitsAtFirst)
-            QTimer::singleShot(0, qApp, &QCoreApplication::quit);
-        return QObject::eventFilter(watched, event);
-    }
-
-    int count = 0;
-    bool quitsAtFirst = false;
-};
 
 /// The longest time for which the event loop did not turn.
 class StallMeter : public QObject

@@ -1,0 +1,194 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Morvanel authors
+# SPDX-License-Identifier: MIT
+
+"""The program from start to end: until its item is on the bus, its memory, a second launch, quitting."""
+
+import os
+import statistics
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+import gi
+
+gi.require_version("Gio", "2.0")
+from gi.repository import Gio, GLib  # noqa: E402
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/desktop"))
+from session import Program, Session, tunnel, wait_for  # noqa: E402
+
+BUILD = Path(os.environ["MORVANEL_BENCH"])
+PROGRAM = BUILD / "morvanel"
+CLOUDFLARED = os.environ["MORVANEL_CLOUDFLARED"]
+NAME = "com.ardentwick.Morvanel"
+WATCHER = "org.kde.StatusNotifierWatcher"
+WATCHER_XML = f"""<node><interface name="{WATCHER}">
+  <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
+  <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
+  <property name="ProtocolVersion" type="i" access="read"/>
+  <property name="RegisteredStatusNotifierItems" type="as" access="read"/>
+</interface></node>"""
+ROUNDS = 15
+
+
+class Watcher:
+    """A panel's side of the bus: notes the moment at which an item is registered."""
+
+    PROPERTIES = {
+        "IsStatusNotifierHostRegistered": GLib.Variant("b", True),
+        "ProtocolVersion": GLib.Variant("i", 0),
+        "RegisteredStatusNotifierItems": GLib.Variant("as", []),
+    }
+
+    def __init__(self, session):
+        flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
+        self.bus = Gio.DBusConnection.new_for_address_sync(session.environment["DBUS_SESSION_BUS_ADDRESS"], flags,
+                                                           None, None)
+        interface = Gio.DBusNodeInfo.new_for_xml(WATCHER_XML).interfaces[0]
+        self.bus.register_object("/StatusNotifierWatcher", interface, self._called,
+                                 lambda *arguments: self.PROPERTIES[arguments[4]], None)
+        self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+                  GLib.Variant("(su)", (WATCHER, 0)))
+        self.registered = None
+
+    def call(self, service, path, interface, method, arguments):
+        return self.bus.call_sync(service, path, interface, method, arguments, None, Gio.DBusCallFlags.NONE, 5000,
+                                  None)
+
+    def _called(self, _bus, _sender, _path, _interface, _method, _arguments, invocation):
+        self.registered = time.monotonic()
+        invocation.return_value(None)
+
+    def time_until_registered(self, start):
+        """Starts a program; returns it and the seconds until it announced its item."""
+        self.registered = None
+        begin = time.monotonic()
+        program = start()
+        while self.registered is None:
+            if time.monotonic() > begin + 20:
+                raise AssertionError("no item was registered")
+            GLib.MainContext.default().iteration(True)
+        return program, self.registered - begin
+
+
+def configured(session, *scenarios, **others):
+    tunnels = [tunnel(name, start=True) for name in scenarios]
+    session.configure(tunnels, CLOUDFLARED, showsInDock=False, **others)
+    for record in tunnels:
+        session.store_token(record["id"], f"eyJ.scenario.{record['name']}")
+
+
+def rest(program):
+    """Waits until it has used no processor time for two and a half seconds: the tunnels are connected then."""
+    before = -1.0
+    while program.cpu_seconds() != before:
+        before = program.cpu_seconds()
+        time.sleep(2.5)
+
+
+def act(watcher, action):
+    watcher.call(NAME, "/com/ardentwick/Morvanel", "org.freedesktop.Application", "ActivateAction",
+                 GLib.Variant("(sava{sv})", (action, [], {})))
+
+
+def measure_start(session, watcher):
+    figures = {PROGRAM: [], BUILD / "bare_tray": []}
+    for _ in range(ROUNDS):
+        for path, seconds in figures.items():
+            program, taken = watcher.time_until_registered(lambda: Program(session, path))
+            seconds.append(taken * 1000)
+            program.quit()
+    ours, bare = (statistics.median(seconds) for seconds in figures.values())
+    print(f"start to the item on the bus: {ours:.0f} ms, bare tray icon {bare:.0f} ms: "
+          f"{ours / bare:.2f} times (at most 1.5)")
+
+
+def measure_memory(session, watcher):
+    figures = {PROGRAM: [], BUILD / "bare_tray": []}
+    for _ in range(3):
+        for path, kib in figures.items():
+            program, _ = watcher.time_until_registered(lambda: Program(session, path))
+            if path == PROGRAM:
+                program.wait_for_children(3)
+            rest(program)
+            kib.append(program.resident_kib() / 1024)
+            program.quit()
+    ours, bare = (statistics.median(kib) for kib in figures.values())
+    print(f"memory at rest, 3 tunnels, no window yet: {ours:.1f} MiB, bare tray icon {bare:.1f} MiB: "
+          f"{ours / bare:.2f} times (at most 1.25)")
+
+
+def open_and_close(session, watcher, action, title):
+    act(watcher, action)
+    window = session.run("xdotool", "search", "--sync", "--onlyvisible", "--name", f"^{title}$").split()[0]
+    session.run("xdotool", "windowactivate", "--sync", window, "key", "ctrl+w")
+    wait_for(lambda: not session.run("xdotool", "search", "--onlyvisible", "--name", f"^{title}$", check=False),
+             f"{title} is closed")
+
+
+def measure_growth(session, watcher):
+    program, _ = watcher.time_until_registered(lambda: Program(session, PROGRAM))
+    program.wait_for_children(3)
+    rest(program)
+    mib = [program.resident_kib() / 1024]
+    for _ in range(10):
+        open_and_close(session, watcher, "settings", "Morvanel Settings")
+        open_and_close(session, watcher, "logs", "Tunnel Logs")
+        mib.append(program.resident_kib() / 1024)
+    print(f"memory with Settings and Logs opened and closed: before {mib[0]:.1f} MiB, once {mib[1]:.1f}, "
+          f"twice {mib[2]:.1f}, ten times {mib[10]:.1f}: {mib[10] - mib[2]:+.2f} MiB since twice (at most +1)")
+    program.quit()
+
+
+def measure_second_launch(session, watcher):
+    program, _ = watcher.time_until_registered(lambda: Program(session, PROGRAM))
+    figures = {PROGRAM: [], BUILD / "bare_call": []}
+    for _ in range(2 * ROUNDS):
+        for path, seconds in figures.items():
+            begin = time.monotonic()
+            session.run(str(path))
+            seconds.append((time.monotonic() - begin) * 1000)
+    program.quit()
+    ours, bare = (statistics.median(seconds) for seconds in figures.values())
+    print(f"second launch: {ours:.1f} ms, bare program with one D-Bus call {bare:.1f} ms: "
+          f"{ours / bare:.2f} times (at most 3)")
+
+
+def measure_quit():
+    """Each time is that of the child from SIGTERM to its end; a program of its own for each."""
+    for milliseconds in (0, 150, 500, 1000, 2000, 3500):
+        with Session() as session:
+            record = tunnel("one", start=True)
+            session.configure([record], CLOUDFLARED, showsInDock=False)
+            session.store_token(record["id"], "eyJ")
+            script = f"opening\nregistered 0\nwait\non-term\npause {milliseconds}\nexit 0"
+            program = Program(session, PROGRAM, {"MORVANEL_SCRIPT": script})
+            program.wait_for_children(1)
+            rest(program)
+            status, seconds = program.quit()
+            after = seconds * 1000 - milliseconds
+            print(f"quit, child ends after {milliseconds:4d} ms: program ends {after:+.0f} ms later, "
+                  f"status {status} (at most +250, 0)")
+    with Session() as session:
+        configured(session, "ignores-term")
+        program = Program(session, PROGRAM)
+        program.wait_for_children(1)
+        rest(program)
+        status, seconds = program.quit()
+        print(f"quit, child ignores SIGTERM: program ends after {seconds:.2f} s, status {status} (4.0 to 4.3, 0)")
+
+
+def main():
+    with Session(display="1280x900") as session:
+        watcher = Watcher(session)
+        configured(session, "connected", "connected", "connected")
+        measure_start(session, watcher)
+        measure_memory(session, watcher)
+        measure_growth(session, watcher)
+        measure_second_launch(session, watcher)
+    measure_quit()
+
+
+main()
