@@ -4,6 +4,7 @@
 #include "StatusPresentation.h"
 
 #include "StatusIcon.h"
+#include "TextColumns.h"
 #include "TunnelManager.h"
 
 #include <QCoreApplication>
@@ -20,6 +21,9 @@ struct Text
 };
 
 constexpr int failureCharacters = 70;
+constexpr int addressColumns = 100;
+/// Of a name before its state on one line: launchers cut the line's end, where the state is.
+constexpr int nameColumns = 60;
 
 /// The first so many characters as a user perceives them.
 QString firstCharacters(const QString &text, int count)
@@ -141,7 +145,9 @@ MenuItem openAddress(const QString &name, const QUrl &url)
 {
     const QString host = url.host();
     const QString address = host.isEmpty() ? QString::fromLatin1(url.toEncoded()) : host;
-    MenuItem item = command(u"open."_s + name, Text::tr("Open ") + address, MenuAction::OpenURL);
+    MenuItem item = command(u"open."_s + name,
+                            Text::tr("Open ") + TextColumns::shortenedInMiddle(address, addressColumns),
+                            MenuAction::OpenURL);
     item.indentationLevel = 1;
     item.representedObject = url;
     return item;
@@ -222,8 +228,8 @@ Menu dockMenu(const TunnelsSnapshot &snapshot)
     Menu menu;
     EntryNames names;
     for (const TunnelsSnapshot::Entry &entry : snapshot.entries) {
-        menu += toggle(names.next(entry.tunnel.id), entry,
-                       entry.tunnel.name + Text::tr(" — ") + entry.state.label());
+        const QString name = TextColumns::shortenedInMiddle(entry.tunnel.name, nameColumns);
+        menu += toggle(names.next(entry.tunnel.id), entry, name + Text::tr(" — ") + entry.state.label());
     }
     if (!snapshot.entries.isEmpty())
         menu += {separator(u"all"_s), stopAll(snapshot)};

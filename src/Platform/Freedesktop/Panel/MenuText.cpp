@@ -3,7 +3,7 @@
 
 #include "MenuText.h"
 
-#include <QTextBoundaryFinder>
+#include "TextColumns.h"
 
 #include <array>
 #include <utility>
@@ -24,40 +24,9 @@ bool changesDirection(QChar c)
     return (c >= u'\u202A' && c <= u'\u202E') || (c >= u'\u2066' && c <= u'\u2069');
 }
 
-/// How much of the text fits into `limit` without cutting a visible character; a character that is longer
-/// than the limit is cut after all.
-qsizetype headLength(const QString &text, qsizetype limit)
-{
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    finder.setPosition(limit);
-    const qsizetype length = finder.isAtBoundary() ? limit : finder.toPreviousBoundary();
-    if (length > 0)
-        return length;
-    return text[limit - 1].isHighSurrogate() ? limit - 1 : limit;
-}
-
-qsizetype tailStart(const QString &text, qsizetype limit)
-{
-    const qsizetype start = text.size() - limit;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    finder.setPosition(start);
-    const qsizetype position = finder.isAtBoundary() ? start : finder.toNextBoundary();
-    if (position >= 0 && position < text.size())
-        return position;
-    return text[start].isLowSurrogate() ? start + 1 : start;
-}
-
-QString shortened(const QString &line, qsizetype limit)
-{
-    if (line.size() <= limit)
-        return line;
-    const qsizetype half = limit / 2;
-    return line.first(headLength(line, half)) + u'…' + line.sliced(tailStart(line, half - 1));
-}
-
 } // namespace
 
-QString MenuText::plainLine(const QString &text, qsizetype limit)
+QString MenuText::plainLine(const QString &text, int columns)
 {
     QString line = text;
     for (qsizetype i = 0; i < line.size(); ++i) {
@@ -69,16 +38,15 @@ QString MenuText::plainLine(const QString &text, qsizetype limit)
         else if (breaksLine(c) || changesDirection(c))
             line[i] = u' ';
     }
-    return shortened(line, limit);
+    return TextColumns::shortenedInMiddle(line, columns);
 }
 
 QString MenuText::twoLines(const MenuItem &item, const HostQuirks &quirks)
 {
     if (item.detail.isEmpty())
         return plainLine(item.title);
-    if (quirks.twoLineLabels)
-        return plainLine(item.title) + u'\n' + plainLine(item.detail);
-    return plainLine(item.title, longestLine / 2) + u" — "_s + plainLine(item.detail, longestLine * 2 / 3);
+    const QString join = quirks.twoLineLabels ? u"\n"_s : u" — "_s;
+    return plainLine(item.title, titleColumns) + join + plainLine(item.detail, detailColumns);
 }
 
 QString MenuText::label(const MenuItem &item, const HostQuirks &quirks)

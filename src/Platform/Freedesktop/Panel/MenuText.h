@@ -13,13 +13,18 @@
 /// that a panel can show.
 namespace MenuText {
 
-/// The longest line that is shown whole, in UTF-16 units.
-inline constexpr qsizetype longestLine = 120;
+/// The widest title beside a detail: a panel that cuts long labels cuts their end, and the detail, which says
+/// how the tunnel is, comes last.
+inline constexpr int titleColumns = 60;
+/// The widest detail: a failure with all the characters it may have, also where they are wide ones.
+inline constexpr int detailColumns = 150;
+/// The widest line of any other kind. A launcher's entry holds a whole failure message.
+inline constexpr int longestLine = 500;
 
 /// One line: what would break it, hide in it or reorder its neighbours (line breaks, control characters,
-/// unpaired surrogates, overrides of the direction) is replaced, and a line over the limit is
-/// shortened in the middle, never inside a character as the user sees it.
-QString plainLine(const QString &text, qsizetype limit = longestLine);
+/// unpaired surrogates, overrides of the direction) is replaced, and a line wider than
+/// `columns` is shortened in the middle (see TextColumns).
+QString plainLine(const QString &text, int columns = longestLine);
 
 /// Title and detail joined for a panel, in two lines or one, without markup for mnemonics.
 QString twoLines(const MenuItem &item, const HostQuirks &quirks);

@@ -3,6 +3,7 @@
 
 #include "HostQuirks.h"
 #include "MenuText.h"
+#include "TextColumns.h"
 
 #include <QTest>
 
@@ -69,7 +70,8 @@ private Q_SLOTS:
         QFETCH(QString, text);
         const QString whole = u"first "_s + text + u" last"_s;
         const QString line = MenuText::plainLine(whole);
-        QVERIFY(line.size() <= MenuText::longestLine);
+        QVERIFY(TextColumns::of(line) <= MenuText::longestLine);
+        QVERIFY(line.size() <= 10 * MenuText::longestLine);
         QVERIFY(line.startsWith(u"first "_s));
         QVERIFY(line.endsWith(u" last"_s));
         QCOMPARE(line.count(u'…'), 1);
@@ -83,16 +85,34 @@ private Q_SLOTS:
         QVERIFY(MenuText::plainLine(line + u'x') != line + u'x');
     }
 
-    void oneLineIsOfBearableLength()
+    void detailStaysWholeBehindAnyTitle_data()
     {
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("failure");
+        QTest::addColumn<bool>("twoLines");
+        QTest::newRow("wide characters") << QString(300, u'漢') << QString(70, u'漢') << true;
+        QTest::newRow("wide characters, one line") << QString(300, u'漢') << QString(70, u'漢') << false;
+        QTest::newRow("wide letters") << QString(10'000, u'W') << QString(70, u'W') << true;
+        QTest::newRow("emoji") << u"👩‍👩‍👧"_s.repeated(500) << u"🇫🇷"_s.repeated(70) << true;
+    }
+
+    void detailStaysWholeBehindAnyTitle()
+    {
+        QFETCH(QString, title);
+        QFETCH(QString, failure);
+        QFETCH(bool, twoLines);
         MenuItem item;
-        item.title = QString(10'000, u'a');
-        item.detail = QString(10'000, u'b');
-        HostQuirks oneLine;
-        oneLine.twoLineLabels = false;
-        const QString label = MenuText::label(item, oneLine);
-        QVERIFY(label.size() < MenuText::longestLine * 3 / 2);
-        QVERIFY(label.contains(u"a — b"_s));
+        item.title = title;
+        item.detail = u"Error · "_s + failure;
+        HostQuirks quirks;
+        quirks.twoLineLabels = twoLines;
+        const QString label = MenuText::label(item, quirks);
+        const QString end = (twoLines ? u"\n"_s : u" — "_s) + item.detail;
+        QVERIFY(label.endsWith(end));
+        const QString shown = label.chopped(end.size());
+        QVERIFY(shown.contains(u'…'));
+        const int columns = TextColumns::of(shown);
+        QVERIFY2(columns <= 60 && columns >= 57, qPrintable(QString::number(columns)));
     }
 
     void shortcuts()
