@@ -50,13 +50,17 @@ install(FILES
     DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The bus starts the program by its absolute name, which depends on the prefix chosen when it is installed.
+# It is written where it is installed: the build tree may belong to another user by then.
+file(READ ${MORVANEL_RESOURCES}/${MORVANEL_ID}.service.in MORVANEL_SERVICE)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${MORVANEL_RESOURCES}/${MORVANEL_ID}.service.in)
 install(CODE "
     set(MORVANEL_INSTALLED_PROGRAM \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/morvanel\")
-    configure_file(
-        \"${MORVANEL_RESOURCES}/${MORVANEL_ID}.service.in\"
-        \"${MORVANEL_INSTALLED_FILES}/${MORVANEL_ID}.service\" @ONLY)")
-install(FILES ${MORVANEL_INSTALLED_FILES}/${MORVANEL_ID}.service
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/services)
+    set(service \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/dbus-1/services/${MORVANEL_ID}.service\")
+    message(STATUS \"Installing: \$ENV{DESTDIR}\${service}\")
+    file(CONFIGURE OUTPUT \"\$ENV{DESTDIR}\${service}\" CONTENT [==[${MORVANEL_SERVICE}]==] @ONLY)
+    file(CHMOD \"\$ENV{DESTDIR}\${service}\"
+        PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${service}\")")
 
 # Drawings for the application and for the panel's item.
 set(icons ${MORVANEL_RESOURCES}/icons)
