@@ -169,7 +169,7 @@ private:
     void group()
     {
         const QList<int> ids = anyNumbers(m_input);
-        const MenuPropertiesList list = m_adaptor.GetGroupProperties(ids, anyTexts(m_input));
+        const MenuPropertiesList list = m_adaptor.GetGroupProperties(ids, anyTexts(m_input), message());
         const auto known = m_exporter.menu().layout(0, -1, {});
         Fuzz::expect(list.size() <= known->children.size() + 1, "each entry is answered once");
         for (const MenuProperties &entry : list) {

@@ -46,9 +46,13 @@ uint DBusMenuAdaptor::GetLayout(int parentId, int recursionDepth, const QStringL
 }
 
 MenuPropertiesList DBusMenuAdaptor::GetGroupProperties(const QList<int> &ids,
-                                                       const QStringList &propertyNames)
+                                                       const QStringList &propertyNames,
+                                                       const QDBusMessage &message)
 {
-    return m_exporter->menu().properties(ids, propertyNames);
+    const MenuPropertiesList list = m_exporter->menu().properties(ids, propertyNames);
+    if (!ids.isEmpty() && list.isEmpty())
+        refuse(message, u"None of the menu entries exists"_s);
+    return list;
 }
 
 QDBusVariant DBusMenuAdaptor::GetProperty(int id, const QString &name, const QDBusMessage &message)

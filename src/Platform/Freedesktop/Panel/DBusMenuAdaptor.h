@@ -86,7 +86,8 @@ public:
 public Q_SLOTS:
     uint GetLayout(int parentId, int recursionDepth, const QStringList &propertyNames,
                    const QDBusMessage &message, MenuLayout &layout);
-    MenuPropertiesList GetGroupProperties(const QList<int> &ids, const QStringList &propertyNames);
+    MenuPropertiesList GetGroupProperties(const QList<int> &ids, const QStringList &propertyNames,
+                                          const QDBusMessage &message);
     QDBusVariant GetProperty(int id, const QString &name, const QDBusMessage &message);
     void Event(int id, const QString &eventId, const QDBusVariant &data, uint timestamp,
                const QDBusMessage &message);

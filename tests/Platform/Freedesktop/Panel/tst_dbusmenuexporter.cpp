@@ -121,6 +121,10 @@ private Q_SLOTS:
                 .arguments()
                 .value(0));
         QCOMPARE(group, (MenuPropertiesList{{quit, {{u"label"_s, u"Quit Morvanel"_s}}}}));
+        QCOMPARE(
+            askMenu(u"GetGroupProperties"_s, {QVariant::fromValue(QList<int>{4711, 4712}), QStringList()})
+                .type(),
+            QDBusMessage::ErrorMessage);
         const auto shown =
             askMenu(u"AboutToShowGroup"_s, {QVariant::fromValue(QList<int>{0, 4711})}).arguments();
         QCOMPARE(qdbus_cast<QList<int>>(shown.value(0)), QList<int>());
