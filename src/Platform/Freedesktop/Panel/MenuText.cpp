@@ -59,6 +59,8 @@ QString MenuText::accessibleDescription(const MenuItem &item)
 {
     if (!item.image || item.image->accessibilityDescription.isEmpty())
         return {};
+    if (item.title.endsWith(item.image->accessibilityDescription))
+        return {};
     return plainLine(item.title) + u", "_s + plainLine(item.image->accessibilityDescription);
 }
 

@@ -32,7 +32,8 @@ QString twoLines(const MenuItem &item, const HostQuirks &quirks);
 /// The `label` of com.canonical.dbusmenu: indented by four blanks a level, underscores doubled.
 QString label(const MenuItem &item, const HostQuirks &quirks);
 
-/// What a screen reader says for the entry: its title and what its image means.
+/// What a screen reader says for the entry: its title and what its image means. Empty where the
+/// label alone says it.
 QString accessibleDescription(const MenuItem &item);
 
 /// The key as com.canonical.dbusmenu names it, such as {"Control", "comma"}; empty for no key.

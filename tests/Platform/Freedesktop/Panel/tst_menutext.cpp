@@ -115,6 +115,18 @@ private Q_SLOTS:
         QVERIFY2(columns <= 60 && columns >= 57, qPrintable(QString::number(columns)));
     }
 
+    void imageIsDescribedOnce()
+    {
+        MenuItem item;
+        item.title = u"web"_s;
+        QCOMPARE(MenuText::accessibleDescription(item), QString());
+        item.image = SymbolImage{};
+        item.image->accessibilityDescription = u"Stopped"_s;
+        QCOMPARE(MenuText::accessibleDescription(item), u"web, Stopped"_s);
+        item.title = u"web — Stopped"_s;
+        QCOMPARE(MenuText::accessibleDescription(item), QString());
+    }
+
     void shortcuts()
     {
         QCOMPARE(MenuText::shortcut({}), QStringList());
