@@ -6,6 +6,7 @@
 #include "StandardError.h"
 
 #include <QCursor>
+#include <QEvent>
 #include <QGuiApplication>
 
 #include <chrono>
@@ -45,6 +46,7 @@ FreedesktopStatusItem::FreedesktopStatusItem(const QDBusConnection &bus, const Q
 {
     connectMenus();
     connectPanels();
+    qGuiApp->installEventFilter(this);
 }
 
 FreedesktopStatusItem::~FreedesktopStatusItem() = default;
@@ -58,6 +60,8 @@ void FreedesktopStatusItem::connectMenus()
     connect(&m_statusMenu, &DBusMenuExporter::chosen, this, &FreedesktopStatusItem::choose);
     connect(&m_dockMenu, &DBusMenuExporter::chosen, this, &FreedesktopStatusItem::choose);
     connect(&m_item, &StatusNotifierItem::activated, this, &FreedesktopStatusItem::showSomething);
+    connect(&m_item, &StatusNotifierItem::activationTokenProvided, this,
+            &FreedesktopStatusItem::activationTokenProvided);
 }
 
 void FreedesktopStatusItem::connectPanels()
@@ -104,6 +108,16 @@ void FreedesktopStatusItem::setMenu(const Menu &menu)
 void FreedesktopStatusItem::setDockMenu(const Menu &menu)
 {
     m_dockMenu.setMenu(menu);
+}
+
+bool FreedesktopStatusItem::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::ApplicationPaletteChange && watched == qGuiApp) {
+        m_item.redraw();
+        if (m_tray)
+            m_tray->setContent(m_content);
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 void FreedesktopStatusItem::choose(const MenuItem &item)

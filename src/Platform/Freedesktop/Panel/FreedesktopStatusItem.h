@@ -45,6 +45,14 @@ public:
     void setMenu(const Menu &menu) override;
     void setDockMenu(const Menu &menu) override;
 
+Q_SIGNALS:
+    /// The panel's xdg-activation token for the window that the user's click opens.
+    void activationTokenProvided(const QByteArray &token);
+
+protected:
+    /// Watches the application's palette, in whose text colour some pictures are drawn.
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     void connectMenus();
     void connectPanels();

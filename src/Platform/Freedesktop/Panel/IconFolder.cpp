@@ -41,29 +41,26 @@ IconFolder::IconFolder(const QString &runtimeFolder)
     : m_path(runtimeFolder + u"/morvanel/icons"_s)
 {
     const QList<StatusPicture> pictures = StatusPicture::withoutCount();
-    m_isUsable = !runtimeFolder.isEmpty() && QDir().mkpath(m_path + u"/hicolor/scalable/status"_s) &&
-                 ensureFile(m_path + u"/hicolor/index.theme"_s, themeIndex) &&
+    m_isUsable = !runtimeFolder.isEmpty() &&
                  std::all_of(pictures.cbegin(), pictures.cend(),
                              [this](const StatusPicture &picture) { return write(picture); });
 }
 
-QString IconFolder::iconName(const StatusPicture &picture)
+QString IconFolder::iconName(const StatusPicture &picture) const
 {
     if (!m_isUsable || picture.isNull())
         return {};
+    if (!write(picture))
+        return {};
     if (!picture.hasCount())
         return picture.name();
-    if (!m_written.contains(picture.name())) {
-        if (!write(picture))
-            return {};
-        m_written.insert(picture.name());
-    }
     return m_path + u'/' + picture.name() + u".svg"_s;
 }
 
 bool IconFolder::write(const StatusPicture &picture) const
 {
     const QString file = u'/' + picture.name() + u".svg"_s;
-    return ensureFile(m_path + file, picture.svg()) &&
-           ensureFile(m_path + u"/hicolor/scalable/status"_s + file, picture.svg());
+    const QString themed = m_path + u"/hicolor/scalable/status"_s;
+    return QDir().mkpath(themed) && ensureFile(m_path + u"/hicolor/index.theme"_s, themeIndex) &&
+           ensureFile(m_path + file, picture.svg()) && ensureFile(themed + file, picture.svg());
 }

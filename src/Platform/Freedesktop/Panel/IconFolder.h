@@ -5,7 +5,6 @@
 
 #include "StatusPicture.h"
 
-#include <QSet>
 #include <QString>
 
 /// The icon theme folder that the program brings along for its panel item: the freedesktop.org "hicolor"
@@ -24,12 +23,12 @@ public:
     QString themePath() const { return m_isUsable ? m_path : QString(); }
     /// For `IconName`: a name within the theme or a file. Empty for no picture and where files cannot be
     /// written.
-    QString iconName(const StatusPicture &picture);
+    /// What has gone from the folder is written again first.
+    QString iconName(const StatusPicture &picture) const;
 
 private:
     bool write(const StatusPicture &picture) const;
 
     QString m_path;
     bool m_isUsable = false;
-    QSet<QString> m_written; ///< names of files with a count
 };

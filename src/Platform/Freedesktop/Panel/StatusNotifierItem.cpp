@@ -50,7 +50,6 @@ void StatusNotifierItem::setContent(const StatusItemContent &content)
     const StatusPicture picture = StatusPicture::of(content);
     if (picture != m_picture || before.image != content.image) {
         m_picture = picture;
-        m_iconName = m_icons.iconName(picture);
         m_pixmaps.clear();
         due += u"NewIcon"_s;
     }
@@ -59,6 +58,12 @@ void StatusNotifierItem::setContent(const StatusItemContent &content)
     if (before.toolTip != content.toolTip || due.contains(u"NewIcon"_s))
         due += u"NewToolTip"_s;
     announceLater(due);
+}
+
+void StatusNotifierItem::redraw()
+{
+    m_pixmaps.clear();
+    announceLater({u"NewIcon"_s, u"NewToolTip"_s});
 }
 
 QString StatusNotifierItem::title() const
@@ -83,7 +88,7 @@ IconPixmapList StatusNotifierItem::pixmaps()
 
 ItemToolTip StatusNotifierItem::toolTip()
 {
-    ItemToolTip toolTip{m_iconName, {}, m_content.toolTip, {}};
+    ItemToolTip toolTip{iconName(), {}, m_content.toolTip, {}};
     for (const IconPixmap &pixmap : pixmaps()) {
         if (pixmap.width == toolTipSide)
             toolTip.pixmaps += pixmap;

@@ -31,13 +31,15 @@ public:
     ~StatusNotifierItem() override;
 
     void setContent(const StatusItemContent &content);
+    /// After a change of the palette: a template image is drawn in its text colour.
+    void redraw();
     /// Whether to answer `Activate` and its like with an error, for panels that then open the menu.
     void setRefusesActivate(bool refuses) { m_refusesActivate = refuses; }
     bool refusesActivate() const { return m_refusesActivate; }
 
     QString title() const;
     QString menuPath() const { return m_menuPath; }
-    QString iconName() const { return m_iconName; }
+    QString iconName() const { return m_icons.iconName(m_picture); }
     QString iconThemePath() const { return m_icons.themePath(); }
     QString iconDescription() const;
     /// Drawn when first asked for.
@@ -47,6 +49,9 @@ public:
 Q_SIGNALS:
     /// The user clicked and the panel leaves it to the program to show something.
     void activated();
+    /// The panel hands over what makes the window that the next click opens come to the front, an
+    /// xdg-activation token.
+    void activationTokenProvided(const QByteArray &token);
 
 private:
     void announceLater(const QStringList &signalNames);
@@ -57,7 +62,6 @@ private:
     IconFolder m_icons;
     StatusItemContent m_content;
     StatusPicture m_picture;
-    QString m_iconName;
     IconPixmapList m_pixmaps; ///< empty until asked for
     QStringList m_due;        ///< signals to send in the next turn
     bool m_refusesActivate = false;

@@ -57,8 +57,7 @@ void StatusNotifierItemAdaptor::Scroll(int, const QString &)
 
 void StatusNotifierItemAdaptor::ProvideXdgActivationToken(const QString &token)
 {
-    // Where Qt looks for it when the next window asks to be raised.
-    qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
+    Q_EMIT m_item->activationTokenProvided(token.toUtf8());
 }
 
 void StatusNotifierItemAdaptor::activate(const QDBusMessage &message)

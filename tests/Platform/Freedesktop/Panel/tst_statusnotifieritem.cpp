@@ -9,6 +9,7 @@
 #include <QDBusAbstractInterface>
 #include <QDBusObjectPath>
 #include <QDir>
+#include <QPalette>
 #include <QSvgRenderer>
 #include <QTemporaryDir>
 #include <QTest>
@@ -174,6 +175,46 @@ private Q_SLOTS:
         QCOMPARE(pictures.size(), 4);
         item.setContent(Samples::content(u"idle"_s, 0));
         QCOMPARE(item.iconName(), u"morvanel-idle-symbolic"_s);
+    }
+
+    void lostFilesAreWrittenAgain()
+    {
+        StatusNotifierItem item(QDBusConnection::sessionBus(), u"/MenuBar"_s, m_folder.path());
+        item.setContent(Samples::content(u"connected"_s, 2));
+        QVERIFY(QDir(m_folder.filePath(u"morvanel"_s)).removeRecursively());
+        QVERIFY(QFile::exists(item.iconName()));
+        QVERIFY(QFile::exists(m_folder.filePath(u"morvanel/icons/hicolor/index.theme"_s)));
+        QVERIFY(QDir(m_folder.filePath(u"morvanel"_s)).removeRecursively());
+        QFile inTheWay(m_folder.filePath(u"morvanel"_s));
+        QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+        QCOMPARE(item.iconName(), QString());
+        QVERIFY(inTheWay.remove());
+    }
+
+    void templateImageFollowsThePalette()
+    {
+        StatusNotifierItem item(QDBusConnection::sessionBus(), u"/MenuBar"_s, m_folder.path());
+        item.setContent(Samples::content(u"idle"_s, 0));
+        QTRY_COMPARE(m_panel->icons.count(), 1);
+        const QPalette before = QGuiApplication::palette();
+        const QByteArray drawn = item.pixmaps().first().bytes;
+        QPalette red = before;
+        red.setColor(QPalette::WindowText, Qt::red);
+        QGuiApplication::setPalette(red);
+        item.redraw();
+        QTRY_COMPARE(m_panel->icons.count(), 2);
+        QVERIFY(item.pixmaps().first().bytes != drawn);
+        QGuiApplication::setPalette(before);
+    }
+
+    void activationTokenIsHandedOnAndNotKept()
+    {
+        StatusNotifierItem item(QDBusConnection::sessionBus(), u"/MenuBar"_s, m_folder.path());
+        QSignalSpy provided(&item, &StatusNotifierItem::activationTokenProvided);
+        m_client->ask(BusClient::call(u"/StatusNotifierItem"_s, itemInterface, u"ProvideXdgActivationToken"_s,
+                                      {u"token-1"_s}));
+        QCOMPARE(provided.value(0), QVariantList{QByteArray("token-1")});
+        QVERIFY(!qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN")); // children would inherit it
     }
 
     void withoutAFolderThePixmapsRemain()
