@@ -36,13 +36,14 @@ void AppDelegate::applicationWillFinishLaunching()
     applyDockVisibility(m_manager.showsInDock());
 }
 
-void AppDelegate::applicationDidFinishLaunching()
+void AppDelegate::applicationDidFinishLaunching(LaunchTunnels launchTunnels)
 {
     if (m_application.isTestHost())
         return;
     m_manager.terminateOrphanedProcesses();
     m_statusItemController = m_makeStatusItemController();
-    m_manager.startLaunchTunnels();
+    if (launchTunnels == LaunchTunnels::Start)
+        m_manager.startLaunchTunnels();
     connect(&m_manager, &TunnelManager::showsInDockAssigned, this, &AppDelegate::showsInDockAssigned);
     if (m_manager.tunnels().isEmpty() || m_manager.showsInDock())
         m_windows.showSettings();

@@ -27,6 +27,10 @@ public:
         Now,
         Later, ///< `Application::replyToApplicationShouldTerminate` follows
     };
+    enum class LaunchTunnels {
+        Start,
+        Leave, ///< for a launch whose purpose is that tunnels stop
+    };
     using MakeStatusItemController = std::function<std::unique_ptr<StatusItemController>()>;
 
     /// Everything outlives the delegate. `makeStatusItemController` is called once, when launching finishes.
@@ -37,7 +41,7 @@ public:
     void applicationWillFinishLaunching();
     /// Ends what an earlier run left behind, brings up the panel item and starts the launch tunnels. Nothing
     /// of this in a process that a unit-test runner hosts.
-    void applicationDidFinishLaunching();
+    void applicationDidFinishLaunching(LaunchTunnels launchTunnels = LaunchTunnels::Start);
     /// Stops the tunnels where any run; asking again while they end changes nothing.
     TerminateReply applicationShouldTerminate();
     bool applicationShouldTerminateAfterLastWindowClosed() const { return false; }

@@ -42,13 +42,19 @@ Program::Program(SingleInstance &instance, QObject *parent)
     connect(&m_application, &FreedesktopApplication::terminationRequested, this,
             &Program::answerTerminationRequest);
     connect(&m_signals, &TerminationSignals::received, &m_application, &FreedesktopApplication::terminate);
+    connect(&m_statusItem, &FreedesktopStatusItem::activationTokenProvided, &m_application,
+            &FreedesktopApplication::setActivationToken);
     connectInstance();
 }
 
 void Program::launch()
 {
-    m_delegate.applicationWillFinishLaunching();
-    m_delegate.applicationDidFinishLaunching();
+    const QString action = m_instance.launchAction();
+    if (action != "quit"_L1) {
+        m_delegate.applicationWillFinishLaunching();
+        m_delegate.applicationDidFinishLaunching(action == "stop-all"_L1 ? AppDelegate::LaunchTunnels::Leave
+                                                                         : AppDelegate::LaunchTunnels::Start);
+    }
     m_instance.listen();
 }
 
@@ -69,7 +75,8 @@ void Program::reopen(const QVariantMap &platformData)
 
 void Program::perform(const QString &action, const QVariantMap &platformData)
 {
-    m_application.setActivationToken(activationToken(platformData));
+    if (action == "settings"_L1 || action == "logs"_L1) // others would leave it to a window shown much later
+        m_application.setActivationToken(activationToken(platformData));
     if (action == "settings"_L1)
         m_windows.showSettings();
     else if (action == "logs"_L1)

@@ -50,6 +50,7 @@ private Q_SLOTS:
     void launches_data();
     void launches();
     void launchOrder();
+    void launchToStopStartsNothing();
     void followsTheDockPreference();
     void reopens();
     void quits_data();
@@ -102,6 +103,19 @@ void TestAppDelegate::launchOrder()
     QCOMPARE(bench.childrenAtStatusItem, 0);
     QCOMPARE(bench.world.processes.terminated, QList<qint32>{77});
     QCOMPARE(bench.world.preferences.integers(u"childPIDs"_s), QList<qint32>{1000});
+}
+
+void TestAppDelegate::launchToStopStartsNothing()
+{
+    Bench bench;
+    bench.world.preferences.setIntegers(u"childPIDs"_s, {77});
+    bench.world.processes.paths = {{77, "/usr/bin/cloudflared"}};
+    bench.manager.add({QUuid::createUuid(), u"t"_s, {}, true}, u"eyJ"_s);
+    bench.delegate.applicationWillFinishLaunching();
+    bench.delegate.applicationDidFinishLaunching(AppDelegate::LaunchTunnels::Leave);
+    QCOMPARE(bench.world.launcher.children.size(), size_t(0));
+    QCOMPARE(bench.world.processes.terminated, QList<qint32>{77});
+    QVERIFY(bench.asked().contains(u"status item"_s));
 }
 
 void TestAppDelegate::followsTheDockPreference()

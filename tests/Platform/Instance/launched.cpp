@@ -61,6 +61,8 @@ int main(int argc, char **argv)
         tell(u"listens"_s);
         instance.listen();
     });
+    if (const QString action = instance.launchAction(); !action.isEmpty())
+        tell(u"for "_s + action);
     if (!app.arguments().contains("late"_L1))
         instance.listen();
     tell(u"runs"_s);

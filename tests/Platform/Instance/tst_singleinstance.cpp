@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCall>
 #include <QDir>
@@ -287,6 +288,14 @@ void TestSingleInstance::startedByTheBus()
     QVERIFY(lines.open(QFile::ReadOnly));
     QByteArray text;
     QTRY_COMPARE(text += lines.readAll(), "launched activation-token=t\nruns\nactivated\nquit\n");
+
+    lines.close();
+    QTRY_VERIFY(
+        !QDBusConnection::sessionBus().interface()->isServiceRegistered(u"com.ardentwick.Morvanel"_s));
+    ask(u"ActivateAction"_s, {u"quit"_s, QVariantList(), QVariantMap()});
+    QVERIFY(lines.open(QFile::ReadOnly));
+    text.clear();
+    QTRY_COMPARE(text += lines.readAll(), "for quit\nquit\nruns\n");
 }
 
 QTEST_GUILESS_MAIN(TestSingleInstance)

@@ -65,7 +65,7 @@ std::optional<int> SingleInstance::handOver()
 {
     if (!m_bus.isConnected()) {
         writeToStandardError(
-            u"There is no session bus, so there is no icon in the panel, tokens cannot be "
+            u"There is no session bus, so most panels show no icon, tokens cannot be "
             "read or stored, and a second start is not noticed. (%1)"_s.arg(m_bus.lastError().message()));
         return std::nullopt;
     }
@@ -90,6 +90,18 @@ void SingleInstance::listen()
     for (const Request &request : kept)
         deliver(request);
     m_isLaunchDue = false;
+}
+
+QString SingleInstance::launchAction()
+{
+    if (!m_isLaunchDue)
+        return {};
+    // The bus sends the request with the name: once it answers anything else, the request is here.
+    const QDBusMessage question = QDBusMessage::createMethodCall(
+        u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus"_s, u"GetId"_s);
+    m_bus.call(question, QDBus::Block, int(BusNames::answerTimeout.count()));
+    QCoreApplication::sendPostedEvents(this);
+    return m_kept.isEmpty() ? QString() : m_kept.first().action;
 }
 
 QStringList SingleInstance::actions()

@@ -35,6 +35,9 @@ public:
     /// on.
     std::optional<int> handOver();
 
+    /// The action that the bus started this process to perform; empty when it was started for something else
+    /// or the request has not come yet. To be asked before `listen`, which then emits it.
+    QString launchAction();
     /// From now on requests are taken; those that came before, while the program was starting, are taken at
     /// once. Needs the application object.
     void listen();
