@@ -9,7 +9,7 @@ demo_packages="gnome-keyring libsecret-tools python3 python3-gi"
 desktop_packages="xvfb x11-utils x11-xserver-utils xdotool imagemagick openbox xfce4-panel adwaita-icon-theme
     fonts-dejavu-core"
 test_packages="$demo_packages $desktop_packages clang-format clang-tidy dbus-x11 xauth trayer at-spi2-core
-    gir1.2-atspi-2.0 desktop-file-utils appstream dpkg-dev lintian man-db"
+    gir1.2-atspi-2.0 desktop-file-utils appstream dpkg-dev lintian man-db valgrind"
 fuzz_packages="clang libclang-rt-14-dev"
 
 fail() {
