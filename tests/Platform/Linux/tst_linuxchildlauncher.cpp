@@ -106,6 +106,7 @@ private Q_SLOTS:
     void executableFiles_data();
     void executableFiles();
     void findsProcesses();
+    void waitsForAProgramThatIsAboutToRun();
     void turnsSignalsIntoEvents();
     void scheduledWorkCanBeCancelled();
 };
@@ -462,6 +463,24 @@ void TestLinuxChildLauncher::findsProcesses()
         QCOMPARE(process->executablePath(), "");
         process->terminate();
     }
+}
+
+void TestLinuxChildLauncher::waitsForAProgramThatIsAboutToRun()
+{
+    const QByteArray program = qgetenv("MORVANEL_CLOUDFLARED");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::usleep(200'000);
+        ::execl(program.constData(), program.constData(), nullptr);
+        ::_exit(1);
+    }
+    const std::unique_ptr<ProcessHandle> process = LinuxProcessTable().find(child);
+    QVERIFY(process);
+    QCOMPARE(process->executablePath(), program);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    QCOMPARE(LinuxProcessTable().find(::getpid())->executablePath(),
+             QFile::encodeName(QCoreApplication::applicationFilePath()));
 }
 
 void TestLinuxChildLauncher::turnsSignalsIntoEvents()
