@@ -68,6 +68,11 @@ def text_of(accessible):
     return Atspi.Text.get_text(accessible, 0, -1)
 
 
+def offers_text(accessible):
+    """Whether its text can be read at all, and changes of it are announced."""
+    return "Text" in accessible.get_interfaces()
+
+
 def label_of(accessible):
     """The name of what labels it: a combo box has its value as name."""
     relations = [r for r in accessible.get_relation_set() if r.get_relation_type() == Atspi.RelationType.LABELLED_BY]

@@ -10,7 +10,7 @@
 
 class SingleInstance;
 
-/// What the running program answers on the session bus: the interface of the Desktop Entry Specification's
+/// What the running program answers on the session bus: the interface of the Desktop Entry standard's
 /// "D-Bus Activation". Every reply is sent by the instance, when it takes the request.
 class ApplicationAdaptor : public QDBusAbstractAdaptor
 {

@@ -21,7 +21,7 @@ public:
     /// The instance that owns the program's name at this moment.
     explicit RunningInstance(const QDBusConnection &bus);
 
-    /// Asks it to show itself; `platformData` as the Desktop Entry Specification has them.
+    /// Asks it to show itself; `platformData` as the Desktop Entry standard has them.
     Answer activate(const QVariantMap &platformData);
     /// Why the last `activate` came back with `Answer::None`.
     QString error() const { return m_error; }

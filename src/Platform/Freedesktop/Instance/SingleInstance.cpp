@@ -20,7 +20,7 @@ namespace {
 constexpr int quitTimeout = 6000; // milliseconds; quitting takes 4.2 seconds at the most
 constexpr int maxAttempts = 10;   // there is another one only when the instance found has just ended
 
-enum NameReply { // of RequestName in the D-Bus Specification
+enum NameReply { // of RequestName in the D-Bus standard
     PrimaryOwner = 1,
     Exists = 3,
 };

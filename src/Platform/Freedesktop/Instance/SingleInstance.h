@@ -19,7 +19,7 @@ class RunningInstance;
 /// the same time leave exactly one. It is made and asked before the application object is: a launch that
 /// hands over never connects to the display.
 ///
-/// The platform data of a request are those of the Desktop Entry Specification: "activation-token" (Wayland)
+/// The platform data of a request are those of the Desktop Entry standard: "activation-token" (Wayland)
 /// and "desktop-startup-id" (X11) let the window that follows come to the front.
 class SingleInstance : public QObject
 {
