@@ -6,7 +6,7 @@
 #include "LoginItem.h"
 
 /// The login item as a desktop file in the user's autostart folder (Desktop Application Autostart, Desktop
-/// Entry Specification).
+/// Entry standard).
 ///
 /// The entry belongs to this program: registering writes it anew, which also switches it on again. A
 /// symbolic link in its place (to the installed desktop file, say) is replaced or removed; what it leads to
