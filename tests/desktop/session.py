@@ -61,6 +61,14 @@ def processes():
     return found
 
 
+def executable(pid):
+    """What the process runs; empty when it is gone."""
+    try:
+        return os.readlink(f"/proc/{pid}/exe")
+    except OSError:
+        return ""
+
+
 class Session:
     """`display` adds an X server of that size with a window manager, `dark` makes its programs dark."""
 
@@ -252,7 +260,8 @@ class Program:
         return self.process.pid
 
     def children(self):
-        return self.session.children(self.pid)
+        """The children that have come to their program; until then they still are copies of this one."""
+        return [child for child in self.session.children(self.pid) if executable(child) != executable(self.pid)]
 
     def wait_for_children(self, count):
         wait_for(lambda: len(self.children()) == count, lambda: f"{count} children, there are {len(self.children())}")
