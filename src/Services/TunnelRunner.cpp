@@ -133,7 +133,9 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
         appendLog(u"■ Tunnel stopped"_s);
         setState(TunnelState::stopped());
     } else if (m_lastErrorLine) {
-        fail(errorSummary(Utf8::decode({m_lastErrorLine->data(), qsizetype(m_lastErrorLine->size())})));
+        const QByteArrayView line(m_lastErrorLine->data(), qsizetype(m_lastErrorLine->size()));
+        const QString summary = errorSummary(Utf8::decode(line));
+        fail(summary);
     } else {
         fail(QCoreApplication::translate("TunnelRunner", "cloudflared exited (code %1)").arg(status));
     }

@@ -49,7 +49,7 @@ MenuPropertiesList DBusMenuAdaptor::GetGroupProperties(const QList<int> &ids,
                                                        const QStringList &propertyNames,
                                                        const QDBusMessage &message)
 {
-    const MenuPropertiesList list = m_exporter->menu().properties(ids, propertyNames);
+    MenuPropertiesList list = m_exporter->menu().properties(ids, propertyNames);
     if (!ids.isEmpty() && list.isEmpty())
         refuse(message, u"None of the menu entries exists"_s);
     return list;

@@ -51,7 +51,8 @@ QString MenuText::twoLines(const MenuItem &item, const HostQuirks &quirks)
 
 QString MenuText::label(const MenuItem &item, const HostQuirks &quirks)
 {
-    const QString text = QString(qMax(0, item.indentationLevel) * 4, u' ') + twoLines(item, quirks);
+    const QString text =
+        QString(qsizetype(4) * qMax(0, item.indentationLevel), u' ') + twoLines(item, quirks);
     return QString(text).replace(u'_', u"__"_s);
 }
 

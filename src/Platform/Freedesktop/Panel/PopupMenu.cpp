@@ -72,7 +72,7 @@ QAction *PopupMenu::takeAction(const MenuItem &item, QList<Entry> &before)
         draw(action, item);
         return action;
     }
-    const Entry entry = *old;
+    Entry entry = *old;
     before.erase(old);
     if (entry.item != item)
         draw(entry.action, item);
