@@ -133,7 +133,8 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
         appendLog(u"■ Tunnel stopped"_s);
         setState(TunnelState::stopped());
     } else if (m_lastErrorLine) {
-        const QByteArrayView line(m_lastErrorLine->data(), qsizetype(m_lastErrorLine->size()));
+        const std::string &text = *m_lastErrorLine;
+        const QByteArrayView line(text.data(), qsizetype(text.size())); // NOLINT(clang-analyzer-*)
         const QString summary = errorSummary(Utf8::decode(line));
         fail(summary);
     } else {
