@@ -5,7 +5,6 @@
 
 import os
 import shutil
-import subprocess
 import sys
 import time
 from pathlib import Path
@@ -146,30 +145,3 @@ def running(executable):
             except OSError:
                 continue
     return found
-
-
-PANEL = """<?xml version="1.0" encoding="UTF-8"?>
-<channel name="xfce4-panel" version="1.0">
-  <property name="configver" type="int" value="2"/>
-  <property name="panels" type="array">
-    <value type="int" value="1"/>
-    <property name="panel-1" type="empty">
-      <property name="position" type="string" value="p=6;x=0;y=0"/>
-      <property name="length" type="uint" value="100"/>
-      <property name="size" type="uint" value="32"/>
-      <property name="plugin-ids" type="array"><value type="int" value="1"/></property>
-    </property>
-  </property>
-  <property name="plugins" type="empty"><property name="plugin-1" type="string" value="systray"/></property>
-</channel>
-"""
-
-
-def start_panel(session):
-    """A panel whose watcher takes items."""
-    configuration = session.home / ".config/xfce4/xfconf/xfce-perchannel-xml/xfce4-panel.xml"
-    configuration.parent.mkdir(parents=True, exist_ok=True)
-    configuration.write_text(PANEL)
-    panel = session.spawn("xfce4-panel", "--disable-wm-check", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    wait_for(lambda: session.owner(WATCHER), "the panel has a watcher", 30)
-    return panel

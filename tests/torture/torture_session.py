@@ -8,7 +8,7 @@ import signal
 import time
 from functools import partial
 
-from harness import Bus, Row, configured, launched, running, start_panel, started
+from harness import Bus, Row, configured, launched, running, started
 from session import Session, wait_for
 
 FLAPPING = "opening\nregistered 0\nmark\npause 50\nlost 0\npause 50\nregistered 0\nloop"
@@ -80,9 +80,9 @@ def panel_gone(times, frozen_seconds):
     row = Row("the panel is killed, frozen and started again")
     row.times = f"{times} times killed, {frozen_seconds} s frozen"
     slowest = 0.0
-    with Session(display=True) as session:
+    with Session(display="1280x900") as session:
         configured(session, 3, FLAPPING, showsInDock=False)
-        panel = start_panel(session)
+        panel = session.start_panel()
         program = launched(session, 3)
         bus = Bus(session)
         for _ in range(times):
@@ -90,7 +90,7 @@ def panel_gone(times, frozen_seconds):
             panel.wait()
             wait_for(lambda: not bus.items(), "the watcher is gone")
             row.check(program.process.poll() is None, "the program ended with the panel")
-            panel = start_panel(session)
+            panel = session.start_panel()
             wait_for(lambda: len(bus.items()) == 1, "the item is in the new panel")
         panel.send_signal(signal.SIGSTOP)
         deadline = time.monotonic() + frozen_seconds
