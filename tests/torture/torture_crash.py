@@ -113,8 +113,9 @@ def kill_at_random_moments(times, script, label, seed=1):
                 break
             row.check(bare <= excused, f"run {number}: a token is lost")
             excused &= {identifier for identifier, _ in stored.tunnels}
-            escaped += len(still_there(orphans))
-            for orphan in still_there(orphans, 0):
+            left = still_there(orphans, cloudflared)
+            escaped += len(left)
+            for orphan in left:
                 os.kill(orphan, 9)
             time.sleep(chance.uniform(0, 0.25))
             run.kill()
@@ -132,11 +133,11 @@ def kill_at_random_moments(times, script, label, seed=1):
     return row
 
 
-def still_there(orphans, patience=ORPHAN_SECONDS):
-    """Those that live although the next run has started; it asked them to end."""
-    deadline = time.monotonic() + patience
+def still_there(orphans, cloudflared):
+    """Those that live although the next run has started, which asked them to end, and had time to."""
+    deadline = time.monotonic() + ORPHAN_SECONDS
     while True:
-        left = [pid for pid in orphans if os.path.exists(f"/proc/{pid}/exe")]
+        left = sorted(set(orphans) & set(running(cloudflared)))
         if not left or time.monotonic() >= deadline:
             return left
         time.sleep(0.02)
