@@ -18,7 +18,7 @@ LATE = 0.6
 
 #: What a child does, its script, and how long a stop of it takes.
 UNRULY = [
-    ("ends while a grandchild keeps its pipe and writes", "opening\nfork-hold 60 20\nraw ERR gone\nexit 2", None),
+    ("ends while grandchildren keep its pipe, one of them writing", "opening\nfork-hold 60\nfork-hold 60 20\nraw ERR gone\nexit 2", None),
     ("closes its output and lives", "opening\nregistered 0\nclose-output\nwait", 0),
     ("writes without end after SIGTERM", "opening\nregistered 0\nwait\non-term\nflood 0", STOP_SECONDS),
     ("ignores SIGTERM", "sigterm ignore\nopening\nregistered 0\nwait", STOP_SECONDS),
@@ -34,8 +34,9 @@ def misbehaves(what, script, seconds, times):
         cloudflared = configured(session, 5, script)
         program = launched(session, 0 if seconds is None else 5)
         bus = Bus(session)
-        for _ in range(times):
+        for number in range(times):
             if seconds is None:
+                wait_for(lambda: len(running(cloudflared)) == 5 * (number + 1), "each has left a silent grandchild")
                 wait_for(lambda: bus.all_say("gone"), "all have failed")
             else:
                 program.wait_for_children(5)
