@@ -223,6 +223,11 @@ public:
         m_model.end(status);
     }
 
+    void compareLogs() const
+    {
+        Fuzz::expect(m_runner.logLines().text() == m_model.log.join(u'\n'), "the log is that of the rules");
+    }
+
 private:
     void die()
     {
@@ -243,8 +248,11 @@ private:
         Fuzz::expect(m_runner.state() == m_model.state, "the state is that of the rules");
         Fuzz::expect(m_stateChanges == m_model.stateChanges, "each change of state is told once");
         Fuzz::expect(m_runner.hasChild() == m_model.hasChild, "a child is held until its end");
-        Fuzz::expect(m_runner.logLines().text() == m_model.log.join(u'\n'), "the log is that of the rules");
-        Fuzz::expect(m_runner.logLines().size() == m_model.log.size(), "the log has the lines of the rules");
+        const LogBuffer &log = m_runner.logLines();
+        Fuzz::expect(log.size() == m_model.log.size(), "the log has the lines of the rules");
+        Fuzz::expect(log.isEmpty() || (log.line(0) == m_model.log.first() &&
+                                       log.line(log.size() - 1) == m_model.log.last()),
+                     "the log begins and ends as by the rules");
         if (!m_model.hasChild)
             return;
         const QList<int> &sent = m_launcher.children.back()->signalsSent;
@@ -271,5 +279,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         pair.step(letter, letter == 'e' ? input.byte() : 0);
     }
     pair.end(1);
+    pair.compareLogs();
     return 0;
 }
