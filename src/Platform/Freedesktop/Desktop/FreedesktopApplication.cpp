@@ -109,6 +109,8 @@ bool FreedesktopApplication::eventFilter(QObject *watched, QEvent *event)
         terminate();
         return true;
     }
+    if (event->type() == QEvent::Expose && watched->isWindowType())
+        confirm(static_cast<QWindow &>(*watched));
     const bool isShow = event->type() == QEvent::Show;
     if ((isShow || event->type() == QEvent::Hide) && watched->isWindowType()) {
         auto &window = static_cast<QWindow &>(*watched);
@@ -123,10 +125,21 @@ bool FreedesktopApplication::eventFilter(QObject *watched, QEvent *event)
 /// The window is about to be shown.
 void FreedesktopApplication::prepare(QWindow &window)
 {
-    if (m_x11)
+    if (m_x11) {
         m_x11->prepareSkipsTaskbar(window, m_policy == ActivationPolicy::Accessory);
+        m_unconfirmed.removeAll(nullptr); // windows that went unseen
+        m_unconfirmed.append(&window);
+    }
     if (m_isActivating)
         m_shownMeanwhile.append(&window);
+}
+
+/// The window manager shows the window by now. One that saw an earlier withdrawal of it only after it had
+/// been prepared has thrown that away.
+void FreedesktopApplication::confirm(QWindow &window)
+{
+    if (window.isExposed() && m_unconfirmed.removeAll(&window) > 0)
+        m_x11->requestSkipsTaskbar(window, m_policy == ActivationPolicy::Accessory);
 }
 
 /// Some window managers give the keyboard to nobody rather than to a window that skips the task bar. So an

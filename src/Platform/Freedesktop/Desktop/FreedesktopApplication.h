@@ -47,6 +47,7 @@ private:
     void activate(QWindow &window);
     void finishActivation();
     void prepare(QWindow &window);
+    void confirm(QWindow &window);
     void passFocusOnFrom(QWindow &window);
 
     std::optional<X11Windows> m_x11;
@@ -54,5 +55,6 @@ private:
     QByteArray m_activationToken;
     bool m_isActivating = false;
     QList<QPointer<QWindow>> m_shownMeanwhile;
+    QList<QPointer<QWindow>> m_unconfirmed; ///< prepared for the window manager, not on the screen yet
     QPointer<QWindow> m_lastFocused;
 };
