@@ -136,8 +136,9 @@ void TestSingleInstance::oneOfEightStays()
             QCOMPARE(launch->process().exitCode(), 0);
             QCOMPARE(launch->output(), "");
         } else {
+            // A request that came before it listened is taken before it says that it runs.
             QTRY_COMPARE(launch->output().count("activated\n"), 7);
-            QVERIFY(launch->output().startsWith("runs\n"));
+            QTRY_COMPARE(launch->output().count("runs\n"), 1);
         }
     }
 }
