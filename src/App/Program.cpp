@@ -4,11 +4,13 @@
 #include "Program.h"
 
 #include "SingleInstance.h"
+#include "StartupNotification.h"
 #include "StatusItemController.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QStandardPaths>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -19,6 +21,14 @@ QByteArray activationToken(const QVariantMap &platformData)
     const QVariant token =
         platformData.value(u"activation-token"_s, platformData.value(u"desktop-startup-id"_s));
     return token.toString().toUtf8();
+}
+
+/// What a launcher asked for is done, with or without a window. One that opens is on its way to the window
+/// manager first, which may want to know whose launch it belongs to.
+void completeStartup(const QVariantMap &platformData)
+{
+    const QByteArray id = platformData.value(u"desktop-startup-id"_s).toString().toUtf8();
+    QTimer::singleShot(0, qApp, [id] { StartupNotification::complete(id); });
 }
 
 } // namespace
@@ -56,12 +66,14 @@ void Program::launch()
                                                                          : AppDelegate::LaunchTunnels::Start);
     }
     m_instance.listen();
+    completeStartup(m_instance.launcherData());
 }
 
 void Program::connectInstance()
 {
     connect(&m_instance, &SingleInstance::launched, this, [this](const QVariantMap &platformData) {
         m_application.setActivationToken(activationToken(platformData));
+        completeStartup(platformData);
     });
     connect(&m_instance, &SingleInstance::activated, this, &Program::reopen);
     connect(&m_instance, &SingleInstance::actionRequested, this, &Program::perform);
@@ -71,6 +83,7 @@ void Program::reopen(const QVariantMap &platformData)
 {
     m_application.setActivationToken(activationToken(platformData));
     m_delegate.applicationShouldHandleReopen(false);
+    completeStartup(platformData);
 }
 
 void Program::perform(const QString &action, const QVariantMap &platformData)
@@ -87,6 +100,7 @@ void Program::perform(const QString &action, const QVariantMap &platformData)
         m_manager.stopAll();
     else if (action == "quit"_L1)
         m_application.terminate();
+    completeStartup(platformData);
 }
 
 void Program::answerTerminationRequest()

@@ -3,43 +3,21 @@
 
 #include "X11Windows.h"
 
-#include <QGuiApplication>
+#include "X11Connection.h"
+
 #include <QWindow>
 
-#include <xcb/xcb.h>
-
 #include <algorithm>
-#include <cstdlib>
-#include <memory>
-#include <string_view>
 #include <vector>
 
 namespace {
 
-struct Free
-{
-    void operator()(void *reply) const { std::free(reply); }
-};
-template <typename T> using Reply = std::unique_ptr<T, Free>;
-
-xcb_connection_t *connection()
-{
-    const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 ? x11->connection() : nullptr;
-}
-
-quint32 atom(std::string_view name)
-{
-    const auto request = xcb_intern_atom(connection(), false, uint16_t(name.size()), name.data());
-    const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection(), request, nullptr));
-    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
-}
-
 std::vector<quint32> atomList(quint32 window, quint32 property)
 {
     constexpr uint32_t most = 1024;
-    const auto request = xcb_get_property(connection(), false, window, property, XCB_ATOM_ATOM, 0, most);
-    const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(connection(), request, nullptr));
+    const auto request = xcb_get_property(X11::connection(), false, window, property, XCB_ATOM_ATOM, 0, most);
+    const X11::Reply<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(X11::connection(), request, nullptr));
     if (!reply || reply->format != 32)
         return {};
     const auto *first = static_cast<const quint32 *>(xcb_get_property_value(reply.get()));
@@ -50,7 +28,7 @@ std::vector<quint32> atomList(quint32 window, quint32 property)
 
 bool X11Windows::isAvailable()
 {
-    return connection() != nullptr;
+    return X11::connection() != nullptr;
 }
 
 void X11Windows::activate(QWindow &window, quint32 time)
@@ -69,9 +47,9 @@ void X11Windows::prepareSkipsTaskbar(QWindow &window, bool skips)
         if (skips)
             states.push_back(skip);
     }
-    xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, id, atoms().state, XCB_ATOM_ATOM, 32,
+    xcb_change_property(X11::connection(), XCB_PROP_MODE_REPLACE, id, atoms().state, XCB_ATOM_ATOM, 32,
                         uint32_t(states.size()), states.data());
-    xcb_flush(connection());
+    xcb_flush(X11::connection());
 }
 
 void X11Windows::requestSkipsTaskbar(QWindow &window, bool skips)
@@ -89,18 +67,17 @@ void X11Windows::sendToRoot(quint32 window, quint32 type, const quint32 (&data)[
     event.window = window;
     event.type = type;
     std::copy(std::begin(data), std::end(data), event.data.data32);
-    const auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection()));
-    xcb_send_event(connection(), false, screens.data->root,
+    xcb_send_event(X11::connection(), false, X11::root(),
                    XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                    reinterpret_cast<const char *>(&event));
-    xcb_flush(connection());
+    xcb_flush(X11::connection());
 }
 
 const X11Windows::Atoms &X11Windows::atoms()
 {
     if (m_atoms.state == 0) {
-        m_atoms = {atom("_NET_WM_STATE"), atom("_NET_WM_STATE_SKIP_TASKBAR"),
-                   atom("_NET_WM_STATE_SKIP_PAGER"), atom("_NET_ACTIVE_WINDOW")};
+        m_atoms = {X11::atom("_NET_WM_STATE"), X11::atom("_NET_WM_STATE_SKIP_TASKBAR"),
+                   X11::atom("_NET_WM_STATE_SKIP_PAGER"), X11::atom("_NET_ACTIVE_WINDOW")};
     }
     return m_atoms;
 }

@@ -57,6 +57,7 @@ SingleInstance::SingleInstance(QObject *parent)
     : QObject(parent)
     , m_bus(QDBusConnection::sessionBus())
     , m_isLaunchDue(takeStartedByBus())
+    , m_launcherData(platformDataOfLauncher())
 {
     new ApplicationAdaptor(this);
 }
@@ -127,7 +128,7 @@ bool SingleInstance::isTheOne()
 /// The exit status of this process, or nothing when `other` has left its place meanwhile.
 std::optional<int> SingleInstance::handOverTo(RunningInstance &other) const
 {
-    switch (other.activate(platformDataOfLauncher())) {
+    switch (other.activate(m_launcherData)) {
     case RunningInstance::Answer::Taken:
         return 0;
     case RunningInstance::Answer::Gone:

@@ -45,6 +45,9 @@ public:
     /// its place.
     void setQuitting() { m_isQuitting = true; }
 
+    /// The platform data that this process itself was launched with, in its environment.
+    const QVariantMap &launcherData() const { return m_launcherData; }
+
     /// The names `actionRequested` can come with.
     static QStringList actions();
 
@@ -76,4 +79,5 @@ private:
     bool m_isListening = false;
     bool m_isQuitting = false;
     bool m_isLaunchDue; ///< the bus started this process and the request that made it do so is still to come
+    QVariantMap m_launcherData;
 };

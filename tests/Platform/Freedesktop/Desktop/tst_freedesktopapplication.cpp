@@ -3,6 +3,7 @@
 
 #include "DesktopUrlOpener.h"
 #include "FreedesktopApplication.h"
+#include "StartupNotification.h"
 #include "ThemePalette.h"
 
 #include <QApplication>
@@ -13,6 +14,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -37,6 +43,37 @@ bool skipsTaskbar(const QWidget &window)
     return skips && state.contains(u"_NET_WM_STATE_SKIP_PAGER");
 }
 
+/// What a desktop hears of startup notifications: a client of the X server of its own.
+class StartupListener
+{
+public:
+    StartupListener()
+    {
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(m_connection.get())).data->root;
+        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_change_window_attributes(m_connection.get(), root, XCB_CW_EVENT_MASK, &mask);
+        std::free(
+            xcb_get_input_focus_reply(m_connection.get(), xcb_get_input_focus(m_connection.get()), nullptr));
+    }
+
+    /// The text so far; a NUL ends each message.
+    QByteArray heard()
+    {
+        while (auto *event = xcb_poll_for_event(m_connection.get())) {
+            const auto *message = reinterpret_cast<xcb_client_message_event_t *>(event);
+            if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE && message->format == 8)
+                m_heard.append(reinterpret_cast<const char *>(message->data.data8), 20);
+            std::free(event);
+        }
+        return m_heard;
+    }
+
+private:
+    std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> m_connection{xcb_connect(nullptr, nullptr),
+                                                                              &xcb_disconnect};
+    QByteArray m_heard;
+};
+
 } // namespace
 
 class TestFreedesktopApplication : public QObject
@@ -47,6 +84,7 @@ private Q_SLOTS:
     void accessoryWindowsSkipTheTaskbar();
     void comesInFrontOfOtherPrograms();
     void closedWindowPassesTheKeyboardOn();
+    void servedLaunchEndsTheWait();
     void terminationIsAskedForAndAnswered();
     void knowsATestHost();
     void opensAddressesWithoutWaiting();
@@ -135,6 +173,18 @@ void TestFreedesktopApplication::closedWindowPassesTheKeyboardOn()
     QTRY_VERIFY(first.isActiveWindow());
     first.close();
     QTRY_VERIFY(second.isActiveWindow());
+}
+
+/// A text that fills its last piece needs another one for the NUL.
+void TestFreedesktopApplication::servedLaunchEndsTheWait()
+{
+    StartupListener desktop;
+    StartupNotification::complete({});
+    StartupNotification::complete("a_TIME7");
+    QTRY_COMPARE(desktop.heard(), "remove: ID=\"a_TIME7\"" + QByteArray(20, '\0'));
+    StartupNotification::complete("a \"b\\_TIME12345678");
+    QTRY_COMPARE(desktop.heard().mid(40),
+                 QByteArray("remove: ID=\"a \\\"b\\\\_TIME12345678\"").leftJustified(40, '\0'));
 }
 
 void TestFreedesktopApplication::terminationIsAskedForAndAnswered()
