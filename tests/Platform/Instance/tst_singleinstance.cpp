@@ -191,6 +191,8 @@ void TestSingleInstance::survivesTheBus()
     QVERIFY(bus.waitForFinished());
     first.process().write("\n");
     QTRY_COMPARE(first.output(), "runs\nlistens\n");
+    QTRY_VERIFY(first.errors().contains("session bus is gone"));
+    QCOMPARE(first.errors().count('\n'), 1);
     QVERIFY(!first.ended());
 }
 

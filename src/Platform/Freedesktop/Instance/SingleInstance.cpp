@@ -70,6 +70,8 @@ std::optional<int> SingleInstance::handOver()
             "read or stored, and a second start is not noticed. (%1)"_s.arg(m_bus.lastError().message()));
         return std::nullopt;
     }
+    m_bus.connect(QString(), u"/org/freedesktop/DBus/Local"_s, u"org.freedesktop.DBus.Local"_s,
+                  u"Disconnected"_s, this, SLOT(reportLostBus()));
     // The object comes before the name: who finds the name finds the object too.
     m_bus.registerObject(BusNames::object, this);
     for (int attempt = 0; attempt < maxAttempts; ++attempt) {
@@ -123,6 +125,13 @@ bool SingleInstance::isTheOne()
         u"The session bus does not hand out the name %1, so a second start is not noticed. (%2)"_s.arg(
             BusNames::service, reply.errorMessage()));
     return true;
+}
+
+void SingleInstance::reportLostBus() const
+{
+    writeToStandardError(u"The session bus is gone. The tunnels go on; most panels show no icon any more, "
+                         u"tokens cannot be read "
+                         "or stored, and a second start is not noticed. A signal (SIGTERM) ends Morvanel."_s);
 }
 
 /// The exit status of this process, or nothing when `other` has left its place meanwhile.

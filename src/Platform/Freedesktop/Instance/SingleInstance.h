@@ -58,6 +58,9 @@ Q_SIGNALS:
     void activated(const QVariantMap &platformData);
     void actionRequested(const QString &name, const QVariantMap &platformData);
 
+private Q_SLOTS:
+    void reportLostBus() const;
+
 private:
     friend class ApplicationAdaptor;
 

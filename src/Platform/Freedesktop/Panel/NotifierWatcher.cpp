@@ -73,6 +73,8 @@ NotifierWatcher::NotifierWatcher(const QDBusConnection &bus, QObject *parent)
             &NotifierWatcher::findHost);
     connect(m_interface.get(), &NotifierWatcherInterface::StatusNotifierHostUnregistered, this,
             &NotifierWatcher::findHost);
+    m_bus.connect(QString(), u"/org/freedesktop/DBus/Local"_s, u"org.freedesktop.DBus.Local"_s,
+                  u"Disconnected"_s, this, SLOT(forgetBus()));
     announceAtOnce();
     findNames();
 }
@@ -107,6 +109,15 @@ void NotifierWatcher::findNames()
             setOwner(name, isOwned ? reply.arguments().value(0).toString() : QString());
         });
     }
+}
+
+/// Nobody tells any more that the panel is gone.
+void NotifierWatcher::forgetBus()
+{
+    const QSet<QString> names = m_presentNames;
+    for (const QString &name : names)
+        setOwner(name, {});
+    setWatcher({});
 }
 
 void NotifierWatcher::setOwner(const QString &name, const QString &owner)

@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QDBusVariant>
 #include <QElapsedTimer>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -120,6 +121,22 @@ private Q_SLOTS:
         watcher.setHost(true);
         QTRY_COMPARE(client.host(), NotifierWatcher::Host::Present);
         watcher.client.vanish();
+        QTRY_COMPARE(client.host(), NotifierWatcher::Host::Absent);
+    }
+
+    void lostBusTakesThePanelAway()
+    {
+        QProcess daemon;
+        daemon.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
+        QTRY_VERIFY(daemon.canReadLine());
+        const QString address = QString::fromLocal8Bit(daemon.readLine().trimmed());
+        auto panel = QDBusConnection::connectToBus(address, u"panel of another bus"_s);
+        FakeWatcher watcher(u"lost"_s);
+        panel.registerObject(u"/StatusNotifierWatcher"_s, &watcher, QDBusConnection::ExportAllContents);
+        QVERIFY(panel.registerService(QLatin1StringView(FakeWatcher::busName)));
+        NotifierWatcher client(QDBusConnection::connectToBus(address, u"item on another bus"_s));
+        QTRY_COMPARE(client.host(), NotifierWatcher::Host::Present);
+        daemon.kill();
         QTRY_COMPARE(client.host(), NotifierWatcher::Host::Absent);
     }
 
