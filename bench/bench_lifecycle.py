@@ -11,10 +11,7 @@ import sys
 import time
 from pathlib import Path
 
-import gi
-
-gi.require_version("Gio", "2.0")
-from gi.repository import Gio, GLib  # noqa: E402
+from watcher import Watcher, open_and_close
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/desktop"))
 from session import Program, Session, tunnel, wait_for  # noqa: E402
@@ -22,55 +19,7 @@ from session import Program, Session, tunnel, wait_for  # noqa: E402
 BUILD = Path(os.environ["MORVANEL_BENCH"])
 PROGRAM = BUILD / "morvanel"
 CLOUDFLARED = os.environ["MORVANEL_CLOUDFLARED"]
-NAME = "com.ardentwick.Morvanel"
-WATCHER = "org.kde.StatusNotifierWatcher"
-WATCHER_XML = f"""<node><interface name="{WATCHER}">
-  <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
-  <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
-  <property name="ProtocolVersion" type="i" access="read"/>
-  <property name="RegisteredStatusNotifierItems" type="as" access="read"/>
-</interface></node>"""
 ROUNDS = 15
-
-
-class Watcher:
-    """A panel's side of the bus: notes the moment at which an item is registered."""
-
-    PROPERTIES = {
-        "IsStatusNotifierHostRegistered": GLib.Variant("b", True),
-        "ProtocolVersion": GLib.Variant("i", 0),
-        "RegisteredStatusNotifierItems": GLib.Variant("as", []),
-    }
-
-    def __init__(self, session):
-        flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
-        self.bus = Gio.DBusConnection.new_for_address_sync(session.environment["DBUS_SESSION_BUS_ADDRESS"], flags,
-                                                           None, None)
-        interface = Gio.DBusNodeInfo.new_for_xml(WATCHER_XML).interfaces[0]
-        self.bus.register_object("/StatusNotifierWatcher", interface, self._called,
-                                 lambda *arguments: self.PROPERTIES[arguments[4]], None)
-        self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-                  GLib.Variant("(su)", (WATCHER, 0)))
-        self.registered = None
-
-    def call(self, service, path, interface, method, arguments):
-        return self.bus.call_sync(service, path, interface, method, arguments, None, Gio.DBusCallFlags.NONE, 5000,
-                                  None)
-
-    def _called(self, _bus, _sender, _path, _interface, _method, _arguments, invocation):
-        self.registered = time.monotonic()
-        invocation.return_value(None)
-
-    def time_until_registered(self, start):
-        """Starts a program; returns it and the seconds until it announced its item."""
-        self.registered = None
-        begin = time.monotonic()
-        program = start()
-        while self.registered is None:
-            if time.monotonic() > begin + 20:
-                raise AssertionError("no item was registered")
-            GLib.MainContext.default().iteration(True)
-        return program, self.registered - begin
 
 
 def configured(session, *scenarios, **others):
@@ -86,11 +35,6 @@ def rest(program):
     while program.cpu_seconds() != before:
         before = program.cpu_seconds()
         time.sleep(2.5)
-
-
-def act(watcher, action):
-    watcher.call(NAME, "/com/ardentwick/Morvanel", "org.freedesktop.Application", "ActivateAction",
-                 GLib.Variant("(sava{sv})", (action, [], {})))
 
 
 def measure_start(session, watcher):
@@ -118,14 +62,6 @@ def measure_memory(session, watcher):
     ours, bare = (statistics.median(kib) for kib in figures.values())
     print(f"memory at rest, 3 tunnels, no window yet: {ours:.1f} MiB, bare tray icon {bare:.1f} MiB: "
           f"{ours / bare:.2f} times (at most 1.25)")
-
-
-def open_and_close(session, watcher, action, title):
-    act(watcher, action)
-    window = session.run("xdotool", "search", "--sync", "--onlyvisible", "--name", f"^{title}$").split()[0]
-    session.run("xdotool", "windowactivate", "--sync", window, "key", "ctrl+w")
-    wait_for(lambda: not session.run("xdotool", "search", "--onlyvisible", "--name", f"^{title}$", check=False),
-             f"{title} is closed")
 
 
 def measure_growth(session, watcher):
