@@ -53,8 +53,10 @@ void RunnerLogView::setRunner(TunnelRunner *runner)
 {
     if (m_runner == runner && runner)
         return;
-    if (m_runner)
+    if (m_runner) {
         m_runner->disconnect(this);
+        m_runner->disconnect(m_area);
+    }
     m_runner = runner;
     m_area->setLog(runner ? &runner->logLines() : nullptr);
     showState();
