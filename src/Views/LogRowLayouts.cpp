@@ -5,6 +5,7 @@
 
 #include "LogBuffer.h"
 #include "LogRules.h"
+#include "Utf8.h"
 
 #include <QFontMetricsF>
 
@@ -28,6 +29,19 @@ LogPosition LogRowLayout::positionAt(const LogRows::Row &row, int unit) const
 QTextLine LogRowLayout::lineAt(int y) const
 {
     return text.lineAt(std::clamp(y / lineHeight, 0, text.lineCount() - 1));
+}
+
+int LogRowLayout::lastUnitOf(const LogRows::Row &row, const QTextLine &line) const
+{
+    const int end = line.textStart() + line.textLength();
+    const bool goesOn = line.lineNumber() < text.lineCount() - 1 || !row.endsLine;
+    return goesOn ? text.previousCursorPosition(end) : end;
+}
+
+void LogRowLayouts::clear()
+{
+    m_layouts.clear();
+    m_lastColor.reset();
 }
 
 void LogRowLayouts::setFormat(const QFont &font, int width, Qt::LayoutDirection direction)
@@ -71,7 +85,7 @@ void LogRowLayouts::shape(LogRowLayout &layout) const
     option.setTabStopDistance(8 * QFontMetricsF(m_font).horizontalAdvance(u' '));
     layout.text.setTextOption(option);
     layout.text.setFont(m_font);
-    layout.text.setText(QString::fromUtf8(layout.utf8));
+    layout.text.setText(Utf8::decode(layout.utf8));
     layout.text.setCacheEnabled(true);
     layout.text.beginLayout();
     qreal y = 0;
@@ -86,7 +100,7 @@ void LogRowLayouts::shape(LogRowLayout &layout) const
 /// The rows of one long line come one after the other and share its colour.
 ColorRole LogRowLayouts::colorOf(const LogBuffer &log, quint64 line)
 {
-    if (m_lastColor.first != line)
-        m_lastColor = {line, LogRules::color(LogText::lineBytes(log, line))};
-    return m_lastColor.second;
+    if (!m_lastColor || m_lastColor->first != line)
+        m_lastColor.emplace(line, LogRules::color(LogText::lineBytes(log, line)));
+    return m_lastColor->second;
 }

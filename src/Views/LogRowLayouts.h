@@ -11,6 +11,7 @@
 #include <QTextLayout>
 
 #include <map>
+#include <optional>
 
 class LogBuffer;
 
@@ -25,6 +26,9 @@ struct LogRowLayout
     /// The UTF-16 unit of the row that the position stands before; the row's ends for positions beyond them.
     int unitAt(const LogRows::Row &row, LogPosition position) const;
     LogPosition positionAt(const LogRows::Row &row, int unit) const;
+    /// The last place that still stands on that line: before its last character where the log's line goes on
+    /// below.
+    int lastUnitOf(const LogRows::Row &row, const QTextLine &line) const;
     /// The wrapped line at that height below the row's top; the nearest one.
     QTextLine lineAt(int y) const;
 };
@@ -36,7 +40,8 @@ public:
     /// Forgets what was laid out. `width` in device-independent pixels; lines are aligned to the side that
     /// `direction` begins at, whatever the direction of their own text.
     void setFormat(const QFont &font, int width, Qt::LayoutDirection direction);
-    void clear() { m_layouts.clear(); }
+    /// For another log.
+    void clear();
 
     int lineHeight() const { return m_lineHeight; }
     int columns() const { return m_columns; }
@@ -57,5 +62,5 @@ private:
     int m_width = 0;
     Qt::Alignment m_alignment = Qt::AlignLeft;
     std::map<LogPosition, LogRowLayout> m_layouts;
-    std::pair<quint64, ColorRole> m_lastColor{~quint64(0), ColorRole::None};
+    std::optional<std::pair<quint64, ColorRole>> m_lastColor; ///< by the number of its line
 };

@@ -131,9 +131,12 @@ void notifyLogCursor(LogTextArea *area)
 
 void notifyLogLines(LogTextArea *area, unsigned long long first)
 {
-    const LogPosition start{first, 0};
-    const int offset = int(LogText::offsetOf(*area->log(), start));
-    QAccessibleTextInsertEvent event(area, offset,
-                                     LogText::between(*area->log(), start, LogText::end(*area->log())));
+    const LogBuffer &log = *area->log();
+    const LogPosition line{first, 0};
+    // The line feed that parts it from the line before is new as well.
+    const LogPosition start =
+        first > log.firstNumber() ? LogText::previous(log, line, LogText::Step::Character) : line;
+    QAccessibleTextInsertEvent event(area, int(LogText::offsetOf(log, start)),
+                                     LogText::between(log, start, LogText::end(log)));
     QAccessible::updateAccessibility(&event);
 }

@@ -34,7 +34,7 @@ QFont logFont()
 
 LogTextArea::LogTextArea(QWidget *parent)
     : QAbstractScrollArea(parent)
-    , m_viewport([this](const LogRows::Row &row) { return m_layouts.layout(*m_log, row).text.lineCount(); })
+    , m_viewport(makeViewport())
 {
     installLogTextAccessibility();
     setFrameShape(QFrame::NoFrame);
@@ -51,12 +51,17 @@ LogTextArea::LogTextArea(QWidget *parent)
     connect(&m_frame, &QTimer::timeout, this, &LogTextArea::ensureCurrent);
 }
 
+LogViewport LogTextArea::makeViewport()
+{
+    return LogViewport(
+        [this](const LogRows::Row &row) { return m_layouts.layout(*m_log, row).text.lineCount(); });
+}
+
 void LogTextArea::setLog(const LogBuffer *log)
 {
     m_frame.stop();
     m_layouts.clear();
-    m_viewport = LogViewport(
-        [this](const LogRows::Row &row) { return m_layouts.layout(*m_log, row).text.lineCount(); });
+    m_viewport = makeViewport();
     m_cursor.reset();
     m_log = log;
     m_seenEnd = log ? log->endNumber() : 0;

@@ -27,8 +27,8 @@ class LogTextArea : public QAbstractScrollArea
 public:
     explicit LogTextArea(QWidget *parent = nullptr);
 
-    /// Shows another log from its end on, or none. The log is its owner's, who calls `setLog(nullptr)` before
-    /// it goes.
+    /// Shows another log from its end on, or none. The log is its owner's, who calls `setLog(nullptr)` when
+    /// it goes; the one shown so far is not touched then.
     void setLog(const LogBuffer *log);
     const LogBuffer *log() const { return m_log; }
     /// To be called when the log has changed; as often as that happens.
@@ -79,6 +79,7 @@ protected:
 private:
     enum class Unit { Character, Word, Line };
 
+    LogViewport makeViewport();
     bool isOnScreen() const;
     void ensureCurrent();
     void takeOver();

@@ -304,8 +304,7 @@ void LogTextArea::moveByLines(int lines, bool selects)
         moveTo(line < 0 ? LogText::begin(*m_log) : LogText::end(*m_log), selects);
     } else {
         const QTextLine target = layout.text.lineAt(line);
-        const bool isWrapped = line < layout.text.lineCount() - 1;
-        const int last = target.textStart() + target.textLength() - (isWrapped ? 1 : 0);
+        const int last = layout.lastUnitOf(rows.at(row), target);
         moveTo(layout.positionAt(rows.at(row), std::min(target.xToCursor(column), last)), selects);
     }
     m_column = column;
@@ -317,9 +316,7 @@ void LogTextArea::moveToLineEnd(bool atEnd, bool selects)
     const LogRows::Row &row = m_viewport.rows().at(m_viewport.rows().rowOf(from));
     const LogRowLayout &layout = m_layouts.layout(*m_log, row);
     const QTextLine line = layout.text.lineForTextPosition(layout.unitAt(row, from));
-    const bool isWrapped = line.lineNumber() < layout.text.lineCount() - 1;
-    const int end = line.textStart() + line.textLength() - (isWrapped ? 1 : 0);
-    moveTo(layout.positionAt(row, atEnd ? end : line.textStart()), selects);
+    moveTo(layout.positionAt(row, atEnd ? layout.lastUnitOf(row, line) : line.textStart()), selects);
 }
 
 void LogTextArea::moveTo(LogPosition position, bool selects)

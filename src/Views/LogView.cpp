@@ -39,7 +39,7 @@ LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget
     m_pages->addWidget(makeContent());
     connect(m_picker, &QComboBox::activated, this, &LogView::choose);
     auto *changes = new ManagerChanges(manager, this);
-    connect(changes, &ManagerChanges::changed, this, &LogView::refreshSoon);
+    connect(changes, &ManagerChanges::changed, this, &LogView::managerChanged);
     refresh();
 }
 
@@ -96,7 +96,7 @@ void LogView::showEvent(QShowEvent *event)
         m_log->setFocus(Qt::OtherFocusReason);
 }
 
-void LogView::refreshSoon()
+void LogView::managerChanged()
 {
     m_isStale = true;
     if (isVisible())

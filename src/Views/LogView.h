@@ -32,7 +32,7 @@ protected:
 private:
     QWidget *makeContent();
     QWidget *makeHeader();
-    void refreshSoon();
+    void managerChanged();
     void refresh();
     void choose(int index);
 

@@ -178,7 +178,7 @@ void TunnelEditor::retranslate()
     refreshState();
 }
 
-/// Shows what the model holds, as after loading and saving.
+/// Shows what the model holds, as after loading.
 void TunnelEditor::showInput()
 {
     m_name->showValue(m_model.name);

@@ -79,6 +79,7 @@ private Q_SLOTS:
     void clearedLogStartsAnew();
     void measuresOnlyWhatIsSeen();
     void reveals();
+    void neverLacksARow();
 };
 
 void TestLogLogic::color_data()
@@ -134,6 +135,8 @@ void TestLogLogic::steps_data()
         << QByteArray("au\u0308b") << Step::Character << QList<qsizetype>{0, 1, 4, 5};
     QTest::newRow("family emoji") << QByteArray("\U0001F468\u200D\U0001F469!") << Step::Character
                                   << QList<qsizetype>{0, 11, 12};
+    QTest::newRow("byte order mark") << QByteArray("\uFEFFab") << Step::Character
+                                     << QList<qsizetype>{0, 3, 4, 5};
     QTest::newRow("words") << QByteArray("  t INF  up") << Step::Word << QList<qsizetype>{0, 2, 4, 9, 11};
 }
 
@@ -343,6 +346,18 @@ void TestLogLogic::reveals()
     QCOMPARE(view.viewport.position(), 0);
     view.viewport.reveal(99, 0, 10);
     QVERIFY(view.viewport.isAtEnd());
+}
+
+/// Not even in a window that is lower than the padding above its first line.
+void TestLogLogic::neverLacksARow()
+{
+    LogBuffer log;
+    appendLines(log, 20);
+    View view;
+    view.viewport.setGeometry(LogRows::padding / 2, 10, 10);
+    view.viewport.update(log);
+    view.viewport.scrollTo(0);
+    QCOMPARE(view.viewport.visibleRows().size(), size_t(1));
 }
 
 QTEST_GUILESS_MAIN(TestLogLogic)

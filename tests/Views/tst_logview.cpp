@@ -38,11 +38,13 @@ private Q_SLOTS:
 
     void followsNewLinesOnceAFrame();
     void restsWhileHidden();
+    void leavesTheOtherLogsAlone();
     void followsTheFont();
     void fullLogStaysInPlace();
     void selectsWithTheMouse();
     void selectsWithTheKeyboard_data();
     void selectsWithTheKeyboard();
+    void movesThroughALongLine();
     void plainMovesStayOnScreen();
     void selectionFollowsTheLines();
     void everyLineCanBeShown();
@@ -280,6 +282,44 @@ void TestLogView::restsWhileHidden()
     QTRY_VERIFY(!frame->isActive());
 }
 
+/// Neither the colours nor the changes of a log that was looked at before.
+void TestLogView::leavesTheOtherLogsAlone()
+{
+    const TunnelConfig first = add(u"a"_s);
+    const TunnelConfig second = add(u"b"_s);
+    const auto written = [this](const TunnelConfig &tunnel,
+                                const QByteArray &line) -> FakeChildLauncher::Child & {
+        FakeChildLauncher::Child &child = world->connect(*manager, tunnel.id);
+        manager->runner(tunnel.id)->clearLog();
+        child.write(line);
+        return child;
+    };
+    FakeChildLauncher::Child &hidden = written(first, "t ERR mmm\n");
+    written(second, "t INF mmm\n");
+    const auto isRedSeen = [this] {
+        const QColor red = SymbolDrawing::color(ColorRole::Red, area()->palette());
+        const QImage image = area()->viewport()->grab().toImage();
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                if (qAbs(image.pixelColor(x, y).red() - red.red()) < 8 && image.pixelColor(x, y).blue() < 96)
+                    return true;
+            }
+        }
+        return false;
+    };
+    show(first.id);
+    QVERIFY(isRedSeen());
+    picker()->setCurrentIndex(1);
+    Q_EMIT picker()->activated(1);
+    QCOMPARE(view->selection(), std::optional(second.id));
+    QVERIFY(!isRedSeen());
+
+    const auto *frame = area()->findChild<QTimer *>();
+    QTRY_VERIFY(!frame->isActive());
+    hidden.write("more\n");
+    QVERIFY(!frame->isActive());
+}
+
 /// A larger font of the desktop makes the window's texts larger, not the log's, which has a size of its own.
 void TestLogView::followsTheFont()
 {
@@ -394,6 +434,30 @@ void TestLogView::selectsWithTheKeyboard()
     for (const QKeyCombination &key : keys)
         QTest::keyClick(area(), key.key(), key.keyboardModifiers());
     QTEST(area()->selectedText(), "selected");
+}
+
+/// Also where the line is laid out in pieces.
+void TestLogView::movesThroughALongLine()
+{
+    world->connect(*manager, add(u"a"_s).id);
+    runner().clearLog();
+    write(QByteArray(10'000, 'x') + "\n");
+    show();
+    area()->setFocus();
+    QTest::keyClick(area(), Qt::Key_End, Qt::ControlModifier);
+    QTest::keyClick(area(), Qt::Key_Left);
+    LogPosition before = *area()->cursor();
+    const LogPosition begin = LogText::begin(runner().logLines());
+    while (before != begin) {
+        const int top = area()->rectAt(before).top();
+        QTest::keyClick(area(), Qt::Key_Home);
+        QCOMPARE(area()->rectAt(*area()->cursor()).top(), top);
+        QTest::keyClick(area(), Qt::Key_End);
+        QCOMPARE(area()->rectAt(*area()->cursor()).top(), top);
+        QTest::keyClick(area(), Qt::Key_Up);
+        QVERIFY(*area()->cursor() < before);
+        before = *area()->cursor();
+    }
 }
 
 /// A reader who scrolled away from the cursor is not taken back to it.

@@ -24,10 +24,11 @@ std::vector<LogViewport::VisibleRow> LogViewport::visibleRows() const
     if (m_rows.isEmpty())
         return visible;
     int y = int(-m_offset);
-    for (qsizetype row = m_rows.rowOf(m_anchor); row < m_rows.size() && y < m_height; ++row) {
+    qsizetype row = m_rows.rowOf(m_anchor);
+    do {
         visible.push_back({row, y});
         y += m_rows.height(row);
-    }
+    } while (++row < m_rows.size() && y < m_height);
     return visible;
 }
 

@@ -37,6 +37,7 @@ public:
     qint64 position() const;
     qint64 maximum() const;
     bool isAtEnd() const { return m_isAtEnd; }
+    /// At least one, however low the viewport is; none of an empty log.
     std::vector<VisibleRow> visibleRows() const;
 
     /// Keeps the end in view where it was, otherwise the first visible row.
