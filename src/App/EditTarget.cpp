@@ -6,10 +6,8 @@
 #include "LogTextArea.h"
 
 #include <QApplication>
-#include <QClipboard>
 #include <QLineEdit>
 #include <QMenuBar>
-#include <QMimeData>
 
 namespace {
 

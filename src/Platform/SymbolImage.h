@@ -6,7 +6,7 @@
 #include <QString>
 
 /// A colour by its role; the palette and the theme decide the shade.
-enum class ColorRole { None, Green, Orange, Red, TertiaryLabel };
+enum class ColorRole { None, Green, Orange, Red, SecondaryLabel, TertiaryLabel };
 
 /// A symbol to draw, as data: which drawing, how large, in which colour.
 struct SymbolImage

@@ -26,7 +26,7 @@ EmptySelectionView::EmptySelectionView(bool hasTunnels, QWidget *parent)
     , m_addButton(new QPushButton)
 {
     auto *symbol = new SymbolView(symbolSide);
-    symbol->setSymbol(u"bolt.horizontal.icloud"_s, ColorRole::TertiaryLabel);
+    symbol->setSymbol(u"bolt.horizontal.icloud"_s, ColorRole::SecondaryLabel);
     auto *column = new QVBoxLayout(this);
     column->setSpacing(itemSpacing);
     column->addStretch();

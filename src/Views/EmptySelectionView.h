@@ -6,7 +6,6 @@
 #include <QWidget>
 
 class QPushButton;
-class SymbolView;
 class TextLabel;
 
 /// What the Tunnels tab shows where there is no tunnel to edit.

@@ -17,7 +17,6 @@ public:
     explicit FadingLabel(FontRole font, ColorRole color, QWidget *parent = nullptr);
 
     /// Whether the note is in or on its way in.
-    bool isIn() const { return m_isIn; }
     void setIn(bool isIn);
 
 protected:

@@ -37,7 +37,7 @@ GeneralSettingsView::GeneralSettingsView(TunnelManager &manager, QWidget *parent
     , m_detect(new QPushButton)
     , m_found(new SymbolLabel)
     , m_showsInDock(new QCheckBox)
-    , m_dockNote(new TextLabel(FontRole::Caption, ColorRole::TertiaryLabel))
+    , m_dockNote(new TextLabel(FontRole::Caption, ColorRole::SecondaryLabel))
     , m_opensAtLogin(new QCheckBox)
     , m_loginError(new TextLabel(FontRole::Caption, ColorRole::Red))
 {
@@ -71,8 +71,8 @@ FormSection *GeneralSettingsView::makePathSection()
 
 FormSection *GeneralSettingsView::makeProgramSection()
 {
-    m_dockNote->setWraps(true);
-    m_loginError->setWraps(true);
+    m_dockNote->setWraps();
+    m_loginError->setWraps();
     m_loginError->hide();
     auto *section = new FormSection(this);
     section->addRow({m_showsInDock, m_dockNote});

@@ -21,7 +21,7 @@ constexpr int footerPadding = 10;
 RunnerLogView::RunnerLogView(QWidget *parent)
     : QWidget(parent)
     , m_area(new LogTextArea(this))
-    , m_state(new ClampedLabel(FontRole::Caption, ColorRole::TertiaryLabel, 1, this))
+    , m_state(new ClampedLabel(FontRole::Caption, ColorRole::SecondaryLabel, 1, this))
 {
     setFocusProxy(m_area);
     auto *divider = new QFrame(this);

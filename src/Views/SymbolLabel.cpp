@@ -20,7 +20,7 @@ SymbolLabel::SymbolLabel(QWidget *parent)
     , m_symbol(new SymbolView(0, this))
     , m_text(new TextLabel(FontRole::Caption, ColorRole::None, this))
 {
-    m_text->setWraps(true);
+    m_text->setWraps();
     auto *row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(symbolSpacing);
@@ -35,16 +35,6 @@ void SymbolLabel::setContent(const QString &symbolName, const QString &text, Col
     m_symbol->setSymbol(symbolName, color);
     m_text->setColorRole(color);
     m_text->setText(text);
-}
-
-QString SymbolLabel::text() const
-{
-    return m_text->text();
-}
-
-QString SymbolLabel::symbolName() const
-{
-    return m_symbol->symbolName();
 }
 
 void SymbolLabel::changeEvent(QEvent *event)

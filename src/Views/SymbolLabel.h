@@ -19,8 +19,6 @@ public:
     explicit SymbolLabel(QWidget *parent = nullptr);
 
     void setContent(const QString &symbolName, const QString &text, ColorRole color);
-    QString text() const;
-    QString symbolName() const;
 
 protected:
     void changeEvent(QEvent *event) override;

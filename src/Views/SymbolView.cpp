@@ -18,9 +18,7 @@ void SymbolView::setSymbol(const QString &symbolName, ColorRole color)
 {
     m_symbolName = symbolName;
     m_color = color;
-    m_icon = SymbolDrawing::icon(symbolName, color == ColorRole::TertiaryLabel
-                                                 ? palette().color(QPalette::PlaceholderText)
-                                                 : SymbolDrawing::color(color, palette()));
+    m_icon = SymbolDrawing::icon(symbolName, SymbolDrawing::color(color, palette()));
     update();
 }
 

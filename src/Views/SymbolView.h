@@ -18,7 +18,6 @@ public:
     explicit SymbolView(int side, QWidget *parent = nullptr);
 
     void setSymbol(const QString &symbolName, ColorRole color);
-    QString symbolName() const { return m_symbolName; }
     void setSide(int side) { setFixedSize(side, side); }
 
 protected:

@@ -23,18 +23,18 @@ TextLabel::TextLabel(FontRole font, ColorRole color, QWidget *parent)
     setColorRole(color);
 }
 
-void TextLabel::setWraps(bool wraps)
+void TextLabel::setWraps()
 {
-    setWordWrap(wraps);
+    setWordWrap(true);
     QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Minimum);
-    policy.setHeightForWidth(wraps);
+    policy.setHeightForWidth(true);
     setSizePolicy(policy);
 }
 
 void TextLabel::setColorRole(ColorRole color)
 {
     m_colorRole = color;
-    setForegroundRole(color == ColorRole::TertiaryLabel ? QPalette::PlaceholderText : QPalette::WindowText);
+    setForegroundRole(color == ColorRole::SecondaryLabel ? QPalette::PlaceholderText : QPalette::WindowText);
     applyColor();
 }
 
@@ -74,7 +74,7 @@ void TextLabel::changeEvent(QEvent *event)
 /// A palette that is set announces a change, which leads here again: only what differs is set.
 void TextLabel::applyColor()
 {
-    const bool isNamed = m_colorRole != ColorRole::None && m_colorRole != ColorRole::TertiaryLabel;
+    const bool isNamed = m_colorRole != ColorRole::None && m_colorRole != ColorRole::SecondaryLabel;
     const QColor color = SymbolDrawing::color(m_colorRole, palette());
     if (isNamed && palette().color(QPalette::WindowText) != color) {
         QPalette own;

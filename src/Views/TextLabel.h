@@ -15,11 +15,10 @@ class TextLabel : public QLabel
     Q_OBJECT
 
 public:
-    /// `TertiaryLabel` is the palette's own colour for secondary text.
     explicit TextLabel(FontRole font, ColorRole color = ColorRole::None, QWidget *parent = nullptr);
 
-    /// Whether the text takes as many lines as it needs or only one.
-    void setWraps(bool wraps);
+    /// Makes the text take as many lines as it needs instead of one.
+    void setWraps();
     void setColorRole(ColorRole color);
 
     QSize sizeHint() const override;

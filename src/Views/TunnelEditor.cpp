@@ -47,11 +47,11 @@ TunnelEditor::TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> t
     , m_token(new SecretField(this))
     , m_reveal(new SymbolButton(this))
     , m_startOnLaunch(new QCheckBox(this))
-    , m_explanation(new TextLabel(FontRole::Caption, ColorRole::TertiaryLabel, this))
+    , m_explanation(new TextLabel(FontRole::Caption, ColorRole::SecondaryLabel, this))
     , m_tokenWarning(new SymbolLabel(this))
     , m_toggle(new QPushButton(this))
-    , m_state(new ClampedLabel(FontRole::Caption, ColorRole::TertiaryLabel, stateLines, this))
-    , m_savedNote(new FadingLabel(FontRole::Caption, ColorRole::TertiaryLabel, this))
+    , m_state(new ClampedLabel(FontRole::Caption, ColorRole::SecondaryLabel, stateLines, this))
+    , m_savedNote(new FadingLabel(FontRole::Caption, ColorRole::SecondaryLabel, this))
     , m_save(new QPushButton(this))
     , m_returnKey(new QShortcut(Qt::Key_Return, this))
     , m_enterKey(new QShortcut(Qt::Key_Enter, this))
@@ -78,7 +78,7 @@ QWidget *TunnelEditor::makeForm()
     column->addWidget(m_explanation);
     column->addWidget(m_tokenWarning);
     column->addStretch();
-    m_explanation->setWraps(true);
+    m_explanation->setWraps();
     return content;
 }
 

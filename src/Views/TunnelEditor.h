@@ -38,8 +38,6 @@ public:
 
     /// Takes the present record of the tunnel; what was typed stays.
     void setTunnel(const TunnelConfig &tunnel);
-    /// Shows the tunnel's present state.
-    void refreshState();
     /// Puts the cursor where a new tunnel's input begins.
     void focusName();
 
@@ -54,6 +52,8 @@ private:
     void retranslate();
     void showInput();
     void refreshInput();
+    /// Shows the tunnel's present state.
+    void refreshState();
     void refreshReveal();
     void toggleReveal();
     void save();

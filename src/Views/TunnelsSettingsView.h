@@ -26,8 +26,6 @@ public:
     /// `manager` outlives the view.
     explicit TunnelsSettingsView(TunnelManager &manager, QWidget *parent = nullptr);
 
-    const TunnelsSelection &selection() const { return m_selection; }
-
 protected:
     void changeEvent(QEvent *event) override;
     void showEvent(QShowEvent *event) override;

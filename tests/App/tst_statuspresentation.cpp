@@ -16,7 +16,7 @@ const QUuid second(u"22222222-2222-2222-2222-222222222222"_s);
 
 QString text(ColorRole color)
 {
-    static const QStringList names{u"none"_s, u"green"_s, u"orange"_s, u"red"_s, u"grey"_s};
+    static const QStringList names{u"none"_s, u"green"_s, u"orange"_s, u"red"_s, u"secondary"_s, u"grey"_s};
     return names.at(int(color));
 }
 

@@ -144,6 +144,8 @@ QColor color(ColorRole role, const QPalette &palette)
         return shade(0xb85c00, 0xf5a040);
     case ColorRole::Red:
         return shade(0xc9302c, 0xff7b72);
+    case ColorRole::SecondaryLabel:
+        return palette.color(QPalette::PlaceholderText);
     case ColorRole::TertiaryLabel:
         return mixed(text, ground, 0.5F);
     case ColorRole::None:
@@ -161,6 +163,7 @@ QColor colorOnAnyGround(ColorRole role)
         return QColor(0xd0, 0x6c, 0x08);
     case ColorRole::Red:
         return QColor(0xe5, 0x48, 0x4d);
+    case ColorRole::SecondaryLabel:
     case ColorRole::TertiaryLabel:
     case ColorRole::None:
         break;

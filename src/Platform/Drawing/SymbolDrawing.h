@@ -29,11 +29,12 @@ QIcon icon(const QString &symbolName, const QColor &color);
 QByteArray svg(const QString &symbolName, const QColor &color);
 
 /// The shade for a role on that palette's window background, with a contrast of at least 3:1 for the three
-/// named colours. `None` is the text colour, `TertiaryLabel` the dimmed one.
+/// named colours. `None` is the text colour, `SecondaryLabel` the
+/// palette's own for secondary text, `TertiaryLabel` half-way between text and ground.
 QColor color(ColorRole role, const QPalette &palette);
 
 /// The shade for a role on a ground that is not known, as a panel's: the named colours keep 3:1 on white and
-/// on dark grey; the other two are a middle grey.
+/// on dark grey; the others are a middle grey.
 QColor colorOnAnyGround(ColorRole role);
 
 /// The contrast of two opaque colours as WCAG 2 defines it, 1 to 21.
