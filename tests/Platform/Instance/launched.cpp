@@ -2,14 +2,13 @@
 // SPDX-License-Identifier: MIT
 
 // A program that is only launched, asked and quit: one line on standard output for everything that happens.
-// It listens to requests at once, or with the argument "late" after the first line on standard input. Its
-// end takes half a second.
+// It listens to requests at once, or with the argument "late" after the first line on standard input. Once it
+// was told to quit it ends with the next line, or at the end of the input.
 
 #include "SingleInstance.h"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
-#include <QTimer>
 
 #include <unistd.h>
 
@@ -38,6 +37,8 @@ int main(int argc, char **argv)
         return *status;
 
     QCoreApplication app(argc, argv);
+    bool isQuitting = false;
+    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
     QObject::connect(&instance, &SingleInstance::launched, &app,
                      [](const QVariantMap &data) { tell(u"launched"_s, data); });
     QObject::connect(&instance, &SingleInstance::activated, &app,
@@ -47,17 +48,20 @@ int main(int argc, char **argv)
                          tell(name, data);
                          if (name == "quit"_L1) {
                              instance.setQuitting();
-                             QTimer::singleShot(500, &app, &QCoreApplication::quit);
+                             isQuitting = true;
+                             if (!input.isEnabled())
+                                 QCoreApplication::quit();
                          }
                      });
 
-    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
     QObject::connect(&input, &QSocketNotifier::activated, &app, [&] {
         std::array<char, 64> line;
-        if (::read(STDIN_FILENO, line.data(), line.size()) <= 0) {
-            input.setEnabled(false);
+        const bool isAtEnd = ::read(STDIN_FILENO, line.data(), line.size()) <= 0;
+        input.setEnabled(!isAtEnd);
+        if (isQuitting)
+            return QCoreApplication::quit();
+        if (isAtEnd)
             return;
-        }
         tell(u"listens"_s);
         instance.listen();
     });
