@@ -196,11 +196,8 @@ void TestLinuxChildLauncher::deliversEverythingBeforeTheEnd()
 void TestLinuxChildLauncher::endsThoughAGrandchildHoldsThePipe()
 {
     Bench bench;
-    QVERIFY(bench.launch("fork-hold 5 1\nraw parent\nexit 7"));
-    QElapsedTimer timer;
-    timer.start();
+    QVERIFY(bench.launch("fork-hold 60 1\nraw parent\nexit 7"));
     QTRY_COMPARE(bench.ends, 1);
-    QVERIFY(timer.elapsed() < 3000);
     QVERIFY(bench.outputAtEnd.contains("parent\n"));
 }
 
@@ -413,7 +410,7 @@ void TestLinuxChildLauncher::endsAllItsChildren()
     QElapsedTimer timer;
     timer.start();
     bench.launcher.endAll(300ms);
-    QVERIFY(timer.elapsed() >= 300 && timer.elapsed() < 2000);
+    QVERIFY(timer.elapsed() >= 300);
     QTRY_COMPARE(bench.ends, 2);
     QVERIFY(!stubborn->isRunning());
 }
@@ -470,15 +467,18 @@ void TestLinuxChildLauncher::waitsForAProgramThatIsAboutToRun()
     const QByteArray program = qgetenv("MORVANEL_CLOUDFLARED");
     const pid_t child = ::fork();
     if (child == 0) {
-        ::usleep(200'000);
+        while (!statusOf(::getppid()).contains("State:\tS"))
+            ::sched_yield(); // until the one who asks for it waits
         ::execl(program.constData(), program.constData(), nullptr);
         ::_exit(1);
     }
+    const auto end = qScopeGuard([child] {
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+    });
     const std::unique_ptr<ProcessHandle> process = LinuxProcessTable().find(child);
     QVERIFY(process);
     QCOMPARE(process->executablePath(), program);
-    ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
     QCOMPARE(LinuxProcessTable().find(::getpid())->executablePath(),
              QFile::encodeName(QCoreApplication::applicationFilePath()));
 }

@@ -74,7 +74,7 @@ private Q_SLOTS:
         before.reset();
         FakeWatcher after(u"second"_s);
         QVERIFY(after.start());
-        QTRY_COMPARE_WITH_TIMEOUT(after.items, m_ownName, 1000);
+        QTRY_COMPARE(after.items, m_ownName);
     }
 
     void registersBeforeTheEventLoopTurns()
@@ -108,7 +108,7 @@ private Q_SLOTS:
             item->setMenu(Samples::menu(i));
             QCoreApplication::processEvents();
         }
-        QVERIFY(time.elapsed() < 5000);
+        QVERIFY(time.elapsed() < 20'000); // a call that waits for the watcher takes 25 s
     }
 
     void watchesForHostsThatComeAndGo()
