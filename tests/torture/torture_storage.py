@@ -13,7 +13,7 @@ from functools import partial
 
 from harness import Row, configured
 from session import Session, wait_for
-from torture_crash import CHATTY, Expected, Run
+from torture_crash import CHATTY, Run
 
 
 @contextlib.contextmanager
@@ -60,10 +60,11 @@ def saving_fails(label, times, begin, end):
                 begin(folder)
                 time.sleep(chance.uniform(0.02, 0.2))
                 json.loads(session.preferences.read_text())
+                wait_for(lambda: run.played(expected)[0] > before or run.process.poll() is not None,
+                         "something is done meanwhile")
                 row.check(run.process.poll() is None, "the program ended when it could not save")
                 end(folder)
                 now = run.played(expected)[0]
-                row.check(now > before, "nothing was done meanwhile")
                 wait_for(lambda: run.played(expected)[0] > now + 3, "it goes on")
                 json.loads(session.preferences.read_text())
             run.kill()
@@ -80,7 +81,16 @@ def saving_fails(label, times, begin, end):
     return row
 
 
+def left_out():
+    row = Row("the disk is full or read-only while tunnels are changed")
+    row.times = "not tried: needs root"
+    return row
+
+
 def rows(short):
+    if os.geteuid() != 0:
+        yield left_out
+        return
     times = 10 if short else 60
     yield partial(saving_fails, "the disk is full", times, fill, free)
     yield partial(saving_fails, "the folder is read-only", times, forbid, allow)
