@@ -8,9 +8,11 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QCursor>
 #include <QDBusVariant>
 #include <QElapsedTimer>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -157,8 +159,10 @@ private Q_SLOTS:
     void activateOpensTheMenuAtThePointer()
     {
         const auto item = makeItem();
+        QCursor::setPos(301, 207);
         activate();
         QTRY_VERIFY(popup());
+        QCOMPARE(popup()->pos(), QPoint(301, 207));
         QCOMPARE(m_events, QStringList({u"needs update"_s, u"open"_s}));
         QCOMPARE(popup()->actions().size(), Samples::menu(2).size());
         QTest::mouseClick(popup(), Qt::LeftButton, {},
@@ -193,6 +197,7 @@ private Q_SLOTS:
 
     void runsWithoutABus()
     {
+        QTest::failOnWarning(QRegularExpression(u"."_s));
         FreedesktopStatusItem item(QDBusConnection(u"no such bus"_s), m_folder.path());
         item.setContent(Samples::content(u"connected"_s, 2));
         item.setMenu(Samples::menu(2));
