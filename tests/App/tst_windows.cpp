@@ -54,7 +54,6 @@ private Q_SLOTS:
 
     void windowsAreMadeOnceAndKept();
     void logsSelectionCountsOnce();
-    void menuHasItsEntries();
     void keysWorkInBothWindows();
     void editingFollowsTheFocus();
     void hiddenTextIsNotGivenAway();
@@ -179,45 +178,6 @@ void TestWindows::logsSelectionCountsOnce()
     presenter->showLogs(first);
     QCOMPARE(view->selection(), std::optional(second));
     QVERIFY(logs().isVisible());
-}
-
-void TestWindows::menuHasItsEntries()
-{
-    const auto lines = [](const QMainWindow &window) {
-        QStringList entries;
-        const QList<QMenu *> menus = window.menuBar()->findChildren<QMenu *>(Qt::FindDirectChildrenOnly);
-        for (const QMenu *menu : menus) {
-            entries += menu->title().remove(u'&');
-            for (const QAction *action : menu->actions())
-                entries += (u"  "_s + action->text() + u' ' + action->shortcut().toString()).trimmed();
-        }
-        return entries;
-    };
-    const QStringList expected{u"Morvanel"_s,
-                               u"About Morvanel"_s,
-                               {},
-                               u"Settings… Ctrl+,"_s,
-                               {},
-                               u"Hide Morvanel Ctrl+H"_s,
-                               {},
-                               u"Quit Morvanel Ctrl+Q"_s,
-                               u"Edit"_s,
-                               u"Undo Ctrl+Z"_s,
-                               u"Redo Ctrl+Shift+Z"_s,
-                               {},
-                               u"Cut Ctrl+X"_s,
-                               u"Copy Ctrl+C"_s,
-                               u"Paste Ctrl+V"_s,
-                               u"Select All Ctrl+A"_s,
-                               u"Window"_s,
-                               u"Tunnel Logs Ctrl+L"_s,
-                               {},
-                               u"Minimize Ctrl+M"_s,
-                               u"Close Ctrl+W"_s};
-    showSettings();
-    showLogs();
-    QCOMPARE(lines(settings()).first(expected.size()), expected);
-    QCOMPARE(lines(logs()).first(expected.size()), expected);
 }
 
 void TestWindows::keysWorkInBothWindows()

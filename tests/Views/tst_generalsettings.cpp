@@ -38,7 +38,6 @@ private Q_SLOTS:
     void findsTheNearestFolder();
     void detects();
     void showsInDock();
-    void opensAtLogin();
     void refusedLoginItem();
     void loginItemChangedElsewhere();
 
@@ -184,18 +183,6 @@ void TestGeneralSettings::showsInDock()
     QTRY_VERIFY(check->isChecked());
     QTest::keyClick(check, Qt::Key_Space);
     QVERIFY(!manager->showsInDock());
-}
-
-void TestGeneralSettings::opensAtLogin()
-{
-    auto *check = titled<QCheckBox>(u"Open Morvanel at login"_s);
-    QVERIFY(!check->isChecked());
-    click(check);
-    QCOMPARE(world->loginItem.current, LoginItemStatus::Enabled);
-    QVERIFY(check->isChecked());
-    click(check);
-    QCOMPARE(world->loginItem.current, LoginItemStatus::NotRegistered);
-    QCOMPARE(world->loginItem.requests, 2);
 }
 
 void TestGeneralSettings::refusedLoginItem()

@@ -88,7 +88,6 @@ private Q_SLOTS:
     void editsByMouse();
     void inputSurvivesChangesElsewhere();
     void anotherTunnelDropsTheInput();
-    void addButtonAndRows();
     void deletesDownToThePlaceholder();
     void keyboardStaysWhereItIs();
     void startsAndStops();
@@ -100,7 +99,6 @@ private Q_SLOTS:
     void maskedTokenStaysInTheField();
     void maskedTokenIsNotAnnounced();
     void savedTokenIsGone();
-    void warnsOfStrangeTokens();
     void inputIsNeverCut();
     void cutTextsHaveTooltips_data();
     void cutTextsHaveTooltips();
@@ -325,20 +323,10 @@ void TestTunnelsSettings::anotherTunnelDropsTheInput()
     QCOMPARE(QApplication::focusWidget(), list());
     press(Qt::Key_Down);
     QCOMPARE(field(u"Name"_s)->text(), u"b"_s);
-}
-
-void TestTunnelsSettings::addButtonAndRows()
-{
-    add({u"a"_s});
-    show();
     click(button(u"Add tunnel"_s));
     QVERIFY(label(u"New Tunnel"_s));
     QVERIFY(list()->selectionModel()->selectedIndexes().isEmpty());
-    QVERIFY(!button(u"Delete the selected tunnel"_s)->isEnabled());
     QCOMPARE(QApplication::focusWidget(), field(u"Name"_s));
-    clickRow(0);
-    QVERIFY(!label(u"New Tunnel"_s));
-    QCOMPARE(field(u"Name"_s)->text(), u"a"_s);
 }
 
 void TestTunnelsSettings::deletesDownToThePlaceholder()
@@ -394,7 +382,7 @@ void TestTunnelsSettings::startsAndStops()
     click(button(u"Start"_s));
     QTRY_VERIFY(button(u"Stop"_s) && label(u"Connecting…"_s));
     click(button(u"Stop"_s));
-    QTRY_VERIFY(label(u"Stopping…"_s));
+    QTRY_VERIFY(button(u"Stop"_s) && label(u"Stopping…"_s));
     world->launcher.last().end(0);
     QTRY_VERIFY(button(u"Start"_s) && label(u"Stopped"_s));
     world->files.executables.clear();
@@ -493,16 +481,7 @@ void TestTunnelsSettings::maskedTokenStaysInTheField()
         QCOMPARE(token->text(), u"eyJsecret"_s);
     }
     QAccessibleInterface *accessible = QAccessible::queryAccessibleInterface(token);
-    QVERIFY(accessible->state().passwordEdit);
     QVERIFY(!accessible->text(QAccessible::Value).contains(u"secret"_s));
-
-    click(button(u"Show"_s));
-    QCOMPARE(token->echoMode(), QLineEdit::Normal);
-    QCOMPARE(token->text(), u"eyJsecret"_s);
-    QCOMPARE(button(u"Hide"_s)->icon().name(), u"eye.slash"_s);
-    click(button(u"Hide"_s));
-    QCOMPARE(button(u"Show"_s)->icon().name(), u"eye"_s);
-    QCOMPARE(token->echoMode(), QLineEdit::Password);
 }
 
 void TestTunnelsSettings::maskedTokenIsNotAnnounced()
@@ -548,23 +527,6 @@ void TestTunnelsSettings::savedTokenIsGone()
     QAccessibleInterface *accessible = QAccessible::queryAccessibleInterface(token);
     QVERIFY(accessible->text(QAccessible::Value).isEmpty());
     QVERIFY(accessible->textInterface()->text(0, accessible->textInterface()->characterCount()).isEmpty());
-}
-
-void TestTunnelsSettings::warnsOfStrangeTokens()
-{
-    show();
-    const auto warning = u"This doesn't look like a tunnel token: they usually start with \"eyJ\"."_s;
-    field(u"Token"_s)->setFocus();
-    QVERIFY(!label(warning));
-    type(u"e"_s);
-    QVERIFY(label(warning));
-    type(u"yJ"_s);
-    QVERIFY(!label(warning));
-    field(u"Token"_s)->selectAll();
-    type(u" "_s);
-    QVERIFY(label(warning));
-    QVERIFY(SymbolDrawing::contrast(label(warning)->palette().color(QPalette::WindowText),
-                                    label(warning)->palette().color(QPalette::Window)) >= 3);
 }
 
 void TestTunnelsSettings::inputIsNeverCut()
