@@ -70,17 +70,6 @@ Menu menu(int tunnels)
                        command(u"quit"_s, u"Quit Morvanel"_s, MenuAction::Quit, u"q"_s)};
 }
 
-Menu hostileMenu()
-{
-    const QStringList names{QString(10'000, u'x'),      u"line\nbreak\tand\0null"_s,
-                            u"_ __ & && <b>bold</b>"_s, QString(QChar(0xDC00)),
-                            u"\u202Ereversed"_s,        u"שלום 👩‍👩‍👧"_s};
-    Menu menu;
-    for (int i = 0; i < names.size(); ++i)
-        menu += tunnel(i + 1, names[i], u"Error · "_s + names[i], ColorRole::Red);
-    return menu;
-}
-
 StatusItemContent content(const QString &status, int connected)
 {
     SymbolImage image;

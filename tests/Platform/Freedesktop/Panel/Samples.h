@@ -19,9 +19,6 @@ MenuItem openAddress(int number, const QString &host);
 /// Header, `tunnels` entries, "Start All" and the rest of the commands.
 Menu menu(int tunnels);
 
-/// Tunnels under names that break panels which take them as they are.
-Menu hostileMenu();
-
 /// One of "idle", "connecting", "connected" and "problem" with a count of connected tunnels.
 StatusItemContent content(const QString &status, int connected);
 

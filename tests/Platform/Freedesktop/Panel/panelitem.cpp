@@ -5,8 +5,6 @@
 // lines on standard input, and tells what happens on standard output:
 //
 //   show STATUS COUNT    the icon and its count        -> (nothing)
-//   tunnels COUNT        the menu                      -> (nothing)
-//   hostile              a menu of hostile names       -> (nothing)
 //   connect NUMBER       one tunnel's entry connects   -> (nothing)
 //                                                      <- "needs-update", "opened", "closed", "chosen ID"
 #include "FreedesktopStatusItem.h"
@@ -60,10 +58,6 @@ private:
         const int number = words.last().toInt();
         if (words.first() == u"show")
             m_item.setContent(Samples::content(words.value(1), number));
-        if (words.first() == u"tunnels")
-            m_menu = Samples::menu(number);
-        if (words.first() == u"hostile")
-            m_menu = Samples::hostileMenu();
         if (words.first() == u"connect") {
             qsizetype row = 0;
             while (m_menu[row].id != u"tunnel-%1"_s.arg(number))

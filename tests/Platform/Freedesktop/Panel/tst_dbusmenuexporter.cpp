@@ -161,9 +161,6 @@ private Q_SLOTS:
         row("showing only nothing", u"AboutToShowGroup"_s, {QVariant::fromValue(QList<int>{4711})});
         row("events for nothing", u"EventGroup"_s,
             {QVariant::fromValue(MenuEventList{{4711, u"clicked"_s, 0, 0}})});
-        row("wrong type", u"GetLayout"_s, {u"0"_s, -1, QStringList()});
-        row("too few arguments", u"Event"_s, {1});
-        row("unknown method", u"Explode"_s, {});
     }
 
     void badCallsGetAnError()
@@ -231,56 +228,6 @@ private Q_SLOTS:
         layout();
         QCOMPARE(m_panel->layouts.count(), 1);
         QCOMPARE(m_panel->properties.count(), 1); // the header's text
-    }
-
-    void thousandStateChangesAreEachOneSmallSignal()
-    {
-        Menu menu = Samples::menu(20);
-        m_menu->setMenu(menu);
-        QTRY_COMPARE(m_panel->layouts.count(), 1);
-        m_panel->layouts.clear();
-        m_panel->properties.clear();
-        for (int i = 1; i <= 1000; ++i) {
-            menu[5].detail = u"Connected (%1 connections)"_s.arg(i);
-            m_menu->setMenu(menu);
-            QCoreApplication::processEvents();
-        }
-        QTRY_COMPARE(m_panel->properties.count(), 1000);
-        QCOMPARE(m_panel->layouts.count(), 0);
-        for (const QVariantList &signal : std::as_const(m_panel->properties))
-            QCOMPARE(signal.first().value<MenuPropertiesList>().size(), 1);
-        QVERIFY(numberOf(u"tunnel__4\nConnected (1000 connections)"_s) > 0);
-    }
-
-    void clientsMayVanish()
-    {
-        for (int i = 0; i < 20; ++i) {
-            BusClient guest(u"guest"_s);
-            for (int call = 0; call < 20; ++call) {
-                guest.bus().send(
-                    BusClient::call(u"/MenuBar"_s, menuInterface, u"GetLayout"_s, {0, -1, QStringList()}));
-            }
-            guest.vanish();
-            m_menu->setMenu(Samples::menu(i));
-            QCoreApplication::processEvents();
-        }
-        QCOMPARE(layout().children.size(), Samples::menu(19).size());
-    }
-
-    void hostileTextsStayOneEntryEach()
-    {
-        const Menu menu = Samples::hostileMenu();
-        m_menu->setMenu(menu);
-        QTRY_COMPARE(m_panel->layouts.count(), 1);
-        const MenuLayout root = layout();
-        QCOMPARE(root.children.size(), menu.size());
-        for (const MenuLayout &child : root.children) {
-            const QString label = child.properties.value(u"label"_s).toString();
-            QCOMPARE(label.count(u'\n'), 1);
-            QVERIFY(label.size() < 300);
-        }
-        m_menu->handleEvent(root.children[0].id, u"clicked"_s);
-        QTRY_COMPARE(m_chosen, Menu{menu[0]});
     }
 };
 
