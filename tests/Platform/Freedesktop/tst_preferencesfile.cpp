@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
+#include "LowLimit.h"
 #include "PreferencesFile.h"
 #include "StandardErrorCapture.h"
 #include "Unprivileged.h"
@@ -8,7 +9,6 @@
 #include <QDir>
 #include <QJsonDocument>
 #include <QProcess>
-#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -16,7 +16,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 
 using namespace Qt::StringLiterals;
 using Integers = QList<qint32>;
@@ -256,13 +255,11 @@ private Q_SLOTS:
         preferences.setString(key, u"old"_s);
         const QByteArray before = read(m_path);
         const auto signalHandler = std::signal(SIGXFSZ, SIG_IGN);
-        rlimit limit = {};
-        QCOMPARE(::getrlimit(RLIMIT_FSIZE, &limit), 0);
-        const rlimit small = {20'000, limit.rlim_max};
-        QCOMPARE(::setrlimit(RLIMIT_FSIZE, &small), 0);
-        preferences.setData(u"large"_s, QByteArray(100'000, 'x'));
-        preferences.setString(key, u"new"_s);
-        QCOMPARE(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+        {
+            const LowLimit small(RLIMIT_FSIZE, 20'000);
+            preferences.setData(u"large"_s, QByteArray(100'000, 'x'));
+            preferences.setString(key, u"new"_s);
+        }
         std::signal(SIGXFSZ, signalHandler);
         QCOMPARE(read(m_path), before);
         QCOMPARE(namesIn(m_folder->path()), QStringList{u"preferences.json"_s});
@@ -313,34 +310,6 @@ private Q_SLOTS:
         const PreferencesFile preferences(m_path);
         QVERIFY(!QFile::exists(stale));
         QVERIFY(QFile::exists(busy));
-    }
-
-    void isCompleteWheneverTheWriterIsKilled()
-    {
-        // In memory, where syncing takes no time, the kills fall on every step of a write alike.
-        if (QFileInfo(u"/dev/shm"_s).isWritable()) {
-            m_folder = std::make_unique<QTemporaryDir>(u"/dev/shm/morvanel-XXXXXX"_s);
-            m_path = m_folder->filePath(u"preferences.json"_s);
-        }
-        write(m_path, R"({"state": [0]})");
-        for (int round = 0; round < 300; ++round) {
-            QProcess writer;
-            writer.start(QString::fromLocal8Bit(WRITER), {m_path});
-            while (writer.bytesAvailable() < 1)
-                QVERIFY(writer.waitForReadyRead());
-            // Somewhere in one of the writes that follow.
-            const qint64 moment = QRandomGenerator::global()->bounded(2'000'000);
-            QElapsedTimer clock;
-            clock.start();
-            while (clock.nsecsElapsed() < moment) {
-            }
-            writer.kill();
-            QVERIFY(writer.waitForFinished());
-            const Integers state = PreferencesFile(m_path).integers(u"state"_s).value_or(Integers());
-            QVERIFY2(!state.isEmpty(), read(m_path).constData());
-            QCOMPARE(state, Integers(state.first() % 8192 + 1, state.first()));
-        }
-        QCOMPARE(namesIn(m_folder->path()), QStringList{u"preferences.json"_s});
     }
 };
 
