@@ -20,7 +20,6 @@
 #include <QPushButton>
 #include <QTabBar>
 #include <QTest>
-#include <QToolButton>
 #include <QToolTip>
 #include <QTranslator>
 
