@@ -5,12 +5,11 @@
 #include "Fakes.h"
 #include "LogTextArea.h"
 #include "LogView.h"
+#include "ShownWidgets.h"
 #include "WindowPresenter.h"
 
 #include <QApplication>
 #include <QClipboard>
-#include <QLabel>
-#include <QLineEdit>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
@@ -66,7 +65,7 @@ private Q_SLOTS:
 private:
     QMainWindow &settings() const { return *presenter->settingsWindow(); }
     QMainWindow &logs() const { return *presenter->logsWindow(); }
-    QLineEdit *field(const QString &label) const;
+    QLineEdit *field(const QString &label) const { return ShownWidgets::field(settings(), label); }
     void showSettings();
     void showLogs();
     static QAction *action(const QMainWindow &window, const QString &title);
@@ -107,14 +106,6 @@ void TestWindows::showLogs()
 {
     presenter->showLogs(std::nullopt);
     QVERIFY(QTest::qWaitForWindowActive(&logs()));
-}
-
-QLineEdit *TestWindows::field(const QString &label) const
-{
-    const QList<QLabel *> labels = settings().findChildren<QLabel *>();
-    const auto found = std::find_if(labels.begin(), labels.end(),
-                                    [&](const QLabel *one) { return one->buddy() && one->text() == label; });
-    return found == labels.end() ? nullptr : qobject_cast<QLineEdit *>((*found)->buddy());
 }
 
 QAction *TestWindows::action(const QMainWindow &window, const QString &title)

@@ -4,10 +4,9 @@
 #include "Fakes.h"
 #include "GeneralSettingsView.h"
 #include "SettingsView.h"
+#include "ShownWidgets.h"
 
 #include <QCheckBox>
-#include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTemporaryDir>
@@ -44,11 +43,7 @@ private Q_SLOTS:
 private:
     template <typename T> T *titled(const QString &text) const
     {
-        for (T *candidate : general->findChildren<T *>()) {
-            if (candidate->text() == text && candidate->isVisible())
-                return candidate;
-        }
-        return nullptr;
+        return ShownWidgets::find<T>(*general, text);
     }
     QLineEdit *path() const { return general->findChild<QLineEdit *>(); }
     void click(QAbstractButton *button)

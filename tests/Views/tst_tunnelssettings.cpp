@@ -4,6 +4,7 @@
 #include "ClampedLabel.h"
 #include "Fakes.h"
 #include "SettingsView.h"
+#include "ShownWidgets.h"
 #include "SymbolDrawing.h"
 #include "TunnelEditor.h"
 
@@ -12,8 +13,6 @@
 #include <QCheckBox>
 #include <QClipboard>
 #include <QHelpEvent>
-#include <QLabel>
-#include <QLineEdit>
 #include <QListView>
 #include <QMainWindow>
 #include <QPaintEvent>
@@ -118,32 +117,20 @@ private:
     QPoint gapAbove(int row) const;
     QStringList names() const;
 
-    template <typename T> T *shown(const std::function<bool(T *)> &isIt) const
-    {
-        for (T *candidate : view->findChildren<T *>()) {
-            if (candidate->isVisible() && isIt(candidate))
-                return candidate;
-        }
-        return nullptr;
-    }
     QAbstractButton *button(const QString &title) const
     {
-        return shown<QAbstractButton>(
-            [&](QAbstractButton *b) { return b->text() == title || b->toolTip() == title; });
+        return ShownWidgets::find<QAbstractButton>(*view, title);
     }
-    QLineEdit *field(const QString &title) const
+    QLineEdit *field(const QString &title) const { return ShownWidgets::field(*view, title); }
+    QLabel *label(const QString &text) const { return ShownWidgets::find<QLabel>(*view, text); }
+    QLabel *labelThatBegins(const QString &text) const
     {
-        const auto *label = this->label(title);
-        return label ? qobject_cast<QLineEdit *>(label->buddy()) : nullptr;
-    }
-    QLabel *label(const QString &text) const
-    {
-        return shown<QLabel>([&](QLabel *l) { return l->text() == text; });
+        return ShownWidgets::find<QLabel>(*view, [&](const QLabel *l) { return l->text().startsWith(text); });
     }
     QListView *list() const { return view->findChild<QListView *>(); }
     TunnelEditor *editor() const
     {
-        return shown<TunnelEditor>([](TunnelEditor *) { return true; });
+        return ShownWidgets::find<TunnelEditor>(*view, [](const TunnelEditor *) { return true; });
     }
 
     std::unique_ptr<FakeWorld> world;
@@ -637,8 +624,8 @@ void TestTunnelsSettings::followsLanguageFontAndPalette()
     show();
     field(u"Token"_s)->setFocus();
     type(u"x"_s);
-    QLabel *explanation = shown<QLabel>([](QLabel *l) { return l->text().startsWith(u"Paste either"_s); });
-    QLabel *warning = shown<QLabel>([](QLabel *l) { return l->text().startsWith(u"This doesn't"_s); });
+    QLabel *explanation = labelThatBegins(u"Paste either"_s);
+    QLabel *warning = labelThatBegins(u"This doesn't"_s);
 
     const QFont font = QApplication::font();
     QFont large = font;

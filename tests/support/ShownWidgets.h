@@ -1,0 +1,37 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QLabel>
+#include <QLineEdit>
+
+#include <concepts>
+
+/// The pieces of a window as its user finds them: those that are shown, by their texts.
+namespace ShownWidgets {
+
+/// The first one below `top` of which `isIt` holds; null for none.
+template <typename T, std::predicate<const T *> Condition> T *find(const QWidget &top, const Condition &isIt)
+{
+    for (T *candidate : top.findChildren<T *>()) {
+        if (candidate->isVisible() && isIt(candidate))
+            return candidate;
+    }
+    return nullptr;
+}
+
+/// A label or a button of that text, or one that has it as its tooltip.
+template <typename T> T *find(const QWidget &top, const QString &text)
+{
+    return find<T>(top, [&](const T *one) { return one->text() == text || one->toolTip() == text; });
+}
+
+/// The field that the label of that text belongs to.
+inline QLineEdit *field(const QWidget &top, const QString &label)
+{
+    const auto *found = find<QLabel>(top, label);
+    return found ? qobject_cast<QLineEdit *>(found->buddy()) : nullptr;
+}
+
+} // namespace ShownWidgets
