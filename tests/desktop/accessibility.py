@@ -14,11 +14,10 @@ from session import wait_for  # noqa: E402
 
 
 class Accessibility:
-    """The accessibility bus of a session. A process can read that of one session only."""
+    """The accessibility bus of a session with that environment. A process can read that of one session only."""
 
-    def __init__(self, session):
-        os.environ |= {name: session.environment[name]
-                       for name in ("DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR")}
+    def __init__(self, environment):
+        os.environ |= {name: environment[name] for name in ("DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR")}
         os.environ.pop("AT_SPI_BUS_ADDRESS", None)
         Atspi.init()
         Atspi.set_timeout(3000, 3000)

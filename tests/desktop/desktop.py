@@ -31,7 +31,7 @@ class Desktop(unittest.TestCase):
         cls.session.start_panel()
         cls.bus = Bus(cls.session)
         cls.screen = Screen(cls.session)
-        cls.accessibility = Accessibility(cls.session)
+        cls.accessibility = Accessibility(cls.session.environment)
 
     def setUp(self):
         self.session.preferences.unlink(missing_ok=True)

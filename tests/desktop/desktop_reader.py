@@ -17,6 +17,7 @@ from gi.repository import Gio, GLib
 from session import wait_for
 
 NAME = "com.ardentwick.Morvanel"
+WATCHER = "org.kde.StatusNotifierWatcher"
 
 
 class Bus:
@@ -30,8 +31,8 @@ class Bus:
 
     def call(self, owner, path, interface, method, arguments=None):
         """What `owner` answers, unpacked."""
-        return self.connection.call_sync(owner, path, interface, method, arguments, None, Gio.DBusCallFlags.NONE, 3000,
-                                         None).unpack()
+        return self.connection.call_sync(owner, path, interface, method, arguments, None,
+                                         Gio.DBusCallFlags.NO_AUTO_START, 15_000, None).unpack()
 
     def owner(self, name):
         """The unique name of whoever owns `name`; empty for nobody."""
@@ -42,10 +43,12 @@ class Bus:
             return ""
 
     def registered_items(self):
-        """The status items of which the panel knows, as owner and path in one."""
-        return self.call("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties",
-                         "Get", GLib.Variant("(ss)", ("org.kde.StatusNotifierWatcher",
-                                                      "RegisteredStatusNotifierItems")))[0]
+        """The status items of which the panel knows, as owner and path in one; none without a panel."""
+        try:
+            return self.call(WATCHER, "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties", "Get",
+                             GLib.Variant("(ss)", (WATCHER, "RegisteredStatusNotifierItems")))[0]
+        except GLib.Error:
+            return []
 
 
 class MenuEntry:
@@ -53,7 +56,6 @@ class MenuEntry:
         self.id, self.properties, children = layout
         self.children = [MenuEntry(child) for child in children]
         self.label = self.properties.get("label", "").replace("__", "_")
-        self.is_enabled = self.properties.get("enabled", True)
         self.is_separator = self.properties.get("type") == "separator"
 
 

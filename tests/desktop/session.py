@@ -47,18 +47,21 @@ def tunnel(name, hostname="", start=False):
     return {"id": str(uuid.uuid4()).upper(), "name": name, "hostname": hostname, "startOnLaunch": start}
 
 
+def process_ids():
+    return [int(name) for name in os.listdir("/proc") if name.isdigit()]
+
+
+def command_line(pid):
+    """The words that the process was launched with; none when it is gone or a zombie."""
+    try:
+        return [os.fsdecode(word) for word in Path(f"/proc/{pid}/cmdline").read_bytes().split(b"\0")[:-1]]
+    except OSError:
+        return []
+
+
 def processes():
-    """The ids and command lines of all processes that are no zombies."""
-    found = {}
-    for entry in Path("/proc").iterdir():
-        if entry.name.isdigit():
-            try:
-                command = (entry / "cmdline").read_bytes().split(b"\0")
-            except OSError:
-                continue
-            if command[0]:
-                found[int(entry.name)] = [os.fsdecode(part) for part in command[:-1]]
-    return found
+    """The ids of all processes that are no zombies."""
+    return {pid for pid in process_ids() if command_line(pid)}
 
 
 def executable(pid):
@@ -193,16 +196,13 @@ class Session:
 
     def children(self, parent):
         """The process ids of the children of `parent` that are no zombies."""
-        found = []
-        for entry in Path("/proc").iterdir():
-            if entry.name.isdigit():
-                try:
-                    fields = (entry / "stat").read_text().rpartition(")")[2].split()
-                except OSError:
-                    continue
-                if int(fields[1]) == parent and fields[0] != "Z":
-                    found.append(int(entry.name))
-        return found
+        def is_child(pid):
+            try:
+                state, parent_id = Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[:2]
+            except OSError:
+                return False
+            return int(parent_id) == parent and state != "Z"
+        return [pid for pid in process_ids() if is_child(pid)]
 
 
 class BorrowedDisplay(Session):

@@ -9,17 +9,16 @@ import sys
 import time
 from pathlib import Path
 
-from gi.repository import Gio, GLib
+from gi.repository import GLib
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "desktop"))
-from session import Program, tunnel, wait_for  # noqa: E402
+import desktop_reader  # noqa: E402
+from desktop_reader import NAME  # noqa: E402
+from session import Program, executable, process_ids, tunnel, wait_for  # noqa: E402
 
 PROGRAM = Path(os.environ["MORVANEL_PROGRAM"])
 CLOUDFLARED = Path(os.environ["MORVANEL_CLOUDFLARED"])
 DRIVER = Path(os.environ["MORVANEL_DRIVER"])
-
-NAME = "com.ardentwick.Morvanel"
-WATCHER = "org.kde.StatusNotifierWatcher"
 
 
 class Row:
@@ -41,17 +40,8 @@ class Row:
         self.figures.append(text)
 
 
-class Bus:
+class Bus(desktop_reader.Bus):
     """A client on the session's bus that asks the program for things and reads its menu."""
-
-    def __init__(self, session):
-        flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
-        address = session.environment["DBUS_SESSION_BUS_ADDRESS"]
-        self.connection = Gio.DBusConnection.new_for_address_sync(address, flags, None, None)
-
-    def call(self, name, path, interface, method, arguments=None, milliseconds=15_000):
-        return self.connection.call_sync(name, path, interface, method, arguments, None, Gio.DBusCallFlags.NO_AUTO_START,
-                                         milliseconds, None).unpack()
 
     def action(self, name):
         """What a desktop file's action asks of the program."""
@@ -98,14 +88,6 @@ class Bus:
         except GLib.Error:
             return 0
 
-    def items(self):
-        """What is in the panel; nothing without a panel."""
-        try:
-            return self.call(WATCHER, "/StatusNotifierWatcher", "org.freedesktop.DBus.Properties", "Get",
-                             GLib.Variant("(ss)", (WATCHER, "RegisteredStatusNotifierItems")))[0]
-        except GLib.Error:
-            return []
-
 
 def configured(session, count, script, start=True, **others):
     """Stores so many tunnels, launch tunnels unless told otherwise, for a copy of the stand-in that plays `script`; the copy's path."""
@@ -134,14 +116,6 @@ def launched(session, count):
     return program
 
 
-def running(executable):
+def running(program):
     """The ids of the processes that run this file, zombies left out."""
-    found = []
-    for entry in Path("/proc").iterdir():
-        if entry.name.isdigit():
-            try:
-                if os.readlink(entry / "exe").removesuffix(" (deleted)") == str(executable):
-                    found.append(int(entry.name))
-            except OSError:
-                continue
-    return found
+    return [pid for pid in process_ids() if executable(pid).removesuffix(" (deleted)") == str(program)]

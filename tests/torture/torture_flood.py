@@ -36,8 +36,8 @@ def flood(seconds, is_shown):
         clicks = None
         if is_shown:
             bus.action("logs")
-            clicks = session.spawn(sys.executable, str(CLICK), "Tunnel Logs", "Copy", str(max(3, seconds)),
-                                   stdout=subprocess.PIPE, text=True)
+            clicks = session.spawn(sys.executable, str(CLICK), str(program.pid), "Tunnel Logs", "Copy",
+                                   str(max(3, seconds)), stdout=subprocess.PIPE, text=True)
         time.sleep(5)
         begin, first, memory = time.monotonic(), bytes_read(program), program.resident_kib()
         slowest, least, most = 0.0, memory, memory

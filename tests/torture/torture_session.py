@@ -88,10 +88,10 @@ def panel_gone(times, frozen_seconds):
         for _ in range(times):
             panel.kill()
             panel.wait()
-            wait_for(lambda: not bus.items(), "the watcher is gone")
+            wait_for(lambda: not bus.registered_items(), "the watcher is gone")
             row.check(program.process.poll() is None, "the program ended with the panel")
             panel = session.start_panel()
-            wait_for(lambda: len(bus.items()) == 1, "the item is in the new panel")
+            wait_for(lambda: len(bus.registered_items()) == 1, "the item is in the new panel")
         panel.send_signal(signal.SIGSTOP)
         deadline = time.monotonic() + frozen_seconds
         while time.monotonic() < deadline:
@@ -101,7 +101,7 @@ def panel_gone(times, frozen_seconds):
             program.wait_for_children(3)
         panel.send_signal(signal.SIGCONT)
         row.check(slowest < 0.2, f"the menu took {slowest:.3f} s while the panel was frozen")
-        row.check(len(bus.items()) == 1, "the item is gone after the panel was frozen")
+        row.check(len(bus.registered_items()) == 1, "the item is gone after the panel was frozen")
         row.check(program.quit()[0] == 0, "the program did not end well")
     row.figure(f"menu while the panel was frozen: {slowest * 1000:.0f} ms at most")
     return row
