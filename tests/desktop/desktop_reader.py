@@ -4,8 +4,7 @@
 """What a desktop and its user see of Morvanel, and how they answer.
 
 Each class looks from outside the program: `StatusItem` and `Launcher` over the session bus as a panel and a dock do,
-`Screen` at the windows and the pixels, with the keyboard and the pointer. What a screen reader gets is in
-accessibility.py.
+`Screen` at the windows and the pixels, with the keyboard. What a screen reader gets is in accessibility.py.
 """
 
 import os
@@ -120,7 +119,7 @@ class Launcher:
 
 
 class Screen:
-    """The display of a session: its windows, its pixels, its keyboard and pointer."""
+    """The display of a session: its windows, its pixels and its keyboard."""
 
     def __init__(self, session):
         self.session = session
@@ -145,49 +144,11 @@ class Screen:
         """The _NET_WM_STATE of a window."""
         return set(re.findall(r"_NET_WM_STATE_\w+", self.session.run("xprop", "-id", window, "_NET_WM_STATE")))
 
-    def popups(self):
-        """The geometry, "WxH+X+Y", of what is on the screen without the window manager, such as open menus."""
-        tree = self.session.run("xwininfo", "-root", "-children")
-        found = {}
-        for window in re.findall(r"^ +(0x[0-9a-f]+)", tree, re.MULTILINE):
-            text = self.session.run("xwininfo", "-id", window, check=False)
-            if "IsViewable" in text and "Override Redirect State: yes" in text:
-                width, height, x, y = self.geometry(window)
-                if min(width, height) > 20:
-                    found[window] = f"{width}x{height}+{x}+{y}"
-        return found
-
-    def geometry(self, window):
-        """Width, height, x and y of a window without its frame."""
-        text = self.session.run("xwininfo", "-id", window)
-        numbers = dict(re.findall(r"(Width|Height|Absolute upper-left [XY]):\s+(-?\d+)", text))
-        return [int(numbers[key]) for key in ("Width", "Height", "Absolute upper-left X", "Absolute upper-left Y")]
-
-    def frame(self, window):
-        """The geometry, "WxH+X+Y", of a window with its frame."""
-        width, height, x, y = self.geometry(window)
-        extents = self.session.run("xprop", "-id", window, "_NET_FRAME_EXTENTS").partition("=")[2]
-        left, right, top, bottom = (int(n) for n in extents.split(","))
-        return f"{width + left + right}x{height + top + bottom}+{x - left}+{y - top}"
-
-    def move(self, window, x, y):
-        """Puts a window's frame there."""
-        self.session.run("xdotool", "windowmove", window, str(x), str(y))
-        wait_for(lambda: self.frame(window).endswith(f"+{x}+{y}"), f"the window is at {x}, {y}")
-
     def key(self, *keys):
         self.session.run("xdotool", "key", *keys)
 
     def type(self, text):
         self.session.run("xdotool", "type", "--delay", "2", text)
-
-    def click(self, x, y):
-        self.session.run("xdotool", "mousemove", str(x), str(y), "click", "1")
-
-    def save(self, path, geometry=""):
-        """A picture of the screen, or of the part "WxH+X+Y"."""
-        part = ["-crop", geometry, "+repage"] if geometry else []
-        self.session.run("import", "-window", "root", *part, str(path))
 
     def find(self, colour, geometry):
         """The point in the part "WxH+X+Y" that has about this colour, (r, g, b); None for nowhere."""

@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 The Morvanel authors
 # SPDX-License-Identifier: MIT
 
-"""A throw-away user's session for tests, measurements and the demonstration.
+"""A throw-away user's session, for tests and whatever else runs the program by itself.
 
 A `Session` has a home and a runtime folder of its own, a private session bus, a real keyring and, when asked
 for, a virtual display with a window manager and a panel. Whatever it started ends with it. What such a desktop shows
@@ -24,7 +24,7 @@ SCHEMA = "com.ardentwick.Morvanel"
 SERVICE = "com.ardentwick.Morvanel.token"
 
 PANEL_HEIGHT = 32  # of the panel in look
-LOOK = Path(__file__).resolve().parent / "look"  # the settings of a light and of a dark desktop
+LOOK = Path(__file__).resolve().parent / "look"  # the settings of the desktop's programs
 
 
 def wait_for(condition, what, timeout=30.0):
@@ -79,12 +79,14 @@ def ignores(pid, number):
 
 
 class Session:
-    """`display` adds an X server of that size with a window manager, `dark` makes its programs dark."""
+    """`display` adds an X server of that size with a window manager."""
 
-    def __init__(self, display="", dark=False):
+    ground = "#8fa9bf"
+    is_panel_dark = False
+
+    def __init__(self, display=""):
         self.home = Path(tempfile.mkdtemp(prefix="morvanel-session."))
         self.started = []
-        self.dark = dark
         runtime = self.home / "run"
         runtime.mkdir(mode=0o700)
         kept = {name: os.environ[name] for name in ("PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS") if name in os.environ}
@@ -154,19 +156,19 @@ class Session:
         server = self.spawn("Xvfb", "-displayfd", "1", "-screen", "0", f"{size}x24", "-nolisten", "tcp", "-noreset",
                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self.environment["DISPLAY"] = ":" + os.fsdecode(server.stdout.readline()).strip()
-        for settings in ("common", "dark" if self.dark else "light"):
-            shutil.copytree(LOOK / settings, self.home, dirs_exist_ok=True)
-        if self.dark:  # Qt's own reader of Plasma's colours
-            self.environment |= {"QT_QPA_PLATFORMTHEME": "kde", "KDE_SESSION_VERSION": "5"}
-        self.run("xsetroot", "-solid", "#202833" if self.dark else "#8fa9bf")
+        self._write_settings()
+        self.run("xsetroot", "-solid", self.ground)
         self.spawn("openbox", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         wait_for(lambda: "window id" in self.run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"),
                  "the window manager runs")
 
+    def _write_settings(self):
+        shutil.copytree(LOOK, self.home, dirs_exist_ok=True)
+
     def start_panel(self):
         """A panel along the upper edge, with a task bar, a place for status items and a clock."""
         self.run("xfconf-query", "-c", "xfce4-panel", "-p", "/panels/dark-mode", "-n", "-t", "bool",
-                 "-s", str(self.dark).lower())
+                 "-s", str(self.is_panel_dark).lower())
         panel = self.spawn("xfce4-panel", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         wait_for(lambda: self.owner("org.kde.StatusNotifierWatcher"), "the panel takes status items")
         return panel
@@ -203,53 +205,6 @@ class Session:
                 return False
             return int(parent_id) == parent and state != "Z"
         return [pid for pid in process_ids() if is_child(pid)]
-
-
-class BorrowedDisplay(Session):
-    """A throw-away profile on the user's own display.
-
-    Where the user's bus has a panel that takes status items, bus and keyring are the user's too, since the panel
-    looks for items there; else they are private ones.
-    """
-
-    TAKEN = ("DISPLAY", "XDG_SESSION_TYPE", "XDG_CURRENT_DESKTOP", "DESKTOP_SESSION", "KDE_FULL_SESSION",
-             "KDE_SESSION_VERSION", "QT_QPA_PLATFORM", "QT_QPA_PLATFORMTHEME", "QT_STYLE_OVERRIDE", "QT_SCALE_FACTOR",
-             "GTK_THEME", "XCURSOR_THEME", "XCURSOR_SIZE")
-
-    def __init__(self):
-        self.stored = []
-        super().__init__()
-        home, runtime = Path.home(), os.environ.get("XDG_RUNTIME_DIR", f"/run/user/{os.getuid()}")
-        self.environment |= {name: os.environ[name] for name in self.TAKEN if os.environ.get(name)}
-        self.environment |= {
-            "XAUTHORITY": os.environ.get("XAUTHORITY", str(home / ".Xauthority")),
-            "XDG_CONFIG_DIRS": f"{home}/.config:" + os.environ.get("XDG_CONFIG_DIRS", "/etc/xdg"),
-            "XDG_DATA_DIRS": f"{home}/.local/share:" + os.environ.get("XDG_DATA_DIRS", "/usr/local/share:/usr/share"),
-        }
-        if os.environ.get("WAYLAND_DISPLAY"):
-            self.environment["WAYLAND_DISPLAY"] = str(Path(runtime) / os.environ["WAYLAND_DISPLAY"])
-
-    def _start_bus(self):
-        own = os.environ.get("DBUS_SESSION_BUS_ADDRESS")
-        self.is_bus_private = True
-        if own:
-            self.environment["DBUS_SESSION_BUS_ADDRESS"] = own
-            self.is_bus_private = not self.owner("org.kde.StatusNotifierWatcher")
-        if self.is_bus_private:
-            super()._start_bus()
-
-    def _start_keyring(self):
-        if self.is_bus_private:
-            super()._start_keyring()
-
-    def store_token(self, tunnel_id, token):
-        self.stored.append(tunnel_id)
-        super().store_token(tunnel_id, token)
-
-    def forget_tokens(self):
-        """Takes the tokens out of the keyring again, which may be the user's."""
-        for tunnel_id in self.stored:
-            self.run("secret-tool", "clear", "service", SERVICE, "account", tunnel_id, check=False)
 
 
 class Program:

@@ -14,12 +14,11 @@ import re
 import sys
 from pathlib import Path
 
-from desktop_reader import Bus, Screen, StatusItem
-from session import PANEL_HEIGHT, BorrowedDisplay, Program, Session, tunnel, wait_for
-
-SIZE = "1200x700"
-PANEL = f"1200x{PANEL_HEIGHT}+0+0"
-PROBLEM_RED = (0xE5, 0x48, 0x4D)
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/desktop"))
+from desktop_reader import Bus, StatusItem  # noqa: E402
+from pictures import PANEL, PROBLEM_RED, SIZE, Pictures  # noqa: E402
+from session import Program, Session, tunnel, wait_for  # noqa: E402
+from sessions import BorrowedDisplay, DarkSession  # noqa: E402
 
 # What each tunnel plays; the last one is stopped through the menu once it is connected.
 TUNNELS = {
@@ -57,43 +56,14 @@ def play(item):
     wait_for(lambda: details(item) == EXPECTED, lambda: f"the menu says {EXPECTED}, not {details(item)}")
 
 
-class Pictures:
-    """Pictures of a session's screen, saved in `folder` with `kind` before their names."""
-
-    def __init__(self, screen, folder, kind):
-        self.screen = screen
-        self.folder = folder
-        self.kind = kind
-
-    def save(self, name, geometry=""):
-        path = self.folder / f"{self.kind}-{name}.png"
-        self.screen.save(path, geometry)
-        print(f"  {path}", flush=True)
-
-    def window(self, name, title, x, y):
-        """The window where it is put, with its frame."""
-        window = self.screen.wait_for_window(title)
-        self.screen.move(window, x, y)
-        self.save(name, self.screen.frame(window))
-
-    def menu(self):
-        """Opens the menu by a click on the icon; it is saved, and left open."""
-        before = self.screen.popups()
-        icon = self.screen.find(PROBLEM_RED, PANEL)
-        self.screen.click(*icon)
-        opened = wait_for(lambda: [g for w, g in self.screen.popups().items() if w not in before], "the menu is open")
-        wait_for(lambda: self.screen.find(PROBLEM_RED, opened[0]), "the menu shows its dots")
-        self.save("menu", opened[0])
-
-
 def show(program, cloudflared, folder, kind):
     """One virtual desktop, light or dark, from the start of the program to its end."""
-    with Session(display=SIZE, dark=kind == "dark") as session:
+    with (DarkSession if kind == "dark" else Session)(display=SIZE) as session:
         session.start_panel()
         prepare(session, cloudflared)
         running = Program(session, program, {"MORVANEL_LIFETIME": "0"})
-        item, screen = StatusItem(Bus(session)), Screen(session)
-        pictures = Pictures(screen, folder, kind)
+        item, pictures = StatusItem(Bus(session)), Pictures(session, folder, kind)
+        screen = pictures.screen
         play(item)
         wait_for(lambda: screen.find(PROBLEM_RED, PANEL), "the panel shows the icon")
         print(f"{kind}: the panel shows {item.icon}, \"{item.tooltip}\"; its menu:")
