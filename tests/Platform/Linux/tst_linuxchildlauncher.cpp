@@ -183,13 +183,18 @@ void TestLinuxChildLauncher::deliversEverythingBeforeTheEnd()
     QCOMPARE(bench.outputAtEnd.size(), 100'000 * 150 + qsizetype(sizeof("last words")) - 1);
     QVERIFY(bench.outputAtEnd.endsWith("last words"));
 
-    // A child that fills the pipe and is dead before anybody reads.
+    // A child that is dead before anybody reads, with more in the pipe than one turn takes.
     Bench dead;
-    QVERIFY(dead.launch("blast 400 150 chunks\nexit 0"));
+    QVERIFY(dead.launch("blast 6000 150 chunks\nexit 0"));
+    {
+        QFile pipe(u"/proc/%1/fd/1"_s.arg(dead.child->pid()));
+        QVERIFY(pipe.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+        QVERIFY(::fcntl(pipe.handle(), F_SETPIPE_SZ, 1 << 20) > 0);
+    }
     while (dead.child->isRunning())
         ::sched_yield();
     QTRY_COMPARE(dead.ends, 1);
-    QCOMPARE(dead.outputAtEnd.size(), 400 * 150);
+    QCOMPARE(dead.outputAtEnd.size(), 6000 * 150);
 }
 
 void TestLinuxChildLauncher::endsThoughAGrandchildHoldsThePipe()
