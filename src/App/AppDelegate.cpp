@@ -53,10 +53,10 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate()
 {
     if (m_isTerminating)
         return TerminateReply::Later;
+    m_manager.refuseStarts();
     if (m_manager.runningCount() < 1 && m_manager.childCount() == 0)
         return TerminateReply::Now;
     m_isTerminating = true;
-    m_manager.refuseStarts();
     m_manager.stopAll();
     waitForTunnelsThenTerminate(m_scheduler.now() + quitDeadline);
     return TerminateReply::Later;

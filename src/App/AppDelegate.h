@@ -42,7 +42,8 @@ public:
     /// Ends what an earlier run left behind, brings up the panel item and starts the launch tunnels. Nothing
     /// of this in a process that a unit-test runner hosts.
     void applicationDidFinishLaunching(LaunchTunnels launchTunnels = LaunchTunnels::Start);
-    /// Stops the tunnels where any run; asking again while they end changes nothing.
+    /// Stops the tunnels where any run; asking again while they end changes nothing. Nothing is started any
+    /// more, whatever the answer.
     TerminateReply applicationShouldTerminate();
     bool applicationShouldTerminateAfterLastWindowClosed() const { return false; }
     /// The program was started again, or its icon was clicked. False: nothing else is to be done.

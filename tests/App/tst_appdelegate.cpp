@@ -55,6 +55,7 @@ private Q_SLOTS:
     void reopens();
     void quits_data();
     void quits();
+    void quitWithNothingRunningRefusesStarts();
     void quitWaitsForChildrenOfRemovedTunnels();
 };
 
@@ -155,7 +156,6 @@ void TestAppDelegate::quits()
 {
     QFETCH(int, endsAfter);
     Bench bench;
-    QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Now);
     auto &child = bench.world.connect(bench.manager, FakeWorld::addTunnel(bench.manager, u"t"_s).id);
     QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Later);
     int terminatedAt = 0;
@@ -169,6 +169,16 @@ void TestAppDelegate::quits()
     }
     QTEST(terminatedAt, "terminatedAt");
     QTEST(child.signalsSent, "signalsSent");
+}
+
+/// The end comes with a later turn of the event loop; a click may come before it.
+void TestAppDelegate::quitWithNothingRunningRefusesStarts()
+{
+    Bench bench;
+    const QUuid id = FakeWorld::addTunnel(bench.manager, u"t"_s).id;
+    QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Now);
+    bench.manager.start(id);
+    QVERIFY(bench.world.launcher.children.empty());
 }
 
 void TestAppDelegate::quitWaitsForChildrenOfRemovedTunnels()
