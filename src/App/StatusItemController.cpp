@@ -20,10 +20,7 @@ StatusItemController::StatusItemController(TunnelManager &manager, Windows &wind
     , m_application(application)
 {
     // Whether cloudflared is there changes without an announcement: look again when the menu is wanted.
-    const auto lookAgain = [this] { refresh(); };
-    m_statusItem.setCallbacks({.menuNeedsUpdate = lookAgain,
-                               .menuWillOpen = lookAgain,
-                               .menuDidClose = {},
+    m_statusItem.setCallbacks({.menuAboutToShow = [this] { refresh(); },
                                .itemChosen = [this](const MenuItem &item) { choose(item); }});
     connect(&m_manager, &TunnelManager::objectWillChange, this, &StatusItemController::scheduleRefresh);
     refresh();

@@ -30,9 +30,7 @@ class StatusItem
 public:
     struct Callbacks
     {
-        std::function<void()> menuNeedsUpdate; ///< the menu is about to be shown
-        std::function<void()> menuWillOpen;
-        std::function<void()> menuDidClose;
+        std::function<void()> menuAboutToShow; ///< a menu set now is what the user sees
         /// The entry as it was drawn when the user chose it.
         std::function<void(const MenuItem &)> itemChosen;
     };

@@ -124,13 +124,13 @@ void TestStatusItemController::looksForCloudflaredWhenTheMenuIsWanted()
     const QString warning = u"⚠︎ cloudflared not found"_s;
     desk.world.files.executables.clear();
     QCOMPARE(desk.item.entry(warning), MenuItem());
-    desk.item.callbacks.menuNeedsUpdate();
+    desk.item.callbacks.menuAboutToShow();
     QCOMPARE(desk.item.entry(warning).title, warning);
     desk.choose(warning);
     QCOMPARE(desk.journal, Journal{u"settings"_s});
 
     desk.world.files.executables = {FakeWorld::cloudflaredPath};
-    desk.item.callbacks.menuWillOpen();
+    desk.item.callbacks.menuAboutToShow();
     QCOMPARE(desk.item.entry(warning), MenuItem());
 }
 

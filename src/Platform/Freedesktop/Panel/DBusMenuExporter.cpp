@@ -41,11 +41,6 @@ void DBusMenuExporter::setQuirks(const HostQuirks &quirks)
     refreshLater();
 }
 
-void DBusMenuExporter::hostGone()
-{
-    setOpen(false);
-}
-
 void DBusMenuExporter::refreshLater()
 {
     if (std::exchange(m_isRefreshDue, true))
@@ -77,24 +72,14 @@ bool DBusMenuExporter::handleEvent(int id, const QString &eventId)
 {
     if (!m_exported.contains(id))
         return false;
-    if (id == ExportedMenu::rootId && (eventId == u"opened" || eventId == u"closed"))
-        setOpen(eventId == u"opened");
+    if (id == ExportedMenu::rootId && eventId == u"opened")
+        Q_EMIT aboutToShow();
     const MenuItem *item = m_exported.item(id);
     if (eventId == u"clicked" && item && item->isEnabled && !item->isSeparator) {
         QMetaObject::invokeMethod(
             this, [this, drawn = *item] { Q_EMIT chosen(drawn); }, Qt::QueuedConnection);
     }
     return true;
-}
-
-void DBusMenuExporter::setOpen(bool isOpen)
-{
-    if (std::exchange(m_isOpen, isOpen) == isOpen)
-        return;
-    if (isOpen)
-        Q_EMIT opened();
-    else
-        Q_EMIT closed();
 }
 
 void DBusMenuExporter::emitOnBus(const QString &name, const QVariantList &arguments) const

@@ -27,27 +27,23 @@ public:
     QString path() const { return m_path; }
     void setMenu(const Menu &menu);
     void setQuirks(const HostQuirks &quirks);
-    /// The panel went away, and with it a menu that was open.
-    void hostGone();
 
     /// What the bus sees: the menu as last sent, and the number of its layout.
     const ExportedMenu &menu() const { return m_exported; }
     uint revision() const { return m_revision; }
     /// Lets the menu be brought up to date; tells whether its layout changed.
     bool prepareToShow();
-    /// One of "clicked", "hovered", "opened" and "closed"; false for an unknown entry.
+    /// "clicked" chooses the entry; "opened" is what some panels say of the menu instead of asking before
+    /// they show it. False for an unknown entry.
     bool handleEvent(int id, const QString &eventId);
 
 Q_SIGNALS:
     void aboutToShow();
-    void opened();
-    void closed();
     void chosen(const MenuItem &item); ///< as it was drawn
 
 private:
     void refreshLater();
     bool refresh();
-    void setOpen(bool isOpen);
     void emitOnBus(const QString &name, const QVariantList &arguments) const;
 
     QDBusConnection m_bus;
@@ -58,5 +54,4 @@ private:
     HostQuirks m_quirks;
     uint m_revision = 1;
     bool m_isRefreshDue = false;
-    bool m_isOpen = false;
 };

@@ -27,12 +27,6 @@ bool canPlacePopups()
     return !QGuiApplication::platformName().startsWith("wayland"_L1);
 }
 
-void call(const std::function<void()> &callback)
-{
-    if (callback)
-        callback();
-}
-
 } // namespace
 
 FreedesktopStatusItem::FreedesktopStatusItem(const QDBusConnection &bus, const QString &runtimeFolder,
@@ -53,10 +47,7 @@ FreedesktopStatusItem::~FreedesktopStatusItem() = default;
 
 void FreedesktopStatusItem::connectMenus()
 {
-    connect(&m_statusMenu, &DBusMenuExporter::aboutToShow, this,
-            [this] { call(m_callbacks.menuNeedsUpdate); });
-    connect(&m_statusMenu, &DBusMenuExporter::opened, this, [this] { call(m_callbacks.menuWillOpen); });
-    connect(&m_statusMenu, &DBusMenuExporter::closed, this, [this] { call(m_callbacks.menuDidClose); });
+    connect(&m_statusMenu, &DBusMenuExporter::aboutToShow, this, &FreedesktopStatusItem::askForMenu);
     connect(&m_statusMenu, &DBusMenuExporter::chosen, this, &FreedesktopStatusItem::choose);
     connect(&m_dockMenu, &DBusMenuExporter::chosen, this, &FreedesktopStatusItem::choose);
     connect(&m_item, &StatusNotifierItem::activated, this, &FreedesktopStatusItem::showSomething);
@@ -67,7 +58,6 @@ void FreedesktopStatusItem::connectMenus()
 void FreedesktopStatusItem::connectPanels()
 {
     connect(&m_watcher, &NotifierWatcher::hostChanged, this, &FreedesktopStatusItem::choosePanel);
-    connect(&m_watcher, &NotifierWatcher::lost, &m_statusMenu, &DBusMenuExporter::hostGone);
     connect(&m_watcher, &NotifierWatcher::quirksChanged, this, [this] {
         m_statusMenu.setQuirks(m_watcher.quirks());
         m_dockMenu.setQuirks(m_watcher.quirks());
@@ -120,6 +110,12 @@ bool FreedesktopStatusItem::eventFilter(QObject *watched, QEvent *event)
     return QObject::eventFilter(watched, event);
 }
 
+void FreedesktopStatusItem::askForMenu()
+{
+    if (m_callbacks.menuAboutToShow)
+        m_callbacks.menuAboutToShow();
+}
+
 void FreedesktopStatusItem::choose(const MenuItem &item)
 {
     if (m_callbacks.itemChosen)
@@ -161,15 +157,13 @@ void FreedesktopStatusItem::makePopup()
     m_popup = std::make_unique<PopupMenu>();
     m_popup->setItems(m_menu);
     connect(m_popup.get(), &QMenu::aboutToShow, this, &FreedesktopStatusItem::updatePopup);
-    connect(m_popup.get(), &QMenu::aboutToHide, this, [this] { call(m_callbacks.menuDidClose); });
     // In the next turn, so that the menu is gone before anything else happens.
     connect(m_popup.get(), &PopupMenu::chosen, this, &FreedesktopStatusItem::choose, Qt::QueuedConnection);
 }
 
 void FreedesktopStatusItem::updatePopup()
 {
-    call(m_callbacks.menuNeedsUpdate);
-    call(m_callbacks.menuWillOpen);
+    askForMenu();
     m_popup->setItems(m_menu);
 }
 

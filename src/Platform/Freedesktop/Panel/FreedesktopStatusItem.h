@@ -56,6 +56,7 @@ protected:
 private:
     void connectMenus();
     void connectPanels();
+    void askForMenu();
     void choose(const MenuItem &item);
     void choosePanel();
     void useTrayIfAlone();

@@ -138,8 +138,6 @@ void NotifierWatcher::setOwner(const QString &name, const QString &owner)
 void NotifierWatcher::setWatcher(const QString &owner)
 {
     const QString before = std::exchange(m_owner, owner);
-    if (!before.isEmpty() && before != owner)
-        Q_EMIT lost();
     const QString announcedTo = std::exchange(m_announcedTo, {});
     if (owner.isEmpty()) {
         setHost(Host::Absent);

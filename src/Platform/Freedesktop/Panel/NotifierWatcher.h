@@ -37,8 +37,6 @@ public:
 Q_SIGNALS:
     void hostChanged();
     void quirksChanged();
-    /// The watcher's owner went away, in most sessions together with the panel; or the bus did.
-    void lost();
 
 private Q_SLOTS:
     void forgetBus();

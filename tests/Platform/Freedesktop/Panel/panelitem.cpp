@@ -6,7 +6,7 @@
 //
 //   show STATUS COUNT    the icon and its count        -> (nothing)
 //   connect NUMBER       one tunnel's entry connects   -> (nothing)
-//                                                      <- "needs-update", "opened", "closed", "chosen ID"
+//                                                      <- "about-to-show", "chosen ID"
 #include "FreedesktopStatusItem.h"
 #include "Samples.h"
 
@@ -28,8 +28,7 @@ public:
         : m_item(QDBusConnection::sessionBus(), qEnvironmentVariable("XDG_RUNTIME_DIR"))
         , m_input(STDIN_FILENO, QSocketNotifier::Read)
     {
-        m_item.setCallbacks({[this] { say(u"needs-update"_s); }, [this] { say(u"opened"_s); },
-                             [this] { say(u"closed"_s); },
+        m_item.setCallbacks({[this] { say(u"about-to-show"_s); },
                              [this](const MenuItem &item) { say(u"chosen "_s + item.id); }});
         m_item.setContent(Samples::content(u"idle"_s, 0));
         m_item.setMenu(m_menu);

@@ -195,25 +195,18 @@ private Q_SLOTS:
         QCOMPARE(m_chosen.first().id, u"tunnel-1"_s);
     }
 
-    void openingAndClosingAreTold()
+    void shownMenuIsUpToDate()
     {
-        QSignalSpy opened(m_menu.get(), &DBusMenuExporter::opened);
-        QSignalSpy closed(m_menu.get(), &DBusMenuExporter::closed);
-        m_menu->handleEvent(0, u"opened"_s);
-        m_menu->handleEvent(0, u"opened"_s);
-        m_menu->hostGone();
-        m_menu->handleEvent(0, u"closed"_s);
-        QCOMPARE(opened.count(), 1);
-        QCOMPARE(closed.count(), 1);
-    }
-
-    void aboutToShowBringsTheMenuUpToDate()
-    {
-        connect(m_menu.get(), &DBusMenuExporter::aboutToShow, this,
-                [this] { m_menu->setMenu(Samples::menu(5)); });
+        int tunnels = 5;
+        const QObject scope;
+        connect(m_menu.get(), &DBusMenuExporter::aboutToShow, &scope,
+                [this, &tunnels] { m_menu->setMenu(Samples::menu(tunnels)); });
         QCOMPARE(askMenu(u"AboutToShow"_s, {0}).arguments().value(0), QVariant(true));
         QCOMPARE(layout().children.size(), Samples::menu(5).size());
         QCOMPARE(askMenu(u"AboutToShow"_s, {0}).arguments().value(0), QVariant(false));
+        tunnels = 6;
+        m_menu->handleEvent(0, u"opened"_s); // all that some panels say
+        QTRY_COMPARE(layout().children.size(), Samples::menu(6).size());
     }
 
     void oneTurnSendsOneRefresh()

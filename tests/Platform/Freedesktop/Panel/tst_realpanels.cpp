@@ -79,7 +79,7 @@ private Q_SLOTS:
 
         item.tell("connect 2");
         m_desktop.click(iconAt(ColorRole::Green));
-        QTRY_VERIFY(item.said("needs-update"));
+        QTRY_VERIFY(item.said("about-to-show"));
         QTRY_VERIFY(dotAt(ColorRole::Green) != nowhere);
         m_desktop.click(dotAt(ColorRole::Green));
         QTRY_VERIFY(item.said("chosen tunnel-2"));
@@ -108,10 +108,10 @@ private Q_SLOTS:
         const QColor red = SymbolDrawing::colorOnAnyGround(ColorRole::Red);
         QTRY_VERIFY_WITH_TIMEOUT(m_desktop.find(red, trayArea) != nowhere, 20'000);
         m_desktop.click(m_desktop.find(red, trayArea));
-        QTRY_VERIFY(item.said("opened"));
+        QTRY_VERIFY(item.said("about-to-show"));
         QTRY_VERIFY(m_desktop.find(Qt::white, menuArea) != nowhere);
         m_desktop.press(u"Escape"_s);
-        QTRY_VERIFY(item.said("closed"));
+        QTRY_VERIFY(m_desktop.find(Qt::white, menuArea) == nowhere);
 
         const auto panel = m_desktop.startXfcePanel();
         QTRY_VERIFY_WITH_TIMEOUT(iconAt(ColorRole::Red) != nowhere, 20'000);
