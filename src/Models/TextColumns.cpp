@@ -82,15 +82,6 @@ qsizetype tailStart(const QString &text, int columns)
 
 } // namespace
 
-int TextColumns::of(const QString &text)
-{
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    int columns = 0;
-    for (qsizetype start = 0; finder.toNextBoundary() > 0; start = finder.position())
-        columns += columnsOf(QStringView(text).sliced(start, finder.position() - start));
-    return columns;
-}
-
 QString TextColumns::shortenedInMiddle(const QString &text, int columns)
 {
     if (headLength(text, columns) == text.size())

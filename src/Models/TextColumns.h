@@ -9,8 +9,6 @@
 /// characters and emoji (UAX #11) take two, marks and what joins characters none, all others one.
 namespace TextColumns {
 
-int of(const QString &text);
-
 /// The text, or its beginning and end with "…" in between where it is wider than `columns`. No character as
 /// the user sees it is cut in two. What has endless marks on it counts as wider, so that the result is short
 /// in memory too.

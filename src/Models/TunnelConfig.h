@@ -67,8 +67,6 @@ public:
     static TunnelState stopping() { return {Case::Stopping, 0, {}}; }
 
     Case kind() const { return m_case; }
-    /// Number of connections; 0 in every other case.
-    qint64 connections() const { return m_connections; }
     /// The message of `Failed`; empty in every other case.
     QString message() const { return m_message; }
 
@@ -89,7 +87,7 @@ private:
     }
 
     Case m_case = Case::Stopped;
-    qint64 m_connections = 0;
+    qint64 m_connections = 0; ///< of `Connected`
     QString m_message;
 };
 

@@ -18,9 +18,6 @@ struct MenuChange
     bool layoutChanged = false; ///< entries came, went or moved
     MenuPropertiesList updated; ///< of entries that stayed
     MenuPropertyNamesList removed;
-
-    bool isEmpty() const { return !layoutChanged && updated.isEmpty() && removed.isEmpty(); }
-    bool operator==(const MenuChange &) const = default;
 };
 
 /// A menu as it is known outside: entries under numbers, below the root 0, with the properties last sent.
