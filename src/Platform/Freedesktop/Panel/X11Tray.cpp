@@ -3,43 +3,19 @@
 
 #include "X11Tray.h"
 
-#include <QByteArray>
+#include "X11Connection.h"
+
 #include <QGuiApplication>
 
-#include <cstdlib>
-#include <memory>
-#include <xcb/xcb.h>
-
-namespace {
-
-struct Free
-{
-    void operator()(void *memory) const { std::free(memory); }
-};
-
-template <typename Reply> using ReplyPointer = std::unique_ptr<Reply, Free>;
-
-int defaultScreen()
-{
-    char *host = nullptr;
-    int display = 0;
-    int screen = 0;
-    if (xcb_parse_display(nullptr, &host, &display, &screen) != 0)
-        std::free(host);
-    return screen;
-}
-
-} // namespace
+#include <string>
 
 X11Tray::X11Tray(QObject *parent)
     : QObject(parent)
 {
-    if (const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>())
-        m_connection = x11->connection();
-    if (!m_connection)
+    if (!X11::connection())
         return;
-    m_selection = atom("_NET_SYSTEM_TRAY_S" + QByteArray::number(defaultScreen()));
-    m_manager = atom("MANAGER");
+    m_selection = X11::atom("_NET_SYSTEM_TRAY_S" + std::to_string(X11::screenNumber()));
+    m_manager = X11::atom("MANAGER");
     qGuiApp->installNativeEventFilter(this);
 }
 
@@ -47,10 +23,11 @@ X11Tray::~X11Tray() = default;
 
 bool X11Tray::isThere() const
 {
-    if (!m_connection)
+    xcb_connection_t *connection = X11::connection();
+    if (!connection)
         return false;
-    const ReplyPointer<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
-        m_connection, xcb_get_selection_owner(m_connection, m_selection), nullptr));
+    const X11::Reply<xcb_get_selection_owner_reply_t> reply(
+        xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, m_selection), nullptr));
     return reply && reply->owner != XCB_NONE;
 }
 
@@ -63,12 +40,4 @@ bool X11Tray::nativeEventFilter(const QByteArray &, void *message, qintptr *)
     if (clientMessage->type == m_manager && clientMessage->data.data32[1] == m_selection)
         Q_EMIT appeared();
     return false;
-}
-
-std::uint32_t X11Tray::atom(const QByteArray &name) const
-{
-    const auto request =
-        xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(name.size()), name.constData());
-    const ReplyPointer<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(m_connection, request, nullptr));
-    return reply ? reply->atom : std::uint32_t(XCB_ATOM_NONE);
 }

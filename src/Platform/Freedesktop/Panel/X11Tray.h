@@ -6,10 +6,6 @@
 #include <QAbstractNativeEventFilter>
 #include <QObject>
 
-#include <cstdint>
-
-struct xcb_connection_t;
-
 /// Tells whether an old tray is there, as the System Tray Protocol of freedesktop.org has it: a selection of
 /// the X server that a panel owns. Asks the X server alone, never the panel.
 class X11Tray : public QObject, private QAbstractNativeEventFilter
@@ -28,9 +24,7 @@ Q_SIGNALS:
 
 private:
     bool nativeEventFilter(const QByteArray &eventType, void *message, qintptr *result) override;
-    std::uint32_t atom(const QByteArray &name) const;
 
-    xcb_connection_t *m_connection = nullptr;
-    std::uint32_t m_selection = 0;
-    std::uint32_t m_manager = 0; ///< the message that new owners send to all
+    quint32 m_selection = 0;
+    quint32 m_manager = 0; ///< the message that new owners send to all
 };

@@ -11,9 +11,22 @@ xcb_connection_t *X11::connection()
     return x11 ? x11->connection() : nullptr;
 }
 
+int X11::screenNumber()
+{
+    char *host = nullptr;
+    int display = 0;
+    int screen = 0;
+    if (xcb_parse_display(nullptr, &host, &display, &screen) != 0)
+        std::free(host);
+    return screen;
+}
+
 xcb_window_t X11::root()
 {
-    return xcb_setup_roots_iterator(xcb_get_setup(connection())).data->root;
+    xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection()));
+    for (int number = screenNumber(); number > 0 && screens.rem > 1; --number)
+        xcb_screen_next(&screens);
+    return screens.data->root;
 }
 
 quint32 X11::atom(std::string_view name)

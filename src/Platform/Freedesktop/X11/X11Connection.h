@@ -23,6 +23,10 @@ template <typename T> using Reply = std::unique_ptr<T, Free>;
 /// Qt's; null on anything but an X server.
 xcb_connection_t *connection();
 
+/// The number of the screen that `$DISPLAY` names: where Qt's windows, the panel and its tray are.
+int screenNumber();
+
+/// Of that screen.
 xcb_window_t root();
 
 /// 0 (none) when the server is out of memory or gone.
