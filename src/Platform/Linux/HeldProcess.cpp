@@ -74,18 +74,9 @@ void closeOthersOnExec(int descriptorLimit)
 
 } // namespace
 
-HeldProcess::Pipe::Pipe()
-{
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0)
-        return;
-    readEnd = FileDescriptor(ends[0]);
-    writeEnd = FileDescriptor(ends[1]);
-}
-
 HeldProcess::HeldProcess(const Program &program)
 {
-    if (!m_word.writeEnd.isOpen() || !m_failure.writeEnd.isOpen())
+    if (!m_word.isOpen() || !m_failure.isOpen())
         return;
     const long limit = ::sysconf(_SC_OPEN_MAX);
     const int descriptorLimit = int(std::clamp(limit, 256L, 65'536L));

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "FileDescriptor.h"
+#include "Pipe.h"
 
 #include <QtGlobal>
 
@@ -40,14 +40,6 @@ public:
 private:
     [[noreturn]] void waitAndRun(const Program &program, int descriptorLimit);
     void collect();
-
-    struct Pipe
-    {
-        Pipe();
-
-        FileDescriptor readEnd;
-        FileDescriptor writeEnd;
-    };
 
     Pipe m_word;    ///< a byte gives it; its end takes back the chance
     Pipe m_failure; ///< an error number; closed by the program's start

@@ -6,6 +6,7 @@
 #include "HeldProcess.h"
 #include "LinuxChild.h"
 #include "Pidfd.h"
+#include "Pipe.h"
 #include "SpawnEnvironment.h"
 
 #include <QCoreApplication>
@@ -42,22 +43,6 @@ public:
 private:
     std::shared_ptr<LinuxChild> m_child;
 };
-
-struct Pipe
-{
-    FileDescriptor readEnd;
-    FileDescriptor writeEnd;
-};
-
-/// Both ends close-on-exec; only the read end is non-blocking. Not open when the system has no more.
-Pipe makePipe()
-{
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0)
-        return {};
-    ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
-    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
-}
 
 /// The texts that a program is run with, for as long as it takes to run it.
 class ProgramTexts
@@ -112,9 +97,10 @@ ChildLauncher::Result LinuxChildLauncher::launch(const ChildCommand &command,
     FileDescriptor input(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     if (!input.isOpen())
         return failure(errno);
-    Pipe output = makePipe();
-    if (!output.readEnd.isOpen())
+    Pipe output;
+    if (!output.isOpen())
         return failure(errno);
+    ::fcntl(output.readEnd.get(), F_SETFL, O_NONBLOCK); // this end alone: a child may count on waiting
     const ProgramTexts texts(command);
     HeldProcess process(texts.program(input.get(), output.writeEnd.get()));
     if (!process.isHeld())

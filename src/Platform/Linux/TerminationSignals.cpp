@@ -3,8 +3,6 @@
 
 #include "TerminationSignals.h"
 
-#include <fcntl.h>
-
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -43,14 +41,12 @@ void setHandler(void (*handler)(int))
 TerminationSignals::TerminationSignals(DescriptorWatcher &watcher, QObject *parent)
     : QObject(parent)
     , m_watcher(watcher)
+    , m_pipe(O_NONBLOCK)
 {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+    if (!m_pipe.isOpen())
         return;
-    m_readEnd = FileDescriptor(ends[0]);
-    m_writeEnd = FileDescriptor(ends[1]);
-    m_watch = m_watcher.watch(m_readEnd.get(), [this] { drain(); });
-    handlerPipe = m_writeEnd.get();
+    m_watch = m_watcher.watch(m_pipe.readEnd.get(), [this] { drain(); });
+    handlerPipe = m_pipe.writeEnd.get();
     setHandler(writeToPipe);
 }
 
@@ -64,7 +60,7 @@ TerminationSignals::~TerminationSignals()
 void TerminationSignals::drain()
 {
     std::array<char, 64> bytes;
-    while (::read(m_readEnd.get(), bytes.data(), bytes.size()) > 0) {
+    while (::read(m_pipe.readEnd.get(), bytes.data(), bytes.size()) > 0) {
     }
     Q_EMIT received();
 }

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "DescriptorWatcher.h"
-#include "FileDescriptor.h"
+#include "Pipe.h"
 
 #include <QObject>
 
@@ -28,7 +28,6 @@ private:
     void drain();
 
     DescriptorWatcher &m_watcher;
-    FileDescriptor m_readEnd;
-    FileDescriptor m_writeEnd;
+    Pipe m_pipe;
     DescriptorWatcher::Key m_watch = 0;
 };
