@@ -5,6 +5,7 @@
 
 #include "BusNames.h"
 #include "FileDescriptor.h"
+#include "MessageBus.h"
 #include "Pidfd.h"
 
 #include <poll.h>
@@ -51,10 +52,7 @@ bool RunningInstance::waitForEnd(int timeout) const
 
 QDBusMessage RunningInstance::askBus(const QString &method, const QString &name) const
 {
-    QDBusMessage question = QDBusMessage::createMethodCall(
-        u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus"_s, method);
-    question << name;
-    const QDBusMessage reply = m_bus.call(question, QDBus::Block, int(BusNames::answerTimeout.count()));
+    const QDBusMessage reply = MessageBus::ask(m_bus, method, {name});
     return reply.type() == QDBusMessage::ReplyMessage ? reply : QDBusMessage();
 }
 

@@ -5,6 +5,7 @@
 
 #include "ApplicationAdaptor.h"
 #include "BusNames.h"
+#include "MessageBus.h"
 #include "RunningInstance.h"
 #include "StandardError.h"
 
@@ -100,9 +101,7 @@ QString SingleInstance::launchAction()
     if (!m_isLaunchDue)
         return {};
     // The bus sends the request with the name: once it answers anything else, the request is here.
-    const QDBusMessage question = QDBusMessage::createMethodCall(
-        u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus"_s, u"GetId"_s);
-    m_bus.call(question, QDBus::Block, int(BusNames::answerTimeout.count()));
+    MessageBus::ask(m_bus, u"GetId"_s);
     QCoreApplication::sendPostedEvents(this);
     return m_kept.isEmpty() ? QString() : m_kept.first().action;
 }
@@ -115,10 +114,8 @@ QStringList SingleInstance::actions()
 /// Whether this process owns the program's name; also when the bus would not say who does.
 bool SingleInstance::isTheOne()
 {
-    QDBusMessage request = QDBusMessage::createMethodCall(
-        u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus"_s, u"RequestName"_s);
-    request << QString(BusNames::service) << doNotQueue;
-    const QDBusMessage reply = m_bus.call(request, QDBus::Block, int(BusNames::answerTimeout.count()));
+    const QDBusMessage reply =
+        MessageBus::ask(m_bus, u"RequestName"_s, {QString(BusNames::service), doNotQueue});
     if (reply.type() == QDBusMessage::ReplyMessage)
         return reply.arguments().value(0).toUInt() != Exists;
     writeToStandardError(
