@@ -55,10 +55,3 @@ QString TunnelManager::normalizeToken(const QString &raw)
         return pieces.first().toString();
     return raw.trimmed();
 }
-
-const QStringList &TunnelManager::candidatePaths()
-{
-    static const QStringList paths{u"/opt/homebrew/bin/cloudflared"_s, u"/usr/local/bin/cloudflared"_s,
-                                   u"/usr/bin/cloudflared"_s};
-    return paths;
-}

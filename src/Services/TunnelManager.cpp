@@ -321,6 +321,13 @@ void TunnelManager::setLaunchesAtLogin(bool launches)
     Q_EMIT objectWillChange();
 }
 
+const QStringList &TunnelManager::candidatePaths()
+{
+    static const QStringList paths{u"/opt/homebrew/bin/cloudflared"_s, u"/usr/local/bin/cloudflared"_s,
+                                   u"/usr/bin/cloudflared"_s};
+    return paths;
+}
+
 std::optional<QString> TunnelManager::detectCloudflared() const
 {
     for (const QString &path : candidatePaths()) {

@@ -97,8 +97,7 @@ public:
     /// Ends the children that an earlier run left behind. Called once, before anything is started.
     void terminateOrphanedProcesses();
 
-    /// Where `cloudflared` is looked for, in this order.
-    static const QStringList &candidatePaths();
+    /// The first of the usual places that holds an executable `cloudflared`.
     std::optional<QString> detectCloudflared() const;
     /// The bare token in whatever was pasted: the token itself or a command line that holds it.
     static QString normalizeToken(const QString &raw);
@@ -111,6 +110,8 @@ Q_SIGNALS:
     void showsInDockAssigned(bool shows);
 
 private:
+    /// Where `cloudflared` is looked for, in this order.
+    static const QStringList &candidatePaths();
     void load();
     void save();
     void makeRunner(const QUuid &id);
