@@ -62,11 +62,18 @@ install_packages() {
     fi
 }
 
-# On a distribution without apt nothing is installed; what a build needs is looked for and named.
+# On a distribution without apt nothing is installed; what the kind needs is looked for and what lacks is named.
 check_tools() {
     lacking=
     tools="c++ cmake ninja pkg-config"
-    [ "$1" = build ] || tools="$tools clang-format clang-tidy dbus-run-session gnome-keyring-daemon Xvfb openbox xfce4-panel"
+    demo_tools="python3 secret-tool dbus-daemon dbus-send"
+    desktop_tools="gnome-keyring-daemon Xvfb openbox xfce4-panel xdotool xprop xwininfo xsetroot import"
+    case $1 in
+    demo) tools="$tools $demo_tools" ;;
+    desktop) tools="$tools $demo_tools $desktop_tools" ;;
+    test) tools="$tools $demo_tools $desktop_tools clang-format clang-tidy dbus-run-session trayer" ;;
+    fuzz) tools="$tools clang++" ;;
+    esac
     for tool in $tools; do
         command -v "$tool" >/dev/null || lacking="$lacking
   $tool (looked for as a command in PATH)"
