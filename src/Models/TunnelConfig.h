@@ -47,7 +47,7 @@ std::optional<QUuid> tunnelIdFromText(QStringView text);
 /// | case         | payload            | a child runs           |
 /// | ------------ | ------------------ | ---------------------- |
 /// | Connected    | number of connections | yes                 |
-/// | Failed       | one-line message   | no (or never started)  |
+/// | Failed       | one-line message   | no, unless it ran when a second start failed |
 /// | Stopped      |                    | no; the initial state  |
 /// | Starting     |                    | yes, not connected yet |
 /// | Reconnecting |                    | yes, lost all its connections |

@@ -23,8 +23,7 @@ struct StatusItemContent
 
 /// The program's item in the panel. It is there whenever a panel is, and never waits for one.
 ///
-/// Setting what is already shown costs nothing and sends nothing. The callbacks are called on the main
-/// thread.
+/// Setting what is already shown sends nothing. The callbacks are called on the main thread.
 class StatusItem
 {
 public:
