@@ -38,6 +38,8 @@ ColorRole dotColor(TunnelState::Case state)
 
 namespace StatusIcon {
 
+/// The table in Panel/StatusPicture has the same colours and the same template, for icons that panels look
+/// for before they are shown: to be changed together.
 SymbolImage image(OverallStatus status)
 {
     const auto colored = [](const QString &symbolName, const QString &description, ColorRole color) {

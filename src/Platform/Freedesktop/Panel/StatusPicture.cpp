@@ -24,6 +24,9 @@ struct Icon
     bool isTemplate;
 };
 
+/// The icons of all statuses, as they are before any has been shown. App/StatusIcon gives the same colours
+/// and the same template: to be changed together, or a panel finds another picture under a name that it
+/// knows.
 constexpr std::array icons{
     Icon{u"bolt.horizontal.icloud", u"morvanel-idle-symbolic", ColorRole::None, true},
     Icon{u"arrow.clockwise.icloud", u"morvanel-connecting", ColorRole::Orange, false},
