@@ -4,6 +4,7 @@
 #include "StatusItemController.h"
 
 #include "Application.h"
+#include "ManagerChanges.h"
 #include "StatusItem.h"
 #include "StatusPresentation.h"
 #include "TunnelManager.h"
@@ -22,7 +23,8 @@ StatusItemController::StatusItemController(TunnelManager &manager, Windows &wind
     // Whether cloudflared is there changes without an announcement: look again when the menu is wanted.
     m_statusItem.setCallbacks({.menuAboutToShow = [this] { refresh(); },
                                .itemChosen = [this](const MenuItem &item) { choose(item); }});
-    connect(&m_manager, &TunnelManager::objectWillChange, this, &StatusItemController::scheduleRefresh);
+    const auto *changes = new ManagerChanges(m_manager, this);
+    connect(changes, &ManagerChanges::changed, this, &StatusItemController::refresh);
     refresh();
 }
 
@@ -34,21 +36,6 @@ StatusItemController::~StatusItemController()
 Menu StatusItemController::makeDockMenu() const
 {
     return StatusPresentation::dockMenu(TunnelsSnapshot::of(m_manager));
-}
-
-/// The announcement comes before the change: what is to be shown can be read in the next turn.
-void StatusItemController::scheduleRefresh()
-{
-    if (m_isRefreshPending)
-        return;
-    m_isRefreshPending = true;
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            m_isRefreshPending = false;
-            refresh();
-        },
-        Qt::QueuedConnection);
 }
 
 void StatusItemController::refresh()

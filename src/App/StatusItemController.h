@@ -33,7 +33,6 @@ public:
     Menu makeDockMenu() const;
 
 private:
-    void scheduleRefresh();
     void refresh();
     void choose(const MenuItem &item);
     void toggleTunnel(const MenuItem &item);
@@ -44,5 +43,4 @@ private:
     StatusItem &m_statusItem;
     UrlOpener &m_urlOpener;
     Application &m_application;
-    bool m_isRefreshPending = false;
 };

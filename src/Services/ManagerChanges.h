@@ -7,8 +7,9 @@
 
 class TunnelManager;
 
-/// Tells a view that the manager has changed: once on the next turn of the event loop, however often the
-/// manager announced it since the last time.
+/// Tells who shows the manager that it has changed: once on the next turn of the event loop, however often it
+/// was announced since the last time. An announcement comes before the change: what is to be shown can be
+/// read in that turn.
 class ManagerChanges : public QObject
 {
     Q_OBJECT
