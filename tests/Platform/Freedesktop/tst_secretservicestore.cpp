@@ -13,6 +13,10 @@
 
 #include "PrivateDesktop.h"
 
+#include <gio/gio.h>
+
+#include <atomic>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -78,16 +82,30 @@ private:
     }
     QByteArray stored() const { return m_store->copyMatching(key).data; }
 
+    /// Until GLib's own thread has let the connection to this bus go, the next test would get it.
+    static void waitForSharedConnection()
+    {
+        GDBusConnection *shared = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+        if (!shared)
+            return;
+        std::atomic<bool> isGone = false;
+        g_dbus_connection_set_exit_on_close(shared, FALSE);
+        const auto note = [](gpointer flag, GObject *) { *static_cast<std::atomic<bool> *>(flag) = true; };
+        g_object_weak_ref(G_OBJECT(shared), note, &isGone);
+        g_object_unref(shared);
+        QTRY_VERIFY_WITH_TIMEOUT(isGone, 30'000);
+    }
+
 private Q_SLOTS:
     void init()
     {
-        m_store.reset();
         m_desktop = std::make_unique<PrivateDesktop>();
         m_store = std::make_unique<SecretServiceStore>();
     }
     void cleanup()
     {
         m_store.reset();
+        waitForSharedConnection();
         m_desktop.reset();
     }
 
