@@ -97,10 +97,11 @@ TunnelRunner *TunnelManager::runner(const QUuid &id) const
     return found == m_runners.end() ? nullptr : found->second.get();
 }
 
-TunnelState TunnelManager::state(const QUuid &id) const
+const TunnelState &TunnelManager::state(const QUuid &id) const
 {
+    static const TunnelState neverStarted = TunnelState::stopped();
     const TunnelRunner *found = runner(id);
-    return found ? found->state() : TunnelState::stopped();
+    return found ? found->state() : neverStarted;
 }
 
 int TunnelManager::runningCount() const

@@ -60,7 +60,7 @@ public:
     QString cloudflaredPath() const { return m_cloudflaredPath; }
     bool showsInDock() const { return m_showsInDock; }
 
-    TunnelState state(const QUuid &id) const;
+    const TunnelState &state(const QUuid &id) const;
     /// Tunnels that are connected, starting, reconnecting or stopping.
     int runningCount() const;
     /// Tunnels, not connections.

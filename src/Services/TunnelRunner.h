@@ -46,7 +46,7 @@ public:
     ~TunnelRunner() override;
 
     QUuid tunnelID() const { return m_tunnelID; }
-    TunnelState state() const { return m_state; }
+    const TunnelState &state() const { return m_state; }
     const LogBuffer &logLines() const { return m_logLines; }
     /// Whether a child lives or waits to have its end handled.
     bool hasChild() const { return m_process != nullptr; }

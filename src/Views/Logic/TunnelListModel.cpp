@@ -61,8 +61,8 @@ void TunnelListModel::refreshTunnels()
 void TunnelListModel::refreshStates()
 {
     for (int row = 0; row < int(m_tunnels.size()); ++row) {
-        const TunnelState state = stateOf(m_tunnels.at(row));
-        if (state == m_states[row])
+        const TunnelState &state = stateOf(m_tunnels.at(row));
+        if (state == m_states.at(row))
             continue;
         m_states[row] = state;
         Q_EMIT dataChanged(index(row), index(row), {StateRole, Qt::AccessibleDescriptionRole});
@@ -77,7 +77,7 @@ void TunnelListModel::takeOver()
                    [this](const TunnelConfig &tunnel) { return stateOf(tunnel); });
 }
 
-TunnelState TunnelListModel::stateOf(const TunnelConfig &tunnel) const
+const TunnelState &TunnelListModel::stateOf(const TunnelConfig &tunnel) const
 {
     return m_manager.state(tunnel.id);
 }

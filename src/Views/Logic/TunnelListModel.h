@@ -42,7 +42,7 @@ private:
     void refreshTunnels();
     void refreshStates();
     void takeOver();
-    TunnelState stateOf(const TunnelConfig &tunnel) const;
+    const TunnelState &stateOf(const TunnelConfig &tunnel) const;
 
     TunnelManager &m_manager;
     QList<TunnelConfig> m_tunnels; ///< shares its data with the manager's list until that changes
