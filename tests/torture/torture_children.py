@@ -139,6 +139,7 @@ def suspended(seconds, times):
         # Stopped across a deadline: what is due is done when it goes on.
         os.kill(program.children()[0], signal.SIGSTOP)
         bus.action("stop-all")
+        wait_for(lambda: len(running(cloudflared)) == 1, "the others have ended")
         program.process.send_signal(signal.SIGSTOP)
         time.sleep(STOP_SECONDS + 1)
         program.process.send_signal(signal.SIGCONT)
