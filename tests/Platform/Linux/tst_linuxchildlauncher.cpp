@@ -209,6 +209,7 @@ void TestLinuxChildLauncher::aClosedOutputIsNoEnd()
 {
     Bench bench;
     QVERIFY(bench.launch("raw bye\nclose-output\nwait"));
+    QTRY_COMPARE(QFile::symLinkTarget(u"/proc/%1/fd/2"_s.arg(bench.child->pid())), u"/dev/null"_s);
     QTRY_COMPARE(bench.output, "bye\n");
     QVERIFY(bench.child->isRunning());
     QCOMPARE(bench.ends, 0);
