@@ -73,17 +73,16 @@ void Program::connectInstance()
 {
     connect(&m_instance, &SingleInstance::launched, this, [this](const QVariantMap &platformData) {
         m_application.setActivationToken(activationToken(platformData));
-        completeStartup(platformData);
     });
     connect(&m_instance, &SingleInstance::activated, this, &Program::reopen);
     connect(&m_instance, &SingleInstance::actionRequested, this, &Program::perform);
+    connect(&m_instance, &SingleInstance::served, this, &completeStartup);
 }
 
 void Program::reopen(const QVariantMap &platformData)
 {
     m_application.setActivationToken(activationToken(platformData));
     m_delegate.applicationShouldHandleReopen(false);
-    completeStartup(platformData);
 }
 
 void Program::perform(const QString &action, const QVariantMap &platformData)
@@ -100,7 +99,6 @@ void Program::perform(const QString &action, const QVariantMap &platformData)
         m_manager.stopAll();
     else if (action == "quit"_L1)
         m_application.terminate();
-    completeStartup(platformData);
 }
 
 void Program::answerTerminationRequest()

@@ -38,9 +38,9 @@ class Desktop(unittest.TestCase):
         self.program = None
         self.addCleanup(lambda: self.program and self.program.quit())
 
-    def launch(self):
+    def launch(self, **environment):
         self.launcher = Launcher(self.bus)
-        self.program = Program(self.session, PROGRAM, {"MORVANEL_SPEED": "10"})
+        self.program = Program(self.session, PROGRAM, {"MORVANEL_SPEED": "10"} | environment)
         self.item = StatusItem(self.bus)
 
     def window(self, title):
@@ -114,7 +114,6 @@ class Desktop(unittest.TestCase):
         self.the_menu_starts_it_again()
         self.the_dock_preference_is_followed()
         self.ctrl_q_quits()
-        self.launch()
         self.launch_tunnels_start()
 
     def first_launch_leads_to_the_form(self):
@@ -204,7 +203,22 @@ class Desktop(unittest.TestCase):
         self.assertEqual(self.session.read_preferences()["childPIDs"], [])
         self.assertNotIn("eyJ", self.program.errors())
 
+    def listen_to_the_root_window(self):
+        """A file with the events that a desktop gets there."""
+        heard = self.session.home / "xev"
+        with open(heard, "wb") as events:
+            self.session.spawn("xev", "-root", "-event", "property", stdout=events)
+
+        def hears():
+            self.session.run("xprop", "-root", "-f", "_MORVANEL_TEST", "8s", "-set", "_MORVANEL_TEST", "here")
+            return heard.stat().st_size
+        wait_for(hears, "somebody listens")
+        return heard
+
     def launch_tunnels_start(self):
+        heard = self.listen_to_the_root_window()
+        self.launch(DESKTOP_STARTUP_ID="test_TIME0")
+        wait_for(lambda: "_NET_STARTUP_INFO_BEGIN" in heard.read_text(), "the launcher's wait is ended without a window")
         self.program.wait_for_children(1)
         wait_for(lambda: self.item.icon == "morvanel-connected", "the launch tunnel connects")
         self.assertEqual(self.screen.windows().keys() & {SETTINGS, LOGS}, set())

@@ -183,4 +183,5 @@ void SingleInstance::deliver(const Request &request)
         Q_EMIT launched(request.platformData);
     else
         Q_EMIT activated(request.platformData);
+    Q_EMIT served(request.platformData);
 }

@@ -57,6 +57,8 @@ Q_SIGNALS:
     /// The program was started again, or its icon was clicked.
     void activated(const QVariantMap &platformData);
     void actionRequested(const QString &name, const QVariantMap &platformData);
+    /// What was asked for, one of the three above, has been done.
+    void served(const QVariantMap &platformData);
 
 private Q_SLOTS:
     void reportLostBus() const;
