@@ -187,7 +187,7 @@ class SentMenu
 public:
     explicit SentMenu(int tunnels)
         : m_manager(m_world.services())
-        , m_exported([](const SymbolImage &image) { return image.symbolName.toUtf8(); })
+        , m_exported([](const Symbol &image) { return image.symbolName.toUtf8(); })
     {
         for (int i = 0; i < tunnels; ++i) {
             const TunnelConfig tunnel =
@@ -247,10 +247,9 @@ void reportOutstanding()
     world.connect(manager, FakeWorld::addTunnel(manager, u"Home"_s).id);
     Journal journal;
     FakeWindows windows(journal);
-    FakeUrlOpener opener(journal);
     FakeApplication application(journal);
     FakeStatusItem item;
-    const StatusItemController controller(manager, windows, item, opener, application);
+    const StatusItemController controller(manager, windows, item, application);
     const int before = item.refreshes;
     for (int i = 0; i < changes; ++i)
         world.launcher.last().write(changingLine(i));

@@ -110,6 +110,5 @@ void Program::answerTerminationRequest()
 
 std::unique_ptr<StatusItemController> Program::makeStatusItemController()
 {
-    return std::make_unique<StatusItemController>(m_manager, m_windows, m_statusItem, m_urlOpener,
-                                                  m_application);
+    return std::make_unique<StatusItemController>(m_manager, m_windows, m_statusItem, m_application);
 }

@@ -6,7 +6,6 @@
 #include "AppDelegate.h"
 #include "AutostartLoginItem.h"
 #include "DescriptorWatcher.h"
-#include "DesktopUrlOpener.h"
 #include "ExitGuard.h"
 #include "FreedesktopApplication.h"
 #include "FreedesktopStatusItem.h"
@@ -54,7 +53,6 @@ private:
     AutostartLoginItem m_loginItem;
     FreedesktopApplication m_application;
     ThemePalette m_palette;
-    DesktopUrlOpener m_urlOpener;
     FreedesktopStatusItem m_statusItem;
     TunnelManager m_manager;
     WindowPresenter m_windows;

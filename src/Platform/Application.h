@@ -3,6 +3,8 @@
 
 #pragma once
 
+class QUrl;
+
 /// Whether the program's windows show up in the task bar and the window switcher.
 enum class ActivationPolicy {
     Regular,   ///< they do
@@ -23,6 +25,9 @@ public:
     virtual void replyToApplicationShouldTerminate(bool shouldTerminate) = 0;
     /// Asks for the program's orderly end.
     virtual void terminate() = 0;
+    /// Hands an address to the user's default program for it. Does not wait, and does not tell whether it
+    /// worked.
+    virtual void open(const QUrl &url) = 0;
     /// Whether a unit-test runner hosts this process.
     virtual bool isTestHost() const = 0;
 };

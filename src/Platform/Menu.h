@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "SymbolImage.h"
+#include "Symbol.h"
 
 #include <QList>
 #include <QString>
@@ -25,13 +25,13 @@ struct MenuItem
     QString title;
     QString detail; ///< second line, smaller and dimmed; may be empty
     QString toolTip;
-    QString keyEquivalent; ///< one character, pressed together with Ctrl; empty for none
+    QString shortcut; ///< one character, pressed together with Ctrl; empty for none
     bool isEnabled = true;
-    int indentationLevel = 0;
-    std::optional<SymbolImage> image;
+    int indentation = 0;
+    std::optional<Symbol> image;
     MenuAction action = MenuAction::None;
     /// What the action is about: a tunnel's id or an address.
-    std::variant<std::monostate, QUuid, QUrl> representedObject;
+    std::variant<std::monostate, QUuid, QUrl> data;
 
     bool operator==(const MenuItem &) const = default;
 };

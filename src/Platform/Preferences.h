@@ -16,6 +16,12 @@
 class Preferences
 {
 public:
+    /// Whether a setter waits until the disk has what it wrote.
+    enum class Durability {
+        OnDisk,     ///< survives a loss of power from the setter's return on
+        Eventually, ///< survives the end of this process; the disk follows within seconds
+    };
+
     virtual ~Preferences() = default;
 
     virtual std::optional<QString> string(const QString &key) const = 0;
@@ -27,6 +33,6 @@ public:
     virtual void setString(const QString &key, const QString &value) = 0;
     virtual void setBoolean(const QString &key, bool value) = 0;
     virtual void setData(const QString &key, const QByteArray &value) = 0;
-    virtual void setIntegers(const QString &key, const QList<qint32> &value) = 0;
+    virtual void setIntegers(const QString &key, const QList<qint32> &value, Durability durability) = 0;
     virtual void remove(const QString &key) = 0;
 };

@@ -13,7 +13,7 @@
 /// What the item in the panel shows besides its menus.
 struct StatusItemContent
 {
-    std::optional<SymbolImage> image;
+    std::optional<Symbol> image;
     QString title; ///< short text beside the image, such as " 2"; empty for none
     QString toolTip;
     QString badge; ///< for the launcher's icon; empty for none

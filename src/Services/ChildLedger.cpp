@@ -21,14 +21,14 @@ QList<qint32> ChildLedger::listed() const
 
 void ChildLedger::remember(qint32 pid)
 {
-    m_preferences.setIntegers(key, listed() << pid);
+    m_preferences.setIntegers(key, listed() << pid, Preferences::Durability::OnDisk);
 }
 
 void ChildLedger::forget(qint32 pid)
 {
     QList<qint32> pids = listed();
     pids.removeAll(pid);
-    m_preferences.setIntegers(key, pids);
+    m_preferences.setIntegers(key, pids, Preferences::Durability::Eventually);
 }
 
 void ChildLedger::terminateOrphans()

@@ -4,8 +4,8 @@
 #include "KeychainStore.h"
 
 #include "SecretStore.h"
+#include "Text.h"
 #include "TunnelConfig.h"
-#include "Utf8.h"
 
 using namespace Qt::StringLiterals;
 
@@ -21,9 +21,9 @@ SecretKey keyOf(const QUuid &id)
 std::optional<QString> KeychainStore::token(const QUuid &id) const
 {
     const SecretStore::Lookup found = m_secrets.copyMatching(keyOf(id));
-    if (found.status != SecretStatus::Success || !Utf8::isValid(found.data))
+    if (found.status != SecretStatus::Success || !Text::isUtf8(found.data))
         return std::nullopt;
-    return Utf8::decode(found.data);
+    return Text::fromUtf8(found.data);
 }
 
 bool KeychainStore::setToken(const QString &token, const QUuid &id)

@@ -3,7 +3,7 @@
 
 #include "LogBuffer.h"
 
-#include "Utf8.h"
+#include "Text.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ QByteArrayView LogBuffer::bytes(qsizetype index) const
 
 QString LogBuffer::line(qsizetype index) const
 {
-    return Utf8::decode(bytes(index));
+    return Text::fromUtf8(bytes(index));
 }
 
 QString LogBuffer::text() const
@@ -32,7 +32,7 @@ QString LogBuffer::text() const
             joined += '\n';
         joined += bytes(i);
     }
-    return Utf8::decode(joined);
+    return Text::fromUtf8(joined);
 }
 
 void LogBuffer::append(QByteArrayView line)

@@ -3,6 +3,8 @@
 
 #include "OutputLine.h"
 
+#include "Text.h"
+
 #include <QList>
 
 #include <algorithm>
@@ -47,11 +49,6 @@ bool contains(string_view line, const Needle &needle)
     return false;
 }
 
-bool isHorizontalSpace(QChar c)
-{
-    return c == u'\t' || c.category() == QChar::Separator_Space;
-}
-
 bool isNumber(QChar::Category category)
 {
     return category == QChar::Number_DecimalDigit || category == QChar::Number_Letter ||
@@ -69,15 +66,6 @@ size_t leadingNumberSize(string_view text)
     const size_t size = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
     const QString character = QString::fromUtf8(text.data(), qsizetype(std::min(size, text.size())));
     return isNumber(QChar::category(character.toUcs4().first())) ? size : 0;
-}
-
-QString trimmedHorizontally(QStringView text)
-{
-    while (!text.isEmpty() && isHorizontalSpace(text.front()))
-        text = text.sliced(1);
-    while (!text.isEmpty() && isHorizontalSpace(text.back()))
-        text.chop(1);
-    return text.toString();
 }
 
 } // namespace
@@ -119,6 +107,6 @@ QString OutputLine::errorSummary(const QString &line)
     }
     constexpr auto level = " ERR "_L1;
     if (const qsizetype place = line.indexOf(level); place >= 0)
-        return trimmedHorizontally(QStringView(line).sliced(place + level.size()));
-    return trimmedHorizontally(line);
+        return Text::trimmedOfBlanks(QStringView(line).sliced(place + level.size()));
+    return Text::trimmedOfBlanks(line);
 }

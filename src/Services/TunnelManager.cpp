@@ -14,6 +14,7 @@
 #include <QJsonDocument>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -56,10 +57,22 @@ TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
     , m_keychain(services.secrets)
     , m_ledger(services.preferences, services.processes)
 {
+    connect(this, &TunnelManager::objectWillChange, this, &TunnelManager::announceLater);
     load();
 }
 
 TunnelManager::~TunnelManager() = default;
+
+void TunnelManager::announceLater()
+{
+    if (std::exchange(m_isAnnouncing, true))
+        return;
+    const auto announce = [this] {
+        m_isAnnouncing = false;
+        Q_EMIT objectDidChange();
+    };
+    QMetaObject::invokeMethod(this, announce, Qt::QueuedConnection);
+}
 
 void TunnelManager::load()
 {
@@ -181,6 +194,14 @@ void TunnelManager::stop(const QUuid &id)
 {
     if (TunnelRunner *found = runner(id))
         found->stop();
+}
+
+void TunnelManager::toggle(const QUuid &id)
+{
+    if (state(id).isRunning())
+        stop(id);
+    else
+        start(id);
 }
 
 void TunnelManager::startAll()

@@ -74,6 +74,8 @@ public:
 
     void start(const QUuid &id);
     void stop(const QUuid &id);
+    /// What a click on the tunnel does, wherever it is shown: starts one that does not run, stops any other.
+    void toggle(const QUuid &id);
     void startAll();
     void stopAll();
     void startLaunchTunnels();
@@ -103,15 +105,18 @@ public:
     static QString normalizeToken(const QString &raw);
 
 Q_SIGNALS:
-    /// Just before a published property changes, and whenever a tunnel's state has changed. Whoever shows
-    /// tunnels reads them on the next turn of the event loop (a queued connection).
+    /// Just before a published property changes, and whenever a tunnel's state has changed.
     void objectWillChange();
+    /// Once on the next turn of the event loop after any number of `objectWillChange`: the time to read again
+    /// what is shown.
+    void objectDidChange();
     /// After every assignment, also of the same value.
     void showsInDockAssigned(bool shows);
 
 private:
     /// Where `cloudflared` is looked for, in this order.
     static const QStringList &candidatePaths();
+    void announceLater();
     void load();
     void save();
     void makeRunner(const QUuid &id);
@@ -131,6 +136,7 @@ private:
     QString m_cloudflaredPath;
     bool m_showsInDock = true;
     bool m_refusesStarts = false;
+    bool m_isAnnouncing = false; ///< `objectDidChange` is on its way
     std::unordered_map<QUuid, std::unique_ptr<TunnelRunner>, IdHash> m_runners;
     /// Runners of removed tunnels whose child has not ended yet.
     std::vector<std::unique_ptr<TunnelRunner>> m_retired;

@@ -4,7 +4,7 @@
 #include "TunnelRunner.h"
 
 #include "OutputLine.h"
-#include "Utf8.h"
+#include "Text.h"
 
 #include <QCoreApplication>
 
@@ -135,7 +135,7 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
     } else if (m_lastErrorLine) {
         const std::string &text = *m_lastErrorLine;
         const QByteArrayView line(text.data(), qsizetype(text.size())); // NOLINT(clang-analyzer-*)
-        const QString summary = errorSummary(Utf8::decode(line));
+        const QString summary = errorSummary(Text::fromUtf8(line));
         fail(summary);
     } else {
         fail(QCoreApplication::translate("TunnelRunner", "cloudflared exited (code %1)").arg(status));
@@ -166,7 +166,7 @@ void TunnelRunner::consume(QByteArrayView chunk)
 
 void TunnelRunner::cutLine(QByteArrayView line)
 {
-    if (!line.isEmpty() && Utf8::isValid(line))
+    if (!line.isEmpty() && Text::isUtf8(line))
         handleLine(line);
 }
 

@@ -3,7 +3,7 @@
 
 #include "ClampedLabel.h"
 
-#include "ShownText.h"
+#include "Text.h"
 
 #include <QHelpEvent>
 #include <QPainter>
@@ -20,7 +20,7 @@ ClampedLabel::ClampedLabel(FontRole font, ColorRole color, int maximumLines, QWi
 
 QSize ClampedLabel::sizeHint() const
 {
-    return {fontMetrics().horizontalAdvance(shownText(text())) + 1,
+    return {fontMetrics().horizontalAdvance(Text::oneLine(text())) + 1,
             fontMetrics().lineSpacing() * m_maximumLines};
 }
 
@@ -31,7 +31,7 @@ QSize ClampedLabel::minimumSizeHint() const
 
 QStringList ClampedLabel::lines() const
 {
-    const QString shown = shownText(text());
+    const QString shown = Text::oneLine(text());
     QTextLayout layout(shown, font(), this);
     QTextOption option;
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
@@ -56,9 +56,9 @@ bool ClampedLabel::event(QEvent *event)
 {
     if (event->type() != QEvent::ToolTip)
         return TextLabel::event(event);
-    const bool isCut = lines().join(QString()) != shownText(text());
-    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), isCut ? toolTipText(text()) : QString(),
-                       this);
+    const bool isCut = lines().join(QString()) != Text::oneLine(text());
+    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
+                       isCut ? Text::toolTip(text()) : QString(), this);
     return true;
 }
 

@@ -5,7 +5,6 @@
 
 #include "FormScroller.h"
 #include "FormSection.h"
-#include "ManagerChanges.h"
 #include "SymbolLabel.h"
 #include "TextField.h"
 #include "TextLabel.h"
@@ -93,8 +92,7 @@ void GeneralSettingsView::connectActions()
         m_login.set(isOn);
         refreshLogin();
     });
-    auto *changes = new ManagerChanges(m_manager, this);
-    connect(changes, &ManagerChanges::changed, this, [this] {
+    connect(&m_manager, &TunnelManager::objectDidChange, this, [this] {
         if (isVisible())
             refresh();
     });

@@ -5,7 +5,7 @@
 
 #include "LogBuffer.h"
 #include "LogRules.h"
-#include "Utf8.h"
+#include "Text.h"
 
 #include <QFontMetricsF>
 
@@ -85,7 +85,7 @@ void LogRowLayouts::shape(LogRowLayout &layout) const
     option.setTabStopDistance(8 * QFontMetricsF(m_font).horizontalAdvance(u' '));
     layout.text.setTextOption(option);
     layout.text.setFont(m_font);
-    layout.text.setText(Utf8::decode(layout.utf8));
+    layout.text.setText(Text::fromUtf8(layout.utf8));
     layout.text.setCacheEnabled(true);
     layout.text.beginLayout();
     qreal y = 0;

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "LogRows.h"
-#include "SymbolImage.h"
+#include "Symbol.h"
 
 #include <QFont>
 #include <QString>

@@ -5,7 +5,6 @@
 
 #include "FontRole.h"
 #include "LogRules.h"
-#include "ManagerChanges.h"
 #include "RunnerLogView.h"
 #include "TunnelManager.h"
 #include "TunnelPicker.h"
@@ -38,8 +37,7 @@ LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget
     m_pages->addWidget(m_placeholder);
     m_pages->addWidget(makeContent());
     connect(m_picker, &QComboBox::activated, this, &LogView::choose);
-    auto *changes = new ManagerChanges(manager, this);
-    connect(changes, &ManagerChanges::changed, this, &LogView::managerChanged);
+    connect(&manager, &TunnelManager::objectDidChange, this, &LogView::managerChanged);
     refresh();
 }
 

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "FontRole.h"
-#include "SymbolImage.h"
+#include "Symbol.h"
 
 #include <QHash>
 #include <QLabel>

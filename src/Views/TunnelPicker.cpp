@@ -3,7 +3,7 @@
 
 #include "TunnelPicker.h"
 
-#include "ShownText.h"
+#include "Text.h"
 
 #include <QHelpEvent>
 #include <QStyleOption>
@@ -40,11 +40,11 @@ void TunnelPicker::fill()
     const int chosen = currentIndex();
     clear();
     for (const TunnelConfig &tunnel : std::as_const(m_tunnels)) {
-        const QString name = shownText(tunnel.name);
+        const QString name = Text::oneLine(tunnel.name);
         const QString cut = fontMetrics().elidedText(name, Qt::ElideRight, widest);
         addItem(cut, tunnel.id);
         setItemData(count() - 1, name, Qt::AccessibleTextRole);
-        setItemData(count() - 1, cut == name ? QVariant() : toolTipText(name), Qt::ToolTipRole);
+        setItemData(count() - 1, cut == name ? QVariant() : Text::toolTip(name), Qt::ToolTipRole);
     }
     setCurrentIndex(chosen);
 }
@@ -64,7 +64,7 @@ bool TunnelPicker::event(QEvent *event)
     initStyleOption(&option);
     const bool isCut = fieldText(option) != wholeText();
     QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
-                       isCut ? toolTipText(wholeText()) : QString(), this);
+                       isCut ? Text::toolTip(wholeText()) : QString(), this);
     return true;
 }
 

@@ -4,8 +4,8 @@
 #include "TunnelRow.h"
 
 #include "FontRole.h"
-#include "ShownText.h"
 #include "SymbolDrawing.h"
+#include "Text.h"
 #include "TunnelListModel.h"
 
 #include <QAbstractItemView>
@@ -44,7 +44,7 @@ void drawLine(QPainter *painter, const QRect &rect, const QFont &font, const QCo
     painter->setPen(color);
     const Qt::Alignment side = QStyle::visualAlignment(painter->layoutDirection(), Qt::AlignLeading);
     painter->drawText(rect, int(side | Qt::AlignVCenter) | Qt::TextSingleLine,
-                      QFontMetrics(font).elidedText(shownText(text), Qt::ElideRight, rect.width()));
+                      QFontMetrics(font).elidedText(Text::oneLine(text), Qt::ElideRight, rect.width()));
 }
 
 } // namespace
@@ -141,11 +141,11 @@ bool TunnelRow::helpEvent(QHelpEvent *event, QAbstractItemView *view, const QSty
     QStyleOptionViewItem shown = option;
     initStyleOption(&shown, index);
     const Parts parts = partsOf(shown, index);
-    const QString name = shownText(index.data(Qt::DisplayRole).toString());
-    const QString hostname = shownText(index.data(TunnelListModel::HostnameRole).toString());
+    const QString name = Text::oneLine(index.data(Qt::DisplayRole).toString());
+    const QString hostname = Text::oneLine(index.data(TunnelListModel::HostnameRole).toString());
     const bool isCut = QFontMetrics(shown.font).horizontalAdvance(name) > parts.name.width() ||
                        QFontMetrics(parts.captionFont).horizontalAdvance(hostname) > parts.name.width();
-    QToolTip::showText(event->globalPos(), isCut ? toolTipText(name) + toolTipText(hostname) : QString(),
+    QToolTip::showText(event->globalPos(), isCut ? Text::toolTip(name) + Text::toolTip(hostname) : QString(),
                        view, view->visualRect(index));
     return true;
 }

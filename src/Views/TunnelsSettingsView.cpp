@@ -5,7 +5,6 @@
 
 #include "DividerLine.h"
 #include "EmptySelectionView.h"
-#include "ManagerChanges.h"
 #include "SymbolButton.h"
 #include "TunnelEditor.h"
 #include "TunnelListModel.h"
@@ -79,8 +78,7 @@ void TunnelsSettingsView::connectActions()
             &TunnelsSettingsView::selectRow);
     connect(m_addButton, &QToolButton::clicked, this, &TunnelsSettingsView::add);
     connect(m_deleteButton, &QToolButton::clicked, this, &TunnelsSettingsView::remove);
-    auto *changes = new ManagerChanges(m_manager, this);
-    connect(changes, &ManagerChanges::changed, this, [this] {
+    connect(&m_manager, &TunnelManager::objectDidChange, this, [this] {
         if (isVisible())
             refresh();
     });

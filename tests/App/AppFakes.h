@@ -5,10 +5,10 @@
 
 #include "Application.h"
 #include "StatusItem.h"
-#include "UrlOpener.h"
 #include "Windows.h"
 
 #include <QStringList>
+#include <QUrl>
 
 /// What the program did to the desktop, in order, as text.
 using Journal = QStringList;
@@ -25,19 +25,6 @@ public:
     {
         m_journal += QStringLiteral("logs") + (selecting ? selecting->toString() : QString());
     }
-
-private:
-    Journal &m_journal;
-};
-
-class FakeUrlOpener : public UrlOpener
-{
-public:
-    explicit FakeUrlOpener(Journal &journal)
-        : m_journal(journal)
-    {
-    }
-    void open(const QUrl &url) override { m_journal += QStringLiteral("open ") + url.toString(); }
 
 private:
     Journal &m_journal;
@@ -61,6 +48,7 @@ public:
         m_journal += shouldTerminate ? QStringLiteral("reply yes") : QStringLiteral("reply no");
     }
     void terminate() override { m_journal += QStringLiteral("terminate"); }
+    void open(const QUrl &url) override { m_journal += QStringLiteral("open ") + url.toString(); }
     bool isTestHost() const override { return testHost; }
 
     bool testHost = false;

@@ -23,11 +23,10 @@ struct Desk
     TunnelConfig ssh = FakeWorld::addTunnel(manager, u"ssh"_s);
     Journal journal;
     FakeWindows windows{journal};
-    FakeUrlOpener urlOpener{journal};
     FakeApplication application{journal};
     FakeStatusItem item;
     std::unique_ptr<StatusItemController> controller =
-        std::make_unique<StatusItemController>(manager, windows, item, urlOpener, application);
+        std::make_unique<StatusItemController>(manager, windows, item, application);
 
     void settle() { QCoreApplication::processEvents(); }
     void choose(const MenuItem &entry) { item.callbacks.itemChosen(entry); }
@@ -76,7 +75,7 @@ void TestStatusItemController::followsTheManager()
     QCOMPARE(desk.details(), u"Connected (1 connection), Stopped · click to start"_s);
     QCOMPARE(desk.item.content.badge, u"1"_s);
     QCOMPARE(desk.item.content.title, QString());
-    QCOMPARE(desk.item.entry(u"Open web.example.org"_s).indentationLevel, 1);
+    QCOMPARE(desk.item.entry(u"Open web.example.org"_s).indentation, 1);
 
     desk.world.connect(desk.manager, desk.ssh.id);
     desk.settle();
@@ -212,7 +211,7 @@ void TestStatusItemController::oddEntriesDoNothing()
     desk.choose(MenuItem());
     desk.choose(desk.item.menu.first());
     for (MenuItem entry : std::as_const(desk.item.menu)) {
-        entry.representedObject = {};
+        entry.data = {};
         if (entry.action == MenuAction::ToggleTunnel || entry.action == MenuAction::OpenURL)
             desk.choose(entry);
     }

@@ -20,11 +20,10 @@ QString text(ColorRole color)
     return names.at(int(color));
 }
 
-QString text(const SymbolImage &image)
+QString text(const Symbol &image)
 {
-    return image.symbolName + u" \""_s + image.accessibilityDescription + u"\" "_s +
-           QString::number(image.pointSize) + u' ' + text(image.color) +
-           (image.isTemplate ? u" template"_s : QString());
+    return image.symbolName + u" \""_s + image.description + u"\" "_s + QString::number(image.pointSize) +
+           u' ' + text(image.color) + (image.isTemplate ? u" template"_s : QString());
 }
 
 QString text(MenuAction action)
@@ -37,22 +36,22 @@ QString text(MenuAction action)
 /// All of an entry but its id: `    title / detail (tooltip) ^key {dot} disabled -> action object`.
 QString text(const MenuItem &item)
 {
-    QString line = item.isSeparator ? u"---"_s : QString(4 * item.indentationLevel, u' ') + item.title;
+    QString line = item.isSeparator ? u"---"_s : QString(4 * item.indentation, u' ') + item.title;
     if (!item.detail.isEmpty())
         line += u" / "_s + item.detail;
     if (!item.toolTip.isEmpty())
         line += u" ("_s + item.toolTip + u")"_s;
-    if (!item.keyEquivalent.isEmpty())
-        line += u" ^"_s + item.keyEquivalent;
+    if (!item.shortcut.isEmpty())
+        line += u" ^"_s + item.shortcut;
     if (item.image)
         line += u" {"_s + text(*item.image) + u"}"_s;
     if (!item.isEnabled)
         line += u" disabled"_s;
     if (item.action != MenuAction::None)
         line += u" -> "_s + text(item.action);
-    if (const auto *id = std::get_if<QUuid>(&item.representedObject))
+    if (const auto *id = std::get_if<QUuid>(&item.data))
         line += u" %1"_s.arg(*id == first ? 1 : 2);
-    if (const auto *url = std::get_if<QUrl>(&item.representedObject))
+    if (const auto *url = std::get_if<QUrl>(&item.data))
         line += u' ' + QString::fromLatin1(url->toEncoded());
     return line;
 }

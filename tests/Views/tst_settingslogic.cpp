@@ -3,7 +3,6 @@
 
 #include "Fakes.h"
 #include "LoginSwitch.h"
-#include "ManagerChanges.h"
 #include "TunnelEditorModel.h"
 #include "TunnelListModel.h"
 #include "TunnelsSelection.h"
@@ -37,7 +36,6 @@ private Q_SLOTS:
     void listFollowsTheManager();
     void listMoves_data();
     void listMoves();
-    void oneChangePerTurn();
 };
 
 void TestSettingsLogic::input_data()
@@ -360,23 +358,6 @@ void TestSettingsLogic::listMoves()
     QCOMPARE(namesIn(model).join(QString()), order);
     TunnelManager nextRun(world.services());
     QCOMPARE(namesIn(TunnelListModel(nextRun)).join(QString()), order);
-}
-
-void TestSettingsLogic::oneChangePerTurn()
-{
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    ManagerChanges changes(manager);
-    QStringList seen;
-    connect(&changes, &ManagerChanges::changed, this, [&] { seen += manager.cloudflaredPath(); });
-    manager.setCloudflaredPath(u"a"_s);
-    manager.setCloudflaredPath(u"b"_s);
-    QVERIFY(seen.isEmpty());
-    QCoreApplication::processEvents();
-    QCOMPARE(seen, QStringList{u"b"_s});
-    manager.setCloudflaredPath(u"c"_s);
-    QCoreApplication::processEvents();
-    QCOMPARE(seen, (QStringList{u"b"_s, u"c"_s}));
 }
 
 QTEST_GUILESS_MAIN(TestSettingsLogic)

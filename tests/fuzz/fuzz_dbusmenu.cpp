@@ -80,10 +80,10 @@ Menu anyMenu(Fuzz::Input &input)
         item.isEnabled = shape % 4 != 3;
         item.title = anyText(input);
         item.detail = shape & 16 ? anyText(input) : QString();
-        item.keyEquivalent = shape & 32 ? anyText(input) : QString();
+        item.shortcut = shape & 32 ? anyText(input) : QString();
         item.action = MenuAction(shape / 32);
         if (shape & 8)
-            item.representedObject = QUrl(u"https://host-%1.example"_s.arg(input.byte() % 4));
+            item.data = QUrl(u"https://host-%1.example"_s.arg(input.byte() % 4));
         menu += item;
     }
     return menu;
@@ -198,7 +198,7 @@ private:
             Fuzz::expect(item != nullptr, "what is laid out is there");
             const auto known = m_seen.constFind(child.id);
             Fuzz::expect(known == m_seen.cend() || (known->id == item->id && known->action == item->action &&
-                                                    known->representedObject == item->representedObject),
+                                                    known->data == item->data),
                          "a number is never given to another entry");
             m_seen.insert(child.id, *item);
         }

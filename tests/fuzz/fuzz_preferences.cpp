@@ -55,7 +55,7 @@ void change(const QString &path, PreferencesFile &preferences, const QString &ke
     const auto data = preferences.data(key).value_or(QByteArray());
     const bool boolean = preferences.boolean(key).value_or(false);
     const QString string = preferences.string(key).value_or(QString());
-    preferences.setIntegers(u"own 1"_s, integers);
+    preferences.setIntegers(u"own 1"_s, integers, Preferences::Durability::OnDisk);
     preferences.setData(u"own 2"_s, data);
     preferences.setBoolean(u"own 3"_s, boolean);
     preferences.setString(u"own 4"_s, string);

@@ -33,7 +33,7 @@ public:
     void setString(const QString &key, const QString &value) override { set(key, value); }
     void setBoolean(const QString &key, bool value) override { set(key, value); }
     void setData(const QString &key, const QByteArray &value) override { set(key, value); }
-    void setIntegers(const QString &key, const QList<qint32> &value) override
+    void setIntegers(const QString &key, const QList<qint32> &value, Durability = Durability::OnDisk) override
     {
         set(key, QVariant::fromValue(value));
     }

@@ -40,10 +40,10 @@ namespace StatusIcon {
 
 /// The table in Panel/StatusPicture has the same colours and the same template, for icons that panels look
 /// for before they are shown: to be changed together.
-SymbolImage image(OverallStatus status)
+Symbol image(OverallStatus status)
 {
     const auto colored = [](const QString &symbolName, const QString &description, ColorRole color) {
-        return SymbolImage{symbolName, description, panelPointSize, color, false};
+        return Symbol{symbolName, description, panelPointSize, color, false};
     };
     switch (status) {
     case OverallStatus::Connecting:
@@ -59,7 +59,7 @@ SymbolImage image(OverallStatus status)
             true};
 }
 
-SymbolImage dot(const TunnelState &state)
+Symbol dot(const TunnelState &state)
 {
     return {u"circle.fill"_s, state.label(), dotPointSize, dotColor(state.kind()), false};
 }

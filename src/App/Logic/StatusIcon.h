@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "SymbolImage.h"
+#include "Symbol.h"
 #include "TunnelConfig.h"
 
 /// Which picture stands for which state, as data: whoever shows one draws it.
@@ -11,9 +11,9 @@ namespace StatusIcon {
 
 /// The picture in the panel for all tunnels together. Idle is a template in the panel's own colour, the
 /// others keep theirs.
-SymbolImage image(OverallStatus status);
+Symbol image(OverallStatus status);
 
 /// The dot before a tunnel's entry; a screen reader speaks the state's label.
-SymbolImage dot(const TunnelState &state);
+Symbol dot(const TunnelState &state);
 
 } // namespace StatusIcon

@@ -4,27 +4,23 @@
 #include "StatusItemController.h"
 
 #include "Application.h"
-#include "ManagerChanges.h"
 #include "StatusItem.h"
 #include "StatusPresentation.h"
 #include "TunnelManager.h"
-#include "UrlOpener.h"
 #include "Windows.h"
 
 StatusItemController::StatusItemController(TunnelManager &manager, Windows &windows, StatusItem &statusItem,
-                                           UrlOpener &urlOpener, Application &application, QObject *parent)
+                                           Application &application, QObject *parent)
     : QObject(parent)
     , m_manager(manager)
     , m_windows(windows)
     , m_statusItem(statusItem)
-    , m_urlOpener(urlOpener)
     , m_application(application)
 {
     // Whether cloudflared is there changes without an announcement: look again when the menu is wanted.
     m_statusItem.setCallbacks({.menuAboutToShow = [this] { refresh(); },
                                .itemChosen = [this](const MenuItem &item) { choose(item); }});
-    const auto *changes = new ManagerChanges(m_manager, this);
-    connect(changes, &ManagerChanges::changed, this, &StatusItemController::refresh);
+    connect(&m_manager, &TunnelManager::objectDidChange, this, &StatusItemController::refresh);
     refresh();
 }
 
@@ -72,17 +68,13 @@ void StatusItemController::choose(const MenuItem &item)
 
 void StatusItemController::toggleTunnel(const MenuItem &item)
 {
-    const auto *id = std::get_if<QUuid>(&item.representedObject);
-    if (!id)
-        return;
-    if (m_manager.state(*id).isRunning())
-        m_manager.stop(*id);
-    else
-        m_manager.start(*id);
+    const auto *id = std::get_if<QUuid>(&item.data);
+    if (id)
+        m_manager.toggle(*id);
 }
 
 void StatusItemController::openURL(const MenuItem &item)
 {
-    if (const auto *url = std::get_if<QUrl>(&item.representedObject))
-        m_urlOpener.open(*url);
+    if (const auto *url = std::get_if<QUrl>(&item.data))
+        m_application.open(*url);
 }

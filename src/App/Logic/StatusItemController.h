@@ -10,7 +10,6 @@
 class Application;
 class StatusItem;
 class TunnelManager;
-class UrlOpener;
 class Windows;
 
 /// Keeps the panel's item, its menu, the badge and the launcher's menu in step with the manager, and does
@@ -25,7 +24,7 @@ class StatusItemController : public QObject
 public:
     /// All of them outlive the controller. Fills the item at once.
     StatusItemController(TunnelManager &manager, Windows &windows, StatusItem &statusItem,
-                         UrlOpener &urlOpener, Application &application, QObject *parent = nullptr);
+                         Application &application, QObject *parent = nullptr);
     /// Leaves the item as it is; entries chosen from now on do nothing.
     ~StatusItemController() override;
 
@@ -41,6 +40,5 @@ private:
     TunnelManager &m_manager;
     Windows &m_windows;
     StatusItem &m_statusItem;
-    UrlOpener &m_urlOpener;
     Application &m_application;
 };

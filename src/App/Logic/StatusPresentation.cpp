@@ -4,48 +4,26 @@
 #include "StatusPresentation.h"
 
 #include "StatusIcon.h"
-#include "TextColumns.h"
+#include "Text.h"
 #include "TunnelManager.h"
 
-#include <QCoreApplication>
 #include <QHash>
-#include <QTextBoundaryFinder>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Text
-{
-    Q_DECLARE_TR_FUNCTIONS(StatusItem)
-};
-
 constexpr int failureCharacters = 70;
-constexpr int addressColumns = 100;
-/// Of a name before its state on one line: launchers cut the line's end, where the state is.
-constexpr int nameColumns = 60;
-
-/// The first so many characters as a user perceives them.
-QString firstCharacters(const QString &text, int count)
-{
-    if (text.size() <= count)
-        return text;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    for (int i = 0; i < count; ++i) {
-        if (finder.toNextBoundary() < 0)
-            return text;
-    }
-    return text.left(finder.position());
-}
+/// Of a name or an address; a menu could not hold more.
+constexpr int nameCharacters = 200;
 
 QString detailText(const TunnelConfig &tunnel, const TunnelState &state)
 {
     switch (state.kind()) {
     case TunnelState::Case::Failed:
-        return Text::tr("Error · ") + firstCharacters(state.message(), failureCharacters);
+        return u"Error · "_s + Text::firstCharacters(state.message(), failureCharacters);
     case TunnelState::Case::Stopped:
-        return tunnel.hostname.isEmpty() ? Text::tr("Stopped · click to start")
-                                         : Text::tr("Stopped · ") + tunnel.hostname;
+        return tunnel.hostname.isEmpty() ? u"Stopped · click to start"_s : u"Stopped · "_s + tunnel.hostname;
     default:
         return state.label();
     }
@@ -55,17 +33,16 @@ QString toolTip(const TunnelsSnapshot &snapshot)
 {
     switch (snapshot.overallStatus) {
     case OverallStatus::Connecting:
-        return Text::tr("Morvanel: connecting");
+        return u"Morvanel: connecting"_s;
     case OverallStatus::Connected:
-        return Text::tr("Morvanel: %1 of %2 tunnels connected")
-            .arg(snapshot.connectedCount)
+        return u"Morvanel: %1 of %2 tunnels connected"_s.arg(snapshot.connectedCount)
             .arg(snapshot.entries.size());
     case OverallStatus::Problem:
-        return Text::tr("Morvanel: a tunnel has a problem");
+        return u"Morvanel: a tunnel has a problem"_s;
     case OverallStatus::Idle:
         break;
     }
-    return Text::tr("Morvanel: no active tunnels");
+    return u"Morvanel: no active tunnels"_s;
 }
 
 MenuItem separator(const QString &id)
@@ -91,29 +68,30 @@ MenuItem command(const QString &id, const QString &title, MenuAction action, con
     MenuItem item;
     item.id = id;
     item.title = title;
-    item.keyEquivalent = key;
+    item.shortcut = key;
     item.action = action;
     return item;
 }
 
 MenuItem header(const TunnelsSnapshot &snapshot)
 {
-    return note(u"header"_s, snapshot.entries.isEmpty() ? Text::tr("Morvanel")
-                                                        : Text::tr("Morvanel · %1/%2 connected")
-                                                              .arg(snapshot.connectedCount)
-                                                              .arg(snapshot.entries.size()));
+    return note(
+        u"header"_s,
+        snapshot.entries.isEmpty()
+            ? u"Morvanel"_s
+            : u"Morvanel · %1/%2 connected"_s.arg(snapshot.connectedCount).arg(snapshot.entries.size()));
 }
 
 MenuItem stopAll(const TunnelsSnapshot &snapshot)
 {
-    MenuItem item = command(u"stop-all"_s, Text::tr("Stop All"), MenuAction::StopAll);
+    MenuItem item = command(u"stop-all"_s, u"Stop All"_s, MenuAction::StopAll);
     item.isEnabled = snapshot.runningCount > 0;
     return item;
 }
 
 MenuItem startAll(const TunnelsSnapshot &snapshot)
 {
-    MenuItem item = command(u"start-all"_s, Text::tr("Start All"), MenuAction::StartAll);
+    MenuItem item = command(u"start-all"_s, u"Start All"_s, MenuAction::StartAll);
     item.isEnabled = snapshot.runningCount < snapshot.entries.size();
     return item;
 }
@@ -137,7 +115,7 @@ MenuItem toggle(const QString &name, const TunnelsSnapshot::Entry &entry, const 
 {
     MenuItem item = command(u"tunnel."_s + name, title, MenuAction::ToggleTunnel);
     item.image = StatusIcon::dot(entry.state);
-    item.representedObject = entry.tunnel.id;
+    item.data = entry.tunnel.id;
     return item;
 }
 
@@ -145,11 +123,10 @@ MenuItem openAddress(const QString &name, const QUrl &url)
 {
     const QString host = url.host();
     const QString address = host.isEmpty() ? QString::fromLatin1(url.toEncoded()) : host;
-    MenuItem item = command(u"open."_s + name,
-                            Text::tr("Open ") + TextColumns::shortenedInMiddle(address, addressColumns),
+    MenuItem item = command(u"open."_s + name, u"Open "_s + Text::shortenedInMiddle(address, nameCharacters),
                             MenuAction::OpenURL);
-    item.indentationLevel = 1;
-    item.representedObject = url;
+    item.indentation = 1;
+    item.data = url;
     return item;
 }
 
@@ -157,8 +134,7 @@ Menu entriesOf(const QString &name, const TunnelsSnapshot::Entry &entry)
 {
     MenuItem item = toggle(name, entry, entry.tunnel.name);
     item.detail = detailText(entry.tunnel, entry.state);
-    item.toolTip = entry.state.isRunning() ? Text::tr("Click to stop the tunnel")
-                                           : Text::tr("Click to start the tunnel");
+    item.toolTip = entry.state.isRunning() ? u"Click to stop the tunnel"_s : u"Click to start the tunnel"_s;
     Menu menu{item};
     if (entry.state.kind() == TunnelState::Case::Connected) {
         if (const std::optional<QUrl> url = entry.tunnel.browserURL())
@@ -170,8 +146,8 @@ Menu entriesOf(const QString &name, const TunnelsSnapshot::Entry &entry)
 Menu tunnelEntries(const TunnelsSnapshot &snapshot)
 {
     if (snapshot.entries.isEmpty()) {
-        return {note(u"no-tunnels"_s, Text::tr("No tunnels configured")),
-                command(u"add-tunnel"_s, Text::tr("Add Tunnel…"), MenuAction::OpenSettings)};
+        return {note(u"no-tunnels"_s, u"No tunnels configured"_s),
+                command(u"add-tunnel"_s, u"Add Tunnel…"_s, MenuAction::OpenSettings)};
     }
     Menu menu;
     EntryNames names;
@@ -209,7 +185,7 @@ Menu menu(const TunnelsSnapshot &snapshot)
     menu += tunnelEntries(snapshot);
     if (!snapshot.isCloudflaredExecutable) {
         menu += {separator(u"warning"_s),
-                 command(u"warning"_s, Text::tr("⚠︎ cloudflared not found"), MenuAction::OpenSettings)};
+                 command(u"warning"_s, u"⚠︎ cloudflared not found"_s, MenuAction::OpenSettings)};
     }
     if (!snapshot.entries.isEmpty())
         menu += separator(u"all"_s);
@@ -217,9 +193,9 @@ Menu menu(const TunnelsSnapshot &snapshot)
         menu += startAll(snapshot);
     if (!snapshot.entries.isEmpty())
         menu += stopAll(snapshot);
-    menu += {separator(u"windows"_s), command(u"logs"_s, Text::tr("Log…"), MenuAction::OpenLogs, u"l"_s),
-             command(u"settings"_s, Text::tr("Settings…"), MenuAction::OpenSettings, u","_s),
-             separator(u"quit"_s), command(u"quit"_s, Text::tr("Quit Morvanel"), MenuAction::Quit, u"q"_s)};
+    menu += {separator(u"windows"_s), command(u"logs"_s, u"Log…"_s, MenuAction::OpenLogs, u"l"_s),
+             command(u"settings"_s, u"Settings…"_s, MenuAction::OpenSettings, u","_s), separator(u"quit"_s),
+             command(u"quit"_s, u"Quit Morvanel"_s, MenuAction::Quit, u"q"_s)};
     return menu;
 }
 
@@ -228,12 +204,12 @@ Menu dockMenu(const TunnelsSnapshot &snapshot)
     Menu menu;
     EntryNames names;
     for (const TunnelsSnapshot::Entry &entry : snapshot.entries) {
-        const QString name = TextColumns::shortenedInMiddle(entry.tunnel.name, nameColumns);
-        menu += toggle(names.next(entry.tunnel.id), entry, name + Text::tr(" — ") + entry.state.label());
+        const QString name = Text::shortenedInMiddle(entry.tunnel.name, nameCharacters);
+        menu += toggle(names.next(entry.tunnel.id), entry, name + u" — "_s + entry.state.label());
     }
     if (!snapshot.entries.isEmpty())
         menu += {separator(u"all"_s), stopAll(snapshot)};
-    menu += command(u"logs"_s, Text::tr("Log…"), MenuAction::OpenLogs);
+    menu += command(u"logs"_s, u"Log…"_s, MenuAction::OpenLogs);
     return menu;
 }
 

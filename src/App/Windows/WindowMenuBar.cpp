@@ -4,7 +4,7 @@
 #include "WindowMenuBar.h"
 
 #include "EditTarget.h"
-#include "ShownText.h"
+#include "Text.h"
 
 #include <QAction>
 #include <QKeySequence>
@@ -96,7 +96,7 @@ void WindowMenuBar::listWindows(QMenu &menu)
     if (!windows.isEmpty())
         m_windowActions.append(menu.addSeparator());
     for (QWidget *window : windows) {
-        QAction *action = menu.addAction(escaped(shownText(window->windowTitle())));
+        QAction *action = menu.addAction(escaped(Text::oneLine(window->windowTitle())));
         action->setCheckable(true);
         action->setChecked(window == &m_window);
         connect(action, &QAction::triggered, window, [window] { orderFront(*window); });

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "SymbolImage.h"
+#include "Symbol.h"
 #include "TunnelConfig.h"
 
 #include <QByteArrayView>

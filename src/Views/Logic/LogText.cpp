@@ -4,7 +4,7 @@
 #include "LogText.h"
 
 #include "LogBuffer.h"
-#include "Utf8.h"
+#include "Text.h"
 
 #include <QTextBoundaryFinder>
 
@@ -45,7 +45,7 @@ struct Excerpt
     Excerpt(QByteArrayView line, qsizetype byte, qsizetype reach = window)
         : start(codePointStart(line, std::max<qsizetype>(0, byte - reach)))
         , bytes(line.sliced(start, codePointStart(line, std::min(line.size(), byte + reach)) - start))
-        , text(Utf8::decode(bytes))
+        , text(Text::fromUtf8(bytes))
         , offset(LogText::utf16Length(bytes.first(byte - start)))
     {
     }
@@ -165,7 +165,7 @@ QString LogText::between(const LogBuffer &log, LogPosition from, LogPosition to)
         if (first < last)
             joined += line.sliced(first, last - first);
     }
-    return Utf8::decode(joined);
+    return Text::fromUtf8(joined);
 }
 
 qsizetype LogText::utf16Length(QByteArrayView utf8)

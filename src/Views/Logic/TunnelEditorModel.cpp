@@ -3,27 +3,11 @@
 
 #include "TunnelEditorModel.h"
 
+#include "Text.h"
 #include "TunnelManager.h"
 
 #include <algorithm>
 #include <utility>
-
-namespace {
-
-bool isBlank(QChar c)
-{
-    return c.category() == QChar::Separator_Space || c == u'\t';
-}
-
-/// Without blanks and tabs at the ends. Line breaks are no blanks: they stay, and so does what they enclose.
-QString trimmedOfBlanks(const QString &text)
-{
-    const auto begin = std::find_if_not(text.cbegin(), text.cend(), isBlank);
-    const auto end = std::find_if_not(text.crbegin(), std::make_reverse_iterator(begin), isBlank).base();
-    return QString(begin, end - begin);
-}
-
-} // namespace
 
 TunnelEditorModel::TunnelEditorModel(TunnelManager &manager, std::optional<TunnelConfig> tunnel)
     : m_manager(manager)
@@ -42,7 +26,7 @@ void TunnelEditorModel::load()
 
 bool TunnelEditorModel::canSave() const
 {
-    if (trimmedOfBlanks(name).isEmpty())
+    if (Text::trimmedOfBlanks(name).isEmpty())
         return false;
     return !isNew() || !TunnelManager::normalizeToken(token).isEmpty();
 }
@@ -54,7 +38,7 @@ bool TunnelEditorModel::showsTokenWarning() const
 
 TunnelConfig TunnelEditorModel::edited(const TunnelConfig &record) const
 {
-    return {record.id, trimmedOfBlanks(name), trimmedOfBlanks(hostname), startOnLaunch};
+    return {record.id, Text::trimmedOfBlanks(name), Text::trimmedOfBlanks(hostname), startOnLaunch};
 }
 
 QUuid TunnelEditorModel::save()

@@ -3,9 +3,11 @@
 
 #include "FreedesktopApplication.h"
 
+#include <QDesktopServices>
 #include <QEvent>
 #include <QGuiApplication>
 #include <QTimer>
+#include <QUrl>
 
 #include <link.h>
 
@@ -172,6 +174,12 @@ void FreedesktopApplication::replyToApplicationShouldTerminate(bool shouldTermin
 {
     if (shouldTerminate)
         QTimer::singleShot(0, qApp, [] { QCoreApplication::exit(0); });
+}
+
+/// On a later turn of the event loop, so that a menu that was just clicked closes first.
+void FreedesktopApplication::open(const QUrl &url)
+{
+    QTimer::singleShot(0, this, [url] { QDesktopServices::openUrl(url); });
 }
 
 bool FreedesktopApplication::isTestHost() const

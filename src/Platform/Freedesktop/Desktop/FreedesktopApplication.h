@@ -29,6 +29,7 @@ public:
     void activateIgnoringOtherApps() override;
     void replyToApplicationShouldTerminate(bool shouldTerminate) override;
     void terminate() override;
+    void open(const QUrl &url) override;
     bool isTestHost() const override;
 
     /// What another program handed over so that the next activation counts as the user's own wish: an

@@ -15,7 +15,7 @@ DBusMenuExporter::DBusMenuExporter(const QDBusConnection &bus, const QString &pa
     : QObject(parent)
     , m_bus(bus)
     , m_path(path)
-    , m_exported([this](const SymbolImage &image) { return m_dots.png(image); })
+    , m_exported([this](const Symbol &image) { return m_dots.png(image); })
 {
     registerMenuTypes();
     new DBusMenuAdaptor(m_bus, this);

@@ -15,7 +15,7 @@ namespace {
 /// What panels draw menu icons at; a dot fills the middle of it.
 constexpr int side = 16;
 
-QByteArray draw(const SymbolImage &symbol)
+QByteArray draw(const Symbol &symbol)
 {
     const QImage square =
         SymbolDrawing::image(symbol.symbolName, side, SymbolDrawing::colorOnAnyGround(symbol.color));
@@ -28,7 +28,7 @@ QByteArray draw(const SymbolImage &symbol)
 
 } // namespace
 
-QByteArray DotImages::png(const SymbolImage &image)
+QByteArray DotImages::png(const Symbol &image)
 {
     const QString key = u"%1 %2"_s.arg(image.symbolName).arg(int(image.color));
     const auto found = m_drawn.constFind(key);

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "SymbolImage.h"
+#include "Symbol.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -15,7 +15,7 @@ class DotImages
 {
 public:
     /// A square as wide as menu icons are; empty for a symbol that does not exist.
-    QByteArray png(const SymbolImage &image);
+    QByteArray png(const Symbol &image);
 
 private:
     QHash<QString, QByteArray> m_drawn;

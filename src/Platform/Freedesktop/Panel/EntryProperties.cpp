@@ -15,7 +15,7 @@ QVariantMap EntryProperties::of(const MenuItem &item, const HostQuirks &quirks, 
     QVariantMap properties{{u"label"_s, MenuText::label(item, quirks)}};
     if (!item.isEnabled)
         properties[u"enabled"_s] = false;
-    if (const QStringList shortcut = MenuText::shortcut(item.keyEquivalent); !shortcut.isEmpty())
+    if (const QStringList shortcut = MenuText::shortcut(item.shortcut); !shortcut.isEmpty())
         properties[u"shortcut"_s] = QVariant::fromValue(MenuShortcut{shortcut});
     if (const QString description = MenuText::accessibleDescription(item); !description.isEmpty())
         properties[u"accessible-desc"_s] = description;

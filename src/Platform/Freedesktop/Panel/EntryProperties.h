@@ -15,7 +15,7 @@
 namespace EntryProperties {
 
 /// Gives the picture of a symbol as PNG; empty where it cannot be drawn.
-using ImageEncoder = std::function<QByteArray(const SymbolImage &)>;
+using ImageEncoder = std::function<QByteArray(const Symbol &)>;
 
 QVariantMap of(const MenuItem &item, const HostQuirks &quirks, const ImageEncoder &png);
 

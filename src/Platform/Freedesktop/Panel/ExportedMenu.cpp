@@ -14,8 +14,7 @@ namespace {
 
 bool doesTheSame(const MenuItem &a, const MenuItem &b)
 {
-    return a.isSeparator == b.isSeparator && a.action == b.action &&
-           a.representedObject == b.representedObject;
+    return a.isSeparator == b.isSeparator && a.action == b.action && a.data == b.data;
 }
 
 void compare(int id, const QVariantMap &before, const QVariantMap &after, MenuChange &change)

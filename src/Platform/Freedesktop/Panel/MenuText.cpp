@@ -3,42 +3,16 @@
 
 #include "MenuText.h"
 
-#include "TextColumns.h"
+#include "Text.h"
 
 #include <array>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-bool breaksLine(QChar c)
+QString MenuText::plainLine(const QString &text, int characters)
 {
-    const QChar::Category category = c.category();
-    return category == QChar::Other_Control || category == QChar::Separator_Line ||
-           category == QChar::Separator_Paragraph;
-}
-
-bool changesDirection(QChar c)
-{
-    return (c >= u'\u202A' && c <= u'\u202E') || (c >= u'\u2066' && c <= u'\u2069');
-}
-
-} // namespace
-
-QString MenuText::plainLine(const QString &text, int columns)
-{
-    QString line = text;
-    for (qsizetype i = 0; i < line.size(); ++i) {
-        const QChar c = line[i];
-        if (c.isHighSurrogate() && i + 1 < line.size() && line[i + 1].isLowSurrogate())
-            ++i;
-        else if (c.isSurrogate())
-            line[i] = QChar::ReplacementCharacter;
-        else if (breaksLine(c) || changesDirection(c))
-            line[i] = u' ';
-    }
-    return TextColumns::shortenedInMiddle(line, columns);
+    return Text::oneLine(Text::shortenedInMiddle(text, characters));
 }
 
 QString MenuText::twoLines(const MenuItem &item, const HostQuirks &quirks)
@@ -46,28 +20,27 @@ QString MenuText::twoLines(const MenuItem &item, const HostQuirks &quirks)
     if (item.detail.isEmpty())
         return plainLine(item.title);
     const QString join = quirks.twoLineLabels ? u"\n"_s : u" — "_s;
-    return plainLine(item.title, titleColumns) + join + plainLine(item.detail, detailColumns);
+    return plainLine(item.title, nameCharacters) + join + plainLine(item.detail);
 }
 
 QString MenuText::label(const MenuItem &item, const HostQuirks &quirks)
 {
-    const QString text =
-        QString(qsizetype(4) * qMax(0, item.indentationLevel), u' ') + twoLines(item, quirks);
+    const QString text = QString(qsizetype(4) * qMax(0, item.indentation), u' ') + twoLines(item, quirks);
     return QString(text).replace(u'_', u"__"_s);
 }
 
 QString MenuText::accessibleDescription(const MenuItem &item)
 {
-    if (!item.image || item.image->accessibilityDescription.isEmpty())
+    if (!item.image || item.image->description.isEmpty())
         return {};
-    if (item.title.endsWith(item.image->accessibilityDescription))
+    if (item.title.endsWith(item.image->description))
         return {};
-    return plainLine(item.title) + u", "_s + plainLine(item.image->accessibilityDescription);
+    return plainLine(item.title) + u", "_s + plainLine(item.image->description);
 }
 
-QStringList MenuText::shortcut(const QString &keyEquivalent)
+QStringList MenuText::shortcut(const QString &shortcut)
 {
-    if (keyEquivalent.isEmpty())
+    if (shortcut.isEmpty())
         return {};
     static constexpr std::array<std::pair<char16_t, QStringView>, 8> names{{
         {u',', u"comma"},
@@ -80,8 +53,8 @@ QStringList MenuText::shortcut(const QString &keyEquivalent)
         {u' ', u"space"},
     }};
     for (const auto &[character, name] : names) {
-        if (keyEquivalent == QChar(character))
+        if (shortcut == QChar(character))
             return {u"Control"_s, name.toString()};
     }
-    return {u"Control"_s, keyEquivalent};
+    return {u"Control"_s, shortcut};
 }

@@ -13,18 +13,13 @@
 /// that a panel can show.
 namespace MenuText {
 
-/// The widest title beside a detail: a panel that cuts long labels cuts their end, and the detail, which says
-/// how the tunnel is, comes last.
-inline constexpr int titleColumns = 60;
-/// The widest detail: a failure with all the characters it may have, also where they are wide ones.
-inline constexpr int detailColumns = 150;
-/// The widest line of any other kind. A launcher's entry holds a whole failure message.
+/// The longest title beside a detail, in user-perceived characters; a menu could not hold more.
+inline constexpr int nameCharacters = 200;
+/// The longest line of any other kind. A launcher's entry holds a whole failure message.
 inline constexpr int longestLine = 500;
 
-/// One line: what would break it, hide in it or reorder its neighbours (line breaks, control characters,
-/// unpaired surrogates, overrides of the direction) is replaced, and a line wider than
-/// `columns` is shortened in the middle (see TextColumns).
-QString plainLine(const QString &text, int columns = longestLine);
+/// One line for a panel, at most `characters` user-perceived characters long.
+QString plainLine(const QString &text, int characters = longestLine);
 
 /// Title and detail joined for a panel, in two lines or one, without markup for mnemonics.
 QString twoLines(const MenuItem &item, const HostQuirks &quirks);
@@ -37,6 +32,6 @@ QString label(const MenuItem &item, const HostQuirks &quirks);
 QString accessibleDescription(const MenuItem &item);
 
 /// The key as com.canonical.dbusmenu names it, such as {"Control", "comma"}; empty for no key.
-QStringList shortcut(const QString &keyEquivalent);
+QStringList shortcut(const QString &shortcut);
 
 } // namespace MenuText

@@ -89,7 +89,7 @@ QAction *PopupMenu::makeAction(const QString &id)
 void PopupMenu::draw(QAction *action, const MenuItem &item) const
 {
     MenuItem indented = item;
-    const QString blanks(qsizetype(4) * qMax(0, item.indentationLevel), u' ');
+    const QString blanks(qsizetype(4) * qMax(0, item.indentation), u' ');
     indented.title.prepend(blanks);
     if (!item.detail.isEmpty())
         indented.detail.prepend(blanks);
@@ -97,8 +97,7 @@ void PopupMenu::draw(QAction *action, const MenuItem &item) const
     action->setText(MenuText::twoLines(indented, {}).replace(u'&', u"&&"_s));
     action->setToolTip(MenuText::plainLine(item.toolTip));
     action->setEnabled(item.isEnabled);
-    action->setShortcut(item.keyEquivalent.isEmpty() ? QKeySequence()
-                                                     : QKeySequence(u"Ctrl+"_s + item.keyEquivalent));
+    action->setShortcut(item.shortcut.isEmpty() ? QKeySequence() : QKeySequence(u"Ctrl+"_s + item.shortcut));
     action->setIcon(item.image ? SymbolDrawing::icon(item.image->symbolName,
                                                      SymbolDrawing::color(item.image->color, palette()))
                                : QIcon());

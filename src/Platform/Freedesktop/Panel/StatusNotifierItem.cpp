@@ -73,7 +73,7 @@ QString StatusNotifierItem::title() const
 
 QString StatusNotifierItem::iconDescription() const
 {
-    return m_content.image ? m_content.image->accessibilityDescription : QString();
+    return m_content.image ? m_content.image->description : QString();
 }
 
 IconPixmapList StatusNotifierItem::pixmaps()

@@ -88,7 +88,7 @@ QList<StatusPicture> StatusPicture::withoutCount()
 {
     QList<StatusPicture> pictures;
     for (const Icon &icon : icons) {
-        SymbolImage symbol;
+        Symbol symbol;
         symbol.symbolName = icon.symbolName.toString();
         symbol.color = icon.color;
         symbol.isTemplate = icon.isTemplate;

@@ -117,7 +117,7 @@ void PreferencesFile::setData(const QString &key, const QByteArray &value)
     set(key, QJsonObject{{dataMember, QString::fromLatin1(value.toBase64())}});
 }
 
-void PreferencesFile::setIntegers(const QString &key, const QList<qint32> &value)
+void PreferencesFile::setIntegers(const QString &key, const QList<qint32> &value, Durability)
 {
     QJsonArray array;
     for (const qint32 number : value)

@@ -34,7 +34,7 @@ public:
     void setString(const QString &key, const QString &value) override;
     void setBoolean(const QString &key, bool value) override;
     void setData(const QString &key, const QByteArray &value) override;
-    void setIntegers(const QString &key, const QList<qint32> &value) override;
+    void setIntegers(const QString &key, const QList<qint32> &value, Durability durability) override;
     void remove(const QString &key) override;
 
 private:

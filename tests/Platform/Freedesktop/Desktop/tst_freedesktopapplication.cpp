@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
-#include "DesktopUrlOpener.h"
 #include "FreedesktopApplication.h"
 #include "StartupNotification.h"
 #include "ThemePalette.h"
@@ -219,8 +218,8 @@ void TestFreedesktopApplication::opensAddressesWithoutWaiting()
     program.close();
     qputenv("PATH", folder.path().toUtf8() + ':' + qgetenv("PATH"));
 
-    DesktopUrlOpener opener;
-    opener.open(QUrl(u"https://example.com/a?b=c&d"_s));
+    FreedesktopApplication desktop;
+    desktop.open(QUrl(u"https://example.com/a?b=c&d"_s));
     QFile opened(program.fileName() + u".opened"_s);
     QTRY_VERIFY(opened.exists());
     QVERIFY(opened.open(QFile::ReadOnly));

@@ -7,11 +7,11 @@ using namespace Qt::StringLiterals;
 
 namespace Samples {
 
-SymbolImage dot(ColorRole color, const QString &description)
+Symbol dot(ColorRole color, const QString &description)
 {
-    SymbolImage image;
+    Symbol image;
     image.symbolName = u"circle.fill"_s;
-    image.accessibilityDescription = description;
+    image.description = description;
     image.pointSize = 9;
     image.color = color;
     return image;
@@ -30,7 +30,7 @@ MenuItem command(const QString &id, const QString &title, MenuAction action, con
     MenuItem item;
     item.id = id;
     item.title = title;
-    item.keyEquivalent = key;
+    item.shortcut = key;
     item.action = action;
     return item;
 }
@@ -41,15 +41,15 @@ MenuItem tunnel(int number, const QString &name, const QString &detail, ColorRol
     item.detail = detail;
     item.toolTip = u"Click to stop the tunnel"_s;
     item.image = dot(color, detail);
-    item.representedObject = QUuid(uint(number), 0, 0, 0, 0, 0, 0, 0, 0, 0, 1);
+    item.data = QUuid(uint(number), 0, 0, 0, 0, 0, 0, 0, 0, 0, 1);
     return item;
 }
 
 MenuItem openAddress(int number, const QString &host)
 {
     MenuItem item = command(u"open-%1"_s.arg(number), u"Open "_s + host, MenuAction::OpenURL);
-    item.indentationLevel = 1;
-    item.representedObject = QUrl(u"https://"_s + host);
+    item.indentation = 1;
+    item.data = QUrl(u"https://"_s + host);
     return item;
 }
 
@@ -72,22 +72,22 @@ Menu menu(int tunnels)
 
 StatusItemContent content(const QString &status, int connected)
 {
-    SymbolImage image;
+    Symbol image;
     image.pointSize = 15;
     image.symbolName = u"bolt.horizontal.icloud"_s;
-    image.accessibilityDescription = u"No active tunnels"_s;
+    image.description = u"No active tunnels"_s;
     image.isTemplate = status == u"idle";
     if (status == u"connecting") {
         image.symbolName = u"arrow.clockwise.icloud"_s;
-        image.accessibilityDescription = u"Connecting"_s;
+        image.description = u"Connecting"_s;
         image.color = ColorRole::Orange;
     } else if (status == u"connected") {
         image.symbolName = u"bolt.horizontal.icloud.fill"_s;
-        image.accessibilityDescription = u"Tunnels connected"_s;
+        image.description = u"Tunnels connected"_s;
         image.color = ColorRole::Green;
     } else if (status == u"problem") {
         image.symbolName = u"exclamationmark.icloud.fill"_s;
-        image.accessibilityDescription = u"A tunnel has a problem"_s;
+        image.description = u"A tunnel has a problem"_s;
         image.color = ColorRole::Red;
     }
     StatusItemContent content;

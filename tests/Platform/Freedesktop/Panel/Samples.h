@@ -10,7 +10,7 @@
 /// Contents and menus as a running program shows them, for tests.
 namespace Samples {
 
-SymbolImage dot(ColorRole color, const QString &description);
+Symbol dot(ColorRole color, const QString &description);
 MenuItem separator(const QString &id);
 MenuItem command(const QString &id, const QString &title, MenuAction action, const QString &key = {});
 /// A tunnel's entry; the number makes its identifier.

@@ -13,7 +13,7 @@ namespace {
 
 ExportedMenu exported(const Menu &menu)
 {
-    ExportedMenu result([](const SymbolImage &image) { return QByteArray::number(int(image.color)); });
+    ExportedMenu result([](const Symbol &image) { return QByteArray::number(int(image.color)); });
     result.update(menu, {});
     return result;
 }

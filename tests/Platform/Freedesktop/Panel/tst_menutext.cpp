@@ -3,20 +3,10 @@
 
 #include "HostQuirks.h"
 #include "MenuText.h"
-#include "TextColumns.h"
 
 #include <QTest>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-bool fits(const QString &text, int columns)
-{
-    return TextColumns::shortenedInMiddle(text, columns) == text;
-}
-
-} // namespace
 
 class TestMenuText : public QObject
 {
@@ -58,69 +48,10 @@ private Q_SLOTS:
         MenuItem item;
         item.title = title;
         item.detail = detail;
-        item.indentationLevel = indentation;
+        item.indentation = indentation;
         HostQuirks quirks;
         quirks.twoLineLabels = twoLines;
         QTEST(MenuText::label(item, quirks), "label");
-    }
-
-    void longLinesAreShortenedInTheMiddle_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::newRow("letters") << QString(10'000, u'a');
-        QTest::newRow("emoji") << u"👩‍👩‍👧"_s.repeated(2'000);
-        QTest::newRow("flags") << u"🇫🇷"_s.repeated(2'000);
-        QTest::newRow("one endless character") << u"a"_s + QString(10'000, u'\u0301');
-        QTest::newRow("surrogates off by one") << u"a"_s + u"🚀"_s.repeated(5'000);
-    }
-
-    void longLinesAreShortenedInTheMiddle()
-    {
-        QFETCH(QString, text);
-        const QString whole = u"first "_s + text + u" last"_s;
-        const QString line = MenuText::plainLine(whole);
-        QVERIFY(fits(line, MenuText::longestLine));
-        QVERIFY(line.size() <= 10 * MenuText::longestLine);
-        QVERIFY(line.startsWith(u"first "_s));
-        QVERIFY(line.endsWith(u" last"_s));
-        QCOMPARE(line.count(u'…'), 1);
-        QCOMPARE(QString::fromUtf8(line.toUtf8()), line); // no character was cut in two
-    }
-
-    void shortLinesAreLeftAlone()
-    {
-        const QString line(MenuText::longestLine, u'x');
-        QCOMPARE(MenuText::plainLine(line), line);
-        QVERIFY(MenuText::plainLine(line + u'x') != line + u'x');
-    }
-
-    void detailStaysWholeBehindAnyTitle_data()
-    {
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<QString>("failure");
-        QTest::addColumn<bool>("twoLines");
-        QTest::newRow("wide characters") << QString(300, u'漢') << QString(70, u'漢') << true;
-        QTest::newRow("wide characters, one line") << QString(300, u'漢') << QString(70, u'漢') << false;
-        QTest::newRow("wide letters") << QString(10'000, u'W') << QString(70, u'W') << true;
-        QTest::newRow("emoji") << u"👩‍👩‍👧"_s.repeated(500) << u"🇫🇷"_s.repeated(70) << true;
-    }
-
-    void detailStaysWholeBehindAnyTitle()
-    {
-        QFETCH(QString, title);
-        QFETCH(QString, failure);
-        QFETCH(bool, twoLines);
-        MenuItem item;
-        item.title = title;
-        item.detail = u"Error · "_s + failure;
-        HostQuirks quirks;
-        quirks.twoLineLabels = twoLines;
-        const QString label = MenuText::label(item, quirks);
-        const QString end = (twoLines ? u"\n"_s : u" — "_s) + item.detail;
-        QVERIFY(label.endsWith(end));
-        const QString shown = label.chopped(end.size());
-        QVERIFY(shown.contains(u'…'));
-        QVERIFY(fits(shown, 60) && !fits(shown, 56));
     }
 
     void imageIsDescribedOnce()
@@ -128,8 +59,8 @@ private Q_SLOTS:
         MenuItem item;
         item.title = u"web"_s;
         QCOMPARE(MenuText::accessibleDescription(item), QString());
-        item.image = SymbolImage{};
-        item.image->accessibilityDescription = u"Stopped"_s;
+        item.image = Symbol{};
+        item.image->description = u"Stopped"_s;
         QCOMPARE(MenuText::accessibleDescription(item), u"web, Stopped"_s);
         item.title = u"web — Stopped"_s;
         QCOMPARE(MenuText::accessibleDescription(item), QString());

@@ -146,8 +146,8 @@ private Q_SLOTS:
             preferences.setString(u"removed \"\n"_s, text);
             preferences.setBoolean(u"b"_s, true);
             preferences.setData(u"d"_s, bytes);
-            preferences.setIntegers(u"i"_s, {-1, 0, 2147483647});
-            preferences.setIntegers(u"empty"_s, {});
+            preferences.setIntegers(u"i"_s, {-1, 0, 2147483647}, Preferences::Durability::OnDisk);
+            preferences.setIntegers(u"empty"_s, {}, Preferences::Durability::OnDisk);
             preferences.remove(u"removed \"\n"_s);
         }
         const PreferencesFile preferences(path);

@@ -9,13 +9,13 @@
 enum class ColorRole { None, Green, Orange, Red, SecondaryLabel, TertiaryLabel };
 
 /// A symbol to draw, as data: which drawing, how large, in which colour.
-struct SymbolImage
+struct Symbol
 {
     QString symbolName;
-    QString accessibilityDescription;
+    QString description;
     int pointSize = 0; ///< height in points
     ColorRole color = ColorRole::None;
     bool isTemplate = false; ///< tinted by whoever shows it
 
-    bool operator==(const SymbolImage &) const = default;
+    bool operator==(const Symbol &) const = default;
 };
