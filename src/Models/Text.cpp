@@ -42,11 +42,11 @@ bool isRegionalIndicator(const QString &text, qsizetype at)
 /// Moves to the end of the user-perceived character that begins at the finder's position.
 void toNextCharacter(QTextBoundaryFinder &finder, const QString &text)
 {
+    // Qt 6.4 pairs the halves of flags wrongly behind an emoji.
     const qsizetype start = finder.position();
-    finder.toNextBoundary();
-    // Qt 6.4 cuts a flag in half when it follows an emoji.
-    const qsizetype end = finder.position();
-    if (end - start == 2 && isRegionalIndicator(text, start) && isRegionalIndicator(text, end))
+    if (isRegionalIndicator(text, start) && isRegionalIndicator(text, start + 2))
+        finder.setPosition(start + 4);
+    else
         finder.toNextBoundary();
 }
 

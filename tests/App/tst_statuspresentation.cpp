@@ -273,7 +273,7 @@ void TestStatusPresentation::dockMenu_data()
     QTest::newRow("long name")
         << snapshot({entry(second, QString(300, u'漢'), {}, TunnelState::failed(longMessage))})
         << QStringList{u"%1…%2 — Error: %3 {circle.fill \"Error: %3\" 9 red} -> toggle 2"_s.arg(
-                           QString(15, u'漢'), QString(14, u'漢'), longMessage),
+                           QString(100, u'漢'), QString(99, u'漢'), longMessage),
                        u"---"_s, u"Stop All disabled -> stop all"_s, u"Log… -> logs"_s};
     QTest::newRow("failed and connected")
         << snapshot({entry(second, u"ssh"_s, u"b.example"_s, TunnelState::failed(longMessage)), web})
