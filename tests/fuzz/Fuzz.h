@@ -4,12 +4,14 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 
-#include <cstdint>
+#include <fuzzer/FuzzedDataProvider.h>
+
 #include <cstdio>
 #include <cstdlib>
 
-/// What every fuzz target shares.
+/// The pieces that every fuzz target shares.
 namespace Fuzz {
 
 /// Ends the run as a find when something that must hold does not.
@@ -21,37 +23,14 @@ inline void expect(bool holds, const char *what)
     std::abort();
 }
 
-/// Takes values off the front of an input. Past its end there are zeros and empty texts.
-class Input
+inline QByteArray bytes(const std::uint8_t *data, std::size_t size)
 {
-public:
-    Input(const std::uint8_t *data, std::size_t size)
-        : m_rest(reinterpret_cast<const char *>(data), qsizetype(size))
-    {
-    }
+    return {reinterpret_cast<const char *>(data), qsizetype(size)};
+}
 
-    bool isEmpty() const { return m_rest.isEmpty(); }
-    int byte() { return take(1).isEmpty() ? 0 : int(std::uint8_t(m_taken[0])); }
-    /// What stands before the next `end`, which is taken as well.
-    QByteArray until(char end)
-    {
-        const qsizetype place = m_rest.indexOf(end);
-        const QByteArray bytes = take(place < 0 ? m_rest.size() : place);
-        take(1);
-        return bytes;
-    }
-    QByteArray rest() { return take(m_rest.size()); }
-
-private:
-    const QByteArray &take(qsizetype count)
-    {
-        m_taken = m_rest.first(qMin(count, m_rest.size()));
-        m_rest = m_rest.sliced(m_taken.size());
-        return m_taken;
-    }
-
-    QByteArray m_rest;
-    QByteArray m_taken;
-};
+inline QString text(FuzzedDataProvider &input)
+{
+    return QString::fromStdString(input.ConsumeRandomLengthString(64));
+}
 
 } // namespace Fuzz
