@@ -6,7 +6,6 @@
 
 import os
 import statistics
-import subprocess
 import sys
 import time
 from pathlib import Path
@@ -14,7 +13,7 @@ from pathlib import Path
 from watcher import Watcher, open_and_close
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/desktop"))
-from session import Program, Session, tunnel, wait_for  # noqa: E402
+from session import Program, Session, tunnel  # noqa: E402
 
 BUILD = Path(os.environ["MORVANEL_BENCH"])
 PROGRAM = BUILD / "morvanel"
@@ -22,11 +21,9 @@ CLOUDFLARED = os.environ["MORVANEL_CLOUDFLARED"]
 ROUNDS = 15
 
 
-def configured(session, *scenarios, **others):
+def configured(session, *scenarios):
     tunnels = [tunnel(name, start=True) for name in scenarios]
-    session.configure(tunnels, CLOUDFLARED, showsInDock=False, **others)
-    for record in tunnels:
-        session.store_token(record["id"], f"eyJ.scenario.{record['name']}")
+    session.configure(tunnels, CLOUDFLARED, lambda t: f"eyJ.scenario.{t['name']}", showsInDock=False)
 
 
 def rest(program):
@@ -96,9 +93,7 @@ def measure_quit():
     """Each time is that of the child from SIGTERM to its end; a program of its own for each."""
     for milliseconds in (0, 150, 500, 1000, 2000, 3500):
         with Session() as session:
-            record = tunnel("one", start=True)
-            session.configure([record], CLOUDFLARED, showsInDock=False)
-            session.store_token(record["id"], "eyJ")
+            session.configure([tunnel("one", start=True)], CLOUDFLARED, lambda _: "eyJ", showsInDock=False)
             script = f"opening\nregistered 0\nwait\non-term\npause {milliseconds}\nexit 0"
             program = Program(session, PROGRAM, {"MORVANEL_SCRIPT": script})
             program.wait_for_children(1)

@@ -20,9 +20,7 @@ REST_SECONDS = 20
 def session_with(count):
     session = Session()
     tunnels = [tunnel(f"t{i}", start=True) for i in range(count)]
-    session.configure(tunnels, CLOUDFLARED, showsInDock=False)
-    for record in tunnels:
-        session.store_token(record["id"], "eyJ.scenario.connected")
+    session.configure(tunnels, CLOUDFLARED, lambda _: "eyJ.scenario.connected", showsInDock=False)
     return session
 
 

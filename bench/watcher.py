@@ -7,16 +7,12 @@ import sys
 import time
 from pathlib import Path
 
-import gi
-
-gi.require_version("Gio", "2.0")
-from gi.repository import Gio, GLib  # noqa: E402
+from gi.repository import Gio, GLib
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/desktop"))
+from desktop_reader import NAME, WATCHER, Bus  # noqa: E402
 from session import wait_for  # noqa: E402
 
-NAME = "com.ardentwick.Morvanel"
-WATCHER = "org.kde.StatusNotifierWatcher"
 WATCHER_XML = f"""<node><interface name="{WATCHER}">
   <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
   <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
@@ -25,7 +21,7 @@ WATCHER_XML = f"""<node><interface name="{WATCHER}">
 </interface></node>"""
 
 
-class Watcher:
+class Watcher(Bus):
     """A panel's side of the bus: notes the moment at which an item is registered."""
 
     PROPERTIES = {
@@ -35,19 +31,13 @@ class Watcher:
     }
 
     def __init__(self, session):
-        flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
-        self.bus = Gio.DBusConnection.new_for_address_sync(session.environment["DBUS_SESSION_BUS_ADDRESS"], flags,
-                                                           None, None)
+        super().__init__(session)
         interface = Gio.DBusNodeInfo.new_for_xml(WATCHER_XML).interfaces[0]
-        self.bus.register_object("/StatusNotifierWatcher", interface, self._called,
-                                 lambda *arguments: self.PROPERTIES[arguments[4]], None)
+        self.connection.register_object("/StatusNotifierWatcher", interface, self._called,
+                                        lambda *arguments: self.PROPERTIES[arguments[4]], None)
         self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
                   GLib.Variant("(su)", (WATCHER, 0)))
         self.registered = None
-
-    def call(self, service, path, interface, method, arguments):
-        return self.bus.call_sync(service, path, interface, method, arguments, None, Gio.DBusCallFlags.NONE, 5000,
-                                  None)
 
     def _called(self, _bus, _sender, _path, _interface, _method, _arguments, invocation):
         self.registered = time.monotonic()
@@ -64,16 +54,11 @@ class Watcher:
             GLib.MainContext.default().iteration(True)
         return program, self.registered - begin
 
-    def ask_for(self, action):
-        """One of the actions that launchers offer."""
-        self.call(NAME, "/com/ardentwick/Morvanel", "org.freedesktop.Application", "ActivateAction",
-                  GLib.Variant("(sava{sv})", (action, [], {})))
-
     def whole_menu(self):
-        """The size of the item's menu in bytes and the seconds that it took to come."""
+        """The size of the program's menu in bytes and the seconds that it took to come."""
         begin = time.monotonic()
-        layout = self.call(NAME, "/MenuBar", "com.canonical.dbusmenu", "GetLayout",
-                           GLib.Variant("(iias)", (0, -1, [])))
+        layout = self.connection.call_sync(NAME, "/MenuBar", "com.canonical.dbusmenu", "GetLayout",
+                                           GLib.Variant("(iias)", (0, -1, [])), None, Gio.DBusCallFlags.NONE, 5000, None)
         return layout.get_size(), time.monotonic() - begin
 
 
@@ -83,7 +68,7 @@ def open_and_close(session, watcher, action, title):
         return session.run("xdotool", "search", "--onlyvisible", "--name", f"^{title}$", check=False).split()
 
     begin = time.monotonic()
-    watcher.ask_for(action)
+    watcher.action(action)
     wait_for(windows, f"{title} is open")
     seconds = time.monotonic() - begin
     session.run("xdotool", "windowactivate", "--sync", windows()[0], "key", "ctrl+w")

@@ -35,12 +35,10 @@ EXPECTED = {
 }
 
 
-def prepare(session, cloudflared, **preferences):
+def prepare(session, cloudflared):
     """Gives the session the demonstration's tunnels and their tokens."""
     tunnels = [tunnel(name, hostname, start=True) for name, (hostname, _) in TUNNELS.items()]
-    session.configure(tunnels, cloudflared, **preferences)
-    for record in tunnels:
-        session.store_token(record["id"], f"eyJdemonstration.scenario.{TUNNELS[record['name']][1]}")
+    session.configure(tunnels, cloudflared, lambda t: f"eyJdemonstration.scenario.{TUNNELS[t['name']][1]}")
 
 
 def details(item):

@@ -56,9 +56,9 @@ class BorrowedDisplay(Session):
         if self.is_bus_private:
             super()._start_bus()
 
-    def _start_keyring(self):
+    def start_keyring(self):
         if self.is_bus_private:
-            super()._start_keyring()
+            super().start_keyring()
 
     def store_token(self, tunnel_id, token):
         self.stored.append(tunnel_id)

@@ -33,13 +33,35 @@ class Bus:
         return self.connection.call_sync(owner, path, interface, method, arguments, None,
                                          Gio.DBusCallFlags.NO_AUTO_START, 15_000, None).unpack()
 
-    def owner(self, name):
-        """The unique name of whoever owns `name`; empty for nobody."""
+    def _ask_about(self, name, method):
         try:
-            return self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner",
+            return self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method,
                              GLib.Variant("(s)", (name,)))[0]
         except GLib.Error:
-            return ""
+            return None
+
+    def owner(self, name):
+        """The unique name of the program that owns `name`; None for nobody."""
+        return self._ask_about(name, "GetNameOwner")
+
+    def owner_process(self, name):
+        """The id of the process that owns `name`; None for nobody."""
+        return self._ask_about(name, "GetConnectionUnixProcessID")
+
+    def action(self, name):
+        """Asks the program for one of the actions that launchers offer."""
+        self.call(NAME, "/com/ardentwick/Morvanel", "org.freedesktop.Application", "ActivateAction",
+                  GLib.Variant("(sava{sv})", (name, [], {})))
+
+    def menu(self, path="/MenuBar"):
+        """The entries of the program's menu as they are now."""
+        arguments = GLib.Variant("(iias)", (0, -1, []))
+        layout = self.call(NAME, path, "com.canonical.dbusmenu", "GetLayout", arguments)[1]
+        return MenuEntry(layout).children
+
+    def labels(self, path="/MenuBar"):
+        """The labels of the menu, with "-" for a separator."""
+        return ["-" if entry.is_separator else entry.label for entry in self.menu(path)]
 
     def registered_items(self):
         """The status items of which the panel knows, as owner and path in one; none without a panel."""
@@ -81,19 +103,12 @@ class StatusItem:
     def tooltip(self):
         return self.get("ToolTip")[2]
 
-    def menu(self):
-        """The entries of the menu as they are now."""
-        arguments = GLib.Variant("(iias)", (0, -1, []))
-        layout = self.bus.call(self.owner, self.get("Menu"), "com.canonical.dbusmenu", "GetLayout", arguments)[1]
-        return MenuEntry(layout).children
-
     def labels(self):
-        """The labels of the menu, with "-" for a separator."""
-        return ["-" if entry.is_separator else entry.label for entry in self.menu()]
+        return self.bus.labels(self.get("Menu"))
 
     def click(self, label):
         """Chooses the entry whose label begins so."""
-        entry = next(entry for entry in self.menu() if entry.label.startswith(label))
+        entry = next(entry for entry in self.bus.menu(self.get("Menu")) if entry.label.startswith(label))
         self.bus.call(self.owner, self.get("Menu"), "com.canonical.dbusmenu", "Event",
                       GLib.Variant("(isvu)", (entry.id, "clicked", GLib.Variant("s", ""), 0)))
 

@@ -26,9 +26,7 @@ class Engine(unittest.TestCase):
     def configure(self, *scenarios, **others):
         """One launch tunnel for each scenario, its token in the keyring."""
         self.tunnels = [tunnel(name, start=True) for name in scenarios]
-        self.session.configure(self.tunnels, CLOUDFLARED, **others)
-        for record in self.tunnels:
-            self.session.store_token(record["id"], f"eyJsecret.scenario.{record['name']}")
+        self.session.configure(self.tunnels, CLOUDFLARED, lambda t: f"eyJsecret.scenario.{t['name']}", **others)
 
     def launch(self, **environment):
         return Program(self.session, PROGRAM, environment)
@@ -107,9 +105,7 @@ class Engine(unittest.TestCase):
 
     def test_a_locked_keyring_reads_as_no_token(self):
         self.configure("connected")
-        self.session.run("dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.secrets",
-                         "/org/freedesktop/secrets", "org.freedesktop.Secret.Service.Lock",
-                         "array:objpath:/org/freedesktop/secrets/collection/login")
+        self.session.lock_keyring()
         program = self.launch()
         wait_for(lambda: "locked" in program.errors(), "standard error says that the keyring is locked")
         self.assertEqual(program.children(), [])

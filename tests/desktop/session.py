@@ -99,7 +99,7 @@ class Session:
             if display:
                 self._start_display(display)
             self._start_bus()
-            self._start_keyring()
+            self.start_keyring()
         except BaseException:
             self.close()
             raise
@@ -145,7 +145,7 @@ class Session:
                          stderr=subprocess.DEVNULL)
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = os.fsdecode(bus.stdout.readline()).strip()
 
-    def _start_keyring(self):
+    def start_keyring(self):
         keyring = self.spawn("gnome-keyring-daemon", "--unlock", "--components=secrets", "--foreground",
                              stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         keyring.stdin.write(b"password")
@@ -173,6 +173,11 @@ class Session:
         wait_for(lambda: self.owner("org.kde.StatusNotifierWatcher"), "the panel takes status items")
         return panel
 
+    def lock_keyring(self):
+        self.run("dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.secrets",
+                 "/org/freedesktop/secrets", "org.freedesktop.Secret.Service.Lock",
+                 "array:objpath:/org/freedesktop/secrets/collection/login")
+
     def owner(self, name):
         """The unique name of whoever owns `name` on the session's bus; empty for nobody."""
         reply = self.run("dbus-send", "--session", "--print-reply=literal", "--dest=org.freedesktop.DBus",
@@ -186,11 +191,13 @@ class Session:
     def read_preferences(self):
         return json.loads(self.preferences.read_text())
 
-    def configure(self, tunnels, cloudflared, **others):
-        """Writes the preferences of a user who has these tunnels."""
+    def configure(self, tunnels, cloudflared, token=None, **others):
+        """Writes the preferences of a user who has these tunnels; `token(record)` goes to the keyring for each."""
         self.preferences.parent.mkdir(parents=True, exist_ok=True)
         listed = base64.b64encode(json.dumps(tunnels).encode()).decode()
         self.preferences.write_text(json.dumps({"tunnels": {"data": listed}, "cloudflaredPath": str(cloudflared)} | others))
+        for record in tunnels if token else []:
+            self.store_token(record["id"], token(record))
 
     def store_token(self, tunnel_id, token):
         self.run("secret-tool", "store", "--label=Morvanel token", "xdg:schema", SCHEMA, "service", SERVICE,

@@ -2,14 +2,12 @@
 // SPDX-License-Identifier: MIT
 
 // The engine of the program without windows, over the real preferences, keyring and children of the session
-// it runs in. It starts as the program does and then does one random operation after the other until it is
-// killed:
+// it runs in: driver SEED PAUSE. It starts as the program does and then does one random operation after the
+// other, every PAUSE milliseconds, until it is killed. On standard output:
 //
-//   driver SEED [OPERATIONS [PAUSE]]   with a count, it stops everything after so many operations and ends;
-//                                      PAUSE is in milliseconds
-//
-// On standard output: "tunnel ID NAME TOKEN" for each tunnel that was loaded, TOKEN being "yes" or "no", then
-// "dock 0|1" and "ready"; then "doing ..." before and "done" after each operation.
+//   bare ID          a tunnel that was loaded has no token
+//   want STATE       an operation begins that will lead to this state
+//   have STATE       the state that was loaded, or that the operation has led to
 
 #include "AutostartLoginItem.h"
 #include "LinuxChildLauncher.h"
@@ -31,8 +29,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype mostTunnels = 8;
-
 void say(const QString &line)
 {
     const QByteArray bytes = line.toUtf8() + '\n';
@@ -40,95 +36,62 @@ void say(const QString &line)
         ::_exit(1);
 }
 
+void sayState(const QString &word, bool showsInDock, const QList<TunnelConfig> &tunnels)
+{
+    QStringList words{word, showsInDock ? u"dock"_s : u"no-dock"_s};
+    for (const TunnelConfig &tunnel : tunnels)
+        words += tunnelIdText(tunnel.id);
+    say(words.join(u' '));
+}
+
 class Driver
 {
 public:
-    Driver(quint32 seed, int operations, int pause)
+    Driver(quint32 seed, std::chrono::milliseconds pause)
         : m_random(seed)
-        , m_seed(seed)
-        , m_operations(operations)
     {
         m_manager.terminateOrphanedProcesses();
         KeychainStore keychain(m_secrets);
         for (const TunnelConfig &tunnel : m_manager.tunnels()) {
-            say(u"tunnel %1 %2 %3"_s.arg(tunnelIdText(tunnel.id), tunnel.name,
-                                         keychain.token(tunnel.id) ? u"yes"_s : u"no"_s));
+            if (!keychain.token(tunnel.id))
+                say(u"bare "_s + tunnelIdText(tunnel.id));
         }
-        say(u"dock %1"_s.arg(int(m_manager.showsInDock())));
-        say(u"ready"_s);
-        m_timer.callOnTimeout([this] { step(); });
+        sayState(u"have"_s, m_manager.showsInDock(), m_manager.tunnels());
+        m_timer.callOnTimeout([this] {
+            step();
+            sayState(u"have"_s, m_manager.showsInDock(), m_manager.tunnels());
+        });
         m_timer.start(pause);
     }
 
 private:
     void step()
     {
-        if (m_operations > 0 && m_count == m_operations)
-            return finish();
-        ++m_count;
-        const qsizetype count = m_manager.tunnels().size();
+        constexpr qsizetype mostTunnels = 8;
+        QList<TunnelConfig> tunnels = m_manager.tunnels();
+        bool showsInDock = m_manager.showsInDock();
         const int choice = m_random.bounded(100);
-        if (count == 0 || (choice < 15 && count < mostTunnels))
-            add();
-        else if (choice < 25)
-            remove(anyTunnel());
-        else if (choice < 35)
-            move(m_random.bounded(int(count)), m_random.bounded(int(count) + 1));
-        else if (choice < 42)
-            setDock(!m_manager.showsInDock());
-        else if (choice < 80)
-            start(anyTunnel());
-        else
-            stop(anyTunnel());
-        say(u"done"_s);
-    }
-    const TunnelConfig &anyTunnel()
-    {
-        return m_manager.tunnels().at(m_random.bounded(int(m_manager.tunnels().size())));
-    }
-    void add()
-    {
-        const TunnelConfig tunnel{QUuid::createUuid(), u"t%1-%2"_s.arg(m_seed).arg(m_count), {}, false};
-        say(u"doing add %1 %2"_s.arg(tunnelIdText(tunnel.id), tunnel.name));
-        m_manager.add(tunnel, u"eyJ"_s + tunnel.name);
-    }
-    void remove(TunnelConfig tunnel)
-    {
-        say(u"doing remove %1"_s.arg(tunnelIdText(tunnel.id)));
-        m_manager.remove(tunnel.id);
-    }
-    void move(int from, int to)
-    {
-        say(u"doing move %1 %2"_s.arg(from).arg(to));
-        m_manager.moveTunnels({from}, to);
-    }
-    void setDock(bool shows)
-    {
-        say(u"doing dock %1"_s.arg(int(shows)));
-        m_manager.setShowsInDock(shows);
-    }
-    void start(const TunnelConfig &tunnel)
-    {
-        say(u"doing start %1"_s.arg(tunnelIdText(tunnel.id)));
-        m_manager.start(tunnel.id);
-    }
-    void stop(const TunnelConfig &tunnel)
-    {
-        say(u"doing stop %1"_s.arg(tunnelIdText(tunnel.id)));
-        m_manager.stop(tunnel.id);
-    }
-    /// As at a quit: asks all children to end, and waits for them.
-    void finish()
-    {
-        m_manager.stopAll();
-        if (m_manager.childCount() == 0)
-            QCoreApplication::quit();
+        const qsizetype any = tunnels.isEmpty() ? 0 : m_random.bounded(int(tunnels.size()));
+        const QUuid id = tunnels.isEmpty() ? QUuid() : tunnels[any].id;
+        if (tunnels.isEmpty() || (choice < 15 && tunnels.size() < mostTunnels)) {
+            const TunnelConfig added{QUuid::createUuid(), u"tunnel"_s, {}, false};
+            sayState(u"want"_s, showsInDock, tunnels + QList{added});
+            m_manager.add(added, u"eyJtoken"_s);
+        } else if (choice < 25) {
+            tunnels.removeAt(any);
+            sayState(u"want"_s, showsInDock, tunnels);
+            m_manager.remove(id);
+        } else if (choice < 35) {
+            sayState(u"want"_s, !showsInDock, tunnels);
+            m_manager.setShowsInDock(!showsInDock);
+        } else if (choice < 80) {
+            m_manager.start(id);
+        } else {
+            m_manager.stop(id);
+        }
     }
 
     QRandomGenerator m_random;
-    quint32 m_seed;
-    int m_operations;
-    int m_count = 0;
     DescriptorWatcher m_watcher;
     LinuxChildLauncher m_launcher{m_watcher};
     LinuxProcessTable m_processes;
@@ -150,6 +113,6 @@ int main(int argc, char **argv)
     ProcessSetup::prepare();
     QCoreApplication app(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    const Driver driver(arguments.value(1).toUInt(), arguments.value(2).toInt(), arguments.value(3).toInt());
+    const Driver driver(arguments.value(1).toUInt(), std::chrono::milliseconds(arguments.value(2).toInt()));
     return QCoreApplication::exec();
 }

@@ -1,149 +1,139 @@
 # SPDX-FileCopyrightText: 2026 The Morvanel authors
 # SPDX-License-Identifier: MIT
 
-"""kill -9 at random moments: what was completed is stored, and nothing runs on without an owner."""
+"""kill -9 at random moments, and a full disk: what was completed is stored, and nothing runs on without an owner."""
 
+import contextlib
 import os
 import random
 import shutil
+import subprocess
 import time
 from functools import partial
+from pathlib import Path
 
-from harness import CLOUDFLARED, DRIVER, Row, running
-from session import Session, wait_for
+from session import Session, executable, process_ids, wait_for
 
+CLOUDFLARED = Path(os.environ["MORVANEL_CLOUDFLARED"])
 CHATTY = "opening\nregistered 0\nmark\npause 100\nprint INF Still here\nloop"
 SILENT = "wait"
-STARTUP_SECONDS = 20
 ORPHAN_SECONDS = 4
 
 
-class Expected:
-    """What must be stored: the state after the last completed operation, or after the one under way."""
-
-    def __init__(self):
-        self.tunnels = []
-        self.dock = True
-
-    def after(self, words):
-        next_state = Expected()
-        next_state.tunnels = list(self.tunnels)
-        next_state.dock = self.dock
-        if words[0] == "add":
-            next_state.tunnels.append((words[1], words[2]))
-        elif words[0] == "remove":
-            next_state.tunnels = [t for t in self.tunnels if t[0] != words[1]]
-        elif words[0] == "move":
-            source, target = int(words[1]), int(words[2])
-            record = next_state.tunnels.pop(source)
-            next_state.tunnels.insert(target - (source < target), record)
-        elif words[0] == "dock":
-            next_state.dock = words[1] == "1"
-        return next_state
-
-    def __eq__(self, other):
-        return (self.tunnels, self.dock) == (other.tunnels, other.dock)
-
-
 class Run:
-    """One run of the driver, killed at a random moment."""
+    """One run of the driver, which loads what is stored and then changes it."""
 
-    def __init__(self, session, cloudflared, script, seed, pause=0):
+    def __init__(self, session, script, seed, pause=0):
         self.output = session.home / f"driver.{seed}"
-        with open(self.output, "wb") as out, open(session.home / "driver.err", "ab") as errors:
-            self.process = session.spawn(str(DRIVER), str(seed), "0", str(pause), stdout=out, stderr=errors,
-                                         environment={"MORVANEL_SCRIPT": script, "MORVANEL_LIFETIME": "300"})
-        self.cloudflared = cloudflared
         self.session = session
+        environment = {"MORVANEL_SCRIPT": script, "MORVANEL_LIFETIME": "300"}
+        with open(self.output, "wb") as output, open(session.home / "driver.err", "ab") as errors:
+            self.process = session.spawn(os.environ["MORVANEL_DRIVER"], str(seed), str(pause), stdout=output,
+                                         stderr=errors, environment=environment)
+        wait_for(lambda: self.said("have") or self.process.poll() is not None, "the driver is ready")
 
     def lines(self):
-        return self.output.read_text().splitlines()
+        """The words of each whole line that the driver has written."""
+        return [line.split() for line in self.output.read_text().splitlines(keepends=True) if line.endswith("\n")]
 
-    def wait_until_ready(self):
-        wait_for(lambda: "ready" in self.lines() or self.process.poll() is not None, "the driver is ready",
-                 STARTUP_SECONDS)
-
-    def loaded(self):
-        """What this run found stored, and the ids of the tunnels without a token."""
-        state, bare = Expected(), set()
-        for line in self.lines():
-            words = line.split(" ")
-            if words[0] == "tunnel":
-                state.tunnels.append((words[1], words[2]))
-                if words[3] != "yes":
-                    bare.add(words[1])
-            elif words[0] == "dock":
-                state.dock = words[1] == "1"
-            elif words[0] == "ready":
-                break
-        return state, bare
+    def said(self, word):
+        """The rest of the lines that begin with the word."""
+        return [line[1:] for line in self.lines() if line[0] == word]
 
     def kill(self):
+        """Returns the states that may be stored: the last one, and the one that was under way, if any."""
         self.process.kill()
         self.process.wait()
         self.session.started.remove(self.process)
-
-    def played(self, state):
-        """The states that may be stored after it, from the one it began with; and the operation under way."""
-        under_way = None
-        completed = 0
-        for line in self.lines():
-            if line.startswith("doing "):
-                under_way = line.split(" ")[1:]
-            elif line == "done":
-                state, under_way = state.after(under_way), None
-                completed += 1
-        return completed, state, under_way
+        states = [line for line in self.lines() if line[0] in ("have", "want")]
+        return [line[1:] for line in (states[-2:] if states[-1][0] == "want" else states[-1:])]
 
 
-def kill_at_random_moments(times, script, label, seed=1):
-    row = Row(f"kill -9 at random moments, {label}")
-    chance = random.Random(seed)
-    operations = escaped = 0
-    with Session() as session:
-        cloudflared = session.home / "cloudflared"
-        shutil.copy(CLOUDFLARED, cloudflared)
-        session.configure([], cloudflared)
-        candidates, excused, orphans = [Expected()], set(), []
+def running(program):
+    """The ids of the processes that run this file, zombies left out."""
+    return {pid for pid in process_ids() if executable(pid) == str(program)}
+
+
+def new_session():
+    """A session without tunnels, and its own copy of the stand-in."""
+    session = Session()
+    cloudflared = session.home / "cloudflared"
+    shutil.copy(CLOUDFLARED, cloudflared)
+    session.configure([], cloudflared)
+    return session, cloudflared
+
+
+def kill_at_random_moments(row, times, script):
+    chance = random.Random(script)
+    session, cloudflared = new_session()
+    with session:
+        allowed, orphans, excused, operations = [["dock"]], set(), set(), 0
         for number in range(times):
-            run = Run(session, cloudflared, script, seed * 10_000 + number)
-            run.wait_until_ready()
-            stored, bare = run.loaded()
-            if not row.check(stored in candidates, f"run {number}: a setting is older than the last completed change"):
+            run = Run(session, script, number)
+            stored, = run.said("have")[:1]
+            if not row.check(stored in allowed, f"run {number}: a setting is older than the last completed change"):
                 break
+            bare = {words[0] for words in run.said("bare")}
             row.check(bare <= excused, f"run {number}: a token is lost")
-            excused &= {identifier for identifier, _ in stored.tunnels}
-            left = still_there(orphans, cloudflared)
-            escaped += len(left)
-            for orphan in left:
-                os.kill(orphan, 9)
+            end = time.monotonic() + ORPHAN_SECONDS
+            while orphans & running(cloudflared) and time.monotonic() < end:
+                time.sleep(0.02)
+            escaped = orphans & running(cloudflared)
+            row.check(not escaped, f"run {number}: {len(escaped)} children stayed without an owner")
             time.sleep(chance.uniform(0, 0.25))
-            run.kill()
+            allowed = run.kill()
             orphans = running(cloudflared)
             session.read_preferences()
-            completed, state, under_way = run.played(stored)
-            operations += completed
-            candidates = [state] + ([state.after(under_way)] if under_way else [])
-            if under_way and under_way[0] == "remove":
-                excused.add(under_way[1])
-        for orphan in running(cloudflared):
-            os.kill(orphan, 9)
-    row.check(escaped == 0, f"{escaped} children stayed without an owner")
+            operations += len(run.said("have"))
+            excused |= set(allowed[0]) - set(allowed[-1])  # its token goes first
+    for orphan in running(cloudflared):
+        os.kill(orphan, 9)
     row.times = f"{times} kills, {operations} operations"
-    return row
 
 
-def still_there(orphans, cloudflared):
-    """Those that live although the next run has started, which asked them to end, and had time to."""
-    deadline = time.monotonic() + ORPHAN_SECONDS
-    while True:
-        left = sorted(set(orphans) & set(running(cloudflared)))
-        if not left or time.monotonic() >= deadline:
-            return left
-        time.sleep(0.02)
+@contextlib.contextmanager
+def small_disk(folder):
+    """A file system in memory that is easily filled. Needs root."""
+    folder.mkdir(parents=True, exist_ok=True)
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "morvanel-torture", folder], check=True)
+    try:
+        yield
+    finally:
+        subprocess.run(["umount", "-l", folder], check=True)
 
 
-def rows(short):
-    times = 40 if short else 300
-    yield partial(kill_at_random_moments, times, CHATTY, "children that write", 1)
-    yield partial(kill_at_random_moments, times, SILENT, "children that never write", 2)
+def full_disk(row, times):
+    if os.geteuid() != 0:
+        row.times = "not tried: needs root"
+        return
+    session, _ = new_session()
+    folder = session.preferences.parent
+    filler = folder / "filler"
+    preferences = session.preferences.read_text()
+    with session, small_disk(folder):
+        session.preferences.write_text(preferences)
+        run = Run(session, CHATTY, 1, pause=5)
+        for _ in range(times):
+            with contextlib.suppress(OSError), open(filler, "ab", buffering=0) as full:
+                while True:
+                    full.write(b"x" * 4096)
+            for step in (2, 4):  # while it is full, and after that
+                done = len(run.said("have"))
+                wait_for(lambda: len(run.said("have")) > done + step or run.process.poll() is not None, "it goes on")
+                row.check(run.process.poll() is None, "the program ended when it could not save")
+                session.read_preferences()
+                filler.unlink(missing_ok=True)
+        allowed = run.kill()
+        stored = Run(session, CHATTY, 2).said("have")[0]
+        row.check(stored in allowed, "what could not be saved at first was not saved later")
+        left = {entry.name for entry in folder.iterdir()} - {"preferences.json"}
+        row.check(len(left) <= 1, f"files are left: {left}")
+    row.times = f"{times} times"
+
+
+#: Each row: what is tried, how, and how often in the short and in the long form.
+ROWS = [
+    ("kill -9 at random moments, children that write", partial(kill_at_random_moments, script=CHATTY), 40, 300),
+    ("kill -9 at random moments, children that never write", partial(kill_at_random_moments, script=SILENT), 40, 300),
+    ("the disk is full while tunnels are changed", full_disk, 10, 60),
+]
