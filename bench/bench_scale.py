@@ -51,7 +51,7 @@ def row(count):
         full = mib(program)
         begin = time.monotonic()
         watcher.action("stop-all")
-        wait_for(lambda: not session.children(program.pid), "all have ended")
+        wait_for(lambda: not program.children(), "all have ended")
         stop = time.monotonic() - begin
         program.quit()
         return (count, f"{until_item * 1000:.0f}", f"{at_rest:.1f}", f"{menu_seconds * 1000:.1f}",

@@ -9,6 +9,7 @@ is read with desktop_reader.py.
 """
 
 import base64
+import contextlib
 import json
 import os
 import re
@@ -47,29 +48,21 @@ def tunnel(name, hostname="", start=False):
     return {"id": str(uuid.uuid4()).upper(), "name": name, "hostname": hostname, "startOnLaunch": start}
 
 
-def process_ids():
-    return [int(name) for name in os.listdir("/proc") if name.isdigit()]
-
-
-def command_line(pid):
-    """The words that the process was launched with; none when it is gone or a zombie."""
-    try:
-        return [os.fsdecode(word) for word in Path(f"/proc/{pid}/cmdline").read_bytes().split(b"\0")[:-1]]
-    except OSError:
-        return []
-
-
 def processes():
-    """The ids of all processes that are no zombies."""
-    return {pid for pid in process_ids() if command_line(pid)}
+    """The program of each process that is no zombie, by process id."""
+    found = {}
+    for name in filter(str.isdigit, os.listdir("/proc")):
+        with contextlib.suppress(OSError):
+            found[int(name)] = os.readlink(f"/proc/{name}/exe")
+    return found
 
 
-def executable(pid):
-    """What the process runs; empty when it is gone."""
+def parent(pid):
+    """The id of the parent; 0 when the process is gone."""
     try:
-        return os.readlink(f"/proc/{pid}/exe")
+        return int(Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[1])
     except OSError:
-        return ""
+        return 0
 
 
 def ignores(pid, number):
@@ -203,16 +196,6 @@ class Session:
         self.run("secret-tool", "store", "--label=Morvanel token", "xdg:schema", SCHEMA, "service", SERVICE,
                  "account", tunnel_id, input=token.encode())
 
-    def children(self, parent):
-        """The process ids of the children of `parent` that are no zombies."""
-        def is_child(pid):
-            try:
-                state, parent_id = Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[:2]
-            except OSError:
-                return False
-            return int(parent_id) == parent and state != "Z"
-        return [pid for pid in process_ids() if is_child(pid)]
-
 
 class Program:
     """A run of Morvanel in a session. Its standard error is kept in `log`."""
@@ -229,7 +212,8 @@ class Program:
 
     def children(self):
         """The children that have come to their program; until then they still are copies of this one."""
-        return [child for child in self.session.children(self.pid) if executable(child) != executable(self.pid)]
+        running = processes()
+        return [pid for pid in running if parent(pid) == self.pid and running[pid] != running.get(self.pid)]
 
     def wait_for_children(self, count):
         wait_for(lambda: len(self.children()) == count, lambda: f"{count} children, there are {len(self.children())}")

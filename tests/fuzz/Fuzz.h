@@ -4,7 +4,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QString>
 
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -26,11 +25,6 @@ inline void expect(bool holds, const char *what)
 inline QByteArray bytes(const std::uint8_t *data, std::size_t size)
 {
     return {reinterpret_cast<const char *>(data), qsizetype(size)};
-}
-
-inline QString text(FuzzedDataProvider &input)
-{
-    return QString::fromStdString(input.ConsumeRandomLengthString(64));
 }
 
 } // namespace Fuzz

@@ -13,6 +13,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+QString anyText(FuzzedDataProvider &input)
+{
+    return QString::fromStdString(input.ConsumeRandomLengthString(64));
+}
+
 int anyId(FuzzedDataProvider &input)
 {
     return input.ConsumeBool() ? input.ConsumeIntegralInRange(-1, 40) : input.ConsumeIntegral<int>();
@@ -26,8 +31,8 @@ Menu anyMenu(FuzzedDataProvider &input)
         item.id = u"entry-%1"_s.arg(input.ConsumeIntegralInRange(0, 7));
         item.isSeparator = input.ConsumeBool();
         item.isEnabled = input.ConsumeBool();
-        item.title = Fuzz::text(input);
-        item.detail = Fuzz::text(input);
+        item.title = anyText(input);
+        item.detail = anyText(input);
         item.action = input.PickValueInArray({MenuAction::None, MenuAction::OpenURL, MenuAction::Quit});
         menu += item;
     }
@@ -39,7 +44,7 @@ void call(DBusMenuAdaptor &menu, FuzzedDataProvider &input)
     const auto message =
         QDBusMessage::createMethodCall(u"a.b"_s, u"/menu"_s, u"com.canonical.dbusmenu"_s, u"Any"_s);
     const int id = anyId(input);
-    const QString name = input.ConsumeBool() ? u"clicked"_s : Fuzz::text(input);
+    const QString name = input.ConsumeBool() ? u"clicked"_s : anyText(input);
     QList<int> unknown;
     MenuLayout layout;
     menu.AboutToShow(id, message);

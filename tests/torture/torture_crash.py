@@ -12,7 +12,7 @@ import time
 from functools import partial
 from pathlib import Path
 
-from session import Session, executable, process_ids, wait_for
+from session import Session, processes, wait_for
 
 CLOUDFLARED = Path(os.environ["MORVANEL_CLOUDFLARED"])
 CHATTY = "opening\nregistered 0\nmark\npause 100\nprint INF Still here\nloop"
@@ -51,7 +51,7 @@ class Run:
 
 def running(program):
     """The ids of the processes that run this file, zombies left out."""
-    return {pid for pid in process_ids() if executable(pid) == str(program)}
+    return {pid for pid, path in processes().items() if path == str(program)}
 
 
 def new_session():
