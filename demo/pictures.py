@@ -13,8 +13,13 @@ PANEL = f"1200x{PANEL_HEIGHT}+0+0"
 PROBLEM_RED = (0xE5, 0x48, 0x4D)
 
 
-class PicturedScreen(Screen):
-    """A screen whose windows are put in place, clicked at and saved as pictures."""
+class Pictures(Screen):
+    """A screen whose windows are put in place, clicked at and saved as pictures in `folder`, with `kind` before names."""
+
+    def __init__(self, session, folder, kind):
+        super().__init__(session)
+        self.folder = folder
+        self.kind = kind
 
     def popups(self):
         """The geometry, "WxH+X+Y", of what is on the screen without the window manager, such as open menus."""
@@ -46,39 +51,24 @@ class PicturedScreen(Screen):
         self.session.run("xdotool", "windowmove", window, str(x), str(y))
         wait_for(lambda: self.frame(window).endswith(f"+{x}+{y}"), f"the window is at {x}, {y}")
 
-    def click(self, x, y):
-        self.session.run("xdotool", "mousemove", str(x), str(y), "click", "1")
-
-    def save(self, path, geometry=""):
+    def save(self, name, geometry=""):
         """A picture of the screen, or of the part "WxH+X+Y"."""
+        path = self.folder / f"{self.kind}-{name}.png"
         part = ["-crop", geometry, "+repage"] if geometry else []
         self.session.run("import", "-window", "root", *part, str(path))
-
-
-class Pictures:
-    """Pictures of a session's screen, saved in `folder` with `kind` before their names."""
-
-    def __init__(self, session, folder, kind):
-        self.screen = PicturedScreen(session)
-        self.folder = folder
-        self.kind = kind
-
-    def save(self, name, geometry=""):
-        path = self.folder / f"{self.kind}-{name}.png"
-        self.screen.save(path, geometry)
         print(f"  {path}", flush=True)
 
     def window(self, name, title, x, y):
         """The window where it is put, with its frame."""
-        window = self.screen.wait_for_window(title)
-        self.screen.move(window, x, y)
-        self.save(name, self.screen.frame(window))
+        window = self.wait_for_window(title)
+        self.move(window, x, y)
+        self.save(name, self.frame(window))
 
     def menu(self):
         """Opens the menu by a click on the icon; it is saved, and left open."""
-        before = self.screen.popups()
-        icon = self.screen.find(PROBLEM_RED, PANEL)
-        self.screen.click(*icon)
-        opened = wait_for(lambda: [g for w, g in self.screen.popups().items() if w not in before], "the menu is open")
-        wait_for(lambda: self.screen.find(PROBLEM_RED, opened[0]), "the menu shows its dots")
+        before = self.popups()
+        x, y = self.find(PROBLEM_RED, PANEL)
+        self.session.run("xdotool", "mousemove", str(x), str(y), "click", "1")
+        opened = wait_for(lambda: [g for w, g in self.popups().items() if w not in before], "the menu is open")
+        wait_for(lambda: self.find(PROBLEM_RED, opened[0]), "the menu shows its dots")
         self.save("menu", opened[0])

@@ -13,7 +13,7 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <map>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -36,13 +36,12 @@ void waitOnce(const timespec *timeout)
 
 std::string descriptors()
 {
-    std::map<int, std::string> targets;
-    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd"))
-        targets[std::stoi(entry.path().filename())] = std::filesystem::read_symlink(entry.path());
     std::string text;
-    for (const auto &[number, target] : targets) {
-        if (fcntl(number, F_GETFD) != -1) // the listing's own descriptor is closed by now
-            text += "fd " + std::to_string(number) + ' ' + target + '\n';
+    for (int number = 0; number < 256; ++number) {
+        std::error_code closed;
+        const auto target = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(number), closed);
+        if (!closed)
+            text += "fd " + std::to_string(number) + ' ' + target.string() + '\n';
     }
     return text;
 }

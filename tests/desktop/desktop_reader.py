@@ -23,6 +23,7 @@ class Bus:
     """The session's bus, whichever bus this process was started on."""
 
     def __init__(self, session):
+        self.session = session
         flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
         self.connection = Gio.DBusConnection.new_for_address_sync(
             session.environment["DBUS_SESSION_BUS_ADDRESS"], flags, None, None)
@@ -33,20 +34,13 @@ class Bus:
         return self.connection.call_sync(owner, path, interface, method, arguments, None,
                                          Gio.DBusCallFlags.NO_AUTO_START, 15_000, None).unpack()
 
-    def _ask_about(self, name, method):
-        try:
-            return self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method,
-                             GLib.Variant("(s)", (name,)))[0]
-        except GLib.Error:
-            return None
-
-    def owner(self, name):
-        """The unique name of the program that owns `name`; None for nobody."""
-        return self._ask_about(name, "GetNameOwner")
-
     def owner_process(self, name):
         """The id of the process that owns `name`; None for nobody."""
-        return self._ask_about(name, "GetConnectionUnixProcessID")
+        try:
+            return self.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                             "GetConnectionUnixProcessID", GLib.Variant("(s)", (name,)))[0]
+        except GLib.Error:
+            return None
 
     def action(self, name):
         """Asks the program for one of the actions that launchers offer."""
@@ -85,7 +79,7 @@ class StatusItem:
 
     def __init__(self, bus):
         self.bus = bus
-        self.owner = wait_for(lambda: bus.owner(NAME), "the program is on the bus")
+        self.owner = wait_for(lambda: bus.session.owner(NAME), "the program is on the bus")
         item = wait_for(lambda: next((i for i in bus.registered_items() if i.startswith(self.owner)), None),
                         "the panel has the item")
         self.path = item[len(self.owner):]

@@ -49,7 +49,7 @@ def tried(what, action, times):
 
 def show(rows):
     what = max(len(row.what) for row in rows) + 2
-    times = max(len(row.times) for row in rows) + 2
+    times = max(len(text) for text in ["how often", *(row.times for row in rows)]) + 2
     print(f"\n{'what was tried':<{what}}{'how often':<{times}}what was lost")
     for row in rows:
         first, *others = row.lost or ["nothing"]
