@@ -94,3 +94,20 @@ QString TunnelState::label() const
     }
     Q_UNREACHABLE();
 }
+
+ColorRole TunnelState::colorRole() const
+{
+    switch (m_case) {
+    case Case::Connected:
+        return ColorRole::Green;
+    case Case::Failed:
+        return ColorRole::Red;
+    case Case::Starting:
+    case Case::Reconnecting:
+    case Case::Stopping:
+        return ColorRole::Orange;
+    case Case::Stopped:
+        break;
+    }
+    return ColorRole::TertiaryLabel;
+}

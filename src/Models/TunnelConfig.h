@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "ColorRole.h"
+
 #include <QHash>
 #include <QJsonObject>
 #include <QString>
@@ -72,6 +74,8 @@ public:
 
     /// The one-line text that every view shows.
     QString label() const;
+    /// Returns the colour of the dot that stands for the state wherever it is shown.
+    ColorRole colorRole() const;
     /// Whether the tunnel counts as running: every case but `Stopped` and `Failed`. A tunnel that does not
     /// run is started by a click, any other is stopped.
     bool isRunning() const { return m_case != Case::Stopped && m_case != Case::Failed; }

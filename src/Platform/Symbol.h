@@ -3,10 +3,9 @@
 
 #pragma once
 
-#include <QString>
+#include "ColorRole.h"
 
-/// A colour by its role; the palette and the theme decide the shade.
-enum class ColorRole { None, Green, Orange, Red, SecondaryLabel, TertiaryLabel };
+#include <QString>
 
 /// A symbol to draw, as data: which drawing, how large, in which colour.
 struct Symbol

@@ -56,21 +56,11 @@ TunnelRow::TunnelRow(QObject *parent)
 
 QColor TunnelRow::dotColor(const TunnelState &state, const QPalette &palette)
 {
+    if (state.colorRole() == ColorRole::TertiaryLabel)
+        return withOpacity(palette.color(QPalette::PlaceholderText), stoppedOpacity);
     QPalette onGround;
     onGround.setColor(QPalette::Window, palette.color(QPalette::Base));
-    switch (state.kind()) {
-    case TunnelState::Case::Connected:
-        return SymbolDrawing::color(ColorRole::Green, onGround);
-    case TunnelState::Case::Failed:
-        return SymbolDrawing::color(ColorRole::Red, onGround);
-    case TunnelState::Case::Starting:
-    case TunnelState::Case::Reconnecting:
-    case TunnelState::Case::Stopping:
-        return SymbolDrawing::color(ColorRole::Orange, onGround);
-    case TunnelState::Case::Stopped:
-        break;
-    }
-    return withOpacity(palette.color(QPalette::PlaceholderText), stoppedOpacity);
+    return SymbolDrawing::color(state.colorRole(), onGround);
 }
 
 TunnelRow::Parts TunnelRow::partsOf(const QStyleOptionViewItem &option, const QModelIndex &index)

@@ -17,23 +17,6 @@ struct Text
 constexpr int panelPointSize = 15;
 constexpr int dotPointSize = 9;
 
-ColorRole dotColor(TunnelState::Case state)
-{
-    switch (state) {
-    case TunnelState::Case::Connected:
-        return ColorRole::Green;
-    case TunnelState::Case::Failed:
-        return ColorRole::Red;
-    case TunnelState::Case::Starting:
-    case TunnelState::Case::Reconnecting:
-    case TunnelState::Case::Stopping:
-        return ColorRole::Orange;
-    case TunnelState::Case::Stopped:
-        break;
-    }
-    return ColorRole::TertiaryLabel;
-}
-
 } // namespace
 
 namespace StatusIcon {
@@ -61,7 +44,7 @@ Symbol image(OverallStatus status)
 
 Symbol dot(const TunnelState &state)
 {
-    return {u"circle.fill"_s, state.label(), dotPointSize, dotColor(state.kind()), false};
+    return {u"circle.fill"_s, state.label(), dotPointSize, state.colorRole(), false};
 }
 
 } // namespace StatusIcon
