@@ -3,9 +3,9 @@
 
 #include "LogView.h"
 
-#include "FontRole.h"
 #include "LogRules.h"
 #include "RunnerLogView.h"
+#include "TextLabel.h"
 #include "TunnelManager.h"
 #include "TunnelPicker.h"
 
@@ -44,13 +44,11 @@ LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget
 QWidget *LogView::makeContent()
 {
     auto *content = new QWidget(this);
-    auto *divider = new QFrame(content);
-    divider->setFrameStyle(QFrame::HLine | QFrame::Sunken);
     auto *column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
     column->addWidget(makeHeader());
-    column->addWidget(divider);
+    column->addWidget(makeDivider(QFrame::HLine, content));
     column->addWidget(m_log, 1);
     column->addStretch(0);
     return content;

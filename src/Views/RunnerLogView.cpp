@@ -3,8 +3,8 @@
 
 #include "RunnerLogView.h"
 
-#include "ClampedLabel.h"
 #include "LogTextArea.h"
+#include "TextLabel.h"
 #include "TunnelRunner.h"
 
 #include <QClipboard>
@@ -24,13 +24,11 @@ RunnerLogView::RunnerLogView(QWidget *parent)
     , m_state(new ClampedLabel(FontRole::Caption, ColorRole::SecondaryLabel, 1, this))
 {
     setFocusProxy(m_area);
-    auto *divider = new QFrame(this);
-    divider->setFrameStyle(QFrame::HLine | QFrame::Sunken);
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
     column->addWidget(m_area, 1);
-    column->addWidget(divider);
+    column->addWidget(makeDivider(QFrame::HLine, this));
     column->addWidget(makeFooter());
 }
 

@@ -24,7 +24,6 @@ protected:
     void changeEvent(QEvent *event) override;
 
 private:
-    void retranslate();
     void drawIcons();
 
     QTabWidget *m_tabs;

@@ -3,11 +3,12 @@
 
 #include "SymbolLabel.h"
 
-#include "SymbolView.h"
+#include "SymbolDrawing.h"
 #include "TextLabel.h"
 
 #include <QEvent>
 #include <QHBoxLayout>
+#include <QPainter>
 
 namespace {
 
@@ -15,19 +16,44 @@ constexpr int symbolSpacing = 6;
 
 } // namespace
 
+SymbolView::SymbolView(int side, QWidget *parent)
+    : QWidget(parent)
+    , m_side(side)
+{
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+}
+
+void SymbolView::setSymbol(const QString &symbolName, ColorRole color)
+{
+    m_symbolName = symbolName;
+    m_color = color;
+    update();
+}
+
+QSize SymbolView::sizeHint() const
+{
+    const int side = m_side ? m_side : fontMetrics().height();
+    return {side, side};
+}
+
+void SymbolView::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    SymbolDrawing::icon(m_symbolName, SymbolDrawing::color(m_color, palette())).paint(&painter, rect());
+}
+
 SymbolLabel::SymbolLabel(QWidget *parent)
     : QWidget(parent)
-    , m_symbol(new SymbolView(0, this))
-    , m_text(new TextLabel(FontRole::Caption, ColorRole::None, this))
+    , m_symbol(new SymbolView)
+    , m_text(new TextLabel(FontRole::Caption))
 {
+    applyFontRole(m_symbol, FontRole::Caption);
     m_text->setWraps();
     auto *row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(symbolSpacing);
     row->addWidget(m_symbol, 0, Qt::AlignTop);
     row->addWidget(m_text, 1);
-    applyFontRole(this, FontRole::Caption);
-    fitSymbol();
 }
 
 void SymbolLabel::setContent(const QString &symbolName, const QString &text, ColorRole color)
@@ -37,15 +63,30 @@ void SymbolLabel::setContent(const QString &symbolName, const QString &text, Col
     m_text->setText(text);
 }
 
-void SymbolLabel::changeEvent(QEvent *event)
+SymbolButton::SymbolButton(QWidget *parent)
+    : QToolButton(parent)
 {
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::FontChange)
-        fitSymbol();
+    setAutoRaise(true);
+    setToolButtonStyle(Qt::ToolButtonIconOnly);
+    setFocusPolicy(Qt::StrongFocus);
 }
 
-/// As high as a line of the text.
-void SymbolLabel::fitSymbol()
+void SymbolButton::setContent(const QString &symbolName, const QString &title)
 {
-    m_symbol->setSide(fontMetrics().height());
+    m_symbolName = symbolName;
+    drawIcon();
+    setToolTip(title);
+    setAccessibleName(title);
+}
+
+void SymbolButton::changeEvent(QEvent *event)
+{
+    QToolButton::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange)
+        drawIcon();
+}
+
+void SymbolButton::drawIcon()
+{
+    setIcon(SymbolDrawing::icon(m_symbolName, palette().color(QPalette::Active, QPalette::ButtonText)));
 }

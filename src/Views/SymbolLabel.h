@@ -3,12 +3,32 @@
 
 #pragma once
 
-#include "Symbol.h"
+#include "ColorRole.h"
 
-#include <QWidget>
+#include <QToolButton>
 
-class SymbolView;
 class TextLabel;
+
+/// One of the program's symbols as a picture in a window: drawn as vectors in the palette's colours.
+class SymbolView : public QWidget
+{
+    Q_OBJECT
+
+public:
+    /// `side` in device-independent pixels; without it the symbol is as high as a line of the widget's font.
+    explicit SymbolView(int side = 0, QWidget *parent = nullptr);
+
+    void setSymbol(const QString &symbolName, ColorRole color);
+    QSize sizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    int m_side;
+    QString m_symbolName;
+    ColorRole m_color = ColorRole::None;
+};
 
 /// A note with a symbol before it, both in one colour.
 class SymbolLabel : public QWidget
@@ -20,12 +40,27 @@ public:
 
     void setContent(const QString &symbolName, const QString &text, ColorRole color);
 
+private:
+    SymbolView *m_symbol;
+    TextLabel *m_text;
+};
+
+/// A button without a frame that shows one of the program's symbols only. Its tooltip and its name for
+/// assistive technology tell the action.
+class SymbolButton : public QToolButton
+{
+    Q_OBJECT
+
+public:
+    explicit SymbolButton(QWidget *parent = nullptr);
+
+    void setContent(const QString &symbolName, const QString &title);
+
 protected:
     void changeEvent(QEvent *event) override;
 
 private:
-    void fitSymbol();
+    void drawIcon();
 
-    SymbolView *m_symbol;
-    TextLabel *m_text;
+    QString m_symbolName;
 };

@@ -4,15 +4,111 @@
 #include "TextLabel.h"
 
 #include "SymbolDrawing.h"
+#include "Text.h"
 
+#include <QApplication>
 #include <QEvent>
+#include <QFontDatabase>
+#include <QHelpEvent>
+#include <QPainter>
+#include <QStyle>
+#include <QTextLayout>
+#include <QToolTip>
 
 namespace {
 
 constexpr int preferredLineLength = 40;
 constexpr qsizetype mostMeasured = 64;
+constexpr auto roleProperty = "fontRole";
+constexpr qreal captionScale = 0.85;
+constexpr qreal titleScale = 1.3;
+constexpr float dividerOpacity = 0.15F;
+
+class Divider : public QFrame
+{
+public:
+    using QFrame::QFrame;
+
+    QSize sizeHint() const override { return {1, 1}; }
+
+protected:
+    void paintEvent(QPaintEvent *) override { QPainter(this).fillRect(rect(), dividerColor(palette())); }
+};
+
+/// In the unit that the font is measured in.
+QFont scaled(QFont font, qreal factor)
+{
+    if (font.pointSizeF() > 0)
+        font.setPointSizeF(font.pointSizeF() * factor);
+    else
+        font.setPixelSize(qRound(font.pixelSize() * factor));
+    return font;
+}
+
+QFont monospaced(const QFont &base)
+{
+    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    if (base.pointSizeF() > 0)
+        font.setPointSizeF(base.pointSizeF());
+    else
+        font.setPixelSize(base.pixelSize());
+    return font;
+}
 
 } // namespace
+
+QFont fontFor(FontRole role, const QFont &base)
+{
+    QFont font = base;
+    switch (role) {
+    case FontRole::Body:
+        break;
+    case FontRole::Monospaced:
+        font = monospaced(base);
+        break;
+    case FontRole::Caption:
+        font = scaled(base, captionScale);
+        break;
+    case FontRole::Headline:
+        font.setBold(true);
+        break;
+    case FontRole::Title:
+        font = scaled(base, titleScale);
+        font.setWeight(QFont::DemiBold);
+        break;
+    }
+    return font;
+}
+
+void applyFontRole(QWidget *widget, FontRole role)
+{
+    widget->setProperty(roleProperty, int(role));
+    widget->setFont(fontFor(role, QApplication::font(widget)));
+}
+
+void renewFontRoles(QWidget *root)
+{
+    const QList<QWidget *> widgets = root->findChildren<QWidget *>();
+    for (QWidget *widget : widgets) {
+        const QVariant role = widget->property(roleProperty);
+        if (role.isValid())
+            applyFontRole(widget, FontRole(role.toInt()));
+    }
+}
+
+QColor dividerColor(const QPalette &palette)
+{
+    QColor color = palette.color(QPalette::WindowText);
+    color.setAlphaF(dividerOpacity);
+    return color;
+}
+
+QFrame *makeDivider(QFrame::Shape shape, QWidget *parent)
+{
+    auto *divider = new Divider(parent);
+    divider->setFrameShape(shape);
+    return divider;
+}
 
 TextLabel::TextLabel(FontRole font, ColorRole color, QWidget *parent)
     : QLabel(parent)
@@ -83,4 +179,62 @@ void TextLabel::applyColor()
     } else if (!isNamed && testAttribute(Qt::WA_SetPalette)) {
         setPalette({});
     }
+}
+
+ClampedLabel::ClampedLabel(FontRole font, ColorRole color, int maximumLines, QWidget *parent)
+    : TextLabel(font, color, parent)
+    , m_maximumLines(maximumLines)
+{
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+}
+
+QSize ClampedLabel::sizeHint() const
+{
+    return {fontMetrics().horizontalAdvance(Text::oneLine(text())) + 1,
+            fontMetrics().lineSpacing() * m_maximumLines};
+}
+
+QSize ClampedLabel::minimumSizeHint() const
+{
+    return {fontMetrics().horizontalAdvance(u'…'), sizeHint().height()};
+}
+
+QStringList ClampedLabel::lines() const
+{
+    const QString shown = Text::oneLine(text());
+    QTextLayout layout(shown, font(), this);
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    QStringList lines;
+    layout.beginLayout();
+    while (lines.size() < m_maximumLines) {
+        QTextLine line = layout.createLine();
+        if (!line.isValid())
+            break;
+        line.setLineWidth(contentsRect().width());
+        const QString rest = shown.sliced(line.textStart());
+        const bool isCut = lines.size() + 1 == m_maximumLines && line.textLength() < rest.size();
+        lines += isCut ? fontMetrics().elidedText(rest, Qt::ElideRight, contentsRect().width())
+                       : rest.first(line.textLength());
+    }
+    layout.endLayout();
+    return lines;
+}
+
+bool ClampedLabel::event(QEvent *event)
+{
+    if (event->type() != QEvent::ToolTip)
+        return TextLabel::event(event);
+    const bool isCut = lines().join(QString()) != Text::oneLine(text());
+    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
+                       isCut ? Text::toolTip(text()) : QString(), this);
+    return true;
+}
+
+void ClampedLabel::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    style()->drawItemText(&painter, contentsRect(), Qt::AlignLeading | Qt::AlignVCenter, palette(),
+                          isEnabled(), lines().join(u'\n'), foregroundRole());
 }

@@ -3,11 +3,38 @@
 
 #pragma once
 
-#include "FontRole.h"
-#include "Symbol.h"
+#include "ColorRole.h"
 
+#include <QFont>
+#include <QFrame>
 #include <QHash>
 #include <QLabel>
+
+/// The part that a text plays in its window; the application's font decides how that looks.
+enum class FontRole {
+    Body,
+    Monospaced, ///< the body's size in the desktop's fixed-width font
+    Caption,    ///< notes: smaller
+    Headline,   ///< bold
+    Title,      ///< of a pane: larger, semibold
+};
+
+/// Returns `base` as the role wants it.
+QFont fontFor(FontRole role, const QFont &base);
+
+/// Sets a widget's font from the application's.
+void applyFontRole(QWidget *widget, FontRole role);
+
+/// Does so again for all widgets below `root` that were given a role. Qt tells a widget with a font of its
+/// own nothing when the application's changes, so `root`, which has none, calls this.
+void renewFontRoles(QWidget *root);
+
+/// Returns the colour of lines between the parts of a window: the text's, faint, so that it suits every
+/// ground.
+QColor dividerColor(const QPalette &palette);
+
+/// Returns a quiet line between two parts of a window, as `QFrame::HLine` or `QFrame::VLine`.
+QFrame *makeDivider(QFrame::Shape shape, QWidget *parent = nullptr);
 
 /// A plain text with a font and a colour by their roles. Its colour follows the palette.
 class TextLabel : public QLabel
@@ -41,4 +68,28 @@ private:
 
     ColorRole m_colorRole;
     mutable Measured m_measured;
+};
+
+/// A text that gets no more than some lines: what does not fit is cut with an ellipsis, and the tooltip has
+/// the whole then. Its height is always that of all its lines, so that nothing moves when the text changes.
+class ClampedLabel : public TextLabel
+{
+    Q_OBJECT
+
+public:
+    ClampedLabel(FontRole font, ColorRole color, int maximumLines, QWidget *parent = nullptr);
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+    bool hasHeightForWidth() const override { return false; }
+
+protected:
+    bool event(QEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    /// The lines as they are shown in the present width.
+    QStringList lines() const;
+
+    int m_maximumLines;
 };

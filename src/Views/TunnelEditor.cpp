@@ -3,22 +3,20 @@
 
 #include "TunnelEditor.h"
 
-#include "ClampedLabel.h"
-#include "FadingLabel.h"
-#include "FormScroller.h"
-#include "SymbolButton.h"
+#include "Form.h"
 #include "SymbolLabel.h"
-#include "TextField.h"
+#include "TextLabel.h"
+#include "TokenField.h"
 
 #include <QCheckBox>
-#include <QEvent>
 #include <QFormLayout>
-#include <QLabel>
+#include <QGraphicsOpacityEffect>
+#include <QPropertyAnimation>
 #include <QPushButton>
 #include <QShortcut>
+#include <QStyle>
 #include <QTimer>
 
-#include <chrono>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -31,6 +29,17 @@ constexpr int revealSpacing = 6;
 constexpr int stateLines = 2;
 constexpr std::chrono::milliseconds savedNoteTime = 1500ms;
 
+/// An animation of the widget's opacity from none to full; owned by the widget.
+QPropertyAnimation *makeFade(QWidget *widget)
+{
+    auto *effect = new QGraphicsOpacityEffect(widget);
+    widget->setGraphicsEffect(effect);
+    auto *fade = new QPropertyAnimation(effect, "opacity", widget);
+    fade->setStartValue(0.0);
+    fade->setEndValue(1.0);
+    return fade;
+}
+
 } // namespace
 
 TunnelEditor::TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> tunnel, SavedHandler onSaved,
@@ -39,51 +48,67 @@ TunnelEditor::TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> t
     , m_model(manager, std::move(tunnel))
     , m_onSaved(std::move(onSaved))
     , m_title(new ClampedLabel(FontRole::Title, ColorRole::None, 1, this))
-    , m_nameLabel(new QLabel(this))
     , m_name(new TextField(this))
-    , m_hostnameLabel(new QLabel(this))
     , m_hostname(new TextField(this))
-    , m_tokenLabel(new QLabel(this))
-    , m_token(new SecretField(this))
+    , m_token(new TokenField(this))
     , m_reveal(new SymbolButton(this))
-    , m_startOnLaunch(new QCheckBox(this))
-    , m_explanation(new TextLabel(FontRole::Caption, ColorRole::SecondaryLabel, this))
+    , m_startOnLaunch(new QCheckBox(u"Start this tunnel when the app opens"_s, this))
     , m_tokenWarning(new SymbolLabel(this))
     , m_toggle(new QPushButton(this))
     , m_state(new ClampedLabel(FontRole::Caption, ColorRole::SecondaryLabel, stateLines, this))
-    , m_savedNote(new FadingLabel(FontRole::Caption, ColorRole::SecondaryLabel, this))
-    , m_save(new QPushButton(this))
-    , m_returnKey(new QShortcut(Qt::Key_Return, this))
-    , m_enterKey(new QShortcut(Qt::Key_Enter, this))
+    , m_savedNote(new TextLabel(FontRole::Caption, ColorRole::SecondaryLabel, this))
+    , m_fade(makeFade(m_savedNote))
+    , m_save(new QPushButton(m_model.saveTitle(), this))
 {
+    m_model.load();
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(itemSpacing);
     column->addWidget(new FormScroller(makeForm(), this), 1);
     column->addLayout(makeBottomBar());
-    m_model.load();
-    showInput();
+    setFocusProxy(m_name);
     connectInput();
-    retranslate();
+    setRevealToken(false);
+    refreshInput();
+    refreshState();
 }
 
 QWidget *TunnelEditor::makeForm()
 {
     auto *content = new QWidget(this);
+    auto *explanation = new TextLabel(FontRole::Caption, ColorRole::SecondaryLabel);
+    explanation->setText(
+        u"Paste either the bare token or the whole `cloudflared tunnel run --token …` command: the token is "
+        "extracted automatically and stored in the macOS Keychain."_s);
+    explanation->setWraps();
+    m_tokenWarning->setContent(u"exclamationmark.triangle"_s,
+                               u"This doesn't look like a tunnel token: they usually start with \"eyJ\"."_s,
+                               ColorRole::Orange);
     auto *column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(itemSpacing);
     column->addWidget(m_title);
     column->addLayout(makeFields());
-    column->addWidget(m_explanation);
+    column->addWidget(explanation);
     column->addWidget(m_tokenWarning);
     column->addStretch();
-    m_explanation->setWraps();
     return content;
 }
 
 QLayout *TunnelEditor::makeFields()
 {
+    m_name->setText(m_model.name);
+    m_name->setPlaceholderText(u"e.g. Pemberlune Staging"_s);
+    m_hostname->setText(m_model.hostname);
+    m_hostname->setPlaceholderText(u"e.g. staging.example.com (optional)"_s);
+    for (QLineEdit *field : {m_name, m_hostname})
+        field->setCursorPosition(0); // shows where a long text begins
+    m_token->setPlaceholderText(m_model.tokenPrompt());
+    m_token->setToolTip(m_model.tokenPrompt()); // it is longer than the field
+    m_startOnLaunch->setChecked(m_model.startOnLaunch);
+
+    auto *tokenTitle = new QLabel(u"Token"_s);
+    tokenTitle->setBuddy(m_token);
     auto *tokenRow = new QHBoxLayout;
     tokenRow->setSpacing(revealSpacing);
     tokenRow->addWidget(m_token, 1);
@@ -91,13 +116,10 @@ QLayout *TunnelEditor::makeFields()
 
     auto *form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
-    form->addRow(m_nameLabel, m_name);
-    form->addRow(m_hostnameLabel, m_hostname);
-    form->addRow(m_tokenLabel, tokenRow);
+    form->addRow(u"Name"_s, m_name);
+    form->addRow(u"Hostname"_s, m_hostname);
+    form->addRow(tokenTitle, tokenRow);
     form->addRow(nullptr, m_startOnLaunch);
-    m_nameLabel->setBuddy(m_name);
-    m_hostnameLabel->setBuddy(m_hostname);
-    m_tokenLabel->setBuddy(m_token);
     return form;
 }
 
@@ -112,6 +134,8 @@ QLayout *TunnelEditor::makeBottomBar()
     bar->addWidget(m_save);
     m_toggle->setVisible(!m_model.isNew());
     m_state->setVisible(!m_model.isNew());
+    m_savedNote->setText(u"Saved"_s);
+    m_savedNote->hide();
     m_save->setDefault(true);
     return bar;
 }
@@ -128,13 +152,16 @@ void TunnelEditor::connectInput()
     bind(m_hostname, &TunnelEditorModel::hostname);
     bind(m_token, &TunnelEditorModel::token);
     connect(m_startOnLaunch, &QCheckBox::toggled, this, [this](bool isOn) { m_model.startOnLaunch = isOn; });
-    connect(m_reveal, &QToolButton::clicked, this, &TunnelEditor::toggleReveal);
+    connect(m_reveal, &QToolButton::clicked, this, [this] { setRevealToken(!m_revealToken); });
     connect(m_toggle, &QPushButton::clicked, this, [this] { m_model.toggle(); });
     connect(m_save, &QPushButton::clicked, this, &TunnelEditor::save);
-    for (QShortcut *key : {m_returnKey, m_enterKey}) {
-        key->setAutoRepeat(false);
-        connect(key, &QShortcut::activated, m_save, &QPushButton::click);
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+        auto *shortcut = new QShortcut(key, m_save); // off while the button is disabled
+        shortcut->setAutoRepeat(false);
+        connect(shortcut, &QShortcut::activated, m_save, &QPushButton::click);
     }
+    connect(m_fade, &QPropertyAnimation::finished, this,
+            [this] { m_savedNote->setVisible(m_savedFeedback); });
 }
 
 void TunnelEditor::setTunnel(const TunnelConfig &tunnel)
@@ -143,80 +170,41 @@ void TunnelEditor::setTunnel(const TunnelConfig &tunnel)
     refreshState();
 }
 
-void TunnelEditor::focusName()
-{
-    m_name->setFocus(Qt::OtherFocusReason);
-}
-
-void TunnelEditor::changeEvent(QEvent *event)
-{
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::LanguageChange)
-        retranslate();
-}
-
-void TunnelEditor::retranslate()
-{
-    m_nameLabel->setText(tr("Name"));
-    m_hostnameLabel->setText(tr("Hostname"));
-    m_tokenLabel->setText(tr("Token"));
-    m_name->setPlaceholderText(tr("e.g. Pemberlune Staging"));
-    m_hostname->setPlaceholderText(tr("e.g. %1 (optional)").arg("staging.example.com"_L1));
-    m_token->setPlaceholderText(m_model.tokenPrompt());
-    m_token->setToolTip(m_model.tokenPrompt()); // it is longer than the field
-    m_startOnLaunch->setText(tr("Start this tunnel when the app opens"));
-    m_explanation->setText(tr(
-        "Paste either the bare token or the whole `cloudflared tunnel run --token …` command: the token is "
-        "extracted automatically and stored in the macOS Keychain."));
-    m_tokenWarning->setContent(u"exclamationmark.triangle"_s,
-                               tr("This doesn't look like a tunnel token: they usually start with \"eyJ\"."),
-                               ColorRole::Orange);
-    m_savedNote->setText(tr("Saved"));
-    m_save->setText(m_model.saveTitle());
-    refreshReveal();
-    refreshInput();
-    refreshState();
-}
-
-/// Shows what the model holds, as after loading.
-void TunnelEditor::showInput()
-{
-    m_name->showValue(m_model.name);
-    m_hostname->showValue(m_model.hostname);
-    m_token->showValue(m_model.token);
-    m_startOnLaunch->setChecked(m_model.startOnLaunch);
-    m_name->setCursorPosition(0); // shows where a long text begins
-    m_hostname->setCursorPosition(0);
-}
-
 /// Shows what depends on the input.
 void TunnelEditor::refreshInput()
 {
     m_title->setText(m_model.title());
     m_tokenWarning->setVisible(m_model.showsTokenWarning());
-    const bool canSave = m_model.canSave();
-    m_save->setEnabled(canSave);
-    m_returnKey->setEnabled(canSave);
-    m_enterKey->setEnabled(canSave);
+    m_save->setEnabled(m_model.canSave());
 }
 
+/// Shows the tunnel's present state.
 void TunnelEditor::refreshState()
 {
     m_toggle->setText(m_model.toggleTitle());
     m_state->setText(m_model.state().label());
 }
 
-void TunnelEditor::refreshReveal()
+void TunnelEditor::setRevealToken(bool revealToken)
 {
-    m_reveal->setSymbol(m_isTokenRevealed ? u"eye.slash"_s : u"eye"_s);
-    m_reveal->setTitle(m_isTokenRevealed ? tr("Hide") : tr("Show"));
+    m_revealToken = revealToken;
+    m_token->setRevealed(revealToken);
+    m_reveal->setContent(revealToken ? u"eye.slash"_s : u"eye"_s, revealToken ? u"Hide"_s : u"Show"_s);
 }
 
-void TunnelEditor::toggleReveal()
+/// Fades the note in or out with the style's own duration, at once where the style has none. While it is out
+/// it takes no room and assistive technology does not read it.
+void TunnelEditor::setSavedFeedback(bool savedFeedback)
 {
-    m_isTokenRevealed = !m_isTokenRevealed;
-    m_token->setRevealed(m_isTokenRevealed);
-    refreshReveal();
+    if (savedFeedback == m_savedFeedback)
+        return;
+    m_savedFeedback = savedFeedback;
+    if (savedFeedback)
+        m_savedNote->show();
+    m_fade->setDuration(style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this));
+    m_fade->setDirection(savedFeedback ? QAbstractAnimation::Forward : QAbstractAnimation::Backward);
+    if (m_fade->state() == QAbstractAnimation::Stopped)
+        m_fade->start();
 }
 
 void TunnelEditor::save()
@@ -225,6 +213,6 @@ void TunnelEditor::save()
     if (!m_model.isNew())
         m_token->forget();
     m_onSaved(id);
-    m_savedNote->setIn(true);
-    QTimer::singleShot(savedNoteTime, this, [this] { m_savedNote->setIn(false); });
+    setSavedFeedback(true);
+    QTimer::singleShot(savedNoteTime, this, [this] { setSavedFeedback(false); });
 }

@@ -10,20 +10,18 @@
 #include <functional>
 
 class ClampedLabel;
-class FadingLabel;
 class QCheckBox;
-class QLabel;
 class QLayout;
+class QPropertyAnimation;
 class QPushButton;
-class QShortcut;
-class SecretField;
 class SymbolButton;
 class SymbolLabel;
 class TextField;
 class TextLabel;
+class TokenField;
 
 /// The form in which a tunnel is made or edited. One editor belongs to one tunnel, or to the new one, for as
-/// long as it lives; input that was not saved goes with it.
+/// long as it lives; input that was not saved goes with it. The focus it is given goes to the name.
 class TunnelEditor : public QWidget
 {
     Q_OBJECT
@@ -38,45 +36,33 @@ public:
 
     /// Takes the present record of the tunnel; what was typed stays.
     void setTunnel(const TunnelConfig &tunnel);
-    /// Puts the cursor where a new tunnel's input begins.
-    void focusName();
-
-protected:
-    void changeEvent(QEvent *event) override;
 
 private:
     QWidget *makeForm();
     QLayout *makeFields();
     QLayout *makeBottomBar();
     void connectInput();
-    void retranslate();
-    void showInput();
     void refreshInput();
-    /// Shows the tunnel's present state.
     void refreshState();
-    void refreshReveal();
-    void toggleReveal();
+    void setRevealToken(bool revealToken);
+    void setSavedFeedback(bool savedFeedback);
     void save();
 
     TunnelEditorModel m_model;
     SavedHandler m_onSaved;
-    bool m_isTokenRevealed = false;
+    bool m_revealToken = false;
+    bool m_savedFeedback = false;
 
     ClampedLabel *m_title;
-    QLabel *m_nameLabel;
     TextField *m_name;
-    QLabel *m_hostnameLabel;
     TextField *m_hostname;
-    QLabel *m_tokenLabel;
-    SecretField *m_token;
+    TokenField *m_token;
     SymbolButton *m_reveal;
     QCheckBox *m_startOnLaunch;
-    TextLabel *m_explanation;
     SymbolLabel *m_tokenWarning;
     QPushButton *m_toggle;
     ClampedLabel *m_state;
-    FadingLabel *m_savedNote;
+    TextLabel *m_savedNote;
+    QPropertyAnimation *m_fade; ///< of the note
     QPushButton *m_save;
-    QShortcut *m_returnKey;
-    QShortcut *m_enterKey;
 };

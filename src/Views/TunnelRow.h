@@ -3,8 +3,6 @@
 
 #pragma once
 
-#include "TunnelConfig.h"
-
 #include <QStyledItemDelegate>
 
 /// Draws one row of the list of tunnels: a dot in the colour of the tunnel's state, the name and below it the
@@ -14,11 +12,7 @@ class TunnelRow : public QStyledItemDelegate
     Q_OBJECT
 
 public:
-    explicit TunnelRow(QObject *parent = nullptr);
-
-    /// The dot's colour on that palette's ground of lists, with a contrast of at least 3:1 but for a stopped
-    /// tunnel, whose dot is faint.
-    static QColor dotColor(const TunnelState &state, const QPalette &palette);
+    using QStyledItemDelegate::QStyledItemDelegate;
 
     QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
     void paint(QPainter *painter, const QStyleOptionViewItem &option,

@@ -3,17 +3,17 @@
 
 #include "TunnelsSettingsView.h"
 
-#include "DividerLine.h"
-#include "EmptySelectionView.h"
-#include "SymbolButton.h"
+#include "SymbolLabel.h"
+#include "TextLabel.h"
 #include "TunnelEditor.h"
 #include "TunnelListModel.h"
-#include "TunnelListView.h"
-#include "TunnelManager.h"
 #include "TunnelRow.h"
 
-#include <QHBoxLayout>
-#include <QShowEvent>
+#include <QDrag>
+#include <QKeyEvent>
+#include <QListView>
+#include <QPushButton>
+#include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -24,6 +24,105 @@ constexpr int dividerPadding = 16;
 constexpr int buttonBarPadding = 6;
 constexpr QSize buttonSize(24, 20);
 constexpr QSize buttonSymbolSize(14, 14);
+constexpr int placeholderSymbolSide = 40;
+constexpr int placeholderSpacing = 12;
+
+/// The list of tunnels: rows are moved by dragging and by Alt+Up and Alt+Down.
+class TunnelListView : public QListView
+{
+public:
+    explicit TunnelListView(QWidget *parent);
+
+protected:
+    void dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
+                     const QList<int> &roles) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void startDrag(Qt::DropActions supported) override;
+
+private:
+    void moveSelectedRow(int distance);
+};
+
+TunnelListView::TunnelListView(QWidget *parent)
+    : QListView(parent)
+{
+    setSelectionMode(QAbstractItemView::SingleSelection);
+    setEditTriggers(QAbstractItemView::NoEditTriggers);
+    setDragDropMode(QAbstractItemView::InternalMove);
+    setDefaultDropAction(Qt::MoveAction);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+}
+
+/// A changed state changes no row's size: only that row is painted, where the base would lay out all of them.
+void TunnelListView::dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
+                                 const QList<int> &roles)
+{
+    if (roles.contains(TunnelListModel::StateRole))
+        QAbstractItemView::dataChanged(topLeft, bottomRight, roles); // NOLINT(bugprone-parent-virtual-call)
+    else
+        QListView::dataChanged(topLeft, bottomRight, roles);
+}
+
+void TunnelListView::keyPressEvent(QKeyEvent *event)
+{
+    const bool isMove = event->modifiers().testFlag(Qt::AltModifier) &&
+                        (event->key() == Qt::Key_Up || event->key() == Qt::Key_Down);
+    if (isMove)
+        moveSelectedRow(event->key() == Qt::Key_Up ? -1 : 1);
+    else
+        QListView::keyPressEvent(event);
+}
+
+/// The base would hold the picture of the row where it was taken, over the line that shows where it goes.
+/// What is dropped moves in the model: nothing is left to be removed here.
+void TunnelListView::startDrag(Qt::DropActions supported)
+{
+    constexpr QPoint pictureOffset(16, 20); // from the pointer
+    const QModelIndexList selected = selectedIndexes();
+    if (selected.isEmpty())
+        return;
+    auto *drag = new QDrag(this);
+    drag->setMimeData(model()->mimeData(selected));
+    drag->setPixmap(viewport()->grab(visualRect(selected.first()) & viewport()->rect()));
+    drag->setHotSpot(-pictureOffset);
+    drag->exec(supported, defaultDropAction());
+}
+
+/// Nothing happens at the ends of the list.
+void TunnelListView::moveSelectedRow(int distance)
+{
+    const QModelIndexList selected = selectedIndexes();
+    if (selected.isEmpty())
+        return;
+    const int row = selected.first().row();
+    model()->moveRow({}, row, {}, distance < 0 ? row - 1 : row + 2); // before which row it then stands
+    scrollTo(currentIndex());
+}
+
+/// Stands where there is no tunnel to edit. The focus it is given goes to its button.
+class EmptySelectionView : public QWidget
+{
+public:
+    EmptySelectionView(bool hasTunnels, const std::function<void()> &onAdd, QWidget *parent)
+        : QWidget(parent)
+    {
+        auto *symbol = new SymbolView(placeholderSymbolSide);
+        symbol->setSymbol(u"bolt.horizontal.icloud"_s, ColorRole::SecondaryLabel);
+        auto *text = new TextLabel(FontRole::Headline);
+        text->setText(hasTunnels ? u"Select a tunnel"_s : u"No tunnels configured"_s);
+        auto *addButton = new QPushButton(u"Add Tunnel"_s);
+        addButton->setDefault(true);
+        connect(addButton, &QPushButton::clicked, this, onAdd);
+        setFocusProxy(addButton);
+        auto *column = new QVBoxLayout(this);
+        column->setSpacing(placeholderSpacing);
+        column->addStretch();
+        for (QWidget *item : std::initializer_list<QWidget *>{symbol, text, addButton})
+            column->addWidget(item, 0, Qt::AlignHCenter);
+        column->addStretch();
+    }
+};
 
 } // namespace
 
@@ -39,13 +138,13 @@ TunnelsSettingsView::TunnelsSettingsView(TunnelManager &manager, QWidget *parent
 {
     m_list->setModel(m_model);
     m_list->setItemDelegate(new TunnelRow(m_list));
+    m_list->setAccessibleName(u"Tunnels"_s);
     m_columns->setSpacing(0);
     m_columns->addWidget(makeSidebar());
     m_columns->addSpacing(dividerPadding);
-    m_columns->addWidget(new DividerLine(this));
+    m_columns->addWidget(makeDivider(QFrame::VLine, this));
     m_columns->addSpacing(dividerPadding);
     connectActions();
-    retranslate();
 }
 
 QWidget *TunnelsSettingsView::makeSidebar()
@@ -55,8 +154,8 @@ QWidget *TunnelsSettingsView::makeSidebar()
     auto *bar = new QHBoxLayout;
     bar->setContentsMargins(0, buttonBarPadding, 0, 0);
     bar->setSpacing(0);
-    m_addButton->setSymbol(u"plus"_s);
-    m_deleteButton->setSymbol(u"minus"_s);
+    m_addButton->setContent(u"plus"_s, u"Add tunnel"_s);
+    m_deleteButton->setContent(u"minus"_s, u"Delete the selected tunnel"_s);
     for (SymbolButton *button : {m_addButton, m_deleteButton}) {
         button->setFixedSize(buttonSize);
         button->setIconSize(buttonSymbolSize);
@@ -95,27 +194,13 @@ void TunnelsSettingsView::showEvent(QShowEvent *event)
         m_list->setFocus(Qt::OtherFocusReason);
 }
 
-void TunnelsSettingsView::changeEvent(QEvent *event)
-{
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::LanguageChange)
-        retranslate();
-}
-
-void TunnelsSettingsView::retranslate()
-{
-    m_list->setAccessibleName(tr("Tunnels"));
-    m_addButton->setTitle(tr("Add tunnel"));
-    m_deleteButton->setTitle(tr("Delete the selected tunnel"));
-}
-
 void TunnelsSettingsView::refresh()
 {
     m_isRefreshing = true;
     m_model->refresh();
     refreshListSelection();
     m_isRefreshing = false;
-    m_deleteButton->setEnabled(m_selection.canDelete());
+    m_deleteButton->setEnabled(m_selection.selection().has_value());
     refreshPane();
 }
 
@@ -141,54 +226,39 @@ void TunnelsSettingsView::refreshListSelection()
 void TunnelsSettingsView::refreshPane()
 {
     const TunnelsSelection::Pane pane = m_selection.pane();
-    if (!m_shownPane || !m_shownPane->hasIdentityOf(pane))
-        replacePane(pane);
-    else if (m_editor && pane.kind == TunnelsSelection::Pane::Kind::Tunnel)
-        m_editor->setTunnel(pane.tunnel);
+    const bool isSame = m_pane && m_shownPane.hasIdentityOf(pane);
     m_shownPane = pane;
-    if (m_placeholder)
-        m_placeholder->setHasTunnels(!m_manager.tunnels().isEmpty());
-}
-
-/// The old pane may be the one whose signal has led here: it goes once that has been dealt with.
-void TunnelsSettingsView::replacePane(const TunnelsSelection::Pane &pane)
-{
-    for (QWidget *old : std::initializer_list<QWidget *>{m_editor, m_placeholder}) {
-        if (!old)
-            continue;
-        old->hide();
-        m_columns->removeWidget(old);
-        old->deleteLater();
+    if (isSame) {
+        if (pane.kind == TunnelsSelection::Pane::Kind::Tunnel)
+            static_cast<TunnelEditor *>(m_pane)->setTunnel(pane.tunnel);
+        return;
     }
-    m_editor = nullptr;
-    m_placeholder = nullptr;
-    QWidget *shown = makePane(pane);
-    m_columns->addWidget(shown, 1);
-    shown->show(); // at once: the layout alone would do it a turn later
+    if (m_pane) {
+        m_pane->hide();
+        m_columns->removeWidget(m_pane);
+        m_pane->deleteLater(); // its signal may be what has led here
+    }
+    m_pane = makePane(pane);
+    m_columns->addWidget(m_pane, 1);
+    m_pane->show(); // at once: the layout alone would do it a turn later
     if (pane.kind == TunnelsSelection::Pane::Kind::NewTunnel)
-        m_editor->focusName();
+        m_pane->setFocus(Qt::OtherFocusReason);
 }
 
 QWidget *TunnelsSettingsView::makePane(const TunnelsSelection::Pane &pane)
 {
     switch (pane.kind) {
     case TunnelsSelection::Pane::Kind::NewTunnel:
-        m_editor = new TunnelEditor(
+        return new TunnelEditor(
             m_manager, std::nullopt, [this](const QUuid &id) { created(id); }, this);
-        return m_editor;
     case TunnelsSelection::Pane::Kind::Tunnel:
-        m_editor = new TunnelEditor(
+        return new TunnelEditor(
             m_manager, pane.tunnel, [](const QUuid &) {}, this);
-        return m_editor;
     case TunnelsSelection::Pane::Kind::Placeholder:
         break;
     }
-    m_placeholder = new EmptySelectionView(!m_manager.tunnels().isEmpty(), this);
-    connect(m_placeholder, &EmptySelectionView::addRequested, this, [this] {
-        m_selection.addFromPlaceholder();
-        refresh();
-    });
-    return m_placeholder;
+    return new EmptySelectionView(
+        pane.hasTunnels, [this] { addFromPlaceholder(); }, this);
 }
 
 void TunnelsSettingsView::selectRow()
@@ -205,12 +275,18 @@ void TunnelsSettingsView::add()
     refresh();
 }
 
+void TunnelsSettingsView::addFromPlaceholder()
+{
+    m_selection.addFromPlaceholder();
+    refresh();
+}
+
 void TunnelsSettingsView::remove()
 {
     m_selection.remove();
     refresh();
-    if (m_placeholder)
-        m_placeholder->focusAddButton();
+    if (m_shownPane.kind == TunnelsSelection::Pane::Kind::Placeholder)
+        m_pane->setFocus(Qt::OtherFocusReason);
 }
 
 void TunnelsSettingsView::created(const QUuid &id)

@@ -6,8 +6,9 @@
 #include "Text.h"
 #include "TunnelManager.h"
 
-#include <algorithm>
 #include <utility>
+
+using namespace Qt::StringLiterals;
 
 TunnelEditorModel::TunnelEditorModel(TunnelManager &manager, std::optional<TunnelConfig> tunnel)
     : m_manager(manager)
@@ -36,22 +37,17 @@ bool TunnelEditorModel::showsTokenWarning() const
     return !token.isEmpty() && !TunnelManager::normalizeToken(token).startsWith(u"eyJ");
 }
 
-TunnelConfig TunnelEditorModel::edited(const TunnelConfig &record) const
-{
-    return {record.id, Text::trimmedOfBlanks(name), Text::trimmedOfBlanks(hostname), startOnLaunch};
-}
-
 QUuid TunnelEditorModel::save()
 {
     const QString clean = TunnelManager::normalizeToken(token);
+    const TunnelConfig record{m_tunnel ? m_tunnel->id : QUuid::createUuid(), Text::trimmedOfBlanks(name),
+                              Text::trimmedOfBlanks(hostname), startOnLaunch};
     if (isNew()) {
-        const TunnelConfig record = edited({QUuid::createUuid(), {}, {}, false});
         m_manager.add(record, clean);
-        return record.id;
+    } else {
+        m_manager.update(record, clean.isEmpty() ? std::nullopt : std::optional(clean));
+        token.clear();
     }
-    const TunnelConfig record = edited(*m_tunnel);
-    m_manager.update(record, clean.isEmpty() ? std::nullopt : std::optional(clean));
-    token.clear();
     return record.id;
 }
 
@@ -62,30 +58,28 @@ TunnelState TunnelEditorModel::state() const
 
 void TunnelEditorModel::toggle()
 {
-    if (state().isRunning())
-        m_manager.stop(m_tunnel->id);
-    else if (m_tunnel)
-        m_manager.start(m_tunnel->id);
+    if (m_tunnel)
+        m_manager.toggle(m_tunnel->id);
 }
 
 QString TunnelEditorModel::title() const
 {
     if (isNew())
-        return tr("New Tunnel");
-    return name.isEmpty() ? tr("Tunnel") : name;
+        return u"New Tunnel"_s;
+    return name.isEmpty() ? u"Tunnel"_s : name;
 }
 
 QString TunnelEditorModel::tokenPrompt() const
 {
-    return isNew() ? tr("Paste the tunnel token") : tr("Stored in the Keychain · paste to replace it");
+    return isNew() ? u"Paste the tunnel token"_s : u"Stored in the Keychain · paste to replace it"_s;
 }
 
 QString TunnelEditorModel::saveTitle() const
 {
-    return isNew() ? tr("Add") : tr("Save");
+    return isNew() ? u"Add"_s : u"Save"_s;
 }
 
 QString TunnelEditorModel::toggleTitle() const
 {
-    return state().isRunning() ? tr("Stop") : tr("Start");
+    return state().isRunning() ? u"Stop"_s : u"Start"_s;
 }

@@ -5,21 +5,14 @@
 
 #include "TunnelConfig.h"
 
-#include <QCoreApplication>
-#include <QString>
-
-#include <optional>
-
 class TunnelManager;
 
-/// What the form of one tunnel holds and decides: the input as it was typed, whether and how it is saved, and
+/// The form of one tunnel without its widgets: the input as it was typed, whether and how it is saved, and
 /// every text of the form that depends on it.
 ///
 /// A stored token is never read back: the form's token is only what replaces it.
 class TunnelEditorModel
 {
-    Q_DECLARE_TR_FUNCTIONS(TunnelEditor)
-
 public:
     /// Without `tunnel` the form makes a new one. `manager` outlives the model.
     TunnelEditorModel(TunnelManager &manager, std::optional<TunnelConfig> tunnel);
@@ -45,7 +38,7 @@ public:
 
     /// Stopped for a new tunnel.
     TunnelState state() const;
-    /// Starts a tunnel that does not run, stops one that does; looks at the state at this moment.
+    /// Does what a click on the tunnel does anywhere; nothing for a new one.
     void toggle();
 
     QString title() const;
@@ -54,8 +47,6 @@ public:
     QString toggleTitle() const;
 
 private:
-    TunnelConfig edited(const TunnelConfig &record) const;
-
     TunnelManager &m_manager;
     std::optional<TunnelConfig> m_tunnel;
 };

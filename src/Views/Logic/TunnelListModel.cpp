@@ -6,6 +6,7 @@
 #include "TunnelManager.h"
 
 #include <algorithm>
+#include <utility>
 
 TunnelListModel::TunnelListModel(TunnelManager &manager, QObject *parent)
     : QAbstractListModel(parent)
@@ -16,52 +17,11 @@ TunnelListModel::TunnelListModel(TunnelManager &manager, QObject *parent)
 
 void TunnelListModel::refresh()
 {
-    if (!m_tunnels.isSharedWith(m_manager.tunnels()))
-        refreshTunnels();
-    refreshStates();
-}
-
-/// Rows that came and went are told apart by what the old and the new list have in common at both ends.
-void TunnelListModel::refreshTunnels()
-{
-    const auto haveOneId = [](const TunnelConfig &a, const TunnelConfig &b) { return a.id == b.id; };
-    const QList<TunnelConfig> before = m_tunnels;
     const QList<TunnelConfig> &now = m_manager.tunnels();
-    const int head =
-        int(std::mismatch(before.begin(), before.end(), now.begin(), now.end(), haveOneId).first -
-            before.begin());
-    const int tail =
-        int(std::mismatch(before.rbegin(), before.rend() - head, now.rbegin(), now.rend() - head, haveOneId)
-                .first -
-            before.rbegin());
-    const int gone = int(before.size()) - head - tail;
-    const int come = int(now.size()) - head - tail;
-    if (gone > 0) {
-        beginRemoveRows({}, head, head + gone - 1);
-        m_tunnels.remove(head, gone);
-        m_states.remove(head, gone);
-        endRemoveRows();
-    }
-    if (come > 0) {
-        beginInsertRows({}, head, head + come - 1);
-        m_tunnels = m_tunnels.first(head) + now.sliced(head, come) + m_tunnels.sliced(head);
-        m_states.insert(head, come, TunnelState());
-        for (int row = head; row < head + come; ++row)
-            m_states[row] = stateOf(now[row]);
-        endInsertRows();
-    }
-    const QList<TunnelConfig> shown = m_tunnels;
-    m_tunnels = now;
-    for (int row = 0; row < int(now.size()); ++row) {
-        if (shown[row] != now[row])
-            Q_EMIT dataChanged(index(row), index(row));
-    }
-}
-
-void TunnelListModel::refreshStates()
-{
-    for (int row = 0; row < int(m_tunnels.size()); ++row) {
-        const TunnelState &state = stateOf(m_tunnels.at(row));
+    if (!m_tunnels.isSharedWith(now))
+        refreshTunnels(now);
+    for (int row = 0; row < rowCount(); ++row) {
+        const TunnelState &state = m_manager.state(m_tunnels.at(row).id);
         if (state == m_states.at(row))
             continue;
         m_states[row] = state;
@@ -69,17 +29,28 @@ void TunnelListModel::refreshStates()
     }
 }
 
+void TunnelListModel::refreshTunnels(const QList<TunnelConfig> &now)
+{
+    const auto haveOneId = [](const TunnelConfig &a, const TunnelConfig &b) { return a.id == b.id; };
+    if (!std::equal(m_tunnels.cbegin(), m_tunnels.cend(), now.cbegin(), now.cend(), haveOneId)) {
+        beginResetModel();
+        takeOver();
+        endResetModel();
+        return;
+    }
+    const QList<TunnelConfig> before = std::exchange(m_tunnels, now);
+    for (int row = 0; row < rowCount(); ++row) {
+        if (before[row] != now[row])
+            Q_EMIT dataChanged(index(row), index(row));
+    }
+}
+
 void TunnelListModel::takeOver()
 {
     m_tunnels = m_manager.tunnels();
-    m_states.resize(m_tunnels.size());
-    std::transform(m_tunnels.cbegin(), m_tunnels.cend(), m_states.begin(),
-                   [this](const TunnelConfig &tunnel) { return stateOf(tunnel); });
-}
-
-const TunnelState &TunnelListModel::stateOf(const TunnelConfig &tunnel) const
-{
-    return m_manager.state(tunnel.id);
+    m_states.clear();
+    for (const TunnelConfig &tunnel : std::as_const(m_tunnels))
+        m_states += m_manager.state(tunnel.id);
 }
 
 int TunnelListModel::rowOf(const QUuid &id) const

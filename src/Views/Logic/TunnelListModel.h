@@ -39,10 +39,8 @@ public:
                   const QModelIndex &destinationParent, int destinationChild) override;
 
 private:
-    void refreshTunnels();
-    void refreshStates();
+    void refreshTunnels(const QList<TunnelConfig> &now);
     void takeOver();
-    const TunnelState &stateOf(const TunnelConfig &tunnel) const;
 
     TunnelManager &m_manager;
     QList<TunnelConfig> m_tunnels; ///< shares its data with the manager's list until that changes

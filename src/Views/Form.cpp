@@ -1,11 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
-#include "FormScroller.h"
+#include "Form.h"
 
 #include <QEvent>
 #include <QLayout>
 #include <QScrollBar>
+
+#include <limits>
 
 FormScroller::FormScroller(QWidget *form, QWidget *parent)
     : QScrollArea(parent)
@@ -40,4 +42,10 @@ void FormScroller::showEvent(QShowEvent *event)
     QScrollArea::showEvent(event);
     widget()->layout()->invalidate();
     widget()->layout()->activate();
+}
+
+TextField::TextField(QWidget *parent)
+    : QLineEdit(parent)
+{
+    setMaxLength(std::numeric_limits<int>::max());
 }

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <QLineEdit>
 #include <QScrollArea>
 
 /// Holds a form and lets it be scrolled up and down where the window is too low for it, as with a large font.
@@ -21,4 +22,13 @@ public:
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
     void showEvent(QShowEvent *event) override;
+};
+
+/// A line of input that takes texts of any length.
+class TextField : public QLineEdit
+{
+    Q_OBJECT
+
+public:
+    explicit TextField(QWidget *parent = nullptr);
 };

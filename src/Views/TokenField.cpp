@@ -1,14 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
-#include "TextField.h"
+#include "TokenField.h"
 
-#include "FontRole.h"
+#include "TextLabel.h"
 
 #include <QAccessibleWidget>
 #include <QKeyEvent>
-
-#include <limits>
 
 namespace {
 
@@ -17,7 +15,7 @@ namespace {
 class MaskedFieldAccessible final : public QAccessibleWidget
 {
 public:
-    explicit MaskedFieldAccessible(SecretField *field)
+    explicit MaskedFieldAccessible(TokenField *field)
         : QAccessibleWidget(field, QAccessible::EditableText)
         , m_field(field)
     {
@@ -32,51 +30,34 @@ public:
     }
 
 private:
-    SecretField *m_field;
+    TokenField *m_field;
 };
 
 QAccessibleInterface *makeInterface(const QString &, QObject *object)
 {
-    auto *field = qobject_cast<SecretField *>(object);
+    auto *field = qobject_cast<TokenField *>(object);
     return field && field->isMasked() ? new MaskedFieldAccessible(field) : nullptr;
 }
 
 } // namespace
 
-TextField::TextField(QWidget *parent)
-    : QLineEdit(parent)
-{
-    setMaxLength(std::numeric_limits<int>::max());
-}
-
-void TextField::showValue(const QString &value)
-{
-    if (value != text())
-        setText(value);
-}
-
-MonospacedField::MonospacedField(QWidget *parent)
+TokenField::TokenField(QWidget *parent)
     : TextField(parent)
 {
     applyFontRole(this, FontRole::Monospaced);
-}
-
-SecretField::SecretField(QWidget *parent)
-    : MonospacedField(parent)
-{
     QAccessible::installFactory(makeInterface); // again changes nothing
     setRevealed(false);
 }
 
 /// The interface that assistive technology has had goes: the next one is made for the new mode.
-void SecretField::setRevealed(bool isRevealed)
+void TokenField::setRevealed(bool isRevealed)
 {
     setEchoMode(isRevealed ? QLineEdit::Normal : QLineEdit::Password);
     if (QAccessibleInterface *former = QAccessible::queryAccessibleInterface(this))
         QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(former));
 }
 
-void SecretField::forget()
+void TokenField::forget()
 {
     const bool wasMasked = isMasked();
     setRevealed(false); // what goes is announced as well
@@ -85,10 +66,10 @@ void SecretField::forget()
 }
 
 /// The base would take the selection away without copying it.
-void SecretField::keyPressEvent(QKeyEvent *event)
+void TokenField::keyPressEvent(QKeyEvent *event)
 {
     if (isMasked() && event->matches(QKeySequence::Cut))
         event->accept();
     else
-        MonospacedField::keyPressEvent(event);
+        TextField::keyPressEvent(event);
 }

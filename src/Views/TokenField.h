@@ -1,0 +1,25 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "Form.h"
+
+/// The field for a tunnel's token. While it is masked nothing of it can be copied or cut, and assistive
+/// technology is told of no character.
+class TokenField : public TextField
+{
+    Q_OBJECT
+
+public:
+    /// Starts masked.
+    explicit TokenField(QWidget *parent = nullptr);
+
+    void setRevealed(bool isRevealed);
+    bool isMasked() const { return echoMode() != QLineEdit::Normal; }
+    /// Clears the field and its undo history. It is masked meanwhile.
+    void forget();
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
+};
