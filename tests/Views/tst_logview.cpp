@@ -468,7 +468,8 @@ void TestLogView::plainMovesStayOnScreen()
     show();
     QScrollBar *bar = area()->verticalScrollBar();
     QTRY_VERIFY(area()->hasFocus()); // nobody put it there
-    QTest::keyClick(area(), Qt::Key_PageUp);
+    for (int page = 0; page < 2; ++page) // one may end on the first line that is seen
+        QTest::keyClick(area(), Qt::Key_PageUp);
     QVERIFY(bar->value() < bar->maximum());
     QTest::keyClick(area(), Qt::Key_End, Qt::ControlModifier);
     QVERIFY(endIsSeen());
