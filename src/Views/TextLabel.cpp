@@ -9,6 +9,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QFontDatabase>
+#include <QFontInfo>
 #include <QHelpEvent>
 #include <QPainter>
 #include <QStyle>
@@ -35,45 +36,26 @@ protected:
     void paintEvent(QPaintEvent *) override { QPainter(this).fillRect(rect(), dividerColor(palette())); }
 };
 
-/// In the unit that the font is measured in.
-QFont scaled(QFont font, qreal factor)
-{
-    if (font.pointSizeF() > 0)
-        font.setPointSizeF(font.pointSizeF() * factor);
-    else
-        font.setPixelSize(qRound(font.pixelSize() * factor));
-    return font;
-}
-
-QFont monospaced(const QFont &base)
-{
-    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    if (base.pointSizeF() > 0)
-        font.setPointSizeF(base.pointSizeF());
-    else
-        font.setPixelSize(base.pixelSize());
-    return font;
-}
-
 } // namespace
 
 QFont fontFor(FontRole role, const QFont &base)
 {
-    QFont font = base;
+    const qreal points = QFontInfo(base).pointSizeF(); // also of a font that is measured in pixels
+    QFont font = role == FontRole::Monospaced ? QFontDatabase::systemFont(QFontDatabase::FixedFont) : base;
     switch (role) {
     case FontRole::Body:
         break;
     case FontRole::Monospaced:
-        font = monospaced(base);
+        font.setPointSizeF(points);
         break;
     case FontRole::Caption:
-        font = scaled(base, captionScale);
+        font.setPointSizeF(points * captionScale);
         break;
     case FontRole::Headline:
         font.setBold(true);
         break;
     case FontRole::Title:
-        font = scaled(base, titleScale);
+        font.setPointSizeF(points * titleScale);
         font.setWeight(QFont::DemiBold);
         break;
     }

@@ -30,13 +30,6 @@ QColor withOpacity(QColor color, float opacity)
     return color;
 }
 
-QPalette::ColorGroup groupOf(const QStyleOptionViewItem &option)
-{
-    if (!option.state.testFlag(QStyle::State_Enabled))
-        return QPalette::Disabled;
-    return option.state.testFlag(QStyle::State_Active) ? QPalette::Active : QPalette::Inactive;
-}
-
 void drawLine(QPainter *painter, const QRect &rect, const QFont &font, const QColor &color,
               const QString &text)
 {
@@ -62,13 +55,13 @@ QColor dotColor(const TunnelState &state, const QPalette &palette)
 
 TunnelRow::Parts TunnelRow::partsOf(const QStyleOptionViewItem &option, const QModelIndex &index)
 {
-    Parts parts{{}, {}, {}, fontFor(FontRole::Caption, option.font)};
+    Parts parts{{}, {}, {}, fontFor(FontRole::Caption, option.font), 0};
     const bool hasHostname = !index.data(TunnelListModel::HostnameRole).toString().isEmpty();
     const int nameHeight = QFontMetrics(option.font).height();
-    const int hostnameHeight = hasHostname ? QFontMetrics(parts.captionFont).height() : 0;
+    const int hostnameHeight = QFontMetrics(parts.captionFont).height();
+    parts.height = nameHeight + (hasHostname ? lineSpacing + hostnameHeight : 0);
     const QRect inner = option.rect.adjusted(sidePadding, 0, -sidePadding, 0);
-    const int height = nameHeight + (hasHostname ? lineSpacing + hostnameHeight : 0);
-    const int top = inner.top() + (inner.height() - height) / 2;
+    const int top = inner.top() + (inner.height() - parts.height) / 2;
     const int left = inner.left() + dotSide + partSpacing;
     const int width = qMax(0, inner.right() + 1 - left);
     const auto placed = [&option](const QRect &rect) {
@@ -85,9 +78,7 @@ QSize TunnelRow::sizeHint(const QStyleOptionViewItem &option, const QModelIndex 
 {
     QStyleOptionViewItem shown = option;
     initStyleOption(&shown, index);
-    const Parts parts = partsOf(shown, index);
-    const int hostnameHeight = parts.hostname.isEmpty() ? 0 : lineSpacing + parts.hostname.height();
-    return {0, parts.name.height() + hostnameHeight + 2 * rowPadding};
+    return {0, partsOf(shown, index).height + 2 * rowPadding};
 }
 
 void TunnelRow::paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const
@@ -98,17 +89,16 @@ void TunnelRow::paint(QPainter *painter, const QStyleOptionViewItem &option, con
     const QStyle *style = shown.widget->style();
     style->drawControl(QStyle::CE_ItemViewItem, &shown, painter, shown.widget); // ground and focus frame
 
-    const QPalette::ColorGroup group = groupOf(shown);
     const bool isSelected = shown.state.testFlag(QStyle::State_Selected);
-    const QColor text = shown.palette.color(group, isSelected ? QPalette::HighlightedText : QPalette::Text);
-    const QColor secondary = isSelected ? withOpacity(text, secondaryOpacity)
-                                        : shown.palette.color(group, QPalette::PlaceholderText);
+    const QColor text = shown.palette.color(isSelected ? QPalette::HighlightedText : QPalette::Text);
+    const QColor secondary =
+        isSelected ? withOpacity(text, secondaryOpacity) : shown.palette.color(QPalette::PlaceholderText);
     const Parts parts = partsOf(shown, index);
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
     painter->setPen(Qt::NoPen);
     if (isSelected) { // the dot's colour is one for the list's own ground
-        painter->setBrush(shown.palette.brush(group, QPalette::Base));
+        painter->setBrush(shown.palette.brush(QPalette::Base));
         painter->drawEllipse(parts.dot.adjusted(-dotRim, -dotRim, dotRim, dotRim));
     }
     painter->setBrush(dotColor(index.data(TunnelListModel::StateRole).value<TunnelState>(), shown.palette));

@@ -27,6 +27,7 @@ private:
         QRect name;
         QRect hostname; ///< empty without a host name
         QFont captionFont;
+        int height; ///< of the texts
     };
     static Parts partsOf(const QStyleOptionViewItem &option, const QModelIndex &index);
 };

@@ -247,18 +247,14 @@ void TunnelsSettingsView::refreshPane()
 
 QWidget *TunnelsSettingsView::makePane(const TunnelsSelection::Pane &pane)
 {
-    switch (pane.kind) {
-    case TunnelsSelection::Pane::Kind::NewTunnel:
-        return new TunnelEditor(
-            m_manager, std::nullopt, [this](const QUuid &id) { created(id); }, this);
-    case TunnelsSelection::Pane::Kind::Tunnel:
+    if (pane.kind == TunnelsSelection::Pane::Kind::Placeholder)
+        return new EmptySelectionView(
+            pane.hasTunnels, [this] { addFromPlaceholder(); }, this);
+    if (pane.kind == TunnelsSelection::Pane::Kind::Tunnel)
         return new TunnelEditor(
             m_manager, pane.tunnel, [](const QUuid &) {}, this);
-    case TunnelsSelection::Pane::Kind::Placeholder:
-        break;
-    }
-    return new EmptySelectionView(
-        pane.hasTunnels, [this] { addFromPlaceholder(); }, this);
+    return new TunnelEditor(
+        m_manager, std::nullopt, [this](const QUuid &id) { created(id); }, this);
 }
 
 void TunnelsSettingsView::selectRow()
