@@ -4,6 +4,8 @@
 #include "TunnelConfig.h"
 
 #include <QCoreApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QStringList>
 
 using namespace Qt::StringLiterals;
@@ -50,6 +52,27 @@ std::optional<TunnelConfig> TunnelConfig::fromJson(const QJsonObject &object)
     if (!uuid)
         return std::nullopt;
     return TunnelConfig{*uuid, name.toString(), hostname.toString(), startOnLaunch.toBool()};
+}
+
+QByteArray TunnelConfig::toJson(const QList<TunnelConfig> &tunnels)
+{
+    QJsonArray records;
+    for (const TunnelConfig &tunnel : tunnels)
+        records += tunnel.toJson();
+    return QJsonDocument(records).toJson(QJsonDocument::Compact);
+}
+
+QList<TunnelConfig> TunnelConfig::listFromJson(const QByteArray &json)
+{
+    QList<TunnelConfig> tunnels;
+    const QJsonArray records = QJsonDocument::fromJson(json).array();
+    for (const QJsonValue record : records) {
+        const std::optional<TunnelConfig> tunnel = fromJson(record.toObject());
+        if (!tunnel)
+            return {};
+        tunnels += *tunnel;
+    }
+    return tunnels;
 }
 
 size_t qHash(const TunnelConfig &tunnel, size_t seed) noexcept

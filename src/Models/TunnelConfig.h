@@ -7,6 +7,7 @@
 
 #include <QHash>
 #include <QJsonObject>
+#include <QList>
 #include <QString>
 #include <QUrl>
 #include <QUuid>
@@ -32,6 +33,10 @@ struct TunnelConfig
     QJsonObject toJson() const;
     /// Strict: none when a member is missing or of another type. Unknown members are ignored.
     static std::optional<TunnelConfig> fromJson(const QJsonObject &object);
+    /// Returns the stored form of a list, a compact array.
+    static QByteArray toJson(const QList<TunnelConfig> &tunnels);
+    /// Returns the whole list or nothing: one record that cannot be read loses all of them.
+    static QList<TunnelConfig> listFromJson(const QByteArray &json);
 
     bool operator==(const TunnelConfig &) const = default;
 };
