@@ -5,7 +5,6 @@
 // prints nearly 50,000 lines a second, against a QPlainTextEdit that is given the same lines once a frame.
 // The argument is the seconds of the flood.
 
-#include "DescriptorWatcher.h"
 #include "Fakes.h"
 #include "LinuxChildLauncher.h"
 #include "LogTextArea.h"
@@ -137,10 +136,9 @@ int main(int argc, char **argv)
     const QString executable = qEnvironmentVariable("MORVANEL_CLOUDFLARED");
     FakeWorld world;
     world.preferences.values.remove(u"cloudflaredPath"_s);
-    DescriptorWatcher watcher;
-    LinuxChildLauncher launcher(watcher);
-    TunnelManager manager({world.preferences, world.secrets, launcher, world.processes, world.files,
-                           world.loginItem, world.scheduler});
+    LinuxChildLauncher launcher;
+    TunnelManager manager(
+        {world.preferences, world.secrets, launcher, world.processes, world.loginItem, world.scheduler});
     TunnelRunner &runner = *manager.runner(FakeWorld::addTunnel(manager, u"Home"_s).id);
 
     qputenv("MORVANEL_SCRIPT", "blast 2500 150\nexit 0");

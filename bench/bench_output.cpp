@@ -62,8 +62,7 @@ double bareSeconds(const QByteArray &executable)
 
 double runnerSeconds(const QByteArray &executable)
 {
-    DescriptorWatcher watcher;
-    LinuxChildLauncher launcher(watcher);
+    LinuxChildLauncher launcher;
     TimerScheduler scheduler;
     TunnelRunner runner(QUuid::createUuid(), launcher, scheduler);
     runner.onProcessExited = [](qint32) { QCoreApplication::quit(); };

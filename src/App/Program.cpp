@@ -36,19 +36,16 @@ void completeStartup(const QVariantMap &platformData)
 Program::Program(SingleInstance &instance, QObject *parent)
     : QObject(parent)
     , m_instance(instance)
-    , m_launcher(m_watcher)
     , m_preferences(PreferencesFile::defaultPath())
     , m_loginItem(AutostartLoginItem::defaultFolder(), QCoreApplication::applicationFilePath())
     , m_statusItem(QDBusConnection::sessionBus(),
                    QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation))
-    , m_manager(TunnelServices{m_preferences, m_secrets, m_launcher, m_processes, m_files, m_loginItem,
-                               m_scheduler})
+    , m_manager(TunnelServices{m_preferences, m_secrets, m_launcher, m_processes, m_loginItem, m_scheduler})
     , m_windows(m_manager, m_application)
     , m_delegate(m_manager, m_windows, m_application, m_scheduler,
                  [this] { return makeStatusItemController(); })
-    , m_signals(m_watcher)
-    , m_exitGuard(m_launcher)
 {
+    m_launcher.endAllAtExit();
     connect(&m_application, &FreedesktopApplication::terminationRequested, this,
             &Program::answerTerminationRequest);
     connect(&m_signals, &TerminationSignals::received, &m_application, &FreedesktopApplication::terminate);

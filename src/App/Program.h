@@ -5,16 +5,13 @@
 
 #include "AppDelegate.h"
 #include "AutostartLoginItem.h"
-#include "DescriptorWatcher.h"
-#include "ExitGuard.h"
 #include "FreedesktopApplication.h"
 #include "FreedesktopStatusItem.h"
 #include "LinuxChildLauncher.h"
 #include "LinuxProcessTable.h"
-#include "PosixFileAccess.h"
 #include "PreferencesFile.h"
+#include "ProcessSetup.h"
 #include "SecretServiceStore.h"
-#include "TerminationSignals.h"
 #include "ThemePalette.h"
 #include "TimerScheduler.h"
 #include "TunnelManager.h"
@@ -43,10 +40,8 @@ private:
     std::unique_ptr<StatusItemController> makeStatusItemController();
 
     SingleInstance &m_instance;
-    DescriptorWatcher m_watcher;
     LinuxChildLauncher m_launcher;
     LinuxProcessTable m_processes;
-    PosixFileAccess m_files;
     TimerScheduler m_scheduler;
     PreferencesFile m_preferences;
     SecretServiceStore m_secrets;
@@ -58,5 +53,4 @@ private:
     WindowPresenter m_windows;
     AppDelegate m_delegate;
     TerminationSignals m_signals;
-    ExitGuard m_exitGuard;
 };

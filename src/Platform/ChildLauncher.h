@@ -19,19 +19,19 @@ struct ChildCommand
     QStringList arguments;
     /// Entries that are set on top of a copy of this process's own environment.
     std::vector<std::pair<QByteArray, QByteArray>> environment;
-    /// Called from inside `launch` with the id of the process that is about to run the program; that may
-    /// still fail. Should this process end before the call returns, the program is never run.
-    std::function<void(qint32 pid)> aboutToRun = {};
 };
 
-/// A child process that was launched. Its standard output and standard error are one pipe, its standard
-/// input is the null device, it leads a process group of its own, with an empty signal mask and default
-/// dispositions, and has no other descriptor of this process.
+/// A child process. It waits until `run` lets it run its program, so that its id can be written down before.
+/// Should this process end in the meantime, the child ends as well and has run nothing.
 ///
-/// The protocol: any number of `output` calls, then `ended` exactly once; both on the main thread, never
-/// from inside `launch`. Whatever the child wrote before it ended is delivered before `ended`. Destroying
-/// the handle ends the calls and lets the child go on by itself; its launcher reads its output away and
-/// collects its exit status. The handle may be destroyed from inside its own callbacks.
+/// Its standard output and standard error are one pipe, its standard input is the null device. It leads a
+/// process group of its own, with an empty signal mask and default dispositions, and has no other descriptor
+/// of this process.
+///
+/// Calls any number of `output`, then `ended` exactly once; both on the main thread from the event loop.
+/// Whatever the child wrote before it ended is delivered before `ended`. Destroying the handle ends the
+/// calls. It ends a child that still waits; any other goes on by itself, and its launcher reads its output
+/// away and collects its exit status. The handle may be destroyed from inside its own callbacks.
 class ChildProcess
 {
 public:
@@ -45,26 +45,31 @@ public:
     virtual ~ChildProcess() = default;
 
     virtual qint32 pid() const = 0;
-    /// Whether the child lives; false from the moment it ended, also before `ended` was called.
+    /// Lets the child run its program, and returns once it does or could not. Returns an empty text, or the
+    /// platform's description of the failure: the process is gone then and `ended` is never called. A child
+    /// that was sent a signal while it waited ends by it and runs nothing, which is no failure.
+    [[nodiscard]] virtual QString run() = 0;
+    /// False from the time on when the end of the child was noticed, also before `ended` is called.
     virtual bool isRunning() const = 0;
-    /// SIGTERM. Nothing once the child has ended.
+    /// Sends SIGTERM. Does nothing once the child has ended.
     virtual void terminate() = 0;
-    /// SIGKILL. Nothing once the child has ended.
+    /// Sends SIGKILL. Does nothing once the child has ended.
     virtual void kill() = 0;
 };
 
-/// Launches child processes.
+/// Makes child processes.
 class ChildLauncher
 {
 public:
-    struct Result
+    struct Prepared
     {
-        std::unique_ptr<ChildProcess> child; ///< null when the launch failed
+        std::unique_ptr<ChildProcess> child; ///< null when there is none
         QString error;                       ///< the platform's description of the failure
     };
 
     virtual ~ChildLauncher() = default;
 
-    /// Returns once the program runs or could not be run. Never waits for the child.
-    virtual Result launch(const ChildCommand &command, ChildProcess::Callbacks callbacks) = 0;
+    /// Makes a process that waits for `ChildProcess::run`. Any number may wait at a time.
+    [[nodiscard]] virtual Prepared prepare(const ChildCommand &command,
+                                           ChildProcess::Callbacks callbacks) = 0;
 };

@@ -3,31 +3,17 @@
 
 #pragma once
 
-#include <QByteArray>
+#include <QByteArrayView>
 #include <QtGlobal>
 
-#include <memory>
-
-/// A process of this user that need not be a child of ours. The handle keeps meaning the same process, also
-/// when that has ended and its id was given to another.
-class ProcessHandle
-{
-public:
-    virtual ~ProcessHandle() = default;
-
-    /// Absolute path of the program it runs, also when the file was replaced or removed since; empty when it
-    /// cannot be read.
-    virtual QByteArray executablePath() const = 0;
-    /// SIGTERM; nothing when the process has ended.
-    virtual void terminate() = 0;
-};
-
-/// The processes of the system, by id.
+/// The processes of the system, which need not be children of this one.
 class ProcessTable
 {
 public:
     virtual ~ProcessTable() = default;
 
-    /// Null unless the process exists and this user may signal it.
-    virtual std::unique_ptr<ProcessHandle> find(qint32 pid) = 0;
+    /// Sends SIGTERM to the process if this user may signal it and the absolute path of the program that it
+    /// runs ends with `pathEnd`, also when the program's file was replaced or removed since. Never reaches
+    /// another process that got the same id in between.
+    virtual void terminate(qint32 pid, QByteArrayView pathEnd) = 0;
 };

@@ -3,9 +3,15 @@
 
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
+
+// glibc 2.36 declares the functions without C linkage for C++.
+extern "C" {
+#include <sys/pidfd.h>
+}
 
 /// Owns a file descriptor.
 class FileDescriptor
@@ -37,4 +43,23 @@ public:
 
 private:
     int m_fd = -1;
+};
+
+/// Both ends of a pipe, which no started program inherits. Neither is open when the system has no more;
+/// `errno` says which it lacks, right after the creation.
+struct Pipe
+{
+    /// @param flags for both ends, such as O_NONBLOCK
+    explicit Pipe(int flags = 0)
+    {
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC | flags) != 0)
+            return;
+        readEnd = FileDescriptor(ends[0]);
+        writeEnd = FileDescriptor(ends[1]);
+    }
+    bool isOpen() const { return readEnd.isOpen(); }
+
+    FileDescriptor readEnd;
+    FileDescriptor writeEnd;
 };

@@ -5,8 +5,6 @@
 
 #include "Text.h"
 
-#include <QList>
-
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -49,25 +47,6 @@ bool contains(string_view line, const Needle &needle)
     return false;
 }
 
-bool isNumber(QChar::Category category)
-{
-    return category == QChar::Number_DecimalDigit || category == QChar::Number_Letter ||
-           category == QChar::Number_Other;
-}
-
-/// The bytes of the number character, of any script, that the UTF-8 `text` begins with; 0 for another one.
-size_t leadingNumberSize(string_view text)
-{
-    if (text.empty())
-        return 0;
-    const auto lead = static_cast<unsigned char>(text.front());
-    if (lead < 0x80)
-        return lead >= '0' && lead <= '9' ? 1 : 0;
-    const size_t size = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
-    const QString character = QString::fromUtf8(text.data(), qsizetype(std::min(size, text.size())));
-    return isNumber(QChar::category(character.toUcs4().first())) ? size : 0;
-}
-
 } // namespace
 
 OutputLine::Marks OutputLine::marksOf(QByteArrayView bytes)
@@ -89,9 +68,7 @@ QByteArrayView OutputLine::connectionIndex(QByteArrayView bytes)
     if (place == string_view::npos)
         return {};
     const size_t begin = place + field.size();
-    size_t end = begin;
-    while (const size_t size = leadingNumberSize(line.substr(end)))
-        end += size;
+    const size_t end = std::min(line.find_first_not_of("0123456789", begin), line.size());
     return bytes.sliced(qsizetype(begin), qsizetype(end - begin));
 }
 

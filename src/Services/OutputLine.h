@@ -16,14 +16,14 @@ struct Marks
     bool isError = false;        ///< the line reports an error; may come with either of the others
 };
 
-/// Passes over the line a constant number of times.
+/// Tells what the line reports. Passes over it a constant number of times.
 Marks marksOf(QByteArrayView line);
 
-/// The number characters, digits or others of Unicode, right after the first "connIndex="; empty when there
-/// are none. The line is valid UTF-8.
+/// Returns the digits right after the first "connIndex="; empty when there are none.
 QByteArrayView connectionIndex(QByteArrayView line);
 
-/// See `TunnelRunner::errorSummary`.
+/// Returns the short message of an error line: the text of its `error="..."` field, else what follows " ERR
+/// ", else the whole line, the last two without blanks at the ends.
 QString errorSummary(const QString &line);
 
 } // namespace OutputLine

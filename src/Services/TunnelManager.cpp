@@ -3,15 +3,15 @@
 
 #include "TunnelManager.h"
 
-#include "ChildProcess.h"
-#include "FileAccess.h"
+#include "ChildLauncher.h"
 #include "LoginItem.h"
 #include "Preferences.h"
+#include "ProcessTable.h"
 #include "TunnelRunner.h"
 
-#include <QCoreApplication>
-#include <QJsonArray>
-#include <QJsonDocument>
+#include <QFileInfo>
+#include <QPointer>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <utility>
@@ -23,30 +23,17 @@ namespace {
 constexpr auto tunnelsKey = "tunnels"_L1;
 constexpr auto cloudflaredPathKey = "cloudflaredPath"_L1;
 constexpr auto showsInDockKey = "showsInDock"_L1;
+constexpr auto childPIDsKey = "childPIDs"_L1;
 
-/// The whole list or nothing: one record that cannot be read loses all of them.
-QList<TunnelConfig> decodeTunnels(const QByteArray &json)
+QList<qint32> childPIDs(const Preferences &preferences)
 {
-    QList<TunnelConfig> tunnels;
-    const QJsonDocument document = QJsonDocument::fromJson(json);
-    if (!document.isArray())
-        return {};
-    const QJsonArray records = document.array();
-    for (const QJsonValue record : records) {
-        const std::optional<TunnelConfig> tunnel = TunnelConfig::fromJson(record.toObject());
-        if (!tunnel)
-            return {};
-        tunnels += *tunnel;
-    }
-    return tunnels;
+    return preferences.integers(childPIDsKey).value_or(QList<qint32>());
 }
 
-QByteArray encodeTunnels(const QList<TunnelConfig> &tunnels)
+bool isExecutableFile(const QString &path)
 {
-    QJsonArray records;
-    for (const TunnelConfig &tunnel : tunnels)
-        records += tunnel.toJson();
-    return QJsonDocument(records).toJson(QJsonDocument::Compact);
+    const QFileInfo file(path);
+    return file.isFile() && file.isExecutable();
 }
 
 } // namespace
@@ -55,13 +42,10 @@ TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
     : QObject(parent)
     , m_services(services)
     , m_keychain(services.secrets)
-    , m_ledger(services.preferences, services.processes)
 {
     connect(this, &TunnelManager::objectWillChange, this, &TunnelManager::announceLater);
     load();
 }
-
-TunnelManager::~TunnelManager() = default;
 
 void TunnelManager::announceLater()
 {
@@ -83,31 +67,23 @@ void TunnelManager::load()
         m_cloudflaredPath = detectCloudflared().value_or(candidatePaths().first());
     m_showsInDock = preferences.boolean(showsInDockKey).value_or(true);
     if (const std::optional<QByteArray> stored = preferences.data(tunnelsKey))
-        m_tunnels = decodeTunnels(*stored);
+        m_tunnels = TunnelConfig::listFromJson(*stored);
     for (const TunnelConfig &tunnel : std::as_const(m_tunnels))
         makeRunner(tunnel.id);
 }
 
 void TunnelManager::save()
 {
-    m_services.preferences.setData(tunnelsKey, encodeTunnels(m_tunnels));
+    m_services.preferences.setData(tunnelsKey, TunnelConfig::toJson(m_tunnels));
 }
 
 void TunnelManager::makeRunner(const QUuid &id)
 {
-    auto runner = std::make_unique<TunnelRunner>(id, m_services.launcher, m_services.scheduler);
-    runner->onStateChange = [this] { Q_EMIT objectWillChange(); };
-    runner->onProcessPrepared = [this](qint32 pid) { m_ledger.remember(pid); };
-    runner->onProcessNotStarted = [this](qint32 pid) { m_ledger.forget(pid); };
-    runner->onProcessExited = [this](qint32 pid) { m_ledger.forget(pid); };
     dropRunner(id);
-    m_runners[id] = std::move(runner);
-}
-
-TunnelRunner *TunnelManager::runner(const QUuid &id) const
-{
-    const auto found = m_runners.find(id);
-    return found == m_runners.end() ? nullptr : found->second.get();
+    auto *runner = new TunnelRunner(id, m_services.launcher, m_services.scheduler, this);
+    runner->onStateChange = [this] { Q_EMIT objectWillChange(); };
+    runner->onProcessExited = [this](qint32 pid) { forgetChild(pid); };
+    m_runners[id] = runner;
 }
 
 const TunnelState &TunnelManager::state(const QUuid &id) const
@@ -117,54 +93,44 @@ const TunnelState &TunnelManager::state(const QUuid &id) const
     return found ? found->state() : neverStarted;
 }
 
+int TunnelManager::count(std::initializer_list<TunnelState::Case> states) const
+{
+    return int(std::count_if(m_runners.begin(), m_runners.end(), [&](const TunnelRunner *runner) {
+        return std::find(states.begin(), states.end(), runner->state().kind()) != states.end();
+    }));
+}
+
 int TunnelManager::runningCount() const
 {
-    return int(std::count_if(m_runners.begin(), m_runners.end(),
-                             [](const auto &entry) { return entry.second->state().isRunning(); }));
+    using enum TunnelState::Case;
+    return count({Connected, Starting, Reconnecting, Stopping});
 }
 
 int TunnelManager::connectedCount() const
 {
-    return int(std::count_if(m_runners.begin(), m_runners.end(), [](const auto &entry) {
-        return entry.second->state().kind() == TunnelState::Case::Connected;
-    }));
+    return count({TunnelState::Case::Connected});
 }
 
 OverallStatus TunnelManager::overallStatus() const
 {
-    bool isBusy = false;
-    bool isConnected = false;
-    for (const auto &[id, runner] : m_runners) {
-        switch (runner->state().kind()) {
-        case TunnelState::Case::Failed:
-        case TunnelState::Case::Reconnecting:
-            return OverallStatus::Problem;
-        case TunnelState::Case::Starting:
-        case TunnelState::Case::Stopping:
-            isBusy = true;
-            break;
-        case TunnelState::Case::Connected:
-            isConnected = true;
-            break;
-        case TunnelState::Case::Stopped:
-            break;
-        }
-    }
-    if (isBusy)
+    using enum TunnelState::Case;
+    if (count({Failed, Reconnecting}) > 0)
+        return OverallStatus::Problem;
+    if (count({Starting, Stopping}) > 0)
         return OverallStatus::Connecting;
-    return isConnected ? OverallStatus::Connected : OverallStatus::Idle;
+    return connectedCount() > 0 ? OverallStatus::Connected : OverallStatus::Idle;
 }
 
 int TunnelManager::childCount() const
 {
     return int(m_retired.size()) +
            int(std::count_if(m_runners.begin(), m_runners.end(),
-                             [](const auto &entry) { return entry.second->hasChild(); }));
+                             [](const TunnelRunner *runner) { return runner->hasChild(); }));
 }
 
 bool TunnelManager::isCloudflaredExecutable() const
 {
-    return m_services.files.isExecutableFile(m_cloudflaredPath);
+    return isExecutableFile(m_cloudflaredPath);
 }
 
 bool TunnelManager::launchesAtLogin() const
@@ -174,20 +140,49 @@ bool TunnelManager::launchesAtLogin() const
 
 void TunnelManager::start(const QUuid &id)
 {
-    TunnelRunner *found = runner(id);
-    if (!found || m_refusesStarts)
-        return;
-    const std::optional<QString> token = m_keychain.token(id);
-    if (!token || token->isEmpty()) {
-        found->fail(QCoreApplication::translate("TunnelManager", "Missing token: set it in Settings"));
-        return;
+    startEach([&](const TunnelConfig &tunnel) { return tunnel.id == id; });
+}
+
+void TunnelManager::startAll()
+{
+    startEach([this](const TunnelConfig &tunnel) { return !state(tunnel.id).isRunning(); });
+}
+
+void TunnelManager::startLaunchTunnels()
+{
+    startEach([](const TunnelConfig &tunnel) { return tunnel.startOnLaunch; });
+}
+
+void TunnelManager::startEach(const std::function<bool(const TunnelConfig &)> &isWanted)
+{
+    QList<qint32> pids;
+    QList<QPointer<TunnelRunner>> runners;
+    const QList<TunnelConfig> tunnels = m_refusesStarts ? QList<TunnelConfig>() : m_tunnels;
+    for (const TunnelConfig &tunnel : tunnels) {
+        TunnelRunner *found = isWanted(tunnel) ? runner(tunnel.id) : nullptr;
+        if (const std::optional<qint32> pid = found ? prepare(*found) : std::nullopt) {
+            pids += *pid;
+            runners += found;
+        }
     }
-    if (!isCloudflaredExecutable()) {
-        found->fail(QCoreApplication::translate("TunnelManager", "cloudflared not found at ") +
-                    m_cloudflaredPath);
-        return;
+    if (!pids.isEmpty())
+        rememberChildren(pids);
+    for (qsizetype i = 0; i < pids.size(); ++i) {
+        if (runners[i] && !runners[i]->run())
+            forgetChild(pids[i]);
     }
-    found->start(m_cloudflaredPath, *token);
+}
+
+std::optional<qint32> TunnelManager::prepare(TunnelRunner &runner)
+{
+    const std::optional<QString> token = m_keychain.token(runner.tunnelID());
+    if (!token || token->isEmpty())
+        runner.fail(u"Missing token: set it in Settings"_s);
+    else if (!isCloudflaredExecutable())
+        runner.fail(u"cloudflared not found at "_s + m_cloudflaredPath);
+    else
+        return runner.prepare(m_cloudflaredPath, *token);
+    return std::nullopt;
 }
 
 void TunnelManager::stop(const QUuid &id)
@@ -204,43 +199,16 @@ void TunnelManager::toggle(const QUuid &id)
         start(id);
 }
 
-void TunnelManager::startAll()
-{
-    const QList<TunnelConfig> tunnels = m_tunnels;
-    for (const TunnelConfig &tunnel : tunnels) {
-        if (!state(tunnel.id).isRunning())
-            start(tunnel.id);
-    }
-}
-
 void TunnelManager::stopAll()
 {
-    QList<QUuid> ids;
-    for (const auto &[id, runner] : m_runners)
-        ids += id;
-    for (const QUuid &id : std::as_const(ids))
+    const QList<QUuid> ids = m_runners.keys();
+    for (const QUuid &id : ids)
         stop(id);
-}
-
-void TunnelManager::refuseStarts()
-{
-    m_refusesStarts = true;
-}
-
-void TunnelManager::startLaunchTunnels()
-{
-    const QList<TunnelConfig> tunnels = m_tunnels;
-    for (const TunnelConfig &tunnel : tunnels) {
-        if (tunnel.startOnLaunch)
-            start(tunnel.id);
-    }
 }
 
 void TunnelManager::forceKillAll()
 {
-    for (const auto &[id, runner] : m_runners)
-        runner->forceKill();
-    for (const auto &runner : m_retired)
+    for (TunnelRunner *runner : m_runners.values() + m_retired)
         runner->forceKill();
 }
 
@@ -255,12 +223,11 @@ void TunnelManager::add(const TunnelConfig &tunnel, const QString &token)
 
 void TunnelManager::update(const TunnelConfig &tunnel, const std::optional<QString> &token)
 {
-    const auto record =
-        std::find_if(m_tunnels.cbegin(), m_tunnels.cend(),
-                     [&](const TunnelConfig &candidate) { return candidate.id == tunnel.id; });
-    if (record == m_tunnels.cend())
+    qsizetype index = 0;
+    while (index < m_tunnels.size() && m_tunnels[index].id != tunnel.id)
+        ++index;
+    if (index == m_tunnels.size())
         return;
-    const qsizetype index = record - m_tunnels.cbegin();
     Q_EMIT objectWillChange();
     m_tunnels[index] = tunnel;
     if (token)
@@ -279,28 +246,20 @@ void TunnelManager::remove(const QUuid &id)
 
 void TunnelManager::dropRunner(const QUuid &id)
 {
-    stop(id);
-    auto dropped = m_runners.extract(id);
-    if (!dropped.empty())
-        retire(std::move(dropped.mapped()));
-}
-
-void TunnelManager::retire(std::unique_ptr<TunnelRunner> runner)
-{
-    runner->onStateChange = nullptr;
-    if (!runner->hasChild()) {
-        runner.release()->deleteLater();
+    TunnelRunner *runner = m_runners.take(id);
+    if (!runner)
         return;
-    }
-    TunnelRunner *retired = runner.get();
-    retired->onProcessExited = [this, retired](qint32 pid) {
-        m_ledger.forget(pid);
-        const auto place = std::find_if(m_retired.begin(), m_retired.end(),
-                                        [&](const auto &candidate) { return candidate.get() == retired; });
-        place->release()->deleteLater();
-        m_retired.erase(place);
+    runner->onStateChange = nullptr;
+    runner->onProcessExited = [this, runner](qint32 pid) {
+        forgetChild(pid);
+        m_retired.removeOne(runner);
+        runner->deleteLater();
     };
-    m_retired.push_back(std::move(runner));
+    runner->stop();
+    if (runner->hasChild())
+        m_retired += runner;
+    else
+        runner->deleteLater(); // it may be the one that calls
 }
 
 void TunnelManager::moveTunnels(const std::set<qsizetype> &fromOffsets, qsizetype toOffset)
@@ -350,16 +309,51 @@ const QStringList &TunnelManager::candidatePaths()
     return paths;
 }
 
-std::optional<QString> TunnelManager::detectCloudflared() const
+std::optional<QString> TunnelManager::detectCloudflared()
 {
-    for (const QString &path : candidatePaths()) {
-        if (m_services.files.isExecutableFile(path))
-            return path;
-    }
-    return std::nullopt;
+    const QStringList &paths = candidatePaths();
+    const auto found = std::find_if(paths.begin(), paths.end(), isExecutableFile);
+    return found == paths.end() ? std::nullopt : std::optional(*found);
+}
+
+QString TunnelManager::normalizeToken(const QString &raw)
+{
+    static const QRegularExpression separator(uR"([\p{Z}\x{9}-\x{d}\x{85}=])"_s);
+    static const QRegularExpression quotes(uR"(\A["']+|["']+\z)"_s);
+    QStringList pieces = raw.split(separator);
+    pieces.replaceInStrings(quotes, {});
+    pieces.removeAll(QString());
+    const auto token = std::find_if(pieces.cbegin(), pieces.cend(),
+                                    [](const QString &piece) { return piece.startsWith(u"eyJ"); });
+    if (token != pieces.cend())
+        return *token;
+    const qsizetype flag = pieces.indexOf(u"--token"_s);
+    if (flag >= 0 && flag + 1 < pieces.size())
+        return pieces[flag + 1];
+    return pieces.size() == 1 ? pieces.first() : raw.trimmed();
+}
+
+/// What a run that ends abnormally leaves behind is found here by the next one, so it is on disk before any
+/// of the children runs.
+void TunnelManager::rememberChildren(const QList<qint32> &pids)
+{
+    m_services.preferences.setIntegers(childPIDsKey, childPIDs(m_services.preferences) + pids,
+                                       Preferences::Durability::OnDisk);
+}
+
+/// An entry too many does no harm: the next run looks at what it finds there.
+void TunnelManager::forgetChild(qint32 pid)
+{
+    QList<qint32> pids = childPIDs(m_services.preferences);
+    pids.removeAll(pid);
+    m_services.preferences.setIntegers(childPIDsKey, pids, Preferences::Durability::Eventually);
 }
 
 void TunnelManager::terminateOrphanedProcesses()
 {
-    m_ledger.terminateOrphans();
+    for (const qint32 pid : childPIDs(m_services.preferences)) {
+        if (pid >= 1)
+            m_services.processes.terminate(pid, "/cloudflared");
+    }
+    m_services.preferences.remove(childPIDsKey);
 }

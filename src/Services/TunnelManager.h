@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include "ChildLedger.h"
 #include "KeychainStore.h"
 #include "TunnelConfig.h"
 
@@ -12,14 +11,12 @@
 #include <QObject>
 #include <QStringList>
 
-#include <memory>
+#include <functional>
+#include <initializer_list>
 #include <optional>
 #include <set>
-#include <unordered_map>
-#include <vector>
 
 class ChildLauncher;
-class FileAccess;
 class LoginItem;
 class Preferences;
 class ProcessTable;
@@ -34,7 +31,6 @@ struct TunnelServices
     SecretStore &secrets;
     ChildLauncher &launcher;
     ProcessTable &processes;
-    FileAccess &files;
     LoginItem &loginItem;
     Scheduler &scheduler;
 };
@@ -51,12 +47,11 @@ class TunnelManager : public QObject
 public:
     /// Loads everything and starts nothing.
     explicit TunnelManager(const TunnelServices &services, QObject *parent = nullptr);
-    ~TunnelManager() override;
 
     /// In the order they are stored and shown everywhere.
     const QList<TunnelConfig> &tunnels() const { return m_tunnels; }
     /// The runner of a tunnel; null for an unknown id. Owned by the manager.
-    TunnelRunner *runner(const QUuid &id) const;
+    TunnelRunner *runner(const QUuid &id) const { return m_runners.value(id); }
     QString cloudflaredPath() const { return m_cloudflaredPath; }
     bool showsInDock() const { return m_showsInDock; }
 
@@ -80,7 +75,7 @@ public:
     void stopAll();
     void startLaunchTunnels();
     /// From now on nothing is started: the program is ending.
-    void refuseStarts();
+    void refuseStarts() { m_refusesStarts = true; }
     /// SIGKILL to every child that still runs.
     void forceKillAll();
 
@@ -96,12 +91,15 @@ public:
     /// Throws `LoginItemError`.
     void setLaunchesAtLogin(bool launches);
 
-    /// Ends the children that an earlier run left behind. Called once, before anything is started.
+    /// Sends SIGTERM to the children that an earlier run left behind and forgets them. Called once, before
+    /// anything is started.
     void terminateOrphanedProcesses();
 
-    /// The first of the usual places that holds an executable `cloudflared`.
-    std::optional<QString> detectCloudflared() const;
-    /// The bare token in whatever was pasted: the token itself or a command line that holds it.
+    /// The places where `cloudflared` is looked for, in this order.
+    static const QStringList &candidatePaths();
+    /// Returns the first of the candidate paths that holds an executable file.
+    static std::optional<QString> detectCloudflared();
+    /// Returns the bare token in whatever was pasted: the token itself or a command line that holds it.
     static QString normalizeToken(const QString &raw);
 
 Q_SIGNALS:
@@ -114,30 +112,29 @@ Q_SIGNALS:
     void showsInDockAssigned(bool shows);
 
 private:
-    /// Where `cloudflared` is looked for, in this order.
-    static const QStringList &candidatePaths();
     void announceLater();
     void load();
     void save();
     void makeRunner(const QUuid &id);
     /// Stops the runner of `id`, if there is one, and keeps it until its child has ended.
     void dropRunner(const QUuid &id);
-    void retire(std::unique_ptr<TunnelRunner> runner);
-
-    struct IdHash
-    {
-        size_t operator()(const QUuid &id) const noexcept { return qHash(id); }
-    };
+    /// Starts those tunnels, in order. All their children exist and are remembered before the first one runs.
+    void startEach(const std::function<bool(const TunnelConfig &)> &isWanted);
+    /// Checks what a start needs, and makes the child. Returns its process id; none when nothing is to be
+    /// run.
+    std::optional<qint32> prepare(TunnelRunner &runner);
+    void rememberChildren(const QList<qint32> &pids);
+    void forgetChild(qint32 pid);
+    int count(std::initializer_list<TunnelState::Case> states) const;
 
     TunnelServices m_services;
     KeychainStore m_keychain;
-    ChildLedger m_ledger;
     QList<TunnelConfig> m_tunnels;
     QString m_cloudflaredPath;
     bool m_showsInDock = true;
     bool m_refusesStarts = false;
-    bool m_isAnnouncing = false; ///< `objectDidChange` is on its way
-    std::unordered_map<QUuid, std::unique_ptr<TunnelRunner>, IdHash> m_runners;
+    bool m_isAnnouncing = false;            ///< `objectDidChange` is on its way
+    QHash<QUuid, TunnelRunner *> m_runners; ///< children of this object
     /// Runners of removed tunnels whose child has not ended yet.
-    std::vector<std::unique_ptr<TunnelRunner>> m_retired;
+    QList<TunnelRunner *> m_retired;
 };

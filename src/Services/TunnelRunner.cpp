@@ -3,18 +3,16 @@
 
 #include "TunnelRunner.h"
 
-#include "OutputLine.h"
 #include "Text.h"
 
-#include <QCoreApplication>
-
 #include <cstring>
+#include <tuple>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr std::chrono::milliseconds stopDeadline{6000};
+constexpr std::chrono::seconds stopDeadline(6);
 
 } // namespace
 
@@ -27,53 +25,63 @@ TunnelRunner::TunnelRunner(const QUuid &tunnelID, ChildLauncher &launcher, Sched
 {
 }
 
-TunnelRunner::~TunnelRunner() = default;
+std::optional<qint32> TunnelRunner::prepare(const QString &cloudflaredPath, const QString &token)
+{
+    if (m_state.isRunning() || m_process)
+        return std::nullopt;
+    reset();
+    const ChildCommand command{cloudflaredPath,
+                               {u"tunnel"_s, u"run"_s},
+                               {{"TUNNEL_TOKEN", token.toUtf8()},
+                                {"NO_AUTOUPDATE", "true"},
+                                {"TUNNEL_GRACE_PERIOD", "2s"},
+                                {"NO_COLOR", "1"}}};
+    ChildLauncher::Prepared prepared =
+        m_launcher.prepare(command, {[this](QByteArrayView chunk) { consume(chunk); },
+                                     [this](int status) { handleTermination(status, m_process->pid()); }});
+    // Held before anybody is told: who removes the tunnel in answer to the new state stops this child as
+    // well.
+    m_process = std::move(prepared.child);
+    const std::optional<qint32> pid = m_process ? std::optional(m_process->pid()) : std::nullopt;
+    appendLog(u"▶︎ Starting: "_s + cloudflaredPath + u" tunnel run"_s);
+    setState(TunnelState::starting());
+    if (!pid)
+        failToStart(prepared.error);
+    return pid;
+}
+
+bool TunnelRunner::run()
+{
+    const QString error = m_process->run();
+    if (!error.isEmpty()) {
+        m_process.reset();
+        failToStart(error);
+        return false;
+    }
+    if (onProcessStarted)
+        onProcessStarted(m_process->pid());
+    return true;
+}
 
 void TunnelRunner::start(const QString &cloudflaredPath, const QString &token)
 {
-    if (m_state.isRunning() || m_process)
-        return;
+    if (prepare(cloudflaredPath, token))
+        std::ignore = run();
+}
+
+void TunnelRunner::reset()
+{
     m_activeConnections.clear();
     m_hasEverConnected = false;
     m_stopRequested = false;
     m_lastErrorLine.reset();
     m_pendingOutput.clear();
-
-    appendLog(u"▶︎ Starting: "_s + cloudflaredPath + u" tunnel run"_s);
-    setState(TunnelState::starting());
-    launch(cloudflaredPath, token);
 }
 
-void TunnelRunner::launch(const QString &cloudflaredPath, const QString &token)
+void TunnelRunner::failToStart(const QString &reason)
 {
-    ChildCommand command{cloudflaredPath,
-                         {u"tunnel"_s, u"run"_s},
-                         {{"TUNNEL_TOKEN", token.toUtf8()},
-                          {"NO_AUTOUPDATE", "true"},
-                          {"TUNNEL_GRACE_PERIOD", "2s"},
-                          {"NO_COLOR", "1"}}};
-    std::optional<qint32> prepared;
-    command.aboutToRun = [this, &prepared](qint32 pid) {
-        prepared = pid;
-        if (onProcessPrepared)
-            onProcessPrepared(pid);
-    };
-    ChildProcess::Callbacks callbacks{
-        [this](QByteArrayView chunk) { consume(chunk); },
-        [this](int status) { handleTermination(status, m_process->pid()); },
-    };
-    ChildLauncher::Result launched = m_launcher.launch(command, std::move(callbacks));
-    if (!launched.child) {
-        if (prepared && onProcessNotStarted)
-            onProcessNotStarted(*prepared);
-        appendLog(u"✖︎ Could not start cloudflared: "_s + launched.error);
-        setState(TunnelState::failed(
-            QCoreApplication::translate("TunnelRunner", "cloudflared could not be started")));
-        return;
-    }
-    m_process = std::move(launched.child);
-    if (onProcessStarted)
-        onProcessStarted(m_process->pid());
+    appendLog(u"✖︎ Could not start cloudflared: "_s + reason);
+    setState(TunnelState::failed(u"cloudflared could not be started"_s));
 }
 
 void TunnelRunner::stop()
@@ -119,7 +127,6 @@ void TunnelRunner::clearLog()
 
 void TunnelRunner::handleTermination(int status, qint32 pid)
 {
-    m_isChildRunning = false;
     if (!m_pendingOutput.empty()) {
         const std::string partial = std::exchange(m_pendingOutput, {});
         cutLine({partial.data(), qsizetype(partial.size())});
@@ -138,13 +145,12 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
         const QString summary = errorSummary(Text::fromUtf8(line));
         fail(summary);
     } else {
-        fail(QCoreApplication::translate("TunnelRunner", "cloudflared exited (code %1)").arg(status));
+        fail(u"cloudflared exited (code %1)"_s.arg(status));
     }
 }
 
 void TunnelRunner::consume(QByteArrayView chunk)
 {
-    m_isChildRunning.reset();
     const char *at = chunk.data();
     const char *const end = at + chunk.size();
     while (at != end) {
@@ -198,23 +204,11 @@ void TunnelRunner::trackConnection(QByteArrayView line, bool isRegistration)
 
 void TunnelRunner::refreshRunningState()
 {
-    if (m_stopRequested)
+    if (m_stopRequested || !m_process->isRunning())
         return;
-    const TunnelState derived = !m_activeConnections.empty()
-                                    ? TunnelState::connected(qint64(m_activeConnections.size()))
-                                : m_hasEverConnected ? TunnelState::reconnecting()
-                                                     : TunnelState::starting();
-    if (derived == m_state)
-        return;
-    if (isChildRunning())
-        setState(derived);
-}
-
-bool TunnelRunner::isChildRunning()
-{
-    if (!m_isChildRunning)
-        m_isChildRunning = m_process && m_process->isRunning();
-    return *m_isChildRunning;
+    setState(!m_activeConnections.empty() ? TunnelState::connected(qint64(m_activeConnections.size()))
+             : m_hasEverConnected         ? TunnelState::reconnecting()
+                                          : TunnelState::starting());
 }
 
 void TunnelRunner::setState(const TunnelState &state)
@@ -222,7 +216,6 @@ void TunnelRunner::setState(const TunnelState &state)
     if (state == m_state)
         return;
     m_state = state;
-    Q_EMIT stateChanged();
     if (onStateChange)
         onStateChange();
 }
@@ -231,9 +224,4 @@ void TunnelRunner::appendLog(const QString &line)
 {
     m_logLines.append(line.toUtf8());
     Q_EMIT logLinesChanged();
-}
-
-QString TunnelRunner::errorSummary(const QString &line)
-{
-    return OutputLine::errorSummary(line);
 }

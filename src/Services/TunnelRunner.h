@@ -3,8 +3,9 @@
 
 #pragma once
 
-#include "ChildProcess.h"
+#include "ChildLauncher.h"
 #include "LogBuffer.h"
+#include "OutputLine.h"
 #include "Scheduler.h"
 #include "TunnelConfig.h"
 
@@ -43,7 +44,6 @@ public:
     /// `launcher` and `scheduler` outlive the runner.
     TunnelRunner(const QUuid &tunnelID, ChildLauncher &launcher, Scheduler &scheduler,
                  QObject *parent = nullptr);
-    ~TunnelRunner() override;
 
     QUuid tunnelID() const { return m_tunnelID; }
     const TunnelState &state() const { return m_state; }
@@ -51,9 +51,13 @@ public:
     /// Whether a child lives or waits to have its end handled.
     bool hasChild() const { return m_process != nullptr; }
 
-    /// Launches a child unless the state is a running one or a child is held (a tunnel can fail while its
-    /// child lives, when it is started again without a token). The token reaches the child in its environment
-    /// and nothing else.
+    /// Makes a child that waits for `run`, unless the state is a running one or a child is held (a tunnel can
+    /// fail while its child lives, when it is started again without a token). The token reaches the child in
+    /// its environment and nothing else. Returns the child's process id; none when nothing is to be run.
+    [[nodiscard]] std::optional<qint32> prepare(const QString &cloudflaredPath, const QString &token);
+    /// Lets the child that waits run its program. Returns whether it does.
+    [[nodiscard]] bool run();
+    /// Prepares a child and lets it run.
     void start(const QString &cloudflaredPath, const QString &token);
     /// Asks a running child to end; clears a failure when none runs.
     void stop();
@@ -63,32 +67,25 @@ public:
     void forceKill();
     void clearLog();
 
-    /// The short message of an error line: the text of its `error="..."` field, else what follows " ERR ",
-    /// else the whole line, the last two without blanks at the ends.
-    static QString errorSummary(const QString &line);
+    static QString errorSummary(const QString &line) { return OutputLine::errorSummary(line); }
 
     // Set by the owner, called on the main thread.
     std::function<void()> onStateChange;
-    /// A process is about to become the child; it runs nothing before the call returns. One of the next two
-    /// follows at once.
-    std::function<void(qint32 pid)> onProcessPrepared;
     std::function<void(qint32 pid)> onProcessStarted;
-    std::function<void(qint32 pid)> onProcessNotStarted;
     std::function<void(qint32 pid)> onProcessExited;
 
 Q_SIGNALS:
-    void stateChanged();
     /// Lines may have been appended, or the log was cleared; once for each piece of output that was read.
     void logLinesChanged();
 
 private:
-    void launch(const QString &cloudflaredPath, const QString &token);
+    void reset();
+    void failToStart(const QString &reason);
     void consume(QByteArrayView chunk);
     void cutLine(QByteArrayView line);
     void handleLine(QByteArrayView line);
     void trackConnection(QByteArrayView line, bool isRegistration);
     void refreshRunningState();
-    bool isChildRunning();
     void handleTermination(int status, qint32 pid);
     void checkStopped(qint32 pid);
     void setState(const TunnelState &state);
@@ -107,8 +104,6 @@ private:
     std::unordered_set<std::string> m_activeConnections;
     bool m_hasEverConnected = false;
     bool m_stopRequested = false;
-    /// Asked of the system at most once for each piece of output.
-    std::optional<bool> m_isChildRunning;
     /// The last error line since the start or the last registration; summarised when it is asked for.
     std::optional<std::string> m_lastErrorLine;
 };

@@ -50,7 +50,7 @@ QWidget *RunnerLogView::makeFooter()
 void RunnerLogView::setRunner(TunnelRunner *runner)
 {
     if (m_runner == runner && runner)
-        return;
+        return showState();
     if (m_runner) {
         m_runner->disconnect(this);
         m_runner->disconnect(m_area);
@@ -61,7 +61,6 @@ void RunnerLogView::setRunner(TunnelRunner *runner)
     if (!runner)
         return;
     connect(runner, &TunnelRunner::logLinesChanged, m_area, &LogTextArea::logChanged);
-    connect(runner, &TunnelRunner::stateChanged, this, &RunnerLogView::showState);
     connect(runner, &QObject::destroyed, this, [this] { setRunner(nullptr); });
 }
 

@@ -240,7 +240,7 @@ void GeneralSettingsView::browse()
 
 void GeneralSettingsView::detect()
 {
-    if (const std::optional<QString> path = m_manager.detectCloudflared())
+    if (const std::optional<QString> path = TunnelManager::detectCloudflared())
         m_manager.setCloudflaredPath(*path);
 }
 

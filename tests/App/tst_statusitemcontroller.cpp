@@ -121,14 +121,14 @@ void TestStatusItemController::looksForCloudflaredWhenTheMenuIsWanted()
 {
     Desk desk;
     const QString warning = u"⚠︎ cloudflared not found"_s;
-    desk.world.files.executables.clear();
+    QFile::remove(desk.world.cloudflaredPath);
     QCOMPARE(desk.item.entry(warning), MenuItem());
     desk.item.callbacks.menuAboutToShow();
     QCOMPARE(desk.item.entry(warning).title, warning);
     desk.choose(warning);
     QCOMPARE(desk.journal, Journal{u"settings"_s});
 
-    desk.world.files.executables = {FakeWorld::cloudflaredPath};
+    FakeWorld::install(desk.world.cloudflaredPath);
     desk.item.callbacks.menuAboutToShow();
     QCOMPARE(desk.item.entry(warning), MenuItem());
 }

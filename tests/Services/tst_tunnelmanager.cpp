@@ -5,6 +5,7 @@
 #include "TunnelManager.h"
 #include "TunnelRunner.h"
 
+#include <QDir>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -38,464 +39,453 @@ class TestTunnelManager : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void loads_data();
-    void loads();
-    void keepsTwoTunnelsWithOneId();
-    void path_data();
-    void path();
-    void overallStatus_data();
-    void overallStatus();
-    void startChecks_data();
-    void startChecks();
-    void startsAllThatDoNotRun();
-    void startsLaunchTunnelsInOrder();
-    void addsUpdatesAndRemoves();
-    void aRemovedTunnelIsStoppedForSure();
-    void aTunnelMayBeRemovedWhileItsStateChanges_data();
-    void aTunnelMayBeRemovedWhileItsStateChanges();
-    void anIdUsedAgainStopsTheRunnerThatWasThere();
-    void startsNothingAtTheEnd();
-    void moves_data();
-    void moves();
-    void announcesEveryAssignment();
-    void loginItem();
-    void keepsTheLedger();
-    void terminatesOrphans();
-    void badLedgerCountsAsEmpty_data();
-    void badLedgerCountsAsEmpty();
-    void unreadableTokensAreMissing();
-};
+    void loads_data()
+    {
+        QTest::addColumn<QByteArray>("stored");
+        QTest::addColumn<QStringList>("names");
 
-void TestTunnelManager::loads_data()
-{
-    QTest::addColumn<QByteArray>("stored");
-    QTest::addColumn<QStringList>("names");
-
-    const QByteArray a = record("3F2504E0-4F89-41D3-9A0C-0305E82C3301", "a");
-    const QByteArray b = record("3f2504e0-4f89-41d3-9a0c-0305e82c3302", "b");
-    QTest::newRow("two") << "[" + b + "," + a + "]" << QStringList{u"b"_s, u"a"_s};
-    QTest::newRow("one is damaged") << "[" + a + "," + record("nonsense", "b") + "]" << QStringList();
-    QTest::newRow("an element is no record") << "[" + a + ",7]" << QStringList();
-    QTest::newRow("no array") << a << QStringList();
-    QTest::newRow("no JSON") << QByteArray("[{") << QStringList();
-    QTest::newRow("empty") << QByteArray() << QStringList();
-}
-
-void TestTunnelManager::loads()
-{
-    QFETCH(QByteArray, stored);
-    QFETCH(QStringList, names);
-    FakeWorld world;
-    world.preferences.setData(u"tunnels"_s, stored);
-    TunnelManager manager(world.services());
-    QCOMPARE(namesOf(manager), names);
-    for (const TunnelConfig &tunnel : manager.tunnels())
-        QVERIFY(manager.runner(tunnel.id));
-    QCOMPARE(world.preferences.data(u"tunnels"_s), stored);
-
-    FakeWorld::addTunnel(manager, u"new"_s);
-    QCOMPARE(namesOf(TunnelManager(world.services())), names + QStringList{u"new"_s});
-}
-
-void TestTunnelManager::keepsTwoTunnelsWithOneId()
-{
-    const QByteArray id = "3F2504E0-4F89-41D3-9A0C-0305E82C3301";
-    FakeWorld world;
-    world.preferences.setData(u"tunnels"_s, "[" + record(id, "a") + "," + record(id, "b") + "]");
-    world.secrets.add({{}, QString::fromLatin1(id)}, "eyJ", {});
-    TunnelManager manager(world.services());
-    QCOMPARE(namesOf(manager), (QStringList{u"a"_s, u"b"_s}));
-    manager.startAll();
-    QCOMPARE(manager.runningCount(), 1);
-    manager.remove(manager.tunnels().first().id);
-    QVERIFY(manager.tunnels().isEmpty());
-}
-
-void TestTunnelManager::path_data()
-{
-    QTest::addColumn<QVariant>("stored");
-    QTest::addColumn<QStringList>("executables");
-    QTest::addColumn<QString>("path");
-
-    const QString first = u"/opt/homebrew/bin/cloudflared"_s;
-    const QString second = u"/usr/local/bin/cloudflared"_s;
-    const QString third = u"/usr/bin/cloudflared"_s;
-    QTest::newRow("stored") << QVariant(u"~/x "_s) << QStringList{third} << u"~/x "_s;
-    QTest::newRow("stored empty") << QVariant(u""_s) << QStringList{third} << u""_s;
-    QTest::newRow("stored as something else") << QVariant(true) << QStringList{third} << third;
-    QTest::newRow("detected in order") << QVariant() << QStringList{third, second} << second;
-    QTest::newRow("nowhere") << QVariant() << QStringList() << first;
-}
-
-void TestTunnelManager::path()
-{
-    QFETCH(QVariant, stored);
-    FakeWorld world;
-    world.preferences.values = {};
-    if (stored.isValid())
-        world.preferences.values[u"cloudflaredPath"_s] = stored;
-    QFETCH(QStringList, executables);
-    world.files.executables = executables;
-    const TunnelManager manager(world.services());
-    QTEST(manager.cloudflaredPath(), "path");
-    QVERIFY(manager.showsInDock());
-    QCOMPARE(world.preferences.writes, 0);
-}
-
-void TestTunnelManager::overallStatus_data()
-{
-    QTest::addColumn<QString>("states"); // one letter a tunnel
-    QTest::addColumn<OverallStatus>("status");
-    QTest::addColumn<int>("running");
-    QTest::addColumn<int>("connected");
-
-    QTest::newRow("none") << u""_s << OverallStatus::Idle << 0 << 0;
-    QTest::newRow("stopped") << u"oo"_s << OverallStatus::Idle << 0 << 0;
-    QTest::newRow("failed and connected") << u"fc"_s << OverallStatus::Problem << 1 << 1;
-    QTest::newRow("reconnecting and starting") << u"sr"_s << OverallStatus::Problem << 2 << 0;
-    QTest::newRow("starting and connected") << u"cs"_s << OverallStatus::Connecting << 2 << 1;
-    QTest::newRow("stopping") << u"p"_s << OverallStatus::Connecting << 1 << 0;
-    QTest::newRow("connected") << u"ccoo"_s << OverallStatus::Connected << 2 << 2;
-}
-
-void TestTunnelManager::overallStatus()
-{
-    QFETCH(QString, states);
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    for (const QChar state : states) {
-        const QUuid id = FakeWorld::addTunnel(manager, state).id;
-        if (state == u'f')
-            manager.runner(id)->fail(u"x"_s);
-        if (state == u's' || state == u'p')
-            manager.start(id);
-        if (state == u'p')
-            manager.stop(id);
-        if (state == u'c' || state == u'r')
-            world.connect(manager, id, 3);
-        if (state == u'r')
-            world.launcher.last().write(
-                "Connection terminated connIndex=0\nConnection terminated connIndex=1\n"
-                "Connection terminated connIndex=2\n");
+        const QByteArray a = record("3F2504E0-4F89-41D3-9A0C-0305E82C3301", "a");
+        const QByteArray b = record("3f2504e0-4f89-41d3-9a0c-0305e82c3302", "b");
+        QTest::newRow("two") << "[" + b + "," + a + "]" << QStringList{u"b"_s, u"a"_s};
+        QTest::newRow("one is damaged") << "[" + a + "," + record("nonsense", "b") + "]" << QStringList();
+        QTest::newRow("an element is no record") << "[" + a + ",7]" << QStringList();
+        QTest::newRow("no array") << a << QStringList();
+        QTest::newRow("no JSON") << QByteArray("[{") << QStringList();
+        QTest::newRow("empty") << QByteArray() << QStringList();
     }
-    QTEST(manager.overallStatus(), "status");
-    QTEST(manager.runningCount(), "running");
-    QTEST(manager.connectedCount(), "connected");
-    QCOMPARE(manager.state(QUuid::createUuid()), TunnelState::stopped());
-}
 
-void TestTunnelManager::startChecks_data()
-{
-    QTest::addColumn<std::optional<QString>>("token");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("message"); // null: started
+    void loads()
+    {
+        QFETCH(QByteArray, stored);
+        QFETCH(QStringList, names);
+        FakeWorld world;
+        world.preferences.setData(u"tunnels"_s, stored);
+        TunnelManager manager(world.services());
+        QCOMPARE(namesOf(manager), names);
+        for (const TunnelConfig &tunnel : manager.tunnels())
+            QVERIFY(manager.runner(tunnel.id));
+        QCOMPARE(world.preferences.data(u"tunnels"_s), stored);
 
-    const QString good = FakeWorld::cloudflaredPath;
-    QTest::newRow("no token") << std::optional<QString>() << u""_s << u"Missing token: set it in Settings"_s;
-    QTest::newRow("empty token") << std::optional<QString>(u""_s) << good
-                                 << u"Missing token: set it in Settings"_s;
-    QTest::newRow("blank token") << std::optional<QString>(u" "_s) << good << QString();
-    QTest::newRow("wrong path") << std::optional<QString>(u"eyJ"_s) << u" /x"_s
-                                << u"cloudflared not found at  /x"_s;
-    QTest::newRow("empty path") << std::optional<QString>(u"eyJ"_s) << u""_s
-                                << u"cloudflared not found at "_s;
-}
-
-void TestTunnelManager::startChecks()
-{
-    QFETCH(std::optional<QString>, token);
-    QFETCH(QString, path);
-    QFETCH(QString, message);
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    const QUuid id = FakeWorld::addTunnel(manager, u"t"_s, {}, token.value_or(QString())).id;
-    if (!token)
-        world.secrets.items.clear();
-    manager.setCloudflaredPath(path);
-    manager.start(id);
-    if (message.isNull()) {
-        QCOMPARE(manager.state(id), TunnelState::starting());
-        return;
+        FakeWorld::addTunnel(manager, u"new"_s);
+        QCOMPARE(namesOf(TunnelManager(world.services())), names + QStringList{u"new"_s});
     }
-    QVERIFY(world.launcher.children.empty());
-    QCOMPARE(manager.state(id), TunnelState::failed(message));
-    QCOMPARE(manager.runner(id)->logLines().text(), u"✖\uFE0E "_s + message);
-}
 
-void TestTunnelManager::startsAllThatDoNotRun()
-{
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    QList<QUuid> ids;
-    for (const QString &name : {u"connected"_s, u"failed"_s, u"stopped"_s, u"starting"_s})
-        ids += FakeWorld::addTunnel(manager, name, {}, name).id;
-    world.connect(manager, ids[0]);
-    manager.runner(ids[1])->fail(u"x"_s);
-    manager.start(ids[3]);
-    manager.start(QUuid::createUuid());
-    manager.startAll();
-    QCOMPARE(world.launcher.children.size(), 4U);
-    QCOMPARE(world.launcher.children[2]->command.environment.front().second, "failed");
-    QCOMPARE(world.launcher.children[3]->command.environment.front().second, "stopped");
-    manager.stopAll();
-    for (const auto &child : world.launcher.children)
-        QCOMPARE(child->signalsSent, QList<int>{15});
-}
+    void path()
+    {
+        const QStringList candidates{u"/opt/homebrew/bin/cloudflared"_s, u"/usr/local/bin/cloudflared"_s,
+                                     u"/usr/bin/cloudflared"_s};
+        QCOMPARE(TunnelManager::candidatePaths(), candidates);
+        const QString found = TunnelManager::detectCloudflared().value_or(candidates.first());
+        const QList<std::pair<QVariant, QString>> rows{
+            {u"~/x "_s, u"~/x "_s}, {u""_s, u""_s}, {true, found}, {{}, found}};
+        for (const auto &[stored, path] : rows) {
+            FakeWorld world;
+            world.preferences.values[u"cloudflaredPath"_s] = stored;
+            const TunnelManager manager(world.services());
+            QCOMPARE(manager.cloudflaredPath(), path);
+            QVERIFY(manager.showsInDock());
+            QCOMPARE(world.preferences.writes, 0);
+        }
+    }
 
-void TestTunnelManager::startsLaunchTunnelsInOrder()
-{
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    for (const QString &name : {u"a"_s, u"b"_s, u"c"_s})
-        manager.add({QUuid::createUuid(), name, {}, name != u"b"_s}, name);
-    manager.startLaunchTunnels();
-    QCOMPARE(world.launcher.children.size(), 2U);
-    QCOMPARE(world.launcher.children[0]->command.environment.front().second, "a");
-    QCOMPARE(world.launcher.children[1]->command.environment.front().second, "c");
-}
+    void executableFiles_data()
+    {
+        QTest::addColumn<QString>(
+            "path"); // from the folder of a program, a plain file, a folder and a broken link
+        QTest::addColumn<bool>("isExecutable");
 
-void TestTunnelManager::addsUpdatesAndRemoves()
-{
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    QSignalSpy announced(&manager, &TunnelManager::objectWillChange);
-    TunnelConfig tunnel = FakeWorld::addTunnel(manager, u"first"_s);
-    const QString account = tunnelIdText(tunnel.id);
-    QCOMPARE(announced.count(), 1);
-    QCOMPARE(world.secrets.items[account], "eyJ-token");
-    QCOMPARE(world.secrets.labels[account], u"Morvanel token"_s);
-    QCOMPARE(world.secrets.services[account], u"com.ardentwick.Morvanel.token"_s);
-    QCOMPARE(manager.state(tunnel.id), TunnelState::stopped());
+        QTest::newRow("program") << u"cloudflared"_s << true;
+        QTest::newRow("link to it") << u"link"_s << true;
+        QTest::newRow("folder") << u"folder"_s << false;
+        QTest::newRow("plain file") << u"plain"_s << false;
+        QTest::newRow("broken link") << u"broken"_s << false;
+        QTest::newRow("nothing there") << u"nothing"_s << false;
+        QTest::newRow("blank at the end") << u"cloudflared "_s << false;
+        QTest::newRow("NUL") << u"cloudflared\0"_s << false;
+        QTest::newRow("empty") << QString() << false;
+    }
+    void executableFiles()
+    {
+        QFETCH(QString, path);
+        FakeWorld world;
+        const auto at = [&](const QString &name) { return world.folder.filePath(name); };
+        QVERIFY(QDir(world.folder.path()).mkdir(u"folder"_s) &&
+                QFile::link(world.cloudflaredPath, at(u"link"_s)));
+        QVERIFY(QFile::link(at(u"nothing"_s), at(u"broken"_s)));
+        FakeWorld::install(at(u"plain"_s));
+        QVERIFY(QFile::setPermissions(at(u"plain"_s), QFile::ReadOwner | QFile::WriteOwner));
+        TunnelManager manager(world.services());
+        manager.setCloudflaredPath(path.isEmpty() ? path : at(path));
+        QTEST(manager.isCloudflaredExecutable(), "isExecutable");
+    }
 
-    const auto &child = world.connect(manager, tunnel.id);
-    tunnel.name = QString(10'000, u'ש') + u"\n\"\\\u2028😀"_s;
-    manager.update(tunnel, std::nullopt);
-    QCOMPARE(world.secrets.items[account], "eyJ-token");
-    manager.update(tunnel, u"\uFEFFü \0 \""_s);
-    QCOMPARE(world.secrets.items[account], QByteArray("\xef\xbb\xbf\xc3\xbc \0 \"", 9));
-    QCOMPARE(KeychainStore(world.secrets).token(tunnel.id), u"\uFEFFü \0 \""_s);
-    QVERIFY(child.signalsSent.isEmpty());
-    manager.update({QUuid::createUuid(), u"stranger"_s, {}, false}, u"token"_s);
-    QCOMPARE(world.secrets.items.size(), 1);
-    QCOMPARE(TunnelManager(world.services()).tunnels(), QList<TunnelConfig>{tunnel});
+    void normalizeToken_data()
+    {
+        QTest::addColumn<QString>("raw");
+        QTest::addColumn<QString>("token");
 
-    manager.remove(tunnel.id);
-    QCOMPARE(child.signalsSent, QList<int>{15});
-    QVERIFY(!manager.runner(tunnel.id));
-    QVERIFY(world.secrets.items.isEmpty());
-    QVERIFY(TunnelManager(world.services()).tunnels().isEmpty());
-    for (const QVariant &value : std::as_const(world.preferences.values))
-        QVERIFY(!value.toByteArray().contains("eyJ"));
-}
+        QTest::newRow("bare") << u"  eyJabc \n"_s << u"eyJabc"_s;
+        QTest::newRow("command") << u"cloudflared tunnel run --token eyJabc"_s << u"eyJabc"_s;
+        QTest::newRow("command over lines")
+            << u"sudo cloudflared \\\n tunnel run\u2028--token\r\n\"eyJabc\"\n"_s << u"eyJabc"_s;
+        QTest::newRow("other token") << u"cloudflared tunnel run --token abc"_s << u"abc"_s;
+        QTest::newRow("equals") << u"--token=abc"_s << u"abc"_s;
+        QTest::newRow("equals and quotes") << u"--token='abc'"_s << u"abc"_s;
+        QTest::newRow("mixed quotes") << u"\"'\"abc'\"'"_s << u"abc"_s;
+        QTest::newRow("typographic quotes") << u"“abc”"_s << u"“abc”"_s;
+        QTest::newRow("recognised before the flag") << u"x eyJ1 --token eyJ2"_s << u"eyJ1"_s;
+        QTest::newRow("other case") << u"a EYJ1 --TOKEN b"_s << u"a EYJ1 --TOKEN b"_s;
+        QTest::newRow("flag alone") << u"--token"_s << u"--token"_s;
+        QTest::newRow("flag at the end") << u" run --token= "_s << u"run --token="_s;
+        QTest::newRow("flag twice") << u"--token --token abc"_s << u"--token"_s;
+        QTest::newRow("two words") << u" abc  def "_s << u"abc  def"_s;
+        QTest::newRow("empty") << u""_s << u""_s;
+        QTest::newRow("blanks") << u" \t\n"_s << u""_s;
+        QTest::newRow("quotes only") << u" \"'' "_s << u"\"''"_s;
+        QTest::newRow("padded") << u"eyJabc=="_s << u"eyJabc"_s;
+        QTest::newRow("no-break space") << u"\u00A0eyJabc\u0085x"_s << u"eyJabc"_s;
+        QTest::newRow("huge") << u"x "_s + u"eyJ"_s + QString(100'000, u'a')
+                              << u"eyJ"_s + QString(100'000, u'a');
+    }
 
-void TestTunnelManager::aRemovedTunnelIsStoppedForSure()
-{
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
-    auto &child = world.connect(manager, id);
-    manager.remove(id);
-    QCOMPARE(manager.runningCount(), 0);
-    QCOMPARE(manager.childCount(), 1);
-    world.scheduler.advance(6s);
-    QCOMPARE(child.signalsSent, (QList<int>{15, 9}));
-    manager.forceKillAll();
-    QCOMPARE(child.signalsSent, (QList<int>{15, 9, 9}));
-    QCOMPARE(ledgerOf(world), QList<qint32>{child.pid});
-    child.end(9);
-    QCOMPARE(ledgerOf(world), QList<qint32>());
-    QCOMPARE(manager.childCount(), 0);
-    QCOMPARE(world.scheduler.pendingCount(), 0);
-}
+    void normalizeToken()
+    {
+        QFETCH(QString, raw);
+        QTEST(TunnelManager::normalizeToken(raw), "token");
+    }
 
-void TestTunnelManager::aTunnelMayBeRemovedWhileItsStateChanges_data()
-{
-    QTest::addColumn<QString>("change");
-    QTest::newRow("output") << u"output"_s;
-    QTest::newRow("stop all") << u"stop all"_s;
-    QTest::newRow("remove") << u"remove"_s;
-}
+    void overallStatus_data()
+    {
+        QTest::addColumn<QString>("states"); // one letter a tunnel
+        QTest::addColumn<OverallStatus>("status");
+        QTest::addColumn<int>("running");
+        QTest::addColumn<int>("connected");
 
-void TestTunnelManager::aTunnelMayBeRemovedWhileItsStateChanges()
-{
-    QFETCH(QString, change);
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
-    manager.start(id);
-    FakeWorld::addTunnel(manager, u"other"_s);
-    QMetaObject::Connection connection = connect(&manager, &TunnelManager::objectWillChange, this, [&] {
-        disconnect(connection);
-        manager.remove(id);
-    });
-    auto &child = world.launcher.last();
-    if (change == u"output"_s)
-        child.write("Registered tunnel connection connIndex=0\nmore\n");
-    else if (change == u"stop all"_s)
+        QTest::newRow("none") << u""_s << OverallStatus::Idle << 0 << 0;
+        QTest::newRow("stopped") << u"oo"_s << OverallStatus::Idle << 0 << 0;
+        QTest::newRow("failed and connected") << u"fc"_s << OverallStatus::Problem << 1 << 1;
+        QTest::newRow("reconnecting and starting") << u"sr"_s << OverallStatus::Problem << 2 << 0;
+        QTest::newRow("starting and connected") << u"cs"_s << OverallStatus::Connecting << 2 << 1;
+        QTest::newRow("stopping") << u"p"_s << OverallStatus::Connecting << 1 << 0;
+        QTest::newRow("connected") << u"ccoo"_s << OverallStatus::Connected << 2 << 2;
+    }
+
+    void overallStatus()
+    {
+        QFETCH(QString, states);
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        for (const QChar state : states) {
+            const QUuid id = FakeWorld::addTunnel(manager, state).id;
+            if (state == u'f')
+                manager.runner(id)->fail(u"x"_s);
+            if (state == u's' || state == u'p')
+                manager.start(id);
+            if (state == u'p')
+                manager.stop(id);
+            if (state == u'c' || state == u'r')
+                world.connect(manager, id, 3);
+            if (state == u'r')
+                world.launcher.last().write(
+                    "Connection terminated connIndex=0\nConnection terminated connIndex=1\n"
+                    "Connection terminated connIndex=2\n");
+        }
+        QTEST(manager.overallStatus(), "status");
+        QTEST(manager.runningCount(), "running");
+        QTEST(manager.connectedCount(), "connected");
+        QCOMPARE(manager.state(QUuid::createUuid()), TunnelState::stopped());
+    }
+
+    void startChecks_data()
+    {
+        QTest::addColumn<std::optional<QString>>("token");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("message"); // null: started
+
+        const QString good; // null: the executable file
+        QTest::newRow("no token") << std::optional<QString>() << u""_s
+                                  << u"Missing token: set it in Settings"_s;
+        QTest::newRow("empty token") << std::optional<QString>(u""_s) << good
+                                     << u"Missing token: set it in Settings"_s;
+        QTest::newRow("blank token") << std::optional<QString>(u" "_s) << good << QString();
+        QTest::newRow("wrong path") << std::optional<QString>(u"eyJ"_s) << u" /x"_s
+                                    << u"cloudflared not found at  /x"_s;
+        QTest::newRow("empty path") << std::optional<QString>(u"eyJ"_s) << u""_s
+                                    << u"cloudflared not found at "_s;
+    }
+
+    void startChecks()
+    {
+        QFETCH(std::optional<QString>, token);
+        QFETCH(QString, path);
+        QFETCH(QString, message);
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        const QUuid id = FakeWorld::addTunnel(manager, u"t"_s, {}, token.value_or(QString())).id;
+        if (!token)
+            world.secrets.items.clear();
+        if (!path.isNull())
+            manager.setCloudflaredPath(path);
+        manager.start(id);
+        if (message.isNull()) {
+            QCOMPARE(manager.state(id), TunnelState::starting());
+            return;
+        }
+        QVERIFY(world.launcher.children.empty());
+        QCOMPARE(manager.state(id), TunnelState::failed(message));
+        QCOMPARE(manager.runner(id)->logLines().text(), u"✖\uFE0E "_s + message);
+    }
+
+    /// All children exist and are remembered, once for all, before the first one runs.
+    void startsTogether()
+    {
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        QList<QUuid> ids;
+        for (const QString &name : {u"connected"_s, u"failed"_s, u"stopped"_s, u"starting"_s, u"last"_s})
+            ids += FakeWorld::addTunnel(manager, name, {}, name).id;
+        world.connect(manager, ids[0]);
+        manager.runner(ids[1])->fail(u"x"_s);
+        manager.start(ids[3]);
+        manager.start(QUuid::createUuid());
+        world.preferences.waits = 0;
+        int runs = 0;
+        world.launcher.aboutToRun = [&] {
+            QCOMPARE(world.launcher.children.size(), 5U - (runs > 1 ? 1 : 0));
+            QCOMPARE(world.preferences.waits, 1);
+            world.launcher.error = ++runs == 2 ? u"no"_s : QString();
+        };
+        manager.startAll();
+        QCOMPARE(runs, 3);
+        QCOMPARE(ledgerOf(world), (QList<qint32>{1000, 1001, 1002, 1004}));
+        QCOMPARE(manager.state(ids[2]), TunnelState::failed(u"cloudflared could not be started"_s));
+        const auto &children = world.launcher.children;
+        QCOMPARE(children[2]->command.environment.front().second, "failed");
+        QCOMPARE(children[3]->command.environment.front().second, "last");
         manager.stopAll();
-    else
+        for (const auto &child : children)
+            QCOMPARE(child->signalsSent, QList<int>{15});
+        QCOMPARE(world.preferences.waits, 1);
+    }
+
+    /// A lack of processes or descriptors fails those that come too late.
+    void startsAsManyAsThereIsRoomFor()
+    {
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        world.launcher.mostChildren = 2;
+        for (const QString &name : {u"a"_s, u"b"_s, u"c"_s})
+            manager.add({QUuid::createUuid(), name, {}, name != u"b"_s}, name);
+        manager.startAll();
+        QCOMPARE(manager.runningCount(), 2);
+        QCOMPARE(manager.overallStatus(), OverallStatus::Problem);
+        QCOMPARE(ledgerOf(world), (QList<qint32>{1000, 1001}));
+    }
+
+    void startsLaunchTunnelsInOrder()
+    {
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        for (const QString &name : {u"a"_s, u"b"_s, u"c"_s})
+            manager.add({QUuid::createUuid(), name, {}, name != u"b"_s}, name);
+        manager.startLaunchTunnels();
+        QCOMPARE(world.launcher.children.size(), 2U);
+        QCOMPARE(world.launcher.children[0]->command.environment.front().second, "a");
+        QCOMPARE(world.launcher.children[1]->command.environment.front().second, "c");
+    }
+
+    void addsUpdatesAndRemoves()
+    {
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        QSignalSpy announced(&manager, &TunnelManager::objectWillChange);
+        TunnelConfig tunnel = FakeWorld::addTunnel(manager, u"first"_s);
+        const QString account = tunnelIdText(tunnel.id);
+        QCOMPARE(announced.count(), 1);
+        QCOMPARE(world.secrets.items[account], "eyJ-token");
+        QCOMPARE(world.secrets.labels[account], u"Morvanel token"_s);
+        QCOMPARE(world.secrets.services[account], u"com.ardentwick.Morvanel.token"_s);
+        QCOMPARE(manager.state(tunnel.id), TunnelState::stopped());
+
+        const auto &child = world.connect(manager, tunnel.id);
+        tunnel.name = QString(10'000, u'ש') + u"\n\"\\\u2028😀"_s;
+        manager.update(tunnel, std::nullopt);
+        QCOMPARE(world.secrets.items[account], "eyJ-token");
+        manager.update(tunnel, u"\uFEFFü \0 \""_s);
+        QCOMPARE(world.secrets.items[account], QByteArray("\xef\xbb\xbf\xc3\xbc \0 \"", 9));
+        QCOMPARE(KeychainStore(world.secrets).token(tunnel.id), u"\uFEFFü \0 \""_s);
+        QVERIFY(child.signalsSent.isEmpty());
+        manager.update({QUuid::createUuid(), u"stranger"_s, {}, false}, u"token"_s);
+        QCOMPARE(world.secrets.items.size(), 1);
+        QCOMPARE(TunnelManager(world.services()).tunnels(), QList<TunnelConfig>{tunnel});
+
+        manager.remove(tunnel.id);
+        QCOMPARE(child.signalsSent, QList<int>{15});
+        QVERIFY(!manager.runner(tunnel.id));
+        QVERIFY(world.secrets.items.isEmpty());
+        QVERIFY(TunnelManager(world.services()).tunnels().isEmpty());
+        for (const QVariant &value : std::as_const(world.preferences.values))
+            QVERIFY(!value.toByteArray().contains("eyJ"));
+    }
+
+    void aRemovedTunnelIsStoppedForSure()
+    {
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
+        auto &child = world.connect(manager, id);
         manager.remove(id);
-    QVERIFY(child.signalsSent.contains(15));
-    child.end(0);
-    QCOMPARE(manager.childCount(), 0);
-    QCOMPARE(namesOf(manager), QStringList{u"other"_s});
-}
+        QCOMPARE(manager.runningCount(), 0);
+        QCOMPARE(manager.childCount(), 1);
+        world.scheduler.advance(6s);
+        QCOMPARE(child.signalsSent, (QList<int>{15, 9}));
+        manager.forceKillAll();
+        QCOMPARE(child.signalsSent, (QList<int>{15, 9, 9}));
+        QCOMPARE(ledgerOf(world), QList<qint32>{child.pid});
+        child.end(9);
+        QCOMPARE(ledgerOf(world), QList<qint32>());
+        QCOMPARE(manager.childCount(), 0);
+        QCOMPARE(world.scheduler.pendingCount(), 0);
+    }
 
-void TestTunnelManager::anIdUsedAgainStopsTheRunnerThatWasThere()
-{
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    const TunnelConfig tunnel = FakeWorld::addTunnel(manager, u"t"_s);
-    auto &child = world.connect(manager, tunnel.id);
-    manager.add(tunnel, u"eyJ"_s);
-    QCOMPARE(child.signalsSent, QList<int>{15});
-    QCOMPARE(manager.childCount(), 1);
-    child.end(0);
-    QCOMPARE(ledgerOf(world), QList<qint32>());
-}
+    void aTunnelMayBeRemovedWhileItsStateChanges_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::newRow("start") << u"start"_s;
+        QTest::newRow("output") << u"output"_s;
+        QTest::newRow("stop all") << u"stop all"_s;
+        QTest::newRow("remove") << u"remove"_s;
+    }
 
-void TestTunnelManager::startsNothingAtTheEnd()
-{
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
-    manager.refuseStarts();
-    manager.start(id);
-    manager.startAll();
-    QVERIFY(world.launcher.children.empty());
-    QCOMPARE(manager.state(id), TunnelState::stopped());
-}
+    void aTunnelMayBeRemovedWhileItsStateChanges()
+    {
+        QFETCH(QString, change);
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
+        if (change != u"start"_s)
+            manager.start(id);
+        FakeWorld::addTunnel(manager, u"other"_s);
+        QMetaObject::Connection connection = connect(&manager, &TunnelManager::objectWillChange, this, [&] {
+            disconnect(connection);
+            manager.remove(id);
+        });
+        if (change == u"start"_s)
+            manager.start(id);
+        auto &child = world.launcher.last();
+        if (change == u"output"_s)
+            child.write("Registered tunnel connection connIndex=0\nmore\n");
+        else if (change == u"stop all"_s)
+            manager.stopAll();
+        else if (change == u"remove"_s)
+            manager.remove(id);
+        QVERIFY(!child.isWaiting);
+        QVERIFY(child.signalsSent.contains(15));
+        child.end(0);
+        QCOMPARE(manager.childCount(), 0);
+        QCOMPARE(namesOf(manager), QStringList{u"other"_s});
+    }
 
-void TestTunnelManager::moves_data()
-{
-    QTest::addColumn<QList<int>>("from");
-    QTest::addColumn<int>("to");
-    QTest::addColumn<QString>("order");
+    void moves_data()
+    {
+        QTest::addColumn<QList<int>>("from");
+        QTest::addColumn<int>("to");
+        QTest::addColumn<QString>("order");
 
-    QTest::newRow("last to the top") << QList<int>{4} << 0 << u"eabcd"_s;
-    QTest::newRow("first to the end") << QList<int>{0} << 5 << u"bcdea"_s;
-    QTest::newRow("one down") << QList<int>{1} << 3 << u"acbde"_s;
-    QTest::newRow("onto itself") << QList<int>{1} << 1 << u"abcde"_s;
-    QTest::newRow("just behind itself") << QList<int>{1} << 2 << u"abcde"_s;
-    QTest::newRow("several") << QList<int>{0, 2, 4} << 3 << u"baced"_s;
-    QTest::newRow("offsets that are none") << QList<int>{-1, 7} << 9 << u"abcde"_s;
-}
+        QTest::newRow("last to the top") << QList<int>{4} << 0 << u"eabcd"_s;
+        QTest::newRow("first to the end") << QList<int>{0} << 5 << u"bcdea"_s;
+        QTest::newRow("one down") << QList<int>{1} << 3 << u"acbde"_s;
+        QTest::newRow("onto itself") << QList<int>{1} << 1 << u"abcde"_s;
+        QTest::newRow("just behind itself") << QList<int>{1} << 2 << u"abcde"_s;
+        QTest::newRow("several") << QList<int>{0, 2, 4} << 3 << u"baced"_s;
+        QTest::newRow("offsets that are none") << QList<int>{-1, 7} << 9 << u"abcde"_s;
+    }
 
-void TestTunnelManager::moves()
-{
-    QFETCH(QList<int>, from);
-    QFETCH(int, to);
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    for (const auto name : u"abcde"_s)
-        FakeWorld::addTunnel(manager, name);
-    manager.moveTunnels(std::set<qsizetype>(from.begin(), from.end()), to);
-    QTEST(namesOf(manager).join(QString()), "order");
-    QCOMPARE(TunnelManager(world.services()).tunnels(), manager.tunnels());
-}
+    void moves()
+    {
+        QFETCH(QList<int>, from);
+        QFETCH(int, to);
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        for (const auto name : u"abcde"_s)
+            FakeWorld::addTunnel(manager, name);
+        manager.moveTunnels(std::set<qsizetype>(from.begin(), from.end()), to);
+        QTEST(namesOf(manager).join(QString()), "order");
+        QCOMPARE(TunnelManager(world.services()).tunnels(), manager.tunnels());
+    }
 
-void TestTunnelManager::announcesEveryAssignment()
-{
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    QStringList seen;
-    connect(&manager, &TunnelManager::objectWillChange, this, [&] { seen += manager.cloudflaredPath(); });
-    QSignalSpy assigned(&manager, &TunnelManager::showsInDockAssigned);
-    manager.setCloudflaredPath(u"/new"_s);
-    manager.setCloudflaredPath(u"/new"_s);
-    QCOMPARE(seen, (QStringList{FakeWorld::cloudflaredPath, u"/new"_s}));
-    QCOMPARE(world.preferences.writes, 2);
-    manager.setShowsInDock(false);
-    manager.setShowsInDock(false);
-    QCOMPARE(assigned.count(), 2);
-    QVERIFY(!TunnelManager(world.services()).showsInDock());
-}
+    void keepsTheLedger()
+    {
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        const QUuid a = FakeWorld::addTunnel(manager, u"a"_s).id;
+        const QUuid b = FakeWorld::addTunnel(manager, u"b"_s).id;
+        manager.start(a);
+        world.launcher.nextPid = 1000; // an id can come again; both entries go with it
+        manager.start(b);
+        QCOMPARE(ledgerOf(world), (QList<qint32>{1000, 1000}));
+        world.launcher.last().end(0);
+        QCOMPARE(ledgerOf(world), QList<qint32>());
+        world.launcher.error = u"no"_s;
+        manager.start(b);
+        QCOMPARE(ledgerOf(world), QList<qint32>());
+    }
 
-void TestTunnelManager::loginItem()
-{
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    QSignalSpy announced(&manager, &TunnelManager::objectWillChange);
-    manager.setLaunchesAtLogin(true);
-    QVERIFY(manager.launchesAtLogin());
-    QCOMPARE(announced.count(), 1);
-    world.loginItem.current = LoginItemStatus::RequiresApproval;
-    QVERIFY(!manager.launchesAtLogin());
-    world.loginItem.refusal = u"no"_s;
-    QVERIFY_THROWS_EXCEPTION(LoginItemError, manager.setLaunchesAtLogin(false));
-    QCOMPARE(announced.count(), 1);
-    QCOMPARE(world.preferences.writes, 0);
-}
+    void terminatesOrphans()
+    {
+        FakeWorld world;
+        world.processes.paths = {{10, "/usr/bin/cloudflared"}, {11, "/usr/bin/cloudflared-old"},
+                                 {12, "/home/x/cloudflared"},  {13, ""},
+                                 {14, "cloudflared"},          {-5, "/usr/bin/cloudflared"},
+                                 {0, "/usr/bin/cloudflared"}};
+        world.preferences.values[u"childPIDs"_s] =
+            QVariant::fromValue(QList<qint32>{0, -5, 12, 11, 13, 14, 99, 10});
+        TunnelManager manager(world.services());
+        manager.terminateOrphanedProcesses();
+        QCOMPARE(world.processes.terminated, (QList<qint32>{12, 10}));
+        QVERIFY(!world.preferences.values.contains(u"childPIDs"_s));
+    }
 
-void TestTunnelManager::keepsTheLedger()
-{
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    const QUuid a = FakeWorld::addTunnel(manager, u"a"_s).id;
-    const QUuid b = FakeWorld::addTunnel(manager, u"b"_s).id;
-    manager.start(a);
-    world.launcher.nextPid = 1000; // an id can come again; both entries go with it
-    manager.start(b);
-    QCOMPARE(ledgerOf(world), (QList<qint32>{1000, 1000}));
-    world.launcher.last().end(0);
-    QCOMPARE(ledgerOf(world), QList<qint32>());
-    world.launcher.error = u"no"_s;
-    manager.start(b);
-    QCOMPARE(ledgerOf(world), QList<qint32>());
-}
+    void badLedgerCountsAsEmpty_data()
+    {
+        QTest::addColumn<QVariant>("stored");
+        QTest::newRow("text") << QVariant(u"10"_s);
+        QTest::newRow("other list") << QVariant(QStringList{u"10"_s});
+        QTest::newRow("empty") << QVariant::fromValue(QList<qint32>());
+    }
 
-void TestTunnelManager::terminatesOrphans()
-{
-    FakeWorld world;
-    world.processes.paths = {
-        {10, "/usr/bin/cloudflared"}, {11, "/usr/bin/cloudflared-old"}, {12, "/home/x/cloudflared"}, {13, ""},
-        {14, "cloudflared"},          {-5, "/usr/bin/cloudflared"},     {0, "/usr/bin/cloudflared"}};
-    world.preferences.setIntegers(u"childPIDs"_s, {0, -5, 12, 11, 13, 14, 99, 10});
-    TunnelManager manager(world.services());
-    manager.terminateOrphanedProcesses();
-    QCOMPARE(world.processes.terminated, (QList<qint32>{12, 10}));
-    QVERIFY(!world.preferences.values.contains(u"childPIDs"_s));
-}
+    void badLedgerCountsAsEmpty()
+    {
+        QFETCH(QVariant, stored);
+        FakeWorld world;
+        world.processes.paths = {{10, "/usr/bin/cloudflared"}};
+        world.preferences.values[u"childPIDs"_s] = stored;
+        TunnelManager manager(world.services());
+        manager.start(FakeWorld::addTunnel(manager, u"t"_s).id);
+        QCOMPARE(ledgerOf(world), QList<qint32>{1000});
+        world.preferences.values[u"childPIDs"_s] = stored;
+        manager.terminateOrphanedProcesses();
+        QVERIFY(world.processes.terminated.isEmpty());
+        QVERIFY(!world.preferences.values.contains(u"childPIDs"_s));
+    }
 
-void TestTunnelManager::badLedgerCountsAsEmpty_data()
-{
-    QTest::addColumn<QVariant>("stored");
-    QTest::newRow("text") << QVariant(u"10"_s);
-    QTest::newRow("other list") << QVariant(QStringList{u"10"_s});
-    QTest::newRow("empty") << QVariant::fromValue(QList<qint32>());
-}
-
-void TestTunnelManager::badLedgerCountsAsEmpty()
-{
-    QFETCH(QVariant, stored);
-    FakeWorld world;
-    world.processes.paths = {{10, "/usr/bin/cloudflared"}};
-    world.preferences.values[u"childPIDs"_s] = stored;
-    TunnelManager manager(world.services());
-    manager.start(FakeWorld::addTunnel(manager, u"t"_s).id);
-    QCOMPARE(ledgerOf(world), QList<qint32>{1000});
-    world.preferences.values[u"childPIDs"_s] = stored;
-    manager.terminateOrphanedProcesses();
-    QVERIFY(world.processes.terminated.isEmpty());
-    QVERIFY(!world.preferences.values.contains(u"childPIDs"_s));
-}
-
-void TestTunnelManager::unreadableTokensAreMissing()
-{
-    FakeWorld world;
-    TunnelManager manager(world.services());
-    const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
-    const TunnelState missing = TunnelState::failed(u"Missing token: set it in Settings"_s);
-    world.secrets.items[tunnelIdText(id)] = "eyJ\xff";
-    manager.start(id);
-    QCOMPARE(manager.state(id), missing);
-    manager.stop(id);
-    world.secrets.failure = SecretStatus::InteractionNotAllowed;
-    manager.start(id);
-    QCOMPARE(manager.state(id), missing);
-    KeychainStore keychain(world.secrets);
-    QVERIFY(!keychain.setToken(u"x"_s, id));
-}
+    void unreadableTokensAreMissing()
+    {
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
+        const TunnelState missing = TunnelState::failed(u"Missing token: set it in Settings"_s);
+        world.secrets.items[tunnelIdText(id)] = "eyJ\xff";
+        manager.start(id);
+        QCOMPARE(manager.state(id), missing);
+        manager.stop(id);
+        world.secrets.failure = SecretStatus::InteractionNotAllowed;
+        manager.start(id);
+        QCOMPARE(manager.state(id), missing);
+        KeychainStore keychain(world.secrets);
+        QVERIFY(!keychain.setToken(u"x"_s, id));
+    }
+};
 
 QTEST_GUILESS_MAIN(TestTunnelManager)
 #include "tst_tunnelmanager.moc"

@@ -37,8 +37,6 @@ struct Bench
     Bench()
     {
         runner.onStateChange = [this] { told += runner.state().label(); };
-        runner.onProcessPrepared = [this](qint32 pid) { told += u"prepared %1"_s.arg(pid); };
-        runner.onProcessNotStarted = [this](qint32 pid) { told += u"not started %1"_s.arg(pid); };
         runner.onProcessStarted = [this](qint32 pid) { told += u"started %1"_s.arg(pid); };
         runner.onProcessExited = [this](qint32 pid) { told += u"exited %1"_s.arg(pid); };
     }
@@ -56,320 +54,263 @@ class TestTunnelRunner : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void launchesWithExactlyTheCommand();
-    void tellsOfAFailedLaunch();
-    void ends_data();
-    void ends();
-    void startsOnlyWhenNotRunning();
-    void aNewStartForgetsTheLastRun();
-    void stopsAndKillsAfterItsDeadline();
-    void aFailureOfARunningTunnelKeepsItsChild();
-    void stopWithoutChild();
-    void aSecondStopRepeatsItself();
-    void aStopCheckSparesTheNextChild();
-    void cutsLinesAtEveryPlace();
-    void dropsWhatIsNoText();
-    void derivesTheState_data();
-    void derivesTheState();
-    void aDeadChildKeepsItsState();
-    void keepsTwoThousandLines();
-    void logNumbersGoOn();
-};
-
-void TestTunnelRunner::launchesWithExactlyTheCommand()
-{
-    Bench bench;
-    bench.start();
-    const ChildCommand &command = bench.child().command;
-    QCOMPARE(command.executable, path);
-    QCOMPARE(command.arguments, (QStringList{u"tunnel"_s, u"run"_s}));
-    const std::vector<std::pair<QByteArray, QByteArray>> expected{{"TUNNEL_TOKEN", "eyJ-token"},
-                                                                  {"NO_AUTOUPDATE", "true"},
-                                                                  {"TUNNEL_GRACE_PERIOD", "2s"},
-                                                                  {"NO_COLOR", "1"}};
-    QCOMPARE(command.environment, expected);
-    QCOMPARE(linesOf(bench.runner), QStringList{u"▶\uFE0E Starting: /opt/cloudflared tunnel run"_s});
-    QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, u"prepared 1000"_s, u"started 1000"_s}));
-}
-
-void TestTunnelRunner::tellsOfAFailedLaunch()
-{
-    Bench bench;
-    bench.launcher.error = u"Exec format error"_s;
-    bench.start();
-    QCOMPARE(bench.logged(), QStringList{u"✖\uFE0E Could not start cloudflared: Exec format error"_s});
-    const QString failure = u"Error: cloudflared could not be started"_s;
-    QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, u"prepared 1000"_s, u"not started 1000"_s, failure}));
-    QVERIFY(!bench.runner.hasChild());
-
-    bench.told.clear();
-    bench.launcher.failsEarly = true;
-    bench.start();
-    QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, failure}));
-}
-
-void TestTunnelRunner::ends_data()
-{
-    QTest::addColumn<QByteArray>("output");
-    QTest::addColumn<bool>("isStopped");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("state");
-    QTest::addColumn<QString>("lastLine");
-
-    QTest::newRow("silent") << QByteArray() << false << 1 << u"Error: cloudflared exited (code 1)"_s
-                            << u"✖\uFE0E cloudflared exited (code 1)"_s;
-    QTest::newRow("clean but unasked")
-        << QByteArray("INF bye\n") << false << 0 << u"Error: cloudflared exited (code 0)"_s
-        << u"✖\uFE0E cloudflared exited (code 0)"_s;
-    QTest::newRow("error field")
-        << QByteArray("2024-01-01T00:00:00Z ERR Serve tunnel error error=\"x y\" connIndex=0\n") << false << 1
-        << u"Error: x y"_s << u"✖\uFE0E x y"_s;
-    QTest::newRow("error in the unfinished line")
-        << QByteArray("ERR a\ntoken is not valid") << false << 255 << u"Error: token is not valid"_s
-        << u"✖\uFE0E token is not valid"_s;
-    QTest::newRow("error, then registered")
-        << "x ERR broken\n" + registered(0) << false << 9 << u"Error: cloudflared exited (code 9)"_s
-        << u"✖\uFE0E cloudflared exited (code 9)"_s;
-    QTest::newRow("registration that is an error")
-        << QByteArray("x ERR Registered tunnel connection\n") << false << 9
-        << u"Error: Registered tunnel connection"_s << u"✖\uFE0E Registered tunnel connection"_s;
-    QTest::newRow("stopped, full of errors")
-        << QByteArray("x ERR y\n") << true << 1 << u"Stopped"_s << u"■ Tunnel stopped"_s;
-}
-
-void TestTunnelRunner::ends()
-{
-    QFETCH(QByteArray, output);
-    QFETCH(bool, isStopped);
-    QFETCH(int, status);
-    Bench bench;
-    bench.start();
-    if (isStopped)
-        bench.runner.stop();
-    bench.child().write(output);
-    bench.child().end(status);
-    QTEST(bench.state(), "state");
-    QTEST(linesOf(bench.runner).last(), "lastLine");
-    QCOMPARE(bench.told.indexOf(u"exited 1000"_s), bench.told.size() - 2);
-    QVERIFY(!bench.runner.hasChild());
-    QCOMPARE(bench.scheduler.pendingCount(), 0);
-}
-
-void TestTunnelRunner::startsOnlyWhenNotRunning()
-{
-    Bench bench;
-    bench.start();
-    bench.child().write(registered(0) + registered(1));
-    const QStringList before = linesOf(bench.runner);
-    bench.start();
-    QCOMPARE(bench.launcher.children.size(), 1U);
-    QCOMPARE(linesOf(bench.runner), before);
-    QCOMPARE(bench.state(), u"Connected (2 connections)"_s);
-}
-
-void TestTunnelRunner::aNewStartForgetsTheLastRun()
-{
-    Bench bench;
-    bench.start();
-    bench.child().write(registered(0) + "x ERR old\nhalf \xff");
-    bench.runner.stop();
-    bench.child().end(0);
-    bench.start();
-    QCOMPARE(bench.state(), u"Connecting…"_s);
-    bench.child().write("INF new\n");
-    QCOMPARE(bench.state(), u"Connecting…"_s);
-    bench.child().end(3);
-    QCOMPARE(bench.state(), u"Error: cloudflared exited (code 3)"_s);
-    QCOMPARE(bench.logged().size(), 7);
-}
-
-void TestTunnelRunner::stopsAndKillsAfterItsDeadline()
-{
-    Bench bench;
-    bench.start();
-    bench.runner.stop();
-    QCOMPARE(bench.state(), u"Stopping…"_s);
-    bench.scheduler.advance(5999ms);
-    QCOMPARE(bench.child().signalsSent, QList<int>{15});
-    bench.scheduler.advance(1ms);
-    QCOMPARE(bench.child().signalsSent, (QList<int>{15, 9}));
-    bench.child().write(registered(0));
-    QCOMPARE(bench.state(), u"Stopping…"_s);
-    bench.child().end(9);
-    QCOMPARE(bench.state(), u"Stopped"_s);
-    QStringList lines = bench.logged();
-    lines.removeAt(2);
-    QCOMPARE(lines, (QStringList{u"■ Stop requested"_s, u"■ cloudflared is not responding, killing it"_s,
-                                 u"■ Tunnel stopped"_s}));
-}
-
-void TestTunnelRunner::aFailureOfARunningTunnelKeepsItsChild()
-{
-    Bench bench;
-    bench.start();
-    bench.runner.fail(u"x"_s);
-    bench.start();
-    QCOMPARE(bench.launcher.children.size(), 1U);
-    bench.child().write("INF alive\n");
-    QCOMPARE(bench.state(), u"Connecting…"_s);
-    bench.runner.stop();
-    QCOMPARE(bench.child().signalsSent, QList<int>{15});
-}
-
-void TestTunnelRunner::stopWithoutChild()
-{
-    Bench bench;
-    bench.runner.stop();
-    QVERIFY(bench.told.isEmpty());
-    bench.runner.fail(u"x"_s);
-    bench.runner.fail(u"x"_s);
-    bench.runner.fail(u"y"_s);
-    bench.runner.stop();
-    QCOMPARE(bench.told, (QStringList{u"Error: x"_s, u"Error: y"_s, u"Stopped"_s}));
-    QCOMPARE(linesOf(bench.runner), (QStringList{u"✖\uFE0E x"_s, u"✖\uFE0E x"_s, u"✖\uFE0E y"_s}));
-}
-
-void TestTunnelRunner::aSecondStopRepeatsItself()
-{
-    Bench bench;
-    bench.start();
-    bench.runner.stop();
-    bench.scheduler.advance(1s);
-    bench.runner.stop();
-    QCOMPARE(bench.child().signalsSent, (QList<int>{15, 15}));
-    QCOMPARE(bench.logged(), (QStringList{u"■ Stop requested"_s, u"■ Stop requested"_s}));
-    QCOMPARE(bench.told.count(u"Stopping…"_s), 1);
-}
-
-void TestTunnelRunner::aStopCheckSparesTheNextChild()
-{
-    Bench bench;
-    bench.start();
-    bench.runner.stop();
-    bench.child().end(0);
-    bench.start();
-    bench.scheduler.advance(10s);
-    QCOMPARE(bench.child().signalsSent, QList<int>());
-}
-
-void TestTunnelRunner::cutsLinesAtEveryPlace()
-{
-    const QByteArray output = "\xef\xbb\xbf"
-                              "ab\xc3\xa9\r\n\n\ncd\n\xf0\x9f\x9a\x87 e\tf\n";
-    const QStringList expected{u"\uFEFFabé\r"_s, u"cd"_s, u"🚇 e\tf"_s, u"rest"_s};
-    for (qsizetype cut = 0; cut <= output.size(); ++cut) {
+    void launchesWithExactlyTheCommand()
+    {
         Bench bench;
         bench.start();
-        if (cut > 0)
-            bench.child().write(output.left(cut));
-        if (cut < output.size())
-            bench.child().write(output.mid(cut));
-        bench.child().write("re");
-        bench.child().write("st");
-        QCOMPARE(bench.logged(), expected.mid(0, 3));
-        bench.child().end(0);
-        QCOMPARE(bench.logged().mid(0, 4), expected);
+        const ChildCommand &command = bench.child().command;
+        QCOMPARE(command.executable, path);
+        QCOMPARE(command.arguments, (QStringList{u"tunnel"_s, u"run"_s}));
+        const std::vector<std::pair<QByteArray, QByteArray>> expected{{"TUNNEL_TOKEN", "eyJ-token"},
+                                                                      {"NO_AUTOUPDATE", "true"},
+                                                                      {"TUNNEL_GRACE_PERIOD", "2s"},
+                                                                      {"NO_COLOR", "1"}};
+        QCOMPARE(command.environment, expected);
+        QCOMPARE(linesOf(bench.runner), QStringList{u"▶\uFE0E Starting: /opt/cloudflared tunnel run"_s});
+        QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, u"started 1000"_s}));
     }
-}
 
-void TestTunnelRunner::dropsWhatIsNoText()
-{
-    Bench bench;
-    bench.start();
-    bench.child().write("one\n\xff\xfe ERR not text\n\xed\xa0\x80\n\xc0\xaf\ntwo\nhalf \xe2\x82");
-    bench.child().end(4);
-    QCOMPARE(bench.logged(), (QStringList{u"one"_s, u"two"_s, u"✖\uFE0E cloudflared exited (code 4)"_s}));
-}
+    void tellsOfAFailedLaunch_data()
+    {
+        QTest::addColumn<bool>("isProcess");
+        QTest::newRow("no program") << true;
+        QTest::newRow("no process") << false;
+    }
+    void tellsOfAFailedLaunch()
+    {
+        QFETCH(bool, isProcess);
+        Bench bench;
+        (isProcess ? bench.launcher.error : bench.launcher.prepareError) = u"Exec format error"_s;
+        bench.start();
+        QCOMPARE(bench.logged(), QStringList{u"✖\uFE0E Could not start cloudflared: Exec format error"_s});
+        QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, u"Error: cloudflared could not be started"_s}));
+        QVERIFY(!bench.runner.hasChild());
+    }
 
-void TestTunnelRunner::derivesTheState_data()
-{
-    QTest::addColumn<QByteArray>("lines");
-    QTest::addColumn<QStringList>("states");
+    void ends_data()
+    {
+        QTest::addColumn<QByteArray>("output");
+        QTest::addColumn<bool>("isStopped");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("state");
+        QTest::addColumn<QString>("lastLine");
 
-    const QString starting = u"Connecting…"_s;
-    const QString one = u"Connected (1 connection)"_s;
-    const QString two = u"Connected (2 connections)"_s;
-    const QString lost = u"Reconnecting…"_s;
-    QTest::newRow("other lines") << QByteArray("INF hello\nWRN Registered TUNNEL connection\n")
-                                 << QStringList{starting};
-    QTest::newRow("same index again")
-        << registered(0) + registered(1) + registered(0) << QStringList{starting, one, two};
-    QTest::newRow("without index")
-        << QByteArray("Registered tunnel connection\nRegistered tunnel connection connIndex=x\n")
-        << QStringList{starting, one, two};
-    QTest::newRow("first index counts")
-        << QByteArray(
-               "Registered tunnel connection connIndex=1 connIndex=2\nConnection terminated connIndex=2\n")
-        << QStringList{starting, one};
-    QTest::newRow("lost by each word")
-        << registered(0) + registered(1) + registered(12) +
-               "Unregistered tunnel connection connIndex=1\nx ERR Serve tunnel error connIndex=12\n"
-               "Connection terminated connIndex=0\n"
-        << QStringList{starting, one, two, u"Connected (3 connections)"_s, two, one, lost};
-    QTest::newRow("lost three times")
-        << registered(0) + registered(1) +
-               "Unregistered tunnel connection connIndex=0\n"
-               "Serve tunnel error connIndex=0\nConnection terminated connIndex=0\n"
-        << QStringList{starting, one, two, one};
-    QTest::newRow("loss without index") << registered(0) + "Serve tunnel error\n"
-                                        << QStringList{starting, one};
-    QTest::newRow("loss before any") << QByteArray("Connection terminated connIndex=0\n")
+        QTest::newRow("silent") << QByteArray() << false << 1 << u"Error: cloudflared exited (code 1)"_s
+                                << u"✖\uFE0E cloudflared exited (code 1)"_s;
+        QTest::newRow("clean but unasked")
+            << QByteArray("INF bye\n") << false << 0 << u"Error: cloudflared exited (code 0)"_s
+            << u"✖\uFE0E cloudflared exited (code 0)"_s;
+        QTest::newRow("error field")
+            << QByteArray("2024-01-01T00:00:00Z ERR Serve tunnel error error=\"x y\" connIndex=0\n") << false
+            << 1 << u"Error: x y"_s << u"✖\uFE0E x y"_s;
+        QTest::newRow("error in the unfinished line")
+            << QByteArray("ERR a\ntoken is not valid") << false << 255 << u"Error: token is not valid"_s
+            << u"✖\uFE0E token is not valid"_s;
+        QTest::newRow("error, then registered")
+            << "x ERR broken\n" + registered(0) << false << 9 << u"Error: cloudflared exited (code 9)"_s
+            << u"✖\uFE0E cloudflared exited (code 9)"_s;
+        QTest::newRow("registration that is an error")
+            << QByteArray("x ERR Registered tunnel connection\n") << false << 9
+            << u"Error: Registered tunnel connection"_s << u"✖\uFE0E Registered tunnel connection"_s;
+        QTest::newRow("stopped, full of errors")
+            << QByteArray("x ERR y\n") << true << 1 << u"Stopped"_s << u"■ Tunnel stopped"_s;
+    }
+
+    void ends()
+    {
+        QFETCH(QByteArray, output);
+        QFETCH(bool, isStopped);
+        QFETCH(int, status);
+        Bench bench;
+        bench.start();
+        if (isStopped)
+            bench.runner.stop();
+        bench.child().write(output);
+        bench.child().end(status);
+        QTEST(bench.state(), "state");
+        QTEST(linesOf(bench.runner).last(), "lastLine");
+        QCOMPARE(bench.told.indexOf(u"exited 1000"_s), bench.told.size() - 2);
+        QVERIFY(!bench.runner.hasChild());
+        QCOMPARE(bench.scheduler.pendingCount(), 0);
+    }
+
+    void aNewStartForgetsTheLastRun()
+    {
+        Bench bench;
+        bench.start();
+        bench.child().write(registered(0) + "x ERR old\nhalf \xff");
+        bench.runner.stop();
+        bench.child().end(0);
+        bench.start();
+        QCOMPARE(bench.state(), u"Connecting…"_s);
+        bench.child().write("INF new\n");
+        QCOMPARE(bench.state(), u"Connecting…"_s);
+        bench.child().end(3);
+        QCOMPARE(bench.state(), u"Error: cloudflared exited (code 3)"_s);
+        QCOMPARE(bench.logged().size(), 7);
+    }
+
+    void stopsAndKillsAfterItsDeadline()
+    {
+        Bench bench;
+        bench.start();
+        bench.runner.stop();
+        QCOMPARE(bench.state(), u"Stopping…"_s);
+        bench.scheduler.advance(5999ms);
+        QCOMPARE(bench.child().signalsSent, QList<int>{15});
+        bench.scheduler.advance(1ms);
+        QCOMPARE(bench.child().signalsSent, (QList<int>{15, 9}));
+        bench.child().write(registered(0));
+        QCOMPARE(bench.state(), u"Stopping…"_s);
+        bench.child().end(9);
+        QCOMPARE(bench.state(), u"Stopped"_s);
+        QStringList lines = bench.logged();
+        lines.removeAt(2);
+        QCOMPARE(lines, (QStringList{u"■ Stop requested"_s, u"■ cloudflared is not responding, killing it"_s,
+                                     u"■ Tunnel stopped"_s}));
+    }
+
+    void aFailureOfARunningTunnelKeepsItsChild()
+    {
+        Bench bench;
+        bench.start();
+        bench.runner.fail(u"x"_s);
+        bench.start();
+        QCOMPARE(bench.launcher.children.size(), 1U);
+        bench.child().write("INF alive\n");
+        QCOMPARE(bench.state(), u"Connecting…"_s);
+        bench.runner.stop();
+        QCOMPARE(bench.child().signalsSent, QList<int>{15});
+    }
+
+    void stopWithoutChild()
+    {
+        Bench bench;
+        bench.runner.stop();
+        QVERIFY(bench.told.isEmpty());
+        bench.runner.fail(u"x"_s);
+        bench.runner.fail(u"x"_s);
+        bench.runner.fail(u"y"_s);
+        bench.runner.stop();
+        QCOMPARE(bench.told, (QStringList{u"Error: x"_s, u"Error: y"_s, u"Stopped"_s}));
+        QCOMPARE(linesOf(bench.runner), (QStringList{u"✖\uFE0E x"_s, u"✖\uFE0E x"_s, u"✖\uFE0E y"_s}));
+    }
+
+    void aStopCheckSparesTheNextChild()
+    {
+        Bench bench;
+        bench.start();
+        bench.runner.stop();
+        bench.child().end(0);
+        bench.start();
+        bench.scheduler.advance(10s);
+        QCOMPARE(bench.child().signalsSent, QList<int>());
+    }
+
+    void cutsLinesAtEveryPlace()
+    {
+        const QByteArray output = "\xef\xbb\xbf"
+                                  "ab\xc3\xa9\r\n\n\ncd\n\xf0\x9f\x9a\x87 e\tf\n";
+        const QStringList expected{u"\uFEFFabé\r"_s, u"cd"_s, u"🚇 e\tf"_s, u"rest"_s};
+        for (qsizetype cut = 0; cut <= output.size(); ++cut) {
+            Bench bench;
+            bench.start();
+            if (cut > 0)
+                bench.child().write(output.left(cut));
+            if (cut < output.size())
+                bench.child().write(output.mid(cut));
+            bench.child().write("re");
+            bench.child().write("st");
+            QCOMPARE(bench.logged(), expected.mid(0, 3));
+            bench.child().end(0);
+            QCOMPARE(bench.logged().mid(0, 4), expected);
+        }
+    }
+
+    void dropsWhatIsNoText()
+    {
+        Bench bench;
+        bench.start();
+        bench.child().write("one\n\xff\xfe ERR not text\n\xed\xa0\x80\n\xc0\xaf\ntwo\nhalf \xe2\x82");
+        bench.child().end(4);
+        QCOMPARE(bench.logged(), (QStringList{u"one"_s, u"two"_s, u"✖\uFE0E cloudflared exited (code 4)"_s}));
+    }
+
+    void derivesTheState_data()
+    {
+        QTest::addColumn<QByteArray>("lines");
+        QTest::addColumn<QStringList>("states");
+
+        const QString starting = u"Connecting…"_s;
+        const QString one = u"Connected (1 connection)"_s;
+        const QString two = u"Connected (2 connections)"_s;
+        const QString lost = u"Reconnecting…"_s;
+        QTest::newRow("other lines") << QByteArray("INF hello\nWRN Registered TUNNEL connection\n")
                                      << QStringList{starting};
-    QTest::newRow("back again") << registered(0) + "Connection terminated connIndex=0\n" + registered(3)
-                                << QStringList{starting, one, lost, one};
-}
+        QTest::newRow("same index again")
+            << registered(0) + registered(1) + registered(0) << QStringList{starting, one, two};
+        QTest::newRow("without index")
+            << QByteArray("Registered tunnel connection\nRegistered tunnel connection connIndex=x\n")
+            << QStringList{starting, one, two};
+        QTest::newRow("first index counts") << QByteArray("Registered tunnel connection connIndex=1 "
+                                                          "connIndex=2\nConnection terminated connIndex=2\n")
+                                            << QStringList{starting, one};
+        QTest::newRow("lost by each word")
+            << registered(0) + registered(1) + registered(12) +
+                   "Unregistered tunnel connection connIndex=1\nx ERR Serve tunnel error connIndex=12\n"
+                   "Connection terminated connIndex=0\n"
+            << QStringList{starting, one, two, u"Connected (3 connections)"_s, two, one, lost};
+        QTest::newRow("lost three times")
+            << registered(0) + registered(1) +
+                   "Unregistered tunnel connection connIndex=0\n"
+                   "Serve tunnel error connIndex=0\nConnection terminated connIndex=0\n"
+            << QStringList{starting, one, two, one};
+        QTest::newRow("loss without index") << registered(0) + "Serve tunnel error\n"
+                                            << QStringList{starting, one};
+        QTest::newRow("loss before any")
+            << QByteArray("Connection terminated connIndex=0\n") << QStringList{starting};
+        QTest::newRow("back again") << registered(0) + "Connection terminated connIndex=0\n" + registered(3)
+                                    << QStringList{starting, one, lost, one};
+    }
 
-void TestTunnelRunner::derivesTheState()
-{
-    QFETCH(QByteArray, lines);
-    Bench bench;
-    bench.start();
-    bench.child().write(lines);
-    bench.told.removeAll(u"prepared 1000"_s);
-    bench.told.removeAll(u"started 1000"_s);
-    QTEST(bench.told, "states");
-}
+    void derivesTheState()
+    {
+        QFETCH(QByteArray, lines);
+        Bench bench;
+        bench.start();
+        bench.child().write(lines);
+        bench.told.removeAll(u"started 1000"_s);
+        QTEST(bench.told, "states");
+    }
 
-void TestTunnelRunner::aDeadChildKeepsItsState()
-{
-    Bench bench;
-    bench.start();
-    bench.child().die();
-    bench.child().write(registered(0));
-    QCOMPARE(bench.state(), u"Connecting…"_s);
-    bench.runner.stop();
-    QCOMPARE(bench.state(), u"Connecting…"_s);
-    bench.child().end(1);
-    QCOMPARE(bench.state(), u"Error: cloudflared exited (code 1)"_s);
-}
+    void aDeadChildKeepsItsState()
+    {
+        Bench bench;
+        bench.start();
+        bench.child().die();
+        bench.child().write(registered(0));
+        QCOMPARE(bench.state(), u"Connecting…"_s);
+        bench.runner.stop();
+        QCOMPARE(bench.state(), u"Connecting…"_s);
+        bench.child().end(1);
+        QCOMPARE(bench.state(), u"Error: cloudflared exited (code 1)"_s);
+    }
 
-void TestTunnelRunner::keepsTwoThousandLines()
-{
-    Bench bench;
-    bench.start();
-    QByteArray output;
-    for (int i = 1; i <= 5001; ++i)
-        output += QByteArray::number(i) + (i == 4000 ? QByteArray(100'000, 'x') : QByteArray()) + '\n';
-    bench.child().write(output);
-    QCOMPARE(bench.runner.logLines().size(), 2000);
-    QCOMPARE(bench.runner.logLines().line(0), u"3002"_s);
-    QCOMPARE(bench.runner.logLines().line(998).size(), 100'004);
-    QCOMPARE(bench.runner.logLines().line(1999), u"5001"_s);
-    QCOMPARE(bench.runner.logLines().text().count(u'\n'), 1999);
-}
-
-void TestTunnelRunner::logNumbersGoOn()
-{
-    Bench bench;
-    bench.start();
-    bench.child().write("a\nb\n");
-    QCOMPARE(bench.runner.logLines().endNumber(), 3U);
-    bench.runner.clearLog();
-    QVERIFY(bench.runner.logLines().isEmpty());
-    bench.child().write("c\nd\n");
-    QCOMPARE(bench.runner.logLines().firstNumber(), 3U);
-    QCOMPARE(bench.runner.logLines().text(), u"c\nd"_s);
-}
+    void keepsTwoThousandLines()
+    {
+        Bench bench;
+        bench.start();
+        QByteArray output;
+        for (int i = 1; i <= 5001; ++i)
+            output += QByteArray::number(i) + (i == 4000 ? QByteArray(100'000, 'x') : QByteArray()) + '\n';
+        bench.child().write(output);
+        QCOMPARE(bench.runner.logLines().size(), 2000);
+        QCOMPARE(bench.runner.logLines().line(0), u"3002"_s);
+        QCOMPARE(bench.runner.logLines().line(998).size(), 100'004);
+        QCOMPARE(bench.runner.logLines().line(1999), u"5001"_s);
+        QCOMPARE(bench.runner.logLines().text().count(u'\n'), 1999);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestTunnelRunner)
 #include "tst_tunnelrunner.moc"

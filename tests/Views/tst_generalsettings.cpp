@@ -69,42 +69,39 @@ private Q_SLOTS:
 
     void pathIsWrittenAsItIsTyped()
     {
-        QCOMPARE(path->text(), FakeWorld::cloudflaredPath);
+        QCOMPARE(path->text(), world->cloudflaredPath);
         QVERIFY(titled<QLabel>(found));
         path->setFocus();
         path->selectAll();
         QTest::keyClick(path, Qt::Key_Delete);
         QCOMPARE(manager->cloudflaredPath(), QString());
         QTRY_VERIFY(titled<QLabel>(notFound));
-        world->files.executables = {u"/b"_s};
-        QTest::keyClicks(path, u"/b"_s);
-        QCOMPARE(world->preferences.string(u"cloudflaredPath"_s), u"/b"_s);
+        QTest::keyClicks(path, world->cloudflaredPath);
+        QCOMPARE(world->preferences.string(u"cloudflaredPath"_s), world->cloudflaredPath);
         QTRY_VERIFY(titled<QLabel>(found));
         QTest::keyClicks(path, u" "_s);
         QTRY_VERIFY(titled<QLabel>(notFound));
         QTest::keyClick(path, Qt::Key_Z, Qt::ControlModifier);
-        QVERIFY(manager->cloudflaredPath() != u"/b "_s);
+        QVERIFY(manager->cloudflaredPath() != world->cloudflaredPath + u' ');
         QCOMPARE(manager->cloudflaredPath(), path->text());
     }
 
     void pathFollowsTheManager()
     {
-        manager->setCloudflaredPath(u"~/x\n"_s);
-        QTRY_COMPARE(path->text(), u"~/x\n"_s);
+        const QString odd = world->folder.filePath(u"~x\n"_s);
+        manager->setCloudflaredPath(odd);
+        QTRY_COMPARE(path->text(), odd);
         QVERIFY(titled<QLabel>(notFound));
-        QCOMPARE(manager->cloudflaredPath(), u"~/x\n"_s);
-        world->files.executables = {u"~/x\n"_s}; // installed in the meantime
+        QCOMPARE(manager->cloudflaredPath(), odd);
+        FakeWorld::install(odd); // in the meantime
         QWidget other;
         other.show();
         QVERIFY(QTest::qWaitForWindowActive(&other));
         view->activateWindow();
         QTRY_VERIFY(titled<QLabel>(found));
 
-        click(titled<QPushButton>(u"Detect"_s)); // finds none
-        QCOMPARE(manager->cloudflaredPath(), u"~/x\n"_s);
-        world->files.executables = {u"/usr/bin/cloudflared"_s};
         click(titled<QPushButton>(u"Detect"_s));
-        QTRY_COMPARE(path->text(), u"/usr/bin/cloudflared"_s);
+        QTRY_COMPARE(path->text(), TunnelManager::detectCloudflared().value_or(odd));
     }
 
     void browses_data()
@@ -138,7 +135,7 @@ private Q_SLOTS:
         click(titled<QPushButton>(u"Browse…"_s));
         QCOMPARE(dialogs, 1);
         QCOMPARE(world->preferences.writes - writes, isConfirmed ? 1 : 0);
-        QCOMPARE(manager->cloudflaredPath(), isConfirmed ? link : FakeWorld::cloudflaredPath);
+        QCOMPARE(manager->cloudflaredPath(), isConfirmed ? link : world->cloudflaredPath);
         QTRY_COMPARE(path->text(), manager->cloudflaredPath());
     }
 

@@ -246,7 +246,7 @@ private Q_SLOTS:
         QTRY_VERIFY(button(u"Stop"_s) && label(u"Stopping…"_s));
         world->launcher.last().end(0);
         QTRY_VERIFY(button(u"Start"_s) && label(u"Stopped"_s));
-        world->files.executables.clear();
+        QVERIFY(QFile::remove(world->cloudflaredPath));
         click(u"Start"_s);
         QTRY_VERIFY(label(u"Error: cloudflared not found at /opt/tools/cloudflared"_s));
         QVERIFY(button(u"Start"_s));

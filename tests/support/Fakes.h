@@ -3,8 +3,7 @@
 
 #pragma once
 
-#include "ChildProcess.h"
-#include "FileAccess.h"
+#include "ChildLauncher.h"
 #include "LoginItem.h"
 #include "Preferences.h"
 #include "ProcessTable.h"
@@ -12,7 +11,9 @@
 #include "SecretStore.h"
 #include "TunnelManager.h"
 
+#include <QFile>
 #include <QMap>
+#include <QTemporaryDir>
 #include <QVariant>
 
 #include <list>
@@ -33,14 +34,16 @@ public:
     void setString(const QString &key, const QString &value) override { set(key, value); }
     void setBoolean(const QString &key, bool value) override { set(key, value); }
     void setData(const QString &key, const QByteArray &value) override { set(key, value); }
-    void setIntegers(const QString &key, const QList<qint32> &value, Durability = Durability::OnDisk) override
+    void setIntegers(const QString &key, const QList<qint32> &value, Durability durability) override
     {
         set(key, QVariant::fromValue(value));
+        waits += durability == Durability::OnDisk ? 1 : 0;
     }
     void remove(const QString &key) override { values.remove(key); }
 
     QVariantMap values;
     int writes = 0;
+    int waits = 0; ///< writes of integers that wait for the disk
 
 private:
     template <typename T> std::optional<T> get(const QString &key) const
@@ -162,9 +165,10 @@ public:
         qint32 pid;
         ChildCommand command;
         ChildProcess::Callbacks callbacks;
+        bool isWaiting = true; ///< was not let run
         bool isRunning = true;
         bool isHeld = true; ///< its handle has not been destroyed
-        QList<int> signalsSent;
+        QList<int> signalsSent = {};
 
         void write(const QByteArray &bytes)
         {
@@ -181,39 +185,48 @@ public:
         }
     };
 
-    Result launch(const ChildCommand &command, ChildProcess::Callbacks callbacks) override
+    Prepared prepare(const ChildCommand &command, ChildProcess::Callbacks callbacks) override
     {
-        const qint32 pid = nextPid++;
-        if (command.aboutToRun && !failsEarly)
-            command.aboutToRun(pid);
-        if (!error.isEmpty())
-            return {nullptr, error};
-        children.push_back(
-            std::make_shared<Child>(Child{pid, command, std::move(callbacks), true, true, {}}));
-        return {std::make_unique<Handle>(children.back()), {}};
+        if (!prepareError.isEmpty() || int(children.size()) == mostChildren)
+            return {nullptr, prepareError};
+        children.push_back(std::make_shared<Child>(Child{nextPid++, command, std::move(callbacks)}));
+        return {std::make_unique<Handle>(*this, children.back()), {}};
     }
     Child &last() { return *children.back(); }
 
     std::vector<std::shared_ptr<Child>> children;
     qint32 nextPid = 1000;
-    QString error;           ///< not empty: the next launches fail with it
-    bool failsEarly = false; ///< without there being a process for it
+    QString error;        ///< not empty: no program can be run, for this reason
+    QString prepareError; ///< not empty: there is no process for it, for this reason
+    int mostChildren = -1;
+    std::function<void()> aboutToRun;
 
 private:
     class Handle : public ChildProcess
     {
     public:
-        explicit Handle(std::shared_ptr<Child> child)
-            : m_child(std::move(child))
+        Handle(FakeChildLauncher &launcher, std::shared_ptr<Child> child)
+            : m_launcher(launcher)
+            , m_child(std::move(child))
         {
         }
         ~Handle() override { m_child->isHeld = false; }
         qint32 pid() const override { return m_child->pid; }
+        QString run() override
+        {
+            if (m_launcher.aboutToRun)
+                m_launcher.aboutToRun();
+            m_child->isWaiting = false;
+            if (!m_launcher.error.isEmpty())
+                std::erase(m_launcher.children, m_child);
+            return m_launcher.error;
+        }
         bool isRunning() const override { return m_child->isRunning; }
         void terminate() override { m_child->signalsSent += 15; }
         void kill() override { m_child->signalsSent += 9; }
 
     private:
+        FakeChildLauncher &m_launcher;
         std::shared_ptr<Child> m_child;
     };
 };
@@ -221,38 +234,14 @@ private:
 class FakeProcessTable : public ProcessTable
 {
 public:
-    std::unique_ptr<ProcessHandle> find(qint32 pid) override
+    void terminate(qint32 pid, QByteArrayView pathEnd) override
     {
-        return paths.contains(pid) ? std::make_unique<Handle>(*this, pid) : nullptr;
+        if (paths.value(pid).endsWith(pathEnd))
+            terminated += pid;
     }
 
     QMap<qint32, QByteArray> paths; ///< the processes that this user may signal
     QList<qint32> terminated;
-
-private:
-    class Handle : public ProcessHandle
-    {
-    public:
-        Handle(FakeProcessTable &table, qint32 pid)
-            : m_table(table)
-            , m_pid(pid)
-        {
-        }
-        QByteArray executablePath() const override { return m_table.paths[m_pid]; }
-        void terminate() override { m_table.terminated += m_pid; }
-
-    private:
-        FakeProcessTable &m_table;
-        qint32 m_pid;
-    };
-};
-
-class FakeFileAccess : public FileAccess
-{
-public:
-    bool isExecutableFile(const QString &path) const override { return executables.contains(path); }
-
-    QStringList executables;
 };
 
 class FakeLoginItem : public LoginItem
@@ -276,29 +265,33 @@ private:
     }
 };
 
-/// Everything a manager touches, faked, with an executable `cloudflared` at `cloudflaredPath`.
+/// Everything a manager touches, faked, with an executable file at `cloudflaredPath`.
 struct FakeWorld
 {
-    static inline const QString cloudflaredPath = QStringLiteral("/opt/tools/cloudflared");
-
     FakePreferences preferences;
     FakeSecretStore secrets;
     FakeChildLauncher launcher;
     FakeProcessTable processes;
-    FakeFileAccess files;
     FakeLoginItem loginItem;
     FakeScheduler scheduler;
+    QTemporaryDir folder;
+    const QString cloudflaredPath = folder.filePath(QStringLiteral("cloudflared"));
 
     FakeWorld()
     {
         preferences.values[QStringLiteral("cloudflaredPath")] = cloudflaredPath;
-        files.executables = {cloudflaredPath};
+        install(cloudflaredPath);
     }
 
-    TunnelServices services()
+    /// Puts an executable file there.
+    static void install(const QString &path)
     {
-        return {preferences, secrets, launcher, processes, files, loginItem, scheduler};
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(QFile::ReadOwner | QFile::ExeOwner))
+            qFatal("No executable file can be made.");
     }
+
+    TunnelServices services() { return {preferences, secrets, launcher, processes, loginItem, scheduler}; }
 
     /// Adds a tunnel with a token; the manager is the test's own.
     static TunnelConfig addTunnel(TunnelManager &manager, const QString &name, const QString &hostname = {},

@@ -12,7 +12,6 @@
 #include "AutostartLoginItem.h"
 #include "LinuxChildLauncher.h"
 #include "LinuxProcessTable.h"
-#include "PosixFileAccess.h"
 #include "PreferencesFile.h"
 #include "ProcessSetup.h"
 #include "SecretServiceStore.h"
@@ -92,17 +91,15 @@ private:
     }
 
     QRandomGenerator m_random;
-    DescriptorWatcher m_watcher;
-    LinuxChildLauncher m_launcher{m_watcher};
+    LinuxChildLauncher m_launcher;
     LinuxProcessTable m_processes;
-    PosixFileAccess m_files;
     TimerScheduler m_scheduler;
     PreferencesFile m_preferences{PreferencesFile::defaultPath()};
     SecretServiceStore m_secrets;
     AutostartLoginItem m_loginItem{AutostartLoginItem::defaultFolder(),
                                    QCoreApplication::applicationFilePath()};
     TunnelManager m_manager{
-        TunnelServices{m_preferences, m_secrets, m_launcher, m_processes, m_files, m_loginItem, m_scheduler}};
+        TunnelServices{m_preferences, m_secrets, m_launcher, m_processes, m_loginItem, m_scheduler}};
     QTimer m_timer;
 };
 

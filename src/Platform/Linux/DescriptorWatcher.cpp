@@ -3,28 +3,25 @@
 
 #include "DescriptorWatcher.h"
 
-#include <QSocketNotifier>
-
 #include <sys/epoll.h>
 
 #include <array>
 
-DescriptorWatcher::DescriptorWatcher(QObject *parent)
-    : QObject(parent)
-    , m_epoll(::epoll_create1(EPOLL_CLOEXEC))
+DescriptorWatcher::DescriptorWatcher()
+    : m_epoll(::epoll_create1(EPOLL_CLOEXEC))
+    , m_notifier(m_epoll.get(), QSocketNotifier::Read)
 {
-    auto *notifier = new QSocketNotifier(m_epoll.get(), QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this, &DescriptorWatcher::dispatch);
+    QObject::connect(&m_notifier, &QSocketNotifier::activated, &m_notifier, [this] { dispatch(); });
 }
 
-DescriptorWatcher::Key DescriptorWatcher::watch(int fd, std::function<void()> ready)
+DescriptorWatcher::Key DescriptorWatcher::watch(const FileDescriptor &fd, std::function<void()> ready)
 {
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.u64 = m_lastKey + 1;
-    if (::epoll_ctl(m_epoll.get(), EPOLL_CTL_ADD, fd, &event) != 0)
+    if (::epoll_ctl(m_epoll.get(), EPOLL_CTL_ADD, fd.get(), &event) != 0)
         return 0;
-    m_entries.emplace(++m_lastKey, Entry{fd, std::move(ready)});
+    m_entries.emplace(++m_lastKey, Entry{fd.get(), std::move(ready)});
     return m_lastKey;
 }
 

@@ -3,18 +3,79 @@
 
 #include "HeldProcess.h"
 
-#include <fcntl.h>
-#include <linux/close_range.h>
+#include <QFile>
+
+#include <sys/socket.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr int exitCodeWithoutProgram = 127;
+constexpr int controlPlace = STDERR_FILENO + 1;
+
+/// The arguments and the environment of a program, as execve(2) takes them. The environment's entries are
+/// overwritten when they go, because one is a secret.
+class ProgramTexts
+{
+public:
+    explicit ProgramTexts(const ChildCommand &command)
+    {
+        m_arguments.reserve(size_t(command.arguments.size()) + 1);
+        m_arguments.push_back(QFile::encodeName(command.executable).toStdString());
+        for (const QString &argument : command.arguments)
+            m_arguments.push_back(argument.toLocal8Bit().toStdString());
+        for (std::string &argument : m_arguments)
+            m_argumentPointers.push_back(argument.data());
+        m_argumentPointers.push_back(nullptr);
+
+        for (char **entry = environ; *entry; ++entry) {
+            if (!isReplaced(*entry, command))
+                m_environmentPointers.push_back(*entry);
+        }
+        m_set.reserve(command.environment.size()); // so that no entry is copied
+        for (const auto &[name, value] : command.environment) {
+            std::string &entry = m_set.emplace_back();
+            entry.reserve(size_t(name.size() + value.size()) + 1);
+            entry.append(name.constData(), size_t(name.size())).push_back('=');
+            entry.append(value.constData(), size_t(value.size()));
+            m_environmentPointers.push_back(entry.data());
+        }
+        m_environmentPointers.push_back(nullptr);
+    }
+    ~ProgramTexts()
+    {
+        for (std::string &entry : m_set)
+            ::explicit_bzero(entry.data(), entry.size());
+    }
+    Q_DISABLE_COPY_MOVE(ProgramTexts)
+
+    char *const *arguments() const { return m_argumentPointers.data(); }
+    char *const *environment() const { return m_environmentPointers.data(); }
+
+private:
+    static bool isReplaced(std::string_view entry, const ChildCommand &command)
+    {
+        return std::any_of(command.environment.begin(), command.environment.end(), [&](const auto &item) {
+            const std::string_view name(item.first.constData(), size_t(item.first.size()));
+            return entry.starts_with(name) && entry.substr(name.size()).starts_with('=');
+        });
+    }
+
+    std::vector<std::string> m_arguments;
+    std::vector<std::string> m_set;
+    std::vector<char *> m_argumentPointers;
+    std::vector<char *> m_environmentPointers;
+};
 
 /// Keeps signals off this thread: in the new process a handler would act for the wrong one.
 class SignalsBlocked
@@ -33,19 +94,24 @@ private:
     sigset_t m_before;
 };
 
-/// Whether a whole value came, rather than the end of the pipe.
-template <typename T> bool readFrom(const FileDescriptor &pipe, T *value)
+/// Whether a whole value came, rather than the end.
+template <typename T> bool receive(int control, T *value)
 {
     ssize_t count;
     do
-        count = ::read(pipe.get(), value, sizeof *value);
+        count = ::read(control, value, sizeof *value);
     while (count < 0 && errno == EINTR);
     return count == ssize_t(sizeof *value);
 }
 
-// From here on only calls that are allowed between fork(2) and execve(2) of a process with threads.
+template <typename T> void send(int control, const T &value)
+{
+    [[maybe_unused]] const ssize_t count = ::send(control, &value, sizeof value, MSG_NOSIGNAL);
+}
 
-void resetSignals()
+/// The new process. Makes only calls that are allowed between fork(2) and execve(2) of a process with
+/// threads.
+[[noreturn]] void waitAndRun(const ProgramTexts &texts, int input, int output, int control, pid_t parent)
 {
     struct sigaction byDefault
     {
@@ -53,82 +119,75 @@ void resetSignals()
     byDefault.sa_handler = SIG_DFL;
     for (int number = 1; number < NSIG; ++number)
         ::sigaction(number, &byDefault, nullptr);
-}
+    ::setpgid(0, 0);
+    // Of what was inherited nothing stays open but these, so that others see the end of theirs.
+    ::dup2(input, STDIN_FILENO);
+    ::dup2(output, STDOUT_FILENO);
+    ::dup2(output, STDERR_FILENO);
+    ::dup3(control, controlPlace, O_CLOEXEC); // does nothing for one that is in its place
+    ::closefrom(controlPlace + 1);
 
-void placeAs(int descriptor, int place)
-{
-    if (descriptor == place)
-        ::fcntl(place, F_SETFD, 0);
-    else
-        ::dup2(descriptor, place);
-}
-
-void closeOthersOnExec(int descriptorLimit)
-{
-    constexpr int first = STDERR_FILENO + 1;
-    if (::close_range(first, ~0U, CLOSE_RANGE_CLOEXEC) == 0)
-        return;
-    for (int fd = first; fd < descriptorLimit; ++fd)
-        ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+    char word;
+    // A parent that died after it gave the word would have nobody to end the program.
+    if (!receive(controlPlace, &word) || ::getppid() != parent)
+        ::_exit(exitCodeWithoutProgram);
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
+    ::execve(texts.arguments()[0], texts.arguments(), texts.environment());
+    send(controlPlace, errno);
+    ::_exit(exitCodeWithoutProgram);
 }
 
 } // namespace
 
-HeldProcess::HeldProcess(const Program &program)
+HeldProcess::HeldProcess(const ChildCommand &command, const FileDescriptor &output)
 {
-    if (!m_word.isOpen() || !m_failure.isOpen())
+    for (const auto &[name, value] : command.environment) {
+        if (name.contains('\0') || value.contains('\0')) {
+            m_error = u"%1 contains a NUL character and cannot be passed to a program"_s.arg(
+                QString::fromUtf8(name));
+            return;
+        }
+    }
+    const FileDescriptor input(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    std::array<int, 2> ends;
+    if (!input.isOpen() || ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+        m_error = qt_error_string(errno);
         return;
-    const long limit = ::sysconf(_SC_OPEN_MAX);
-    const int descriptorLimit = int(std::clamp(limit, 256L, 65'536L));
+    }
+    m_control = FileDescriptor(ends[0]);
+    const FileDescriptor childControl(ends[1]);
+    const ProgramTexts texts(command);
+    const pid_t parent = ::getpid();
     const SignalsBlocked blocked;
     m_pid = ::_Fork();
     if (m_pid == 0)
-        waitAndRun(program, descriptorLimit);
-    if (isHeld())
-        m_failure.writeEnd.reset();
+        waitAndRun(texts, input.get(), output.get(), childControl.get(), parent);
+    if (m_pid < 0)
+        m_error = qt_error_string(errno);
 }
 
 HeldProcess::~HeldProcess()
 {
-    if (isHeld())
-        collect();
+    if (m_pid <= 0)
+        return;
+    ::kill(m_pid, SIGKILL);
+    collect();
 }
 
-int HeldProcess::run()
+QString HeldProcess::run()
 {
-    const char word = 0;
-    [[maybe_unused]] const ssize_t written = ::write(m_word.writeEnd.get(), &word, sizeof word);
+    send(m_control.get(), char(0));
     int error = 0;
-    if (readFrom(m_failure.readEnd, &error))
+    if (receive(m_control.get(), &error))
         collect();
-    m_pid = 0;
-    return error;
+    release();
+    return error == 0 ? QString() : qt_error_string(error);
 }
 
 void HeldProcess::collect()
 {
-    m_word.writeEnd.reset();
     while (::waitpid(m_pid, nullptr, 0) < 0 && errno == EINTR) {
     }
-}
-
-void HeldProcess::waitAndRun(const Program &program, int descriptorLimit)
-{
-    resetSignals();
-    ::setpgid(0, 0);
-    m_word.writeEnd.reset();
-    char word;
-    if (!readFrom(m_word.readEnd, &word))
-        ::_exit(exitCodeWithoutProgram);
-    placeAs(program.input, STDIN_FILENO);
-    placeAs(program.output, STDOUT_FILENO);
-    placeAs(program.output, STDERR_FILENO);
-    closeOthersOnExec(descriptorLimit);
-    sigset_t none;
-    ::sigemptyset(&none);
-    ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
-    ::execve(program.path, program.arguments, program.environment);
-    const int error = errno;
-    [[maybe_unused]] const ssize_t written = ::write(m_failure.writeEnd.get(), &error, sizeof error);
-    ::_exit(exitCodeWithoutProgram);
 }

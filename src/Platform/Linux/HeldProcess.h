@@ -3,45 +3,35 @@
 
 #pragma once
 
-#include "Pipe.h"
+#include "ChildLauncher.h"
+#include "FileDescriptor.h"
 
-#include <QtGlobal>
-
-/// A process that was made to run a program and waits for the word to do so. Should this one end first, in
-/// whatever way, it ends as well and has run nothing: so its id can be written down in time.
+/// A forked child that blocks until `run` lets it exec. If this process dies first, the child exits without
+/// executing anything. A child that was never run is killed with this object.
 ///
-/// It leads a process group of its own and runs the program with an empty signal mask, default dispositions
-/// and the two given descriptors alone. Where that word is never given it is ended with this object.
+/// It leads a process group of its own. The program gets an empty signal mask, default dispositions, the null
+/// device as its input and one descriptor as its output.
 class HeldProcess
 {
 public:
-    /// All of it outlives the object.
-    struct Program
-    {
-        const char *path; ///< neither a shell nor a search path is involved
-        char *const *arguments;
-        char *const *environment;
-        int input;
-        int output; ///< becomes standard output and standard error
-    };
-
-    /// Check `isHeld`.
-    explicit HeldProcess(const Program &program);
+    /// Forks. `output` becomes the child's standard output and standard error; nothing else is inherited.
+    HeldProcess(const ChildCommand &command, const FileDescriptor &output);
     ~HeldProcess();
     Q_DISABLE_COPY_MOVE(HeldProcess)
 
-    /// False when the system has no descriptor or process left; `errno` says which, right after the creation.
-    bool isHeld() const { return m_pid > 0; }
+    /// Why there is no child; empty when there is one.
+    const QString &error() const { return m_error; }
     qint32 pid() const { return m_pid; }
-    /// Gives the word and waits until the program runs. 0, and the process is its caller's to collect; or the
-    /// error number, and it is gone.
-    int run();
+    /// Lets the child exec, and waits until it did. Returns an empty text, and the process is the caller's to
+    /// collect; or why the program cannot be run, and the process is gone.
+    [[nodiscard]] QString run();
+    /// Leaves the process as it is to the caller.
+    void release() { m_pid = 0; }
 
 private:
-    [[noreturn]] void waitAndRun(const Program &program, int descriptorLimit);
     void collect();
 
-    Pipe m_word;    ///< a byte gives it; its end takes back the chance
-    Pipe m_failure; ///< an error number; closed by the program's start
+    FileDescriptor m_control; ///< one byte to the child means exec, end of file means exit
     qint32 m_pid = 0;
+    QString m_error;
 };

@@ -4,26 +4,193 @@
 #include "LinuxChildLauncher.h"
 
 #include "HeldProcess.h"
-#include "LinuxChild.h"
-#include "Pidfd.h"
-#include "Pipe.h"
-#include "SpawnEnvironment.h"
 
-#include <QCoreApplication>
-#include <QFile>
-
-#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
-#include <cstring>
+#include <cstdlib>
 
-using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+using std::chrono::steady_clock;
 
 namespace {
 
 constexpr size_t readBufferSize = 65536;
+/// How many full buffers of one child are handled before others get their turn.
+constexpr int readsPerTurn = 4;
+constexpr std::chrono::milliseconds patienceAtExit = 4s;
+
+// What exit(3) calls can reach nothing but a static object.
+LinuxChildLauncher *endedAtExit = nullptr;
+
+void endChildrenAtExit()
+{
+    if (!endedAtExit)
+        return;
+    endedAtExit->endAll(patienceAtExit);
+    ::_exit(0); // the objects of the program are still alive, so nothing else may be destroyed
+}
+
+} // namespace
+
+/// One child until its exit status has been collected. Once abandoned its output is read and thrown away, so
+/// that it is never held up by a full pipe nor killed by a closed one.
+class LinuxChild
+{
+public:
+    /// `forget` is called when the child is gone for good; it may drop the last reference.
+    LinuxChild(std::unique_ptr<HeldProcess> process, FileDescriptor output, DescriptorWatcher &watcher,
+               std::vector<char> &readBuffer, ChildProcess::Callbacks callbacks, std::function<void()> forget)
+        : m_process(std::move(process))
+        , m_pid(m_process->pid())
+        , m_pidfd(::pidfd_open(m_pid, 0))
+        , m_output(std::move(output))
+        , m_watcher(watcher)
+        , m_readBuffer(readBuffer)
+        , m_callbacks(std::move(callbacks))
+        , m_forget(std::move(forget))
+    {
+    }
+    ~LinuxChild()
+    {
+        closeOutput();
+        m_watcher.unwatch(m_exitWatch);
+    }
+    Q_DISABLE_COPY_MOVE(LinuxChild)
+
+    /// Whether the end of the child can be noticed; `errno` says why not.
+    [[nodiscard]] bool watch()
+    {
+        if (!m_pidfd.isOpen())
+            return false;
+        m_exitWatch = m_watcher.watch(m_pidfd, [this] { handleExit(); });
+        m_outputWatch = m_watcher.watch(m_output, [this] { readOutput(); });
+        return m_exitWatch != 0 && m_outputWatch != 0;
+    }
+    qint32 pid() const { return m_pid; }
+    bool isRunning() const { return !m_hasEnded; }
+    [[nodiscard]] QString run();
+    void send(int signal) { ::pidfd_send_signal(m_pidfd.get(), signal, nullptr, 0); }
+    /// Returns whether the child has ended by then.
+    bool waitForEnd(steady_clock::time_point deadline) const;
+    /// Calls nothing back any more.
+    void abandon();
+
+private:
+    void readOutput();
+    bool readOnce(size_t limit);
+    void drainOutput();
+    void closeOutput();
+    void handleExit();
+
+    std::unique_ptr<HeldProcess> m_process; ///< until the child was let run
+    const qint32 m_pid;
+    FileDescriptor m_pidfd;
+    FileDescriptor m_output;
+    DescriptorWatcher &m_watcher;
+    DescriptorWatcher::Key m_exitWatch = 0;
+    DescriptorWatcher::Key m_outputWatch = 0;
+    std::vector<char> &m_readBuffer;
+    ChildProcess::Callbacks m_callbacks;
+    std::function<void()> m_forget;
+    bool m_hasEnded = false;
+    bool m_isAbandoned = false;
+};
+
+QString LinuxChild::run()
+{
+    const std::unique_ptr<HeldProcess> process = std::move(m_process);
+    const QString error = process ? process->run() : QString();
+    if (!error.isEmpty()) {
+        m_hasEnded = true;
+        std::exchange(m_forget, {})();
+    }
+    return error;
+}
+
+bool LinuxChild::waitForEnd(steady_clock::time_point deadline) const
+{
+    pollfd ended{m_pidfd.get(), POLLIN, 0};
+    int result;
+    do {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now());
+        result = ::poll(&ended, 1, int(std::max(left, 0ms).count()));
+    } while (result < 0 && errno == EINTR);
+    return result > 0;
+}
+
+void LinuxChild::abandon()
+{
+    m_isAbandoned = true;
+    if (m_process)
+        std::exchange(m_forget, {})();
+}
+
+void LinuxChild::readOutput()
+{
+    for (int i = 0; i < readsPerTurn; ++i) {
+        if (!readOnce(m_readBuffer.size()))
+            return;
+    }
+}
+
+/// Returns whether the buffer was filled up to `limit`, so that there may be more.
+bool LinuxChild::readOnce(size_t limit)
+{
+    const ssize_t count = ::read(m_output.get(), m_readBuffer.data(), limit);
+    if (count <= 0) {
+        if (count == 0 || (errno != EAGAIN && errno != EINTR))
+            closeOutput();
+        return false;
+    }
+    if (!m_isAbandoned)
+        m_callbacks.output(QByteArrayView(m_readBuffer.data(), count));
+    return size_t(count) == limit && m_output.isOpen();
+}
+
+/// Delivers what stands in the pipe now. What a grandchild adds meanwhile does not prolong it.
+void LinuxChild::drainOutput()
+{
+    int available = 0;
+    if (!m_output.isOpen() || ::ioctl(m_output.get(), FIONREAD, &available) != 0)
+        return;
+    for (size_t left = size_t(std::max(available, 0)); left > 0;) {
+        const size_t limit = std::min(left, m_readBuffer.size());
+        if (!readOnce(limit))
+            return;
+        left -= limit;
+    }
+}
+
+void LinuxChild::closeOutput()
+{
+    m_watcher.unwatch(std::exchange(m_outputWatch, 0));
+    m_output.reset();
+}
+
+void LinuxChild::handleExit()
+{
+    siginfo_t info{};
+    if (::waitid(P_PIDFD, id_t(m_pidfd.get()), &info, WEXITED | WNOHANG) != 0 || info.si_pid == 0)
+        return;
+    m_hasEnded = true;
+    if (const std::unique_ptr<HeldProcess> waiting = std::move(m_process))
+        waiting->release();
+    drainOutput();
+    closeOutput();
+    m_watcher.unwatch(std::exchange(m_exitWatch, 0));
+    const auto callbacks = std::exchange(m_callbacks, {});
+    const auto forget = std::exchange(m_forget, {});
+    if (!m_isAbandoned)
+        callbacks.ended(info.si_status);
+    forget();
+}
+
+namespace {
 
 /// What the owner holds of a child; see `ChildProcess`.
 class Handle : public ChildProcess
@@ -36,6 +203,7 @@ public:
     ~Handle() override { m_child->abandon(); }
 
     qint32 pid() const override { return m_child->pid(); }
+    QString run() override { return m_child->run(); }
     bool isRunning() const override { return m_child->isRunning(); }
     void terminate() override { m_child->send(SIGTERM); }
     void kill() override { m_child->send(SIGKILL); }
@@ -44,97 +212,55 @@ private:
     std::shared_ptr<LinuxChild> m_child;
 };
 
-/// The texts that a program is run with, for as long as it takes to run it.
-class ProgramTexts
-{
-public:
-    explicit ProgramTexts(const ChildCommand &command)
-        : m_environment(command.environment)
-    {
-        m_texts += QFile::encodeName(command.executable);
-        for (const QString &argument : command.arguments)
-            m_texts += argument.toLocal8Bit();
-        for (QByteArray &text : m_texts)
-            m_arguments.push_back(text.data());
-        m_arguments.push_back(nullptr);
-    }
-
-    HeldProcess::Program program(int input, int output) const
-    {
-        return {m_arguments.front(), m_arguments.data(), m_environment.entries(), input, output};
-    }
-
-private:
-    SpawnEnvironment m_environment;
-    QList<QByteArray> m_texts;
-    std::vector<char *> m_arguments;
-};
-
-ChildLauncher::Result failure(int error)
-{
-    return {nullptr, qt_error_string(error)};
-}
-
 } // namespace
 
-LinuxChildLauncher::LinuxChildLauncher(DescriptorWatcher &watcher)
-    : m_watcher(watcher)
-    , m_readBuffer(readBufferSize)
+LinuxChildLauncher::LinuxChildLauncher()
+    : m_readBuffer(readBufferSize)
 {
 }
 
-LinuxChildLauncher::~LinuxChildLauncher() = default;
-
-ChildLauncher::Result LinuxChildLauncher::launch(const ChildCommand &command,
-                                                 ChildProcess::Callbacks callbacks)
+LinuxChildLauncher::~LinuxChildLauncher()
 {
-    if (const QByteArray name = SpawnEnvironment::nameOfUnusableEntry(command.environment); !name.isEmpty()) {
-        return {nullptr,
-                QCoreApplication::translate("ChildLauncher", "%1 contains a NUL character and cannot be "
-                                                             "passed to a program")
-                    .arg(QString::fromUtf8(name))};
-    }
-    FileDescriptor input(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-    if (!input.isOpen())
-        return failure(errno);
+    if (endedAtExit == this)
+        endedAtExit = nullptr;
+}
+
+ChildLauncher::Prepared LinuxChildLauncher::prepare(const ChildCommand &command,
+                                                    ChildProcess::Callbacks callbacks)
+{
     Pipe output;
     if (!output.isOpen())
-        return failure(errno);
+        return {nullptr, qt_error_string(errno)};
     ::fcntl(output.readEnd.get(), F_SETFL, O_NONBLOCK); // this end alone: a child may count on waiting
-    const ProgramTexts texts(command);
-    HeldProcess process(texts.program(input.get(), output.writeEnd.get()));
-    if (!process.isHeld())
-        return failure(errno);
-    // The process has its own. Without them here, writing its id down finds the descriptors that it needs.
-    input.reset();
+    auto process = std::make_unique<HeldProcess>(command, output.writeEnd);
+    if (!process->error().isEmpty())
+        return {nullptr, process->error()};
     output.writeEnd.reset();
-
-    FileDescriptor end(::pidfd_open(process.pid(), 0));
-    if (!end.isOpen())
-        return failure(errno);
-    const quint64 number = ++m_lastNumber;
-    auto child = std::make_shared<LinuxChild>(process.pid(), std::move(end), std::move(output.readEnd),
-                                              m_watcher, m_readBuffer, std::move(callbacks),
-                                              [this, number] { m_children.erase(number); });
-    if (!child->watch())
-        return failure(errno);
-    if (command.aboutToRun)
-        command.aboutToRun(process.pid());
-    if (const int error = process.run())
-        return failure(error);
-    m_children.emplace(number, child);
-    return {std::make_unique<Handle>(std::move(child)), {}};
+    const auto place = m_children.insert(m_children.end(), nullptr);
+    *place =
+        std::make_shared<LinuxChild>(std::move(process), std::move(output.readEnd), m_watcher, m_readBuffer,
+                                     std::move(callbacks), [this, place] { m_children.erase(place); });
+    if (!(*place)->watch()) {
+        const QString error = qt_error_string(errno);
+        m_children.erase(place);
+        return {nullptr, error};
+    }
+    return {std::make_unique<Handle>(*place), {}};
 }
 
 void LinuxChildLauncher::endAll(std::chrono::milliseconds patience)
 {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    for (const auto &[number, child] : m_children)
+    const auto deadline = steady_clock::now() + patience;
+    for (const auto &child : m_children)
         child->send(SIGTERM);
-    for (const auto &[number, child] : m_children) {
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (!child->waitForEnd(std::max(left, 0ms)))
+    for (const auto &child : m_children) {
+        if (!child->waitForEnd(deadline))
             child->send(SIGKILL);
     }
+}
+
+void LinuxChildLauncher::endAllAtExit()
+{
+    if (!std::exchange(endedAtExit, this))
+        std::atexit(endChildrenAtExit);
 }

@@ -3,12 +3,12 @@
 
 #pragma once
 
-#include "ChildProcess.h"
+#include "ChildLauncher.h"
 #include "DescriptorWatcher.h"
 
 #include <chrono>
+#include <list>
 #include <memory>
-#include <unordered_map>
 #include <vector>
 
 class LinuxChild;
@@ -20,19 +20,20 @@ class LinuxChild;
 class LinuxChildLauncher : public ChildLauncher
 {
 public:
-    /// `watcher` outlives the launcher.
-    explicit LinuxChildLauncher(DescriptorWatcher &watcher);
+    LinuxChildLauncher();
     ~LinuxChildLauncher() override;
 
-    Result launch(const ChildCommand &command, ChildProcess::Callbacks callbacks) override;
+    [[nodiscard]] Prepared prepare(const ChildCommand &command, ChildProcess::Callbacks callbacks) override;
 
-    /// SIGTERM to every child, and SIGKILL to those that have not ended after `patience`. Waits for them and
-    /// calls nothing back: for the end of the process only.
+    /// Sends SIGTERM to every child, and SIGKILL to those that have not ended after `patience`. Waits for
+    /// them and calls nothing back: for the end of the process only.
     void endAll(std::chrono::milliseconds patience);
+    /// Ends the children also where the process ends without its event loop: Qt leaves by exit(3) as soon as
+    /// the display server is gone, which is how many desktop sessions end. For one launcher at a time.
+    void endAllAtExit();
 
 private:
-    DescriptorWatcher &m_watcher;
-    std::vector<char> m_readBuffer; ///< shared: only one child is read at a time
-    std::unordered_map<quint64, std::shared_ptr<LinuxChild>> m_children; ///< by order of launch
-    quint64 m_lastNumber = 0;
+    DescriptorWatcher m_watcher;
+    std::vector<char> m_readBuffer;                    ///< shared: only one child is read at a time
+    std::list<std::shared_ptr<LinuxChild>> m_children; ///< in order of launch
 };

@@ -4,22 +4,16 @@
 #include "LinuxProcessTable.h"
 
 #include "FileDescriptor.h"
-#include "Pidfd.h"
 
-#include <poll.h>
+#include <QByteArray>
+
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <climits>
 #include <csignal>
 
 namespace {
-
-/// How long a process may take from the word to run its program until it does, on a busy machine.
-constexpr std::chrono::seconds startTime(2);
-constexpr int lookEvery = 10; // milliseconds
 
 bool isSameFile(const char *a, const char *b)
 {
@@ -29,6 +23,7 @@ bool isSameFile(const char *a, const char *b)
            first.st_ino == second.st_ino;
 }
 
+/// Returns the path of the program that the process runs, empty when it cannot be read.
 QByteArray executableOf(qint32 pid)
 {
     const QByteArray link = "/proc/" + QByteArray::number(pid) + "/exe";
@@ -43,43 +38,11 @@ QByteArray executableOf(qint32 pid)
     return path;
 }
 
-class Handle : public ProcessHandle
-{
-public:
-    Handle(qint32 pid, FileDescriptor pidfd)
-        : m_pid(pid)
-        , m_pidfd(std::move(pidfd))
-    {
-    }
-
-    QByteArray executablePath() const override
-    {
-        QByteArray path = executableOf(m_pid);
-        if (m_pid == ::getpid())
-            return path;
-        // Perhaps a child of an earlier run that was told to run its program and has not come to it yet.
-        const QByteArray own = executableOf(::getpid());
-        const auto deadline = std::chrono::steady_clock::now() + startTime;
-        pollfd ended{m_pidfd.get(), POLLIN, 0};
-        while (path == own && std::chrono::steady_clock::now() < deadline &&
-               ::poll(&ended, 1, lookEvery) == 0)
-            path = executableOf(m_pid);
-        return path;
-    }
-
-    void terminate() override { ::pidfd_send_signal(m_pidfd.get(), SIGTERM, nullptr, 0); }
-
-private:
-    qint32 m_pid;
-    FileDescriptor m_pidfd;
-};
-
 } // namespace
 
-std::unique_ptr<ProcessHandle> LinuxProcessTable::find(qint32 pid)
+void LinuxProcessTable::terminate(qint32 pid, QByteArrayView pathEnd)
 {
-    FileDescriptor pidfd(::pidfd_open(pid, 0));
-    if (!pidfd.isOpen() || ::pidfd_send_signal(pidfd.get(), 0, nullptr, 0) != 0)
-        return nullptr;
-    return std::make_unique<Handle>(pid, std::move(pidfd));
+    const FileDescriptor process(::pidfd_open(pid, 0));
+    if (process.isOpen() && executableOf(pid).endsWith(pathEnd))
+        ::pidfd_send_signal(process.get(), SIGTERM, nullptr, 0);
 }

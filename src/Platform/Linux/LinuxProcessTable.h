@@ -9,5 +9,5 @@
 class LinuxProcessTable : public ProcessTable
 {
 public:
-    std::unique_ptr<ProcessHandle> find(qint32 pid) override;
+    void terminate(qint32 pid, QByteArrayView pathEnd) override;
 };

@@ -6,7 +6,6 @@
 #include "BusNames.h"
 #include "FileDescriptor.h"
 #include "MessageBus.h"
-#include "Pidfd.h"
 
 #include <poll.h>
 
