@@ -3,7 +3,6 @@
 
 #include "TunnelManager.h"
 
-#include "ChildLauncher.h"
 #include "LoginItem.h"
 #include "Preferences.h"
 #include "ProcessTable.h"
@@ -61,13 +60,10 @@ void TunnelManager::announceLater()
 void TunnelManager::load()
 {
     const Preferences &preferences = m_services.preferences;
-    if (const std::optional<QString> stored = preferences.string(cloudflaredPathKey))
-        m_cloudflaredPath = *stored;
-    else
-        m_cloudflaredPath = detectCloudflared().value_or(candidatePaths().first());
+    m_cloudflaredPath = preferences.string(cloudflaredPathKey)
+                            .value_or(detectCloudflared().value_or(candidatePaths().first()));
     m_showsInDock = preferences.boolean(showsInDockKey).value_or(true);
-    if (const std::optional<QByteArray> stored = preferences.data(tunnelsKey))
-        m_tunnels = TunnelConfig::listFromJson(*stored);
+    m_tunnels = TunnelConfig::listFromJson(preferences.data(tunnelsKey).value_or(QByteArray()));
     for (const TunnelConfig &tunnel : std::as_const(m_tunnels))
         makeRunner(tunnel.id);
 }
@@ -123,9 +119,8 @@ OverallStatus TunnelManager::overallStatus() const
 
 int TunnelManager::childCount() const
 {
-    return int(m_retired.size()) +
-           int(std::count_if(m_runners.begin(), m_runners.end(),
-                             [](const TunnelRunner *runner) { return runner->hasChild(); }));
+    return int(m_retired.size() +
+               std::count_if(m_runners.begin(), m_runners.end(), std::mem_fn(&TunnelRunner::hasChild)));
 }
 
 bool TunnelManager::isCloudflaredExecutable() const
@@ -201,8 +196,7 @@ void TunnelManager::toggle(const QUuid &id)
 
 void TunnelManager::stopAll()
 {
-    const QList<QUuid> ids = m_runners.keys();
-    for (const QUuid &id : ids)
+    for (const QUuid &id : m_runners.keys()) // a copy: a tunnel may be removed in answer to its new state
         stop(id);
 }
 
@@ -302,16 +296,14 @@ void TunnelManager::setLaunchesAtLogin(bool launches)
     Q_EMIT objectWillChange();
 }
 
-const QStringList &TunnelManager::candidatePaths()
+QStringList TunnelManager::candidatePaths()
 {
-    static const QStringList paths{u"/opt/homebrew/bin/cloudflared"_s, u"/usr/local/bin/cloudflared"_s,
-                                   u"/usr/bin/cloudflared"_s};
-    return paths;
+    return {u"/opt/homebrew/bin/cloudflared"_s, u"/usr/local/bin/cloudflared"_s, u"/usr/bin/cloudflared"_s};
 }
 
 std::optional<QString> TunnelManager::detectCloudflared()
 {
-    const QStringList &paths = candidatePaths();
+    const QStringList paths = candidatePaths();
     const auto found = std::find_if(paths.begin(), paths.end(), isExecutableFile);
     return found == paths.end() ? std::nullopt : std::optional(*found);
 }

@@ -55,6 +55,7 @@ public:
     QString cloudflaredPath() const { return m_cloudflaredPath; }
     bool showsInDock() const { return m_showsInDock; }
 
+    /// Stopped for an unknown id.
     const TunnelState &state(const QUuid &id) const;
     /// Tunnels that are connected, starting, reconnecting or stopping.
     int runningCount() const;
@@ -76,7 +77,7 @@ public:
     void startLaunchTunnels();
     /// From now on nothing is started: the program is ending.
     void refuseStarts() { m_refusesStarts = true; }
-    /// SIGKILL to every child that still runs.
+    /// Sends SIGKILL to every child that still runs.
     void forceKillAll();
 
     void add(const TunnelConfig &tunnel, const QString &token);
@@ -96,7 +97,7 @@ public:
     void terminateOrphanedProcesses();
 
     /// The places where `cloudflared` is looked for, in this order.
-    static const QStringList &candidatePaths();
+    static QStringList candidatePaths();
     /// Returns the first of the candidate paths that holds an executable file.
     static std::optional<QString> detectCloudflared();
     /// Returns the bare token in whatever was pasted: the token itself or a command line that holds it.

@@ -34,7 +34,8 @@ public:
     void setString(const QString &key, const QString &value) override { set(key, value); }
     void setBoolean(const QString &key, bool value) override { set(key, value); }
     void setData(const QString &key, const QByteArray &value) override { set(key, value); }
-    void setIntegers(const QString &key, const QList<qint32> &value, Durability durability) override
+    void setIntegers(const QString &key, const QList<qint32> &value,
+                     Durability durability = Durability::OnDisk) override
     {
         set(key, QVariant::fromValue(value));
         waits += durability == Durability::OnDisk ? 1 : 0;
