@@ -7,6 +7,7 @@
 
 #include <stdexcept>
 
+/// Whether the desktop starts this program when the user logs in.
 enum class LoginItemStatus {
     NotRegistered,
     Enabled,
@@ -28,16 +29,16 @@ private:
     QString m_message;
 };
 
-/// Whether the desktop starts this program when the user logs in.
+/// The registration of this program with the desktop, to be started when the user logs in.
 class LoginItem
 {
 public:
     virtual ~LoginItem() = default;
 
-    /// Read afresh at every call: the desktop and the user may change it too.
+    /// Reads the status afresh: the desktop and the user may change it too.
     virtual LoginItemStatus status() const = 0;
-    /// Throws `LoginItemError`.
+    /// Registers the program, also where the desktop switched it off. Throws `LoginItemError`.
     virtual void registerItem() = 0;
-    /// Throws `LoginItemError`. Fine when there is nothing to remove.
+    /// Removes the registration; fine when there is none. Throws `LoginItemError`.
     virtual void unregisterItem() = 0;
 };

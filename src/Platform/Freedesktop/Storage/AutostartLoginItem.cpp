@@ -3,58 +3,38 @@
 
 #include "AutostartLoginItem.h"
 
-#include "AtomicFile.h"
-#include "FileDescriptor.h"
-
-#include <QFile>
-#include <QHash>
+#include <QFileInfo>
 #include <QStandardPaths>
 
 #include <cerrno>
 #include <utility>
 
-#include <fcntl.h>
+#include <glib.h>
+#include <glib/gstdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-using Keys = QHash<QByteArray, QByteArray>;
+constexpr auto group = G_KEY_FILE_DESKTOP_GROUP;
 
-/// No desktop entry is larger; whatever is beyond is not looked at.
-constexpr qint64 maximumEntry = 262'144;
-
-/// The keys of the group "Desktop Entry"; of keys with one name the last counts.
-Keys desktopEntryKeys(const QByteArray &text)
+/// Returns whether the entry has the key with this value; not when the key is absent or holds no boolean.
+bool has(GKeyFile *entry, const char *key, bool value)
 {
-    Keys keys;
-    bool isInGroup = false;
-    const QList<QByteArray> lines = text.split('\n');
-    for (const QByteArray &untrimmed : lines) {
-        const QByteArray line = untrimmed.trimmed();
-        const qsizetype equals = line.indexOf('=');
-        if (line.startsWith('['))
-            isInGroup = line == "[Desktop Entry]";
-        else if (isInGroup && equals > 0 && !line.startsWith('#'))
-            keys.insert(line.first(equals).trimmed(), line.sliced(equals + 1).trimmed());
-    }
-    return keys;
+    g_autoptr(GError) error = nullptr;
+    const bool isTrue = g_key_file_get_boolean(entry, group, key, &error);
+    return !error && isTrue == value;
 }
 
-bool isSwitchedOff(const Keys &keys)
+/// Throws what the system says about the call that just failed.
+[[noreturn]] void fail(const QString &what, const QString &path)
 {
-    const QByteArray hidden = keys.value("Hidden");
-    if (hidden == "true" || hidden == "1")
-        return true;
-    for (const char *key : {"X-GNOME-Autostart-enabled", "X-MATE-Autostart-enabled"}) {
-        const QByteArray enabled = keys.value(key);
-        if (enabled == "false" || enabled == "0")
-            return true;
-    }
-    return false;
+    throw LoginItemError(u"%1 %2: %3"_s.arg(what, path, qt_error_string()));
 }
 
-/// Escapes a value of type string.
+/// Escapes a value of type string. GLib's own escaping leaves tabs inside the value.
 QString escapeValue(QString value)
 {
     value.replace(u'\\', u"\\\\"_s)
@@ -66,8 +46,8 @@ QString escapeValue(QString value)
     return value;
 }
 
-/// One argument of a command line, quoted where its characters ask for that, with the percent signs that
-/// would stand for field codes doubled.
+/// Returns the argument of a command line, quoted where its characters ask for that, with the percent signs
+/// that would stand for field codes doubled.
 QString quoteArgument(const QString &argument)
 {
     bool isReserved = argument.isEmpty();
@@ -81,8 +61,8 @@ QString quoteArgument(const QString &argument)
     return isReserved ? u'"' + quoted + u'"' : quoted;
 }
 
-/// The value of the key Exec. GLib looks for the program under its name with the percent signs still doubled
-/// and refuses the entry; as an argument of env the name is read as the standard says.
+/// Returns the value of the key Exec. GLib looks for the program under its name with the percent signs still
+/// doubled and refuses the entry; as an argument of env the name is read as the standard says.
 QString commandLine(const QString &program)
 {
     return (program.contains(u'%') ? u"/usr/bin/env "_s : QString()) + quoteArgument(program);
@@ -103,29 +83,35 @@ QString AutostartLoginItem::defaultFolder()
 
 LoginItemStatus AutostartLoginItem::status() const
 {
-    // Without O_NONBLOCK opening a named pipe would wait for its writer.
-    const FileDescriptor fd(
-        ::open(QFile::encodeName(m_path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    QFile file;
-    if (!fd.isOpen() || !file.open(fd.get(), QIODevice::ReadOnly))
+    g_autoptr(GKeyFile) entry = g_key_file_new();
+    // Opening a named pipe would wait for its writer.
+    if (!QFileInfo(m_path).isFile() ||
+        !g_key_file_load_from_file(entry, QFile::encodeName(m_path).constData(), G_KEY_FILE_NONE, nullptr) ||
+        !g_key_file_has_group(entry, group))
         return LoginItemStatus::NotRegistered;
-    const Keys keys = desktopEntryKeys(file.read(maximumEntry));
-    if (keys.isEmpty())
-        return LoginItemStatus::NotRegistered;
-    return isSwitchedOff(keys) ? LoginItemStatus::RequiresApproval : LoginItemStatus::Enabled;
+    const bool isOff = has(entry, "Hidden", true) || has(entry, "X-GNOME-Autostart-enabled", false) ||
+                       has(entry, "X-MATE-Autostart-enabled", false);
+    return isOff ? LoginItemStatus::RequiresApproval : LoginItemStatus::Enabled;
 }
 
 void AutostartLoginItem::registerItem()
 {
-    if (const QString error = AtomicFile::replace(m_path, entry()); !error.isEmpty())
-        throw LoginItemError(error);
-    AtomicFile::removeLeftovers(m_path);
+    const QString folder = QFileInfo(m_path).path();
+    if (g_mkdir_with_parents(QFile::encodeName(folder).constData(), S_IRWXU) != 0)
+        fail(u"Cannot create the folder"_s, folder);
+    const QByteArray text = entry();
+    g_autoptr(GError) error = nullptr;
+    if (!g_file_set_contents_full(
+            QFile::encodeName(m_path).constData(), text.constData(), text.size(),
+            GFileSetContentsFlags(G_FILE_SET_CONTENTS_CONSISTENT | G_FILE_SET_CONTENTS_DURABLE),
+            S_IRUSR | S_IWUSR, &error))
+        throw LoginItemError(QString::fromUtf8(error->message));
 }
 
 void AutostartLoginItem::unregisterItem()
 {
     if (::unlink(QFile::encodeName(m_path).constData()) != 0 && errno != ENOENT)
-        throw LoginItemError(AtomicFile::describeError(u"Cannot remove"_s, m_path, errno));
+        fail(u"Cannot remove"_s, m_path);
 }
 
 QByteArray AutostartLoginItem::entry() const

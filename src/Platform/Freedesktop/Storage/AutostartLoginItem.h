@@ -17,10 +17,10 @@ public:
     /// `program` is the absolute path of the program to start.
     AutostartLoginItem(const QString &folder, QString program);
 
-    /// `$XDG_CONFIG_HOME/autostart`, in `~/.config` by default.
+    /// Returns `$XDG_CONFIG_HOME/autostart`, in `~/.config` by default.
     static QString defaultFolder();
 
-    /// A file that is no desktop entry starts nothing and counts as not registered.
+    /// Reads the entry. A file that is no desktop entry starts nothing and counts as not registered.
     LoginItemStatus status() const override;
     void registerItem() override;
     void unregisterItem() override;

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "AutostartLoginItem.h"
-#include "Unprivileged.h"
 
 #include <QDir>
 #include <QFile>
@@ -81,8 +80,9 @@ private Q_SLOTS:
     void readsTheStatus()
     {
         QFETCH(QByteArray, content);
-        QVERIFY(QDir(m_folder->path()).mkdir(u"autostart"_s));
-        write(m_file, content);
+        const QString installed = m_folder->filePath(u"installed.desktop"_s);
+        write(installed, content);
+        QVERIFY(QDir(m_folder->path()).mkdir(u"autostart"_s) && QFile::link(installed, m_file));
         QTEST(item().status(), "status");
         item().registerItem();
         QCOMPARE(item().status(), LoginItemStatus::Enabled);
@@ -90,6 +90,7 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(m_file));
         item().unregisterItem();
         QCOMPARE(item().status(), LoginItemStatus::NotRegistered);
+        QCOMPARE(QFileInfo(installed).size(), content.size());
     }
 
     /// A launcher of the desktop must find the program, whatever its path.
@@ -105,68 +106,40 @@ private Q_SLOTS:
     {
         QFETCH(QString, name);
         const QString program = m_folder->filePath(name);
-        const QString proof = m_folder->filePath(u"proof"_s);
-        write(program,
-              "#!/bin/sh\necho \"$#\" > '" + proof.toUtf8() + ".new'; mv '" + proof.toUtf8() + ".new' '" +
-                  proof.toUtf8() + "'\n",
-              QFile::ExeOwner);
+        write(program, "#!/bin/sh\ntouch \"$(dirname \"$0\")/proof$#\"\n", QFile::ExeOwner);
         item(program).registerItem();
         const auto [isInvalid, complaints] = run(u"desktop-file-validate"_s, {m_file});
         QVERIFY2(isInvalid == 0 && complaints.isEmpty(), complaints.constData());
         const auto [failed, output] = run(u"gio"_s, {u"launch"_s, m_file});
         QVERIFY2(failed == 0, output.constData());
-        QTRY_VERIFY(QFile::exists(proof));
-        QFile file(proof);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(file.readAll(), "0\n");
+        QTRY_VERIFY(QFile::exists(m_folder->filePath(u"proof0"_s)));
     }
 
     void saysWhatFailed_data()
     {
-        QTest::addColumn<QString>("place");
         QTest::addColumn<QString>("words");
-        QTest::newRow("read-only folder") << u"readonly"_s << u"Permission denied"_s;
-        QTest::newRow("new folder in a read-only one") << u"readonly/deep/er"_s << u"Permission denied"_s;
-        QTest::newRow("a file for a folder") << u"file"_s << u"Not a directory"_s;
-        QTest::newRow("a folder for a file") << u"folder"_s << u"Is a directory"_s;
+        QTest::newRow("file") << u"Not a directory"_s;
+        QTest::newRow("file/deep/er") << u"Not a directory"_s;
+        QTest::newRow("folder") << u"Is a directory"_s;
     }
 
     void saysWhatFailed()
     {
-        QFETCH(QString, place);
         QFETCH(QString, words);
-        const QDir folder(m_folder->path());
-        write(folder.filePath(u"file"_s), "");
-        QVERIFY(folder.mkpath(u"folder/com.ardentwick.Morvanel.desktop"_s));
-        QVERIFY(folder.mkdir(u"readonly"_s, QFile::ReadOwner | QFile::ExeOwner));
-        const Unprivileged user(m_folder->path());
-        QVERIFY(user.isDone());
-        AutostartLoginItem login(folder.filePath(place), u"/usr/bin/morvanel"_s);
-        try {
-            login.registerItem();
-            QFAIL("registered");
-        } catch (const LoginItemError &error) {
-            QVERIFY2(error.message().contains(words), qPrintable(error.message()));
-            QVERIFY2(error.message().contains(m_folder->path()), qPrintable(error.message()));
+        const QString place = m_folder->filePath(QString::fromUtf8(QTest::currentDataTag()));
+        write(m_folder->filePath(u"file"_s), "");
+        QVERIFY(QDir(m_folder->path()).mkpath(u"folder/com.ardentwick.Morvanel.desktop"_s));
+        AutostartLoginItem login(place, u"/usr/bin/morvanel"_s);
+        for (const auto change : {&LoginItem::registerItem, &LoginItem::unregisterItem}) {
+            try {
+                (login.*change)();
+                QFAIL("no failure");
+            } catch (const LoginItemError &error) {
+                QVERIFY2(error.message().contains(words), qPrintable(error.message()));
+                QVERIFY2(error.message().contains(m_folder->path()), qPrintable(error.message()));
+            }
         }
         QCOMPARE(login.status(), LoginItemStatus::NotRegistered);
-        if (place == u"folder")
-            QVERIFY_THROWS_EXCEPTION(LoginItemError, login.unregisterItem());
-        QVERIFY(QFile::setPermissions(folder.filePath(u"readonly"_s),
-                                      QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-    }
-
-    void leavesTheTargetOfALinkAlone()
-    {
-        const QString installed = m_folder->filePath(u"installed.desktop"_s);
-        const QByteArray content = "[Desktop Entry]\nType=Application\n";
-        write(installed, content);
-        QVERIFY(QDir(m_folder->path()).mkdir(u"autostart"_s));
-        QVERIFY(QFile::link(installed, m_file));
-        QCOMPARE(item().status(), LoginItemStatus::Enabled);
-        item().registerItem();
-        QVERIFY(!QFileInfo(m_file).isSymLink());
-        QCOMPARE(QFileInfo(installed).size(), content.size());
     }
 };
 
