@@ -11,12 +11,12 @@
 
 /// The user's preferences: a key-value store that survives the program.
 ///
-/// Reading yields none when the key is absent or holds a value of another type. A written value is the value
-/// of this run even where it could not be stored; the implementation reports that once on standard error.
+/// Another program may change them at any time. A value that could not be stored is kept for this run and
+/// stored with the next one that can be; the implementation reports that once on standard error.
 class Preferences
 {
 public:
-    /// Whether a setter waits until the disk has what it wrote.
+    /// Whether a setter waits until the disk has what it wrote. All but `setIntegers` do.
     enum class Durability {
         OnDisk,     ///< survives a loss of power from the setter's return on
         Eventually, ///< survives the end of this process; the disk follows within seconds
@@ -24,15 +24,23 @@ public:
 
     virtual ~Preferences() = default;
 
+    /// Returns the value of the key; none when the key is absent or holds a value of another type.
     virtual std::optional<QString> string(const QString &key) const = 0;
+    /// As `string`.
     virtual std::optional<bool> boolean(const QString &key) const = 0;
+    /// As `string`, for bytes that `setData` stored.
     virtual std::optional<QByteArray> data(const QString &key) const = 0;
-    /// None as well when any element is no 32-bit signed integer.
+    /// As `string`; none as well when any element is no 32-bit signed integer.
     virtual std::optional<QList<qint32>> integers(const QString &key) const = 0;
 
+    /// Stores the value under the key, whatever was there before, and touches no other key.
     virtual void setString(const QString &key, const QString &value) = 0;
+    /// As `setString`.
     virtual void setBoolean(const QString &key, bool value) = 0;
+    /// As `setString`, for any bytes.
     virtual void setData(const QString &key, const QByteArray &value) = 0;
+    /// As `setString`; an empty list is stored as such.
     virtual void setIntegers(const QString &key, const QList<qint32> &value, Durability durability) = 0;
+    /// Removes the key and its value. Fine when there is none.
     virtual void remove(const QString &key) = 0;
 };

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <QFile>
-#include <QRegularExpression>
 #include <QStringList>
 #include <QTemporaryFile>
 
@@ -26,17 +25,16 @@ public:
         ::dup2(m_saved, STDERR_FILENO);
         ::close(m_saved);
     }
-    StandardErrorCapture(const StandardErrorCapture &) = delete;
-    StandardErrorCapture &operator=(const StandardErrorCapture &) = delete;
+    Q_DISABLE_COPY_MOVE(StandardErrorCapture)
 
     /// This program's own lines so far.
     QStringList lines() const
     {
         QFile file(m_file.fileName());
         file.open(QIODevice::ReadOnly);
-        return QString::fromUtf8(file.readAll())
-            .split(u'\n', Qt::SkipEmptyParts)
-            .filter(QRegularExpression(QStringLiteral("^morvanel: ")));
+        QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n');
+        lines.removeIf([](const QString &line) { return !line.startsWith(QStringLiteral("morvanel: ")); });
+        return lines;
     }
 
 private:
