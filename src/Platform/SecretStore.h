@@ -7,12 +7,12 @@
 #include <QString>
 
 /// How a call of a `SecretStore` ended.
-enum class SecretStatus : qint32 {
-    Success = 0,
-    NotAvailable = -25291, ///< no secret store can be reached
-    ItemNotFound = -25300,
-    InteractionNotAllowed = -25308, ///< locked, and nobody unlocked it
-    Failed = -67671,                ///< any other failure
+enum class SecretStatus {
+    Success,
+    NotFound,     ///< nothing matches
+    Locked,       ///< and nobody unlocked it
+    NotAvailable, ///< no secret store can be reached
+    Failed,       ///< any other failure
 };
 
 /// What identifies an item of a `SecretStore`.
@@ -24,7 +24,7 @@ struct SecretKey
 
 /// The user's store of secrets. The calls are synchronous and may wait for the user to unlock the store.
 ///
-/// A failure other than `ItemNotFound` is explained in one line on standard error, never with the secret.
+/// A failure other than `NotFound` is explained in one line on standard error, never with the secret.
 class SecretStore
 {
 public:
@@ -36,11 +36,13 @@ public:
 
     virtual ~SecretStore() = default;
 
-    /// The data of one item that matches; the most recently changed one where there are several.
-    virtual Lookup copyMatching(const SecretKey &key) = 0;
-    /// Replaces the data of what matches and nothing else; `ItemNotFound` when nothing does.
-    virtual SecretStatus update(const SecretKey &key, const QByteArray &data) = 0;
-    virtual SecretStatus add(const SecretKey &key, const QByteArray &data, const QString &label) = 0;
+    /// Returns the data of one item that matches; of several, of the one that was changed last.
+    virtual Lookup lookup(const SecretKey &key) = 0;
+    /// Replaces the data of the items that match and nothing else.
+    [[nodiscard]] virtual SecretStatus update(const SecretKey &key, const QByteArray &data) = 0;
+    /// Stores a new item. The label is what the desktop shows the user of it.
+    [[nodiscard]] virtual SecretStatus add(const SecretKey &key, const QByteArray &data,
+                                           const QString &label) = 0;
     /// Removes every item that matches.
     virtual SecretStatus remove(const SecretKey &key) = 0;
 };

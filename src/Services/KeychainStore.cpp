@@ -20,7 +20,7 @@ SecretKey keyOf(const QUuid &id)
 
 std::optional<QString> KeychainStore::token(const QUuid &id) const
 {
-    const SecretStore::Lookup found = m_secrets.copyMatching(keyOf(id));
+    const SecretStore::Lookup found = m_secrets.lookup(keyOf(id));
     if (found.status != SecretStatus::Success || !Text::isUtf8(found.data))
         return std::nullopt;
     return Text::fromUtf8(found.data);
@@ -30,7 +30,7 @@ bool KeychainStore::setToken(const QString &token, const QUuid &id)
 {
     const QByteArray data = token.toUtf8();
     SecretStatus status = m_secrets.update(keyOf(id), data);
-    if (status == SecretStatus::ItemNotFound)
+    if (status == SecretStatus::NotFound)
         status = m_secrets.add(keyOf(id), data, u"Morvanel token"_s);
     return status == SecretStatus::Success;
 }

@@ -479,7 +479,7 @@ private Q_SLOTS:
         manager.start(id);
         QCOMPARE(manager.state(id), missing);
         manager.stop(id);
-        world.secrets.failure = SecretStatus::InteractionNotAllowed;
+        world.secrets.failure = SecretStatus::Locked;
         manager.start(id);
         QCOMPARE(manager.state(id), missing);
         KeychainStore keychain(world.secrets);

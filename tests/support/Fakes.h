@@ -62,19 +62,19 @@ private:
 class FakeSecretStore : public SecretStore
 {
 public:
-    Lookup copyMatching(const SecretKey &key) override
+    Lookup lookup(const SecretKey &key) override
     {
         if (failure != SecretStatus::Success)
             return {failure, {}};
         const auto item = items.find(key.account);
-        return item == items.end() ? Lookup{SecretStatus::ItemNotFound, {}}
+        return item == items.end() ? Lookup{SecretStatus::NotFound, {}}
                                    : Lookup{SecretStatus::Success, *item};
     }
     SecretStatus update(const SecretKey &key, const QByteArray &data) override
     {
         if (failure != SecretStatus::Success)
             return failure;
-        return items.contains(key.account) ? add(key, data, labels[key.account]) : SecretStatus::ItemNotFound;
+        return items.contains(key.account) ? add(key, data, labels[key.account]) : SecretStatus::NotFound;
     }
     SecretStatus add(const SecretKey &key, const QByteArray &data, const QString &label) override
     {
@@ -85,7 +85,7 @@ public:
     }
     SecretStatus remove(const SecretKey &key) override
     {
-        return items.remove(key.account) ? SecretStatus::Success : SecretStatus::ItemNotFound;
+        return items.remove(key.account) ? SecretStatus::Success : SecretStatus::NotFound;
     }
 
     QMap<QString, QByteArray> items; ///< by account

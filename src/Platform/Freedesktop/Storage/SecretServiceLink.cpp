@@ -3,11 +3,14 @@
 
 #include "SecretServiceLink.h"
 
-#include "GLibNeeds.h"
+#include "FileDescriptor.h"
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <utility>
+
+#include <sys/eventfd.h>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -15,10 +18,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto serviceName = "org.freedesktop.secrets";
-constexpr auto servicePath = "/org/freedesktop/secrets";
-constexpr auto serviceInterface = "org.freedesktop.Secret.Service";
-constexpr auto busName = "org.freedesktop.DBus";
-constexpr auto busPath = "/org/freedesktop/DBus";
 constexpr auto defaultAlias = "default";
 
 /// How long a running service may take to answer.
@@ -30,63 +29,52 @@ constexpr auto silenceTime = 30s;
 constexpr auto startTime = 15s;
 constexpr auto refusalTime = 1s;
 
-/// Errors that mean that nobody is there to answer.
-bool isUnavailable(const GError *error)
-{
-    constexpr std::array busErrors = {
-        G_DBUS_ERROR_SERVICE_UNKNOWN, G_DBUS_ERROR_NAME_HAS_NO_OWNER, G_DBUS_ERROR_NO_REPLY,
-        G_DBUS_ERROR_NO_SERVER,       G_DBUS_ERROR_DISCONNECTED,      G_DBUS_ERROR_TIMEOUT,
-        G_DBUS_ERROR_TIMED_OUT,       G_DBUS_ERROR_ACCESS_DENIED,
-    };
-    constexpr std::array ioErrors = {G_IO_ERROR_TIMED_OUT, G_IO_ERROR_BROKEN_PIPE, G_IO_ERROR_NOT_CONNECTED};
-    const auto isCode = [error](int code) { return code == error->code; };
-    return (error->domain == G_DBUS_ERROR && std::any_of(busErrors.begin(), busErrors.end(), isCode)) ||
-           (error->domain == G_IO_ERROR && std::any_of(ioErrors.begin(), ioErrors.end(), isCode));
-}
-
-/// The words of an error, without the name that the bus put in front.
-QString describe(const GError *error)
+/// Returns the words of an error, without the name that the bus put in front.
+QString describe(GError *error)
 {
     if (!error)
         return u"no reason given"_s;
-    const std::unique_ptr<GError, GLibDeleter<g_error_free>> copy(g_error_copy(error));
-    g_dbus_error_strip_remote_error(copy.get());
-    return QString::fromUtf8(copy->message);
+    g_dbus_error_strip_remote_error(error);
+    return QString::fromUtf8(error->message);
+}
+
+/// Returns whether there are more descriptors than one call of GLib takes, which ends the process without.
+bool areDescriptorsLeft()
+{
+    std::array<FileDescriptor, 16> places;
+    for (FileDescriptor &place : places)
+        place = FileDescriptor(::eventfd(0, EFD_CLOEXEC));
+    return std::all_of(places.begin(), places.end(),
+                       [](const FileDescriptor &place) { return place.isOpen(); });
 }
 
 } // namespace
 
-SecretFailure toSecretFailure(const GError *error)
+SecretFailure toFailure(GError *error)
 {
     if (g_error_matches(error, SECRET_ERROR, SECRET_ERROR_IS_LOCKED))
-        return {SecretStatus::InteractionNotAllowed, u"it is locked: "_s + describe(error)};
+        return {SecretStatus::Locked, u"it is locked: "_s + describe(error)};
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CLOSED))
         return {SecretStatus::NotAvailable, u"the session bus cannot be reached: "_s + describe(error)};
-    if (error && isUnavailable(error))
-        return {SecretStatus::NotAvailable, u"the Secret Service is gone: "_s + describe(error)};
     return {SecretStatus::Failed, u"the Secret Service failed: "_s + describe(error)};
 }
 
-SecretService *SecretServiceLink::open()
+Failure SecretServiceLink::open()
 {
     m_isReused = false;
-    if (!GLibNeeds::areDescriptorsLeft())
-        throw SecretFailure{SecretStatus::NotAvailable, u"there are too many open files"_s};
-    connectToBus();
-    const QByteArray owner = findOwner();
-    if (owner != m_owner)
-        m_service.reset();
-    checkAnswers(owner);
+    if (!areDescriptorsLeft())
+        return SecretFailure{SecretStatus::NotAvailable, u"there are too many open files"_s};
+    if (Failure failure = connectToBus())
+        return failure;
+    if (Failure failure = reachService())
+        return failure;
     m_isReused = m_service != nullptr;
-    if (m_service)
-        return m_service.get();
-    GErrorSlot error;
+    if (m_isReused)
+        return std::nullopt;
+    g_autoptr(GError) error = nullptr;
     m_service.reset(secret_service_open_sync(SECRET_TYPE_SERVICE, serviceName, SECRET_SERVICE_OPEN_SESSION,
-                                             nullptr, error.receive()));
-    if (!m_service)
-        throw toSecretFailure(error.get());
-    m_owner = owner;
-    return m_service.get();
+                                             nullptr, &error));
+    return m_service ? std::nullopt : Failure(toFailure(error));
 }
 
 bool SecretServiceLink::close()
@@ -96,113 +84,99 @@ bool SecretServiceLink::close()
     return std::exchange(m_isReused, false);
 }
 
-bool SecretServiceLink::unlock(gpointer object)
-{
-    if (!m_refusal.hasExpired())
-        return false;
-    GErrorSlot error;
-    GList objects = {object, nullptr, nullptr};
-    if (secret_service_unlock_sync(m_service.get(), &objects, nullptr, nullptr, error.receive()) > 0)
-        return true;
-    if (error.get() && !error.is(SECRET_ERROR, SECRET_ERROR_IS_LOCKED))
-        throw toSecretFailure(error.get());
-    m_refusal.setRemainingTime(refusalTime);
-    return false;
-}
-
-GObjectPointer<SecretCollection> SecretServiceLink::defaultCollection()
-{
-    GErrorSlot error;
-    GObjectPointer<SecretCollection> collection(secret_collection_for_alias_sync(
-        m_service.get(), defaultAlias, SECRET_COLLECTION_NONE, nullptr, error.receive()));
-    if (!collection && error.get())
-        throw toSecretFailure(error.get());
-    return collection;
-}
-
-GObjectPointer<SecretCollection> SecretServiceLink::createdDefaultCollection()
-{
-    if (GObjectPointer<SecretCollection> collection = defaultCollection())
-        return collection;
-    GErrorSlot error;
-    GObjectPointer<SecretCollection> collection;
-    if (m_refusal.hasExpired())
-        collection.reset(secret_collection_create_sync(m_service.get(), "Default keyring", defaultAlias,
-                                                       SECRET_COLLECTION_CREATE_NONE, nullptr,
-                                                       error.receive()));
-    if (collection)
-        return collection;
-    if (toSecretFailure(error.get()).status == SecretStatus::NotAvailable)
-        throw toSecretFailure(error.get());
-    m_refusal.setRemainingTime(refusalTime);
-    throw SecretFailure{SecretStatus::InteractionNotAllowed,
-                        u"there is no default collection yet and none was created: "_s +
-                            describe(error.get())};
-}
-
 /// The end of the session bus must end this connection and not the process. GLib shares one connection in the
 /// process and hands out a closed one for as long as anybody holds it.
-void SecretServiceLink::connectToBus()
+Failure SecretServiceLink::connectToBus()
 {
     if (m_bus && !g_dbus_connection_is_closed(m_bus.get()))
-        return;
+        return std::nullopt;
     close();
-    if (!GLibNeeds::areThreadsLeft())
-        throw SecretFailure{SecretStatus::NotAvailable, u"there are too many processes"_s};
-    GErrorSlot error;
-    GObjectPointer<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, error.receive()));
+    g_autoptr(GError) error = nullptr;
+    GObjectPointer<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error));
     if (!bus || g_dbus_connection_is_closed(bus.get()))
-        throw SecretFailure{SecretStatus::NotAvailable,
-                            u"the session bus cannot be reached: "_s +
-                                (bus ? u"it closed the connection"_s : describe(error.get()))};
+        return SecretFailure{SecretStatus::NotAvailable,
+                             u"the session bus cannot be reached: "_s +
+                                 (bus ? u"it closed the connection"_s : describe(error))};
     g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
     m_bus = std::move(bus);
+    return std::nullopt;
 }
 
-/// The bus name of the process that is the service now; starts one where there is none.
-QByteArray SecretServiceLink::findOwner()
+/// Starts the service where there is none. One that is stopped or stuck would hold up this thread for as long
+/// as the bus lets it, so it has to answer a small question first.
+Failure SecretServiceLink::reachService()
 {
-    GErrorSlot error;
-    const auto askBus = [&](const char *method, GVariant *arguments, Milliseconds patience) {
-        return call(busName, busPath, busName, method, arguments, patience, error);
+    g_autoptr(GError) error = nullptr;
+    const auto call = [&](const char *name, const char *path, const char *interface, const char *method,
+                          GVariant *arguments, std::chrono::milliseconds patience) {
+        g_clear_error(&error);
+        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+            m_bus.get(), name, path, interface, method, arguments, nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
+            int(patience.count()), nullptr, &error);
+        return reply != nullptr;
     };
-    GVariantPointer reply = askBus("GetNameOwner", g_variant_new("(s)", serviceName), answerTime);
-    if (!reply && error.is(G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER) &&
-        askBus("StartServiceByName", g_variant_new("(su)", serviceName, 0U), startTime))
-        reply = askBus("GetNameOwner", g_variant_new("(s)", serviceName), answerTime);
-    if (error.is(G_IO_ERROR, G_IO_ERROR_CLOSED))
-        throw toSecretFailure(error.get());
-    if (!reply)
-        throw SecretFailure{SecretStatus::NotAvailable,
-                            u"no Secret Service is running: "_s + describe(error.get())};
-    const char *owner = nullptr;
-    g_variant_get(reply.get(), "(&s)", &owner);
-    return owner;
+    const auto isAnswering = [&] {
+        return call(serviceName, "/org/freedesktop/secrets", "org.freedesktop.Secret.Service", "ReadAlias",
+                    g_variant_new("(s)", defaultAlias),
+                    m_silence.hasExpired() ? answerTime : answerTimeAfterSilence);
+    };
+    bool isReached = isAnswering();
+    if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) ||
+        g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER)) {
+        if (!call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                  "StartServiceByName", g_variant_new("(su)", serviceName, 0U), startTime))
+            return SecretFailure{SecretStatus::NotAvailable,
+                                 u"no Secret Service is running: "_s + describe(error)};
+        isReached = isAnswering();
+    }
+    const bool isSilent = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT);
+    m_silence = isSilent ? QDeadlineTimer(silenceTime) : QDeadlineTimer();
+    if (isSilent)
+        return SecretFailure{SecretStatus::NotAvailable, u"the Secret Service does not answer"_s};
+    return isReached ? std::nullopt : Failure(toFailure(error));
 }
 
-/// A service that is stopped or stuck would hold up this thread for as long as the bus lets it.
-void SecretServiceLink::checkAnswers(const QByteArray &owner)
+Failure SecretServiceLink::unlock(gpointer object, const QString &name)
 {
-    GErrorSlot error;
-    const Milliseconds patience = m_silence.hasExpired() ? answerTime : answerTimeAfterSilence;
-    const GVariantPointer reply = call(owner.constData(), servicePath, serviceInterface, "ReadAlias",
-                                       g_variant_new("(s)", defaultAlias), patience, error);
-    if (reply) {
-        m_silence = QDeadlineTimer();
-        return;
+    gboolean isLocked = FALSE;
+    g_object_get(object, "locked", &isLocked, nullptr);
+    if (!isLocked)
+        return std::nullopt;
+    if (m_refusal.hasExpired()) {
+        g_autoptr(GError) error = nullptr;
+        GList objects = {object, nullptr, nullptr};
+        if (secret_service_unlock_sync(service(), &objects, nullptr, nullptr, &error) > 0)
+            return std::nullopt;
+        if (error && !g_error_matches(error, SECRET_ERROR, SECRET_ERROR_IS_LOCKED))
+            return toFailure(error);
+        m_refusal.setRemainingTime(refusalTime);
     }
-    if (error.is(G_IO_ERROR, G_IO_ERROR_TIMED_OUT)) {
-        m_silence.setRemainingTime(silenceTime);
-        throw SecretFailure{SecretStatus::NotAvailable, u"the Secret Service does not answer"_s};
-    }
-    throw toSecretFailure(error.get());
+    return SecretFailure{SecretStatus::Locked, name + u" is locked and was not unlocked"_s};
 }
 
-GVariantPointer SecretServiceLink::call(const char *name, const char *path, const char *interface,
-                                        const char *method, GVariant *arguments, Milliseconds patience,
-                                        GErrorSlot &error)
+Failure SecretServiceLink::openDefaultCollection(bool isCreated, Collection &collection)
 {
-    return GVariantPointer(g_dbus_connection_call_sync(m_bus.get(), name, path, interface, method, arguments,
-                                                       nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
-                                                       int(patience.count()), nullptr, error.receive()));
+    g_autoptr(GError) error = nullptr;
+    collection.reset(
+        secret_collection_for_alias_sync(service(), defaultAlias, SECRET_COLLECTION_NONE, nullptr, &error));
+    if (error)
+        return toFailure(error);
+    if (!collection && isCreated) {
+        if (Failure failure = createDefaultCollection(collection))
+            return failure;
+    }
+    return collection ? unlock(collection.get(), u"the default collection"_s) : std::nullopt;
+}
+
+Failure SecretServiceLink::createDefaultCollection(Collection &collection)
+{
+    g_autoptr(GError) error = nullptr;
+    if (m_refusal.hasExpired())
+        collection.reset(secret_collection_create_sync(service(), "Default keyring", defaultAlias,
+                                                       SECRET_COLLECTION_CREATE_NONE, nullptr, &error));
+    if (collection)
+        return std::nullopt;
+    m_refusal.setRemainingTime(refusalTime);
+    return SecretFailure{SecretStatus::Locked,
+                         u"there is no default collection yet and none was created: "_s + describe(error)};
 }

@@ -8,98 +8,113 @@
 #include "StandardError.h"
 
 #include <algorithm>
-#include <vector>
+#include <functional>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-using Item = GObjectPointer<SecretItem>;
-using Items = std::vector<Item>;
-using Value = std::unique_ptr<SecretValue, GLibDeleter<secret_value_unref>>;
-
-const SecretFailure lockedItem = {SecretStatus::InteractionNotAllowed,
-                                  u"it is locked and was not unlocked"_s};
-
-/// A search under `SECRET_SCHEMA_DONT_MATCH_NAME` also finds items that another program stored.
-SecretSchema makeSchema(SecretSchemaFlags flags)
+SecretSchema makeSchema()
 {
     SecretSchema schema = {};
     schema.name = "com.ardentwick.Morvanel";
-    schema.flags = flags;
     schema.attributes[0] = {"service", SECRET_SCHEMA_ATTRIBUTE_STRING};
     schema.attributes[1] = {"account", SECRET_SCHEMA_ATTRIBUTE_STRING};
     return schema;
 }
 
-GHashTablePointer makeAttributes(const SecretSchema &schema, const SecretKey &key)
+GHashTable *makeAttributes(const SecretKey &key)
 {
-    return GHashTablePointer(secret_attributes_build(&schema, "service", key.service.toUtf8().constData(),
-                                                     "account", key.account.toUtf8().constData(), nullptr));
+    const SecretSchema schema = makeSchema();
+    return secret_attributes_build(&schema, "service", key.service.toUtf8().constData(), "account",
+                                   key.account.toUtf8().constData(), nullptr);
 }
 
-/// The secret in memory that libsecret locks and wipes.
-Value makeValue(const QByteArray &data)
+/// Puts the items that match into `items`, the most recently changed one first.
+[[nodiscard]] Failure search(SecretService *service, const SecretKey &key, Items &items)
 {
-    return Value(secret_value_new(data.constData(), data.size(), "text/plain"));
-}
-
-void throwUnless(bool isDone, const GErrorSlot &error)
-{
-    if (!isDone)
-        throw toSecretFailure(error.get());
-}
-
-/// The items that match, the most recently changed one first.
-Items search(SecretService *service, const SecretKey &key)
-{
-    const SecretSchema schema = makeSchema(SECRET_SCHEMA_DONT_MATCH_NAME);
-    const GHashTablePointer attributes = makeAttributes(schema, key);
-    GErrorSlot error;
-    GList *found = secret_service_search_sync(service, &schema, attributes.get(), SECRET_SEARCH_ALL, nullptr,
-                                              error.receive());
-    Items items;
+    g_autoptr(GHashTable) attributes = makeAttributes(key);
+    g_autoptr(GError) error = nullptr;
+    // Without a schema it also finds items that another program stored.
+    g_autoptr(GList) found =
+        secret_service_search_sync(service, nullptr, attributes, SECRET_SEARCH_ALL, nullptr, &error);
     for (const GList *entry = found; entry; entry = entry->next)
         items.emplace_back(static_cast<SecretItem *>(entry->data));
-    g_list_free(found);
-    throwUnless(!error.get(), error);
-    std::stable_sort(items.begin(), items.end(), [](const Item &one, const Item &other) {
+    if (error)
+        return toFailure(error);
+    std::stable_sort(items.begin(), items.end(), [](const auto &one, const auto &other) {
         return secret_item_get_modified(one.get()) > secret_item_get_modified(other.get());
     });
-    return items;
+    return std::nullopt;
 }
 
 /// As `search`. A service may hide what a locked collection holds, so that is unlocked before nothing is the
 /// answer.
-Items find(SecretServiceLink &link, const SecretKey &key)
+[[nodiscard]] Failure find(SecretServiceLink &link, const SecretKey &key, Items &items)
 {
-    SecretService *service = link.open();
-    Items items = search(service, key);
-    if (!items.empty())
-        return items;
-    const GObjectPointer<SecretCollection> collection = link.defaultCollection();
-    if (!collection || !secret_collection_get_locked(collection.get()))
-        return items;
-    if (!link.unlock(collection.get()))
-        throw SecretFailure{SecretStatus::InteractionNotAllowed,
-                            u"the default collection is locked and was not unlocked"_s};
-    return search(service, key);
+    if (Failure failure = link.open())
+        return failure;
+    if (Failure failure = search(link.service(), key, items); failure || !items.empty())
+        return failure;
+    Collection collection;
+    if (Failure failure = link.openDefaultCollection(false, collection))
+        return failure;
+    if (Failure failure = search(link.service(), key, items); failure || !items.empty())
+        return failure;
+    return SecretFailure{SecretStatus::NotFound, {}};
 }
 
-bool isUnlocked(SecretServiceLink &link, const Item &item)
+/// The items that an operation is for.
+enum class Extent {
+    First,    ///< that is unlocked
+    Unlocked, ///< whatever stays locked is left as it is
+    All,      ///< a failure when any stays locked
+};
+
+/// Does something with the items that match, the most recently changed one first.
+[[nodiscard]] Failure forItems(SecretServiceLink &link, const SecretKey &key, Extent extent,
+                               const std::function<bool(SecretItem *, GError **)> &action)
 {
-    return !secret_item_get_locked(item.get()) || link.unlock(item.get());
+    Items items;
+    if (Failure failure = find(link, key, items))
+        return failure;
+    bool isDone = false;
+    Failure locked;
+    for (const auto &item : items) {
+        Failure failure = link.unlock(item.get(), u"it"_s);
+        if (failure && failure->status != SecretStatus::Locked)
+            return failure;
+        if (failure) {
+            locked = failure;
+            continue;
+        }
+        g_autoptr(GError) error = nullptr;
+        if (!action(item.get(), &error))
+            return toFailure(error);
+        isDone = true;
+        if (extent == Extent::First)
+            break;
+    }
+    return isDone && extent != Extent::All ? std::nullopt : locked;
 }
 
-QByteArray loadData(const Item &item)
+/// Runs the operation, once more when a session that an earlier call opened turned out to be of no use, and
+/// tells on standard error why it failed.
+SecretStatus attempt(SecretServiceLink &link, const QString &what, const SecretKey &key,
+                     const std::function<Failure()> &operation)
 {
-    GErrorSlot error;
-    throwUnless(secret_item_load_secret_sync(item.get(), nullptr, error.receive()), error);
-    const Value value(secret_item_get_secret(item.get()));
-    throwUnless(value != nullptr, error);
-    gsize length = 0;
-    const char *bytes = secret_value_get(value.get(), &length);
-    return QByteArray(bytes, qsizetype(length));
+    const auto isBroken = [](const Failure &failure) {
+        return failure && failure->status != SecretStatus::Locked &&
+               failure->status != SecretStatus::NotFound;
+    };
+    Failure failure = operation();
+    while (isBroken(failure) && link.close())
+        failure = operation();
+    if (!failure)
+        return SecretStatus::Success;
+    if (failure->status != SecretStatus::NotFound)
+        writeToStandardError(u"cannot %1 the secret of %2: %3"_s.arg(what, key.account, failure->reason));
+    return failure->status;
 }
 
 } // namespace
@@ -111,98 +126,58 @@ SecretServiceStore::SecretServiceStore()
 
 SecretServiceStore::~SecretServiceStore() = default;
 
-SecretStore::Lookup SecretServiceStore::copyMatching(const SecretKey &key)
+SecretStore::Lookup SecretServiceStore::lookup(const SecretKey &key)
 {
     QByteArray data;
-    const SecretStatus status = attempt(u"read"_s, key, [&] {
-        const Items items = find(*m_link, key);
-        if (items.empty())
-            return SecretStatus::ItemNotFound;
-        const auto item = std::find_if(items.begin(), items.end(),
-                                       [&](const Item &each) { return isUnlocked(*m_link, each); });
-        if (item == items.end())
-            throw lockedItem;
-        data = loadData(*item);
-        return SecretStatus::Success;
-    });
+    const auto load = [&](SecretItem *item, GError **error) {
+        if (!secret_item_load_secret_sync(item, nullptr, error))
+            return false;
+        g_autoptr(SecretValue) value = secret_item_get_secret(item);
+        if (!value)
+            return false;
+        gsize length = 0;
+        const char *bytes = secret_value_get(value, &length);
+        data = QByteArray(bytes, qsizetype(length));
+        return true;
+    };
+    const SecretStatus status =
+        attempt(*m_link, u"read"_s, key, [&] { return forItems(*m_link, key, Extent::First, load); });
     return {status, data};
 }
 
 SecretStatus SecretServiceStore::update(const SecretKey &key, const QByteArray &data)
 {
-    return attempt(u"change"_s, key, [&] {
-        const Items items = find(*m_link, key);
-        if (items.empty())
-            return SecretStatus::ItemNotFound;
-        const Value value = makeValue(data);
-        bool isChanged = false;
-        for (const Item &item : items) {
-            if (!isUnlocked(*m_link, item))
-                continue;
-            GErrorSlot error;
-            throwUnless(secret_item_set_secret_sync(item.get(), value.get(), nullptr, error.receive()),
-                        error);
-            isChanged = true;
-        }
-        if (!isChanged)
-            throw lockedItem;
-        return SecretStatus::Success;
-    });
+    g_autoptr(SecretValue) value = secret_value_new(data.constData(), data.size(), "text/plain");
+    const auto change = [&](SecretItem *item, GError **error) {
+        return secret_item_set_secret_sync(item, value, nullptr, error) != FALSE;
+    };
+    return attempt(*m_link, u"change"_s, key,
+                   [&] { return forItems(*m_link, key, Extent::Unlocked, change); });
 }
 
 SecretStatus SecretServiceStore::add(const SecretKey &key, const QByteArray &data, const QString &label)
 {
-    return attempt(u"store"_s, key, [&] {
-        m_link->open();
-        const GObjectPointer<SecretCollection> collection = m_link->createdDefaultCollection();
-        if (secret_collection_get_locked(collection.get()) && !m_link->unlock(collection.get()))
-            throw SecretFailure{SecretStatus::InteractionNotAllowed,
-                                u"the default collection is locked and was not unlocked"_s};
-        const SecretSchema schema = makeSchema(SECRET_SCHEMA_NONE);
-        const GHashTablePointer attributes = makeAttributes(schema, key);
-        const Value value = makeValue(data);
-        GErrorSlot error;
-        const Item item(secret_item_create_sync(collection.get(), &schema, attributes.get(),
-                                                label.toUtf8().constData(), value.get(),
-                                                SECRET_ITEM_CREATE_REPLACE, nullptr, error.receive()));
-        throwUnless(item != nullptr, error);
-        return SecretStatus::Success;
+    return attempt(*m_link, u"store"_s, key, [&]() -> Failure {
+        if (Failure failure = m_link->open())
+            return failure;
+        Collection collection;
+        if (Failure failure = m_link->openDefaultCollection(true, collection))
+            return failure;
+        const SecretSchema schema = makeSchema();
+        g_autoptr(GHashTable) attributes = makeAttributes(key);
+        g_autoptr(SecretValue) value = secret_value_new(data.constData(), data.size(), "text/plain");
+        g_autoptr(GError) error = nullptr;
+        const GObjectPointer<SecretItem> item(
+            secret_item_create_sync(collection.get(), &schema, attributes, label.toUtf8().constData(), value,
+                                    SECRET_ITEM_CREATE_REPLACE, nullptr, &error));
+        return item ? std::nullopt : Failure(toFailure(error));
     });
 }
 
 SecretStatus SecretServiceStore::remove(const SecretKey &key)
 {
-    return attempt(u"remove"_s, key, [&] {
-        const Items items = find(*m_link, key);
-        bool isAnyLocked = false;
-        for (const Item &item : items) {
-            if (!isUnlocked(*m_link, item)) {
-                isAnyLocked = true;
-                continue;
-            }
-            GErrorSlot error;
-            throwUnless(secret_item_delete_sync(item.get(), nullptr, error.receive()), error);
-        }
-        if (isAnyLocked)
-            throw lockedItem;
-        return items.empty() ? SecretStatus::ItemNotFound : SecretStatus::Success;
-    });
-}
-
-/// Runs the operation, once more when a session that an earlier call opened turned out to be of no use, and
-/// tells on standard error why it failed.
-SecretStatus SecretServiceStore::attempt(const QString &what, const SecretKey &key,
-                                         const std::function<SecretStatus()> &operation)
-{
-    for (;;) {
-        try {
-            return operation();
-        } catch (const SecretFailure &failure) {
-            const bool isLocked = failure.status == SecretStatus::InteractionNotAllowed;
-            if (!isLocked && m_link->close())
-                continue;
-            writeToStandardError(u"cannot %1 the secret of %2: %3"_s.arg(what, key.account, failure.reason));
-            return failure.status;
-        }
-    }
+    const auto erase = [](SecretItem *item, GError **error) {
+        return secret_item_delete_sync(item, nullptr, error) != FALSE;
+    };
+    return attempt(*m_link, u"remove"_s, key, [&] { return forItems(*m_link, key, Extent::All, erase); });
 }

@@ -5,7 +5,6 @@
 
 #include "SecretStore.h"
 
-#include <functional>
 #include <memory>
 
 class SecretServiceLink;
@@ -15,7 +14,7 @@ class SecretServiceLink;
 /// Items are found by their attributes `service` and `account` in any collection, whoever stored them, and
 /// stored in the default collection under the schema `com.ardentwick.Morvanel`. What is locked is unlocked,
 /// for which the service may ask the user; of several items those that stay locked are left as they are, and
-/// `InteractionNotAllowed` comes back when all do.
+/// `Locked` comes back when all do.
 ///
 /// A missing service, a restarted one, one that does not answer (two seconds at most) and the end of the
 /// session bus end in a status. Longer waits are for a service that is just being started, and for the user.
@@ -26,15 +25,12 @@ public:
     SecretServiceStore();
     ~SecretServiceStore() override;
 
-    Lookup copyMatching(const SecretKey &key) override;
+    Lookup lookup(const SecretKey &key) override;
     SecretStatus update(const SecretKey &key, const QByteArray &data) override;
     SecretStatus add(const SecretKey &key, const QByteArray &data, const QString &label) override;
-    /// `ItemNotFound` when nothing matches. `InteractionNotAllowed` when an item stays because it is locked.
+    /// Returns `Locked` when an item stays because it is locked.
     SecretStatus remove(const SecretKey &key) override;
 
 private:
-    SecretStatus attempt(const QString &what, const SecretKey &key,
-                         const std::function<SecretStatus()> &operation);
-
     std::unique_ptr<SecretServiceLink> m_link;
 };
