@@ -23,16 +23,6 @@ void write(const QString &path, const QByteArray &content, QFile::Permissions ex
     file.setPermissions(file.permissions() | extra);
 }
 
-/// Exit code, and what was printed.
-std::pair<int, QByteArray> run(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(program, arguments);
-    return process.waitForFinished() ? std::pair(process.exitCode(), process.readAll())
-                                     : std::pair(-1, process.errorString().toUtf8());
-}
-
 } // namespace
 
 class AutostartLoginItemTest : public QObject
@@ -108,10 +98,9 @@ private Q_SLOTS:
         const QString program = m_folder->filePath(name);
         write(program, "#!/bin/sh\ntouch \"$(dirname \"$0\")/proof$#\"\n", QFile::ExeOwner);
         item(program).registerItem();
-        const auto [isInvalid, complaints] = run(u"desktop-file-validate"_s, {m_file});
-        QVERIFY2(isInvalid == 0 && complaints.isEmpty(), complaints.constData());
-        const auto [failed, output] = run(u"gio"_s, {u"launch"_s, m_file});
-        QVERIFY2(failed == 0, output.constData());
+        // Any complaint counts, whatever the exit code.
+        const QString launch = u"desktop-file-validate $0 2>&1 | { ! grep . >&2; } && gio launch $0"_s;
+        QCOMPARE(QProcess::execute(u"/bin/sh"_s, {u"-c"_s, launch, m_file}), 0);
         QTRY_VERIFY(QFile::exists(m_folder->filePath(u"proof0"_s)));
     }
 
