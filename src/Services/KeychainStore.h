@@ -20,10 +20,11 @@ public:
     {
     }
 
-    /// None when nothing is stored, the store cannot be read, or the bytes are no UTF-8.
+    /// Returns the token; none when nothing is stored, the store cannot be read, or the bytes are no UTF-8.
     std::optional<QString> token(const QUuid &id) const;
-    /// Stores or replaces the token, unchanged; whether that worked.
+    /// Stores or replaces the token, unchanged. Returns whether that worked.
     bool setToken(const QString &token, const QUuid &id);
+    /// Removes the token if there is one.
     void deleteToken(const QUuid &id);
 
 private:

@@ -154,14 +154,14 @@ Failure SecretServiceLink::unlock(gpointer object, const QString &name)
     return SecretFailure{SecretStatus::Locked, name + u" is locked and was not unlocked"_s};
 }
 
-Failure SecretServiceLink::openDefaultCollection(bool isCreated, Collection &collection)
+Failure SecretServiceLink::openDefaultCollection(bool mayCreate, Collection &collection)
 {
     g_autoptr(GError) error = nullptr;
     collection.reset(
         secret_collection_for_alias_sync(service(), defaultAlias, SECRET_COLLECTION_NONE, nullptr, &error));
     if (error)
         return toFailure(error);
-    if (!collection && isCreated) {
+    if (!collection && mayCreate) {
         if (Failure failure = createDefaultCollection(collection))
             return failure;
     }

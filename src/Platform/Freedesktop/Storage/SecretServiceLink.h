@@ -13,6 +13,7 @@
 #include <optional>
 #include <vector>
 
+/// Gives back one reference to a GObject.
 struct Unref
 {
     void operator()(gpointer object) const { g_object_unref(object); }
@@ -51,9 +52,9 @@ public:
     /// Unlocks the item or collection, after asking the user if need be. A user who just refused is not asked
     /// again for the next thing at once. `name` stands for it in the reason of a failure.
     [[nodiscard]] Failure unlock(gpointer object, const QString &name);
-    /// Puts the default collection, unlocked, into `collection`. When there is none it is created if that is
-    /// wanted, else null.
-    [[nodiscard]] Failure openDefaultCollection(bool isCreated, Collection &collection);
+    /// Puts the default collection, unlocked, into `collection`. When there is none, it is created or, unless
+    /// `mayCreate`, `collection` is null.
+    [[nodiscard]] Failure openDefaultCollection(bool mayCreate, Collection &collection);
 
 private:
     [[nodiscard]] Failure connectToBus();
