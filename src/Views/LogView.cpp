@@ -3,22 +3,25 @@
 
 #include "LogView.h"
 
-#include "LogRules.h"
 #include "RunnerLogView.h"
+#include "Text.h"
 #include "TextLabel.h"
 #include "TunnelManager.h"
-#include "TunnelPicker.h"
 
+#include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QShowEvent>
 #include <QStackedLayout>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr QSize minimumContent(560, 320);
 constexpr int headerPadding = 12;
 constexpr int pickerWidth = 280;
+constexpr int pickerTextWidth = 236; ///< leaves room for the frame and the arrow of any style
 
 } // namespace
 
@@ -27,91 +30,95 @@ LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget
     , m_manager(manager)
     , m_selection(selecting)
     , m_pages(new QStackedLayout(this))
-    , m_placeholder(new QLabel(tr("No tunnels configured"), this))
-    , m_picker(new TunnelPicker(this))
+    , m_picker(new QComboBox(this))
     , m_log(new RunnerLogView(this))
 {
     setMinimumSize(minimumContent);
-    m_placeholder->setAlignment(Qt::AlignCenter);
-    m_placeholder->setForegroundRole(QPalette::PlaceholderText);
-    m_pages->addWidget(m_placeholder);
+    auto *placeholder = new QLabel(u"No tunnels configured"_s, this);
+    placeholder->setAlignment(Qt::AlignCenter);
+    placeholder->setForegroundRole(QPalette::PlaceholderText);
+    m_pages->addWidget(placeholder);
     m_pages->addWidget(makeContent());
-    connect(m_picker, &QComboBox::activated, this, &LogView::choose);
-    connect(&manager, &TunnelManager::objectDidChange, this, &LogView::managerChanged);
+    connect(m_picker, &QComboBox::activated, this, [this] {
+        m_selection = m_picker->currentData().toUuid();
+        refresh();
+    });
+    connect(&manager, &TunnelManager::objectDidChange, this, [this] {
+        if (isVisible())
+            refresh();
+    });
     refresh();
 }
 
 QWidget *LogView::makeContent()
 {
     auto *content = new QWidget(this);
+    auto *label = new QLabel(u"Tunnel"_s, content);
+    label->setBuddy(m_picker);
+    m_picker->setAccessibleName(u"Tunnel"_s);
+    m_picker->setFixedWidth(pickerWidth);
+    auto *header = new QHBoxLayout;
+    header->setContentsMargins(headerPadding, headerPadding, headerPadding, headerPadding);
+    header->addWidget(label);
+    header->addWidget(m_picker);
+    header->addStretch();
     auto *column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    column->addWidget(makeHeader());
+    column->addLayout(header);
     column->addWidget(makeDivider(QFrame::HLine, content));
     column->addWidget(m_log, 1);
-    column->addStretch(0);
+    column->addStretch();
     return content;
-}
-
-QWidget *LogView::makeHeader()
-{
-    auto *header = new QWidget(this);
-    auto *label = new QLabel(tr("Tunnel"), header);
-    label->setBuddy(m_picker);
-    m_picker->setAccessibleName(tr("Tunnel"));
-    m_picker->setMaximumWidth(pickerWidth);
-    auto *row = new QHBoxLayout(header);
-    row->setContentsMargins(headerPadding, headerPadding, headerPadding, headerPadding);
-    row->addWidget(label);
-    row->addWidget(m_picker, 1);
-    row->addStretch(1);
-    return header;
 }
 
 void LogView::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::FontChange)
-        renewFontRoles(this);
+    if (event->type() != QEvent::FontChange)
+        return;
+    renewFontRoles(this);
+    fillPicker();
 }
 
-/// The first tunnel is chosen when the window appears and nobody has chosen one yet. Then the keys scroll the
-/// log at once.
 void LogView::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
     if (event->spontaneous())
         return;
-    const std::optional<QUuid> selection = LogRules::selectionOnAppear(m_selection, m_manager.tunnels());
-    if (m_isStale || selection != m_selection) {
-        m_selection = selection;
-        refresh();
-    }
-    if (!window()->focusWidget())
+    if (!m_selection && !m_manager.tunnels().isEmpty())
+        m_selection = m_manager.tunnels().first().id;
+    refresh();
+    if (!window()->focusWidget()) // so that the keys scroll the log at once
         m_log->setFocus(Qt::OtherFocusReason);
-}
-
-void LogView::managerChanged()
-{
-    m_isStale = true;
-    if (isVisible())
-        refresh();
 }
 
 void LogView::refresh()
 {
-    m_isStale = false;
-    m_picker->setTunnels(m_manager.tunnels());
+    fillPicker();
     m_picker->setCurrentIndex(m_selection ? m_picker->findData(*m_selection) : -1);
+    m_picker->setToolTip(m_picker->currentData(Qt::ToolTipRole).toString());
     TunnelRunner *runner = m_selection ? m_manager.runner(*m_selection) : nullptr;
     m_log->setRunner(runner);
     m_log->setVisible(runner);
     m_pages->setCurrentIndex(m_manager.tunnels().isEmpty() ? 0 : 1);
 }
 
-void LogView::choose(int index)
+/// Entries that stay the same are not touched, so that an open list goes on. A name that is too long is cut
+/// and stands in the tooltip.
+void LogView::fillPicker()
 {
-    m_selection = m_picker->itemData(index).toUuid();
-    refresh();
+    const QList<TunnelConfig> &tunnels = m_manager.tunnels();
+    while (m_picker->count() > tunnels.size())
+        m_picker->removeItem(m_picker->count() - 1);
+    for (int i = 0; i < int(tunnels.size()); ++i) {
+        const QString name = Text::oneLine(tunnels[i].name);
+        const QString cut = m_picker->fontMetrics().elidedText(name, Qt::ElideRight, pickerTextWidth);
+        if (i == m_picker->count())
+            m_picker->addItem(cut);
+        m_picker->setItemText(i, cut);
+        m_picker->setItemData(i, tunnels[i].id);
+        m_picker->setItemData(i, name, Qt::AccessibleTextRole);
+        m_picker->setItemData(i, cut == name ? QVariant() : Text::toolTip(name), Qt::ToolTipRole);
+    }
 }

@@ -8,13 +8,13 @@
 
 #include <optional>
 
+class QComboBox;
 class QLabel;
 class QStackedLayout;
 class RunnerLogView;
 class TunnelManager;
-class TunnelPicker;
 
-/// The content of the Logs window: the choice of a tunnel and that tunnel's log.
+/// Shows the content of the Logs window: the choice of a tunnel and that tunnel's log.
 class LogView : public QWidget
 {
     Q_OBJECT
@@ -31,17 +31,13 @@ protected:
 
 private:
     QWidget *makeContent();
-    QWidget *makeHeader();
-    void managerChanged();
     void refresh();
-    void choose(int index);
+    void fillPicker();
 
     TunnelManager &m_manager;
     std::optional<QUuid> m_selection;
-    bool m_isStale = true;
 
     QStackedLayout *m_pages;
-    QLabel *m_placeholder;
-    TunnelPicker *m_picker;
+    QComboBox *m_picker;
     RunnerLogView *m_log;
 };
