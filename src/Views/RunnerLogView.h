@@ -3,15 +3,17 @@
 
 #pragma once
 
+#include "Symbol.h"
+
 #include <QPointer>
+#include <QTimer>
 #include <QWidget>
 
 class ClampedLabel;
-class LogTextArea;
+class LogText;
 class TunnelRunner;
 
-/// The log of one tunnel with its state and the buttons "Copy" and "Clear" below. Follows the runner by
-/// itself.
+/// Shows the log of one tunnel, with its state and the buttons "Copy" and "Clear" below.
 class RunnerLogView : public QWidget
 {
     Q_OBJECT
@@ -19,16 +21,22 @@ class RunnerLogView : public QWidget
 public:
     explicit RunnerLogView(QWidget *parent = nullptr);
 
-    /// Shows another runner's log from its end on; null for none. The runner may go at any time.
+    /// Shows the runner's state as it is now and follows its log; another runner's log is shown from its end
+    /// on. Null for none. The runner may go at any time.
     void setRunner(TunnelRunner *runner);
 
+    /// Returns the colour of a line of a log; `None` is the text colour.
+    static ColorRole color(QStringView line);
+
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
-    QWidget *makeFooter();
-    void showState();
-    void copyLog() const;
-    void clearLog();
+    bool isOnScreen() const { return isVisible() && !window()->isMinimized(); }
+    void showLines();
 
     QPointer<TunnelRunner> m_runner;
-    LogTextArea *m_area;
+    LogText *m_text;
     ClampedLabel *m_state;
+    QTimer m_wait{this}; ///< runs from a change until it is shown
 };

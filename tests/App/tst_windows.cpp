@@ -3,7 +3,6 @@
 
 #include "AppFakes.h"
 #include "Fakes.h"
-#include "LogTextArea.h"
 #include "LogView.h"
 #include "ShownWidgets.h"
 #include "WindowPresenter.h"
@@ -14,6 +13,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QScreen>
 #include <QTest>
 
@@ -235,7 +235,7 @@ void TestWindows::editsTheLog()
 {
     world->connect(*manager, FakeWorld::addTunnel(*manager, u"a"_s).id);
     showLogs();
-    auto *log = logs().findChild<LogTextArea *>();
+    auto *log = logs().findChild<QPlainTextEdit *>();
     log->setFocus();
     QCOMPARE(enabledEditing(logs()), (QStringList{u"Select All"_s}));
     QTest::keyClick(log, Qt::Key_A, Qt::ControlModifier);

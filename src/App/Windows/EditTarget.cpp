@@ -3,11 +3,10 @@
 
 #include "EditTarget.h"
 
-#include "LogTextArea.h"
-
 #include <QApplication>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QPlainTextEdit>
 
 namespace {
 
@@ -76,8 +75,9 @@ void EditTarget::follow(QWidget *widget)
     if (auto *field = qobject_cast<QLineEdit *>(widget)) {
         connect(field, &QLineEdit::textChanged, this, &EditTarget::changed);
         connect(field, &QLineEdit::selectionChanged, this, &EditTarget::changed);
-    } else if (auto *log = qobject_cast<LogTextArea *>(widget)) {
-        connect(log, &LogTextArea::selectionChanged, this, &EditTarget::changed);
+    } else if (auto *log = qobject_cast<QPlainTextEdit *>(widget)) {
+        connect(log, &QPlainTextEdit::textChanged, this, &EditTarget::changed);
+        connect(log, &QPlainTextEdit::selectionChanged, this, &EditTarget::changed);
     }
     Q_EMIT changed();
 }
@@ -86,9 +86,9 @@ bool EditTarget::can(Action action) const
 {
     if (const auto *field = qobject_cast<QLineEdit *>(m_widget))
         return canIn(*field, action);
-    if (const auto *log = qobject_cast<LogTextArea *>(m_widget))
-        return (action == Action::Copy && log->hasSelection()) ||
-               (action == Action::SelectAll && log->canSelectAll());
+    if (const auto *log = qobject_cast<QPlainTextEdit *>(m_widget))
+        return (action == Action::Copy && log->textCursor().hasSelection()) ||
+               (action == Action::SelectAll && !log->document()->isEmpty());
     return false;
 }
 
@@ -98,7 +98,7 @@ void EditTarget::perform(Action action)
         return;
     if (auto *field = qobject_cast<QLineEdit *>(m_widget))
         performIn(*field, action);
-    else if (auto *log = qobject_cast<LogTextArea *>(m_widget); log && action == Action::Copy)
+    else if (auto *log = qobject_cast<QPlainTextEdit *>(m_widget); log && action == Action::Copy)
         log->copy();
     else if (log)
         log->selectAll();
