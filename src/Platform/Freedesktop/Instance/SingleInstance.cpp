@@ -4,30 +4,35 @@
 #include "SingleInstance.h"
 
 #include "ApplicationAdaptor.h"
-#include "BusNames.h"
-#include "MessageBus.h"
-#include "RunningInstance.h"
+#include "FileDescriptor.h"
 #include "StandardError.h"
 
 #include <QCoreApplication>
+#include <QDBusConnectionInterface>
 #include <QDBusError>
 
+#include <poll.h>
+
+#include <chrono>
 #include <utility>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int quitTimeout = 6000; // milliseconds; quitting takes 4.2 seconds at the most
-constexpr int maxAttempts = 10;   // there is another one only when the instance found has just ended
+constexpr QLatin1StringView service{"com.ardentwick.Morvanel"};
+constexpr QLatin1StringView object{"/com/ardentwick/Morvanel"};
+/// The error with which a program that is quitting turns requests down.
+constexpr QLatin1StringView quittingError{"com.ardentwick.Morvanel.Error.Quitting"};
 
-enum NameReply { // of RequestName in the D-Bus standard
-    PrimaryOwner = 1,
-    Exists = 3,
-};
-constexpr uint doNotQueue = 4;
+/// How long an answer, of the bus or of another instance, is waited for: 3 seconds, also when the timer,
+/// which is a coarse one, fires early.
+constexpr std::chrono::milliseconds answerTimeout = 3100ms;
+constexpr std::chrono::milliseconds quitTimeout = 6s; // quitting takes 4.2 seconds at the most
+constexpr int maxAttempts = 10; // there is another one only when the instance found has just ended
 
-/// What the launcher that started this process wants handed on, for the window to come to the front.
+/// Returns the data that the launcher of this process wants handed on, for the window to come to the front.
 QVariantMap platformDataOfLauncher()
 {
     constexpr std::pair<const char *, QLatin1StringView> entries[]{
@@ -42,14 +47,53 @@ QVariantMap platformDataOfLauncher()
     return data;
 }
 
-/// Whether a message bus started this process. The variables are taken away: what is started from here was
-/// not started by the bus.
+/// Returns whether a message bus started this process. The variables are taken away: a program that
+/// is started from here was not started by the bus.
 bool takeStartedByBus()
 {
     const bool started = qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE");
     qunsetenv("DBUS_STARTER_BUS_TYPE");
     qunsetenv("DBUS_STARTER_ADDRESS");
     return started;
+}
+
+/// Waits for the end of a process; false when the time is over first.
+bool waitForEnd(uint processId, std::chrono::milliseconds timeout)
+{
+    const FileDescriptor process(::pidfd_open(pid_t(processId), 0));
+    if (!process.isOpen())
+        return true;
+    pollfd ended{process.get(), POLLIN, 0};
+    return ::poll(&ended, 1, int(timeout.count())) == 1;
+}
+
+/// Asks the instance that owns the name now to show itself. Returns the exit status of this process; nothing
+/// when the other one has left its place meanwhile.
+std::optional<int> handOverToOwner(const QDBusConnection &bus, const QVariantMap &platformData)
+{
+    // Its unique name: nothing sent there ever starts another one.
+    const QString owner = bus.interface()->serviceOwner(service);
+    if (owner.isEmpty())
+        return std::nullopt;
+    QDBusMessage request =
+        QDBusMessage::createMethodCall(owner, object, u"org.freedesktop.Application"_s, u"Activate"_s);
+    request << platformData;
+    const QDBusMessage reply = bus.call(request, QDBus::Block, int(answerTimeout.count()));
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return 0;
+    const uint processId = bus.interface()->servicePid(owner);
+    if (reply.errorName() == quittingError) {
+        if (waitForEnd(processId, quitTimeout))
+            return std::nullopt;
+        writeToStandardError(
+            u"Morvanel is quitting (process %1) and does not come to an end."_s.arg(processId));
+        return 1;
+    }
+    if (!bus.interface()->isServiceRegistered(owner))
+        return std::nullopt;
+    writeToStandardError(u"Morvanel runs already (process %1) but does not answer. (%2)"_s.arg(processId).arg(
+        reply.errorMessage()));
+    return 1;
 }
 
 } // namespace
@@ -71,15 +115,16 @@ std::optional<int> SingleInstance::handOver()
             "read or stored, and a second start is not noticed. (%1)"_s.arg(m_bus.lastError().message()));
         return std::nullopt;
     }
+    m_bus.interface()->setTimeout(int(answerTimeout.count()));
+    // QtDBus relays this signal of its own only to a slot that is named.
     m_bus.connect(QString(), u"/org/freedesktop/DBus/Local"_s, u"org.freedesktop.DBus.Local"_s,
                   u"Disconnected"_s, this, SLOT(reportLostBus()));
-    // The object comes before the name: who finds the name finds the object too.
-    m_bus.registerObject(BusNames::object, this);
+    // The object comes before the name: a caller that finds the name finds the object too.
+    m_bus.registerObject(object, this);
     for (int attempt = 0; attempt < maxAttempts; ++attempt) {
         if (isTheOne())
             return std::nullopt;
-        RunningInstance other(m_bus);
-        if (const std::optional<int> status = handOverTo(other))
+        if (const std::optional<int> status = handOverToOwner(m_bus, m_launcherData))
             return status;
     }
     writeToStandardError(u"Morvanel is started and ended by something all the time; gave up."_s);
@@ -101,26 +146,21 @@ QString SingleInstance::launchAction()
     if (!m_isLaunchDue)
         return {};
     // The bus sends the request with the name: once it answers anything else, the request is here.
-    MessageBus::ask(m_bus, u"GetId"_s);
+    m_bus.interface()->isServiceRegistered(service);
     QCoreApplication::sendPostedEvents(this);
     return m_kept.isEmpty() ? QString() : m_kept.first().action;
-}
-
-QStringList SingleInstance::actions()
-{
-    return {u"settings"_s, u"logs"_s, u"start-all"_s, u"stop-all"_s, u"quit"_s};
 }
 
 /// Whether this process owns the program's name; also when the bus would not say who does.
 bool SingleInstance::isTheOne()
 {
-    const QDBusMessage reply =
-        MessageBus::ask(m_bus, u"RequestName"_s, {QString(BusNames::service), doNotQueue});
-    if (reply.type() == QDBusMessage::ReplyMessage)
-        return reply.arguments().value(0).toUInt() != Exists;
+    const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
+        m_bus.interface()->registerService(service);
+    if (reply.isValid())
+        return reply != QDBusConnectionInterface::ServiceNotRegistered;
     writeToStandardError(
         u"The session bus does not hand out the name %1, so a second start is not noticed. (%2)"_s.arg(
-            BusNames::service, reply.errorMessage()));
+            service, reply.error().message()));
     return true;
 }
 
@@ -131,49 +171,41 @@ void SingleInstance::reportLostBus() const
                          "or stored, and a second start is not noticed. A signal (SIGTERM) ends Morvanel."_s);
 }
 
-/// The exit status of this process, or nothing when `other` has left its place meanwhile.
-std::optional<int> SingleInstance::handOverTo(RunningInstance &other) const
+void SingleInstance::Activate(const QVariantMap &platformData)
 {
-    switch (other.activate(m_launcherData)) {
-    case RunningInstance::Answer::Taken:
-        return 0;
-    case RunningInstance::Answer::Gone:
-        return std::nullopt;
-    case RunningInstance::Answer::Quitting:
-        if (other.waitForEnd(quitTimeout))
-            return std::nullopt;
-        writeToStandardError(
-            u"Morvanel is quitting (process %1) and does not come to an end."_s.arg(other.processId()));
-        return 1;
-    case RunningInstance::Answer::None:
-        break;
-    }
-    writeToStandardError(
-        u"Morvanel runs already (process %1) but does not answer. (%2)"_s.arg(other.processId())
-            .arg(other.error()));
-    return 1;
+    take(QString(), platformData);
 }
 
-void SingleInstance::take(const Request &request)
+void SingleInstance::Open(const QStringList &, const QVariantMap &)
 {
-    request.message.setDelayedReply(true);
+    sendErrorReply(QDBusError::NotSupported, u"Morvanel opens no files."_s);
+}
+
+void SingleInstance::ActivateAction(const QString &name, const QVariantList &,
+                                    const QVariantMap &platformData)
+{
+    const QStringList actions{u"settings"_s, u"logs"_s, u"start-all"_s, u"stop-all"_s, u"quit"_s};
+    if (actions.contains(name))
+        take(name, platformData);
+    else
+        sendErrorReply(QDBusError::InvalidArgs, u"Morvanel has no action \"%1\"."_s.arg(name));
+}
+
+void SingleInstance::take(const QString &action, const QVariantMap &platformData)
+{
+    setDelayedReply(true);
+    const Request request{action, platformData, message()};
     if (m_isListening)
         deliver(request);
     else
         m_kept.append(request);
 }
 
-void SingleInstance::refuse(const QDBusMessage &message, const QString &errorName, const QString &text)
-{
-    message.setDelayedReply(true);
-    m_bus.send(message.createErrorReply(errorName, text));
-}
-
 void SingleInstance::deliver(const Request &request)
 {
     const bool isLaunch = std::exchange(m_isLaunchDue, false);
     if (m_isQuitting && request.action != "quit"_L1) {
-        refuse(request.message, BusNames::quittingError, u"Morvanel is quitting."_s);
+        m_bus.send(request.message.createErrorReply(quittingError, u"Morvanel is quitting."_s));
         return;
     }
     m_bus.send(request.message.createReply());

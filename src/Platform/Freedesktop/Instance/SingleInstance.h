@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusContext>
 #include <QDBusMessage>
 #include <QObject>
 #include <QStringList>
@@ -11,17 +12,15 @@
 
 #include <optional>
 
-class RunningInstance;
-
-/// Sees to it that one Morvanel runs per session, and takes what launchers ask of it.
+/// Sees to it that one Morvanel runs per session, and takes the requests of launchers.
 ///
-/// Who owns the name `com.ardentwick.Morvanel` on the session bus is the one; the bus decides, so launches at
-/// the same time leave exactly one. It is made and asked before the application object is: a launch that
-/// hands over never connects to the display.
+/// The owner of the name `com.ardentwick.Morvanel` on the session bus is the one; the bus decides, so
+/// launches at the same time leave exactly one. It is made and asked before the application object is: a
+/// launch that hands over never connects to the display.
 ///
 /// The platform data of a request are those of the Desktop Entry standard: "activation-token" (Wayland)
 /// and "desktop-startup-id" (X11) let the window that follows come to the front.
-class SingleInstance : public QObject
+class SingleInstance : public QObject, protected QDBusContext
 {
     Q_OBJECT
 
@@ -30,42 +29,45 @@ public:
 
     /// Asks a Morvanel that runs already to show itself. Returns the exit status with which this process has
     /// to end: 0, or 1 after a sentence on standard error when the other one does not answer within 3
-    /// seconds. Nothing is returned when this process is the one to go on, also where there is no bus to ask
+    /// seconds. Returns nothing when this process is the one to go on, also where there is no bus to ask
     /// (said on standard error). One that is quitting is waited for, at most 6 seconds, and this process goes
     /// on.
-    std::optional<int> handOver();
+    [[nodiscard]] std::optional<int> handOver();
 
-    /// The action that the bus started this process to perform; empty when it was started for something else
-    /// or the request has not come yet. To be asked before `listen`, which then emits it.
+    /// Returns the action that the bus started this process to perform; empty when it was started for
+    /// something else or the request has not come yet. To be asked before `listen`, which then emits it.
     QString launchAction();
-    /// From now on requests are taken; those that came before, while the program was starting, are taken at
-    /// once. Needs the application object.
+    /// Takes requests from now on, and at once those that came while the program was starting. Needs the
+    /// application object.
     void listen();
-    /// From now on all requests but "quit" are turned down: a launch waits for this process to end and takes
-    /// its place.
+    /// Turns down all requests but "quit" from now on: a launch waits for this process to end and takes its
+    /// place.
     void setQuitting() { m_isQuitting = true; }
 
-    /// The platform data that this process itself was launched with, in its environment.
+    /// Returns the platform data that this process itself was launched with, in its environment.
     const QVariantMap &launcherData() const { return m_launcherData; }
 
-    /// The names `actionRequested` can come with.
-    static QStringList actions();
+    // The methods of org.freedesktop.Application, called by the bus.
+    void Activate(const QVariantMap &platformData);
+    /// Answers with an error: the program opens no files.
+    void Open(const QStringList &uris, const QVariantMap &platformData);
+    /// Answers with an error where there is no such action. No action takes a parameter.
+    void ActivateAction(const QString &name, const QVariantList &parameter, const QVariantMap &platformData);
 
 Q_SIGNALS:
     /// The bus started this process to answer this request: the launch itself, not a second one.
     void launched(const QVariantMap &platformData);
     /// The program was started again, or its icon was clicked.
     void activated(const QVariantMap &platformData);
+    /// One of "settings", "logs", "start-all", "stop-all" and "quit" is to be done.
     void actionRequested(const QString &name, const QVariantMap &platformData);
-    /// What was asked for, one of the three above, has been done.
+    /// The request, one of the three above, has been served.
     void served(const QVariantMap &platformData);
 
 private Q_SLOTS:
     void reportLostBus() const;
 
 private:
-    friend class ApplicationAdaptor;
-
     struct Request
     {
         QString action; ///< empty: an activation
@@ -74,9 +76,7 @@ private:
     };
 
     bool isTheOne();
-    std::optional<int> handOverTo(RunningInstance &other) const;
-    void take(const Request &request);
-    void refuse(const QDBusMessage &message, const QString &errorName, const QString &text);
+    void take(const QString &action, const QVariantMap &platformData);
     void deliver(const Request &request);
 
     QDBusConnection m_bus;

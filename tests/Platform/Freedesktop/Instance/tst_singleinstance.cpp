@@ -90,237 +90,209 @@ class TestSingleInstance : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void handsOver_data();
-    void handsOver();
-    void oneOfEightStays();
-    void diedOwnerIsReplaced();
-    void frozenOwnerIsReported();
-    void runsWithoutBus();
-    void survivesTheBus();
-    void requests_data();
-    void requests();
-    void keepsRequestsUntilItListens();
-    void quittingOwnerIsReplaced();
-    void startedByTheBus();
-};
+    void handsOver_data()
+    {
+        QTest::addColumn<Variables>("variables");
+        QTest::addColumn<QByteArray>("told");
 
-void TestSingleInstance::handsOver_data()
-{
-    QTest::addColumn<Variables>("variables");
-    QTest::addColumn<QByteArray>("told");
+        QTest::newRow("from a terminal") << Variables{} << QByteArray("runs\nactivated\n");
+        QTest::newRow("from a launcher")
+            << Variables{{u"XDG_ACTIVATION_TOKEN"_s, u"t-1"_s}, {u"DESKTOP_STARTUP_ID"_s, u"s_TIME2"_s}}
+            << QByteArray("runs\nactivated activation-token=t-1 "
+                          "desktop-startup-id=s_TIME2\n");
+        QTest::newRow("with empty variables")
+            << Variables{{u"XDG_ACTIVATION_TOKEN"_s, QString()}} << QByteArray("runs\nactivated\n");
+        QTest::newRow("from a shell that the bus started")
+            << Variables{{u"DBUS_STARTER_BUS_TYPE"_s, u"session"_s}} << QByteArray("runs\nactivated\n");
+    }
 
-    QTest::newRow("from a terminal") << Variables{} << QByteArray("runs\nactivated\n");
-    QTest::newRow("from a launcher") << Variables{{u"XDG_ACTIVATION_TOKEN"_s, u"t-1"_s},
-                                                  {u"DESKTOP_STARTUP_ID"_s, u"s_TIME2"_s}}
-                                     << QByteArray("runs\nactivated activation-token=t-1 "
-                                                   "desktop-startup-id=s_TIME2\n");
-    QTest::newRow("with empty variables")
-        << Variables{{u"XDG_ACTIVATION_TOKEN"_s, QString()}} << QByteArray("runs\nactivated\n");
-    QTest::newRow("from a shell that the bus started")
-        << Variables{{u"DBUS_STARTER_BUS_TYPE"_s, u"session"_s}} << QByteArray("runs\nactivated\n");
-}
+    void handsOver()
+    {
+        QFETCH(Variables, variables);
+        QFETCH(QByteArray, told);
 
-void TestSingleInstance::handsOver()
-{
-    QFETCH(Variables, variables);
-    QFETCH(QByteArray, told);
+        Launch first({}, variables);
+        QTRY_COMPARE(first.output(), "runs\n");
+        Launch second({}, variables);
+        QTRY_VERIFY(second.ended());
+        QCOMPARE(second.process().exitCode(), 0);
+        QCOMPARE(second.errors(), "");
+        QTRY_COMPARE(first.output(), told);
+    }
 
-    Launch first({}, variables);
-    QTRY_COMPARE(first.output(), "runs\n");
-    Launch second({}, variables);
-    QTRY_VERIFY(second.ended());
-    QCOMPARE(second.process().exitCode(), 0);
-    QCOMPARE(second.errors(), "");
-    QTRY_COMPARE(first.output(), told);
-}
-
-void TestSingleInstance::oneOfEightStays()
-{
-    std::vector<std::unique_ptr<Launch>> launches;
-    for (int i = 0; i < 8; ++i)
-        launches.push_back(std::make_unique<Launch>());
-    const auto ended = [&] {
-        return std::ranges::count_if(launches, [](const auto &launch) { return launch->ended(); });
-    };
-    QTRY_COMPARE(ended(), 7);
-    for (const auto &launch : launches) {
-        if (launch->ended()) {
-            QCOMPARE(launch->process().exitCode(), 0);
-            QCOMPARE(launch->output(), "");
-        } else {
-            // A request that came before it listened is taken before it says that it runs.
-            QTRY_COMPARE(launch->output().count("activated\n"), 7);
-            QTRY_COMPARE(launch->output().count("runs\n"), 1);
+    void oneOfEightStays()
+    {
+        std::vector<std::unique_ptr<Launch>> launches;
+        for (int i = 0; i < 8; ++i)
+            launches.push_back(std::make_unique<Launch>());
+        const auto ended = [&] {
+            return std::ranges::count_if(launches, [](const auto &launch) { return launch->ended(); });
+        };
+        QTRY_COMPARE(ended(), 7);
+        for (const auto &launch : launches) {
+            if (launch->ended()) {
+                QCOMPARE(launch->process().exitCode(), 0);
+                QCOMPARE(launch->output(), "");
+            } else {
+                // A request that came before it listened is taken before it says that it runs.
+                QTRY_COMPARE(launch->output().count("activated\n"), 7);
+                QTRY_COMPARE(launch->output().count("runs\n"), 1);
+            }
         }
     }
-}
 
-void TestSingleInstance::diedOwnerIsReplaced()
-{
-    Launch first;
-    QTRY_COMPARE(first.output(), "runs\n");
-    QProcess monitor;
-    monitor.start(u"dbus-monitor"_s, {u"--session"_s, u"member=Activate"_s});
-    QByteArray seen;
-    QTRY_VERIFY((seen += monitor.readAll()).contains("NameLost")); // it has become a monitor
-    first.signal(SIGSTOP);
-    Launch second;
-    QTRY_VERIFY((seen += monitor.readAll()).contains("member=Activate"));
-    monitor.kill();
-    QVERIFY(monitor.waitForFinished());
-    QVERIFY(!second.ended());
-    first.signal(SIGKILL);
-    QTRY_COMPARE(second.output(), "runs\n");
-}
+    void diedOwnerIsReplaced()
+    {
+        Launch first;
+        QTRY_COMPARE(first.output(), "runs\n");
+        QProcess monitor;
+        monitor.start(u"dbus-monitor"_s, {u"--session"_s, u"member=Activate"_s});
+        QByteArray seen;
+        QTRY_VERIFY((seen += monitor.readAll()).contains("NameLost")); // it has become a monitor
+        first.signal(SIGSTOP);
+        Launch second;
+        QTRY_VERIFY((seen += monitor.readAll()).contains("member=Activate"));
+        monitor.kill();
+        QVERIFY(monitor.waitForFinished());
+        QVERIFY(!second.ended());
+        first.signal(SIGKILL);
+        QTRY_COMPARE(second.output(), "runs\n");
+    }
 
-void TestSingleInstance::frozenOwnerIsReported()
-{
-    Launch first;
-    QTRY_COMPARE(first.output(), "runs\n");
-    first.signal(SIGSTOP);
-    QElapsedTimer elapsed;
-    elapsed.start();
-    Launch second;
-    QTRY_VERIFY_WITH_TIMEOUT(second.ended(), 30'000);
-    QCOMPARE_GE(elapsed.elapsed(), 2900);
-    QCOMPARE(second.process().exitStatus(), QProcess::NormalExit);
-    QCOMPARE(second.process().exitCode(), 1);
-    QVERIFY(second.errors().contains(QByteArray::number(first.process().processId())));
-    QCOMPARE(second.errors().count('\n'), 1);
-}
+    void frozenOwnerIsReported()
+    {
+        Launch first;
+        QTRY_COMPARE(first.output(), "runs\n");
+        first.signal(SIGSTOP);
+        QElapsedTimer elapsed;
+        elapsed.start();
+        Launch second;
+        QTRY_VERIFY_WITH_TIMEOUT(second.ended(), 30'000);
+        QCOMPARE_GE(elapsed.elapsed(), 2900);
+        QCOMPARE(second.process().exitStatus(), QProcess::NormalExit);
+        QCOMPARE(second.process().exitCode(), 1);
+        QVERIFY(second.errors().contains(QByteArray::number(first.process().processId())));
+        QCOMPARE(second.errors().count('\n'), 1);
+    }
 
-void TestSingleInstance::runsWithoutBus()
-{
-    Launch first({}, {{u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s}});
-    QTRY_COMPARE(first.output(), "runs\n");
-    QVERIFY(first.errors().contains("no session bus"));
-    QCOMPARE(first.errors().count('\n'), 1);
-}
+    void runsWithoutBus()
+    {
+        Launch first({}, {{u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s}});
+        QTRY_COMPARE(first.output(), "runs\n");
+        QVERIFY(first.errors().contains("no session bus"));
+        QCOMPARE(first.errors().count('\n'), 1);
+    }
 
-void TestSingleInstance::survivesTheBus()
-{
-    QProcess bus;
-    bus.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
-    QTRY_VERIFY(bus.canReadLine());
-    const QString address = QString::fromLocal8Bit(bus.readLine().trimmed());
-    Launch first({u"late"_s}, {{u"DBUS_SESSION_BUS_ADDRESS"_s, address}});
-    QTRY_COMPARE(first.output(), "runs\n");
-    bus.kill();
-    QVERIFY(bus.waitForFinished());
-    first.goOn();
-    QTRY_COMPARE(first.output(), "runs\nlistens\n");
-    QTRY_VERIFY(first.errors().contains("session bus is gone"));
-    QCOMPARE(first.errors().count('\n'), 1);
-    QVERIFY(!first.ended());
-}
+    void requests_data()
+    {
+        QTest::addColumn<QString>("method");
+        QTest::addColumn<QVariantList>("arguments");
+        QTest::addColumn<QString>("error");
+        QTest::addColumn<QByteArray>("told");
 
-void TestSingleInstance::requests_data()
-{
-    QTest::addColumn<QString>("method");
-    QTest::addColumn<QVariantList>("arguments");
-    QTest::addColumn<QString>("error");
-    QTest::addColumn<QByteArray>("told");
+        const QVariantMap data{{u"activation-token"_s, u"t"_s}};
+        const auto action = [&](const char *name, const QString &error = {}) {
+            QTest::newRow(name) << u"ActivateAction"_s
+                                << QVariantList{QString::fromLatin1(name), QVariantList(), data} << error
+                                << (error.isEmpty() ? QByteArray(name) + " activation-token=t\n"
+                                                    : QByteArray());
+        };
+        for (const char *name : {"settings", "logs", "start-all", "stop-all", "quit"})
+            action(name);
+        action("Quit", u"org.freedesktop.DBus.Error.InvalidArgs"_s);
+        action("", u"org.freedesktop.DBus.Error.InvalidArgs"_s);
+        QTest::newRow("activate") << u"Activate"_s << QVariantList{data} << QString()
+                                  << QByteArray("activated activation-token=t\n");
+        QTest::newRow("open") << u"Open"_s << QVariantList{QStringList{u"file:///x"_s}, data}
+                              << u"org.freedesktop.DBus.Error.NotSupported"_s << QByteArray();
+    }
 
-    const QVariantMap data{{u"activation-token"_s, u"t"_s}};
-    const auto action = [&](const char *name, const QString &error = {}) {
-        QTest::newRow(name) << u"ActivateAction"_s
-                            << QVariantList{QString::fromLatin1(name), QVariantList(), data} << error
-                            << (error.isEmpty() ? QByteArray(name) + " activation-token=t\n" : QByteArray());
-    };
-    for (const char *name : {"settings", "logs", "start-all", "stop-all", "quit"})
-        action(name);
-    action("Quit", u"org.freedesktop.DBus.Error.InvalidArgs"_s);
-    action("", u"org.freedesktop.DBus.Error.InvalidArgs"_s);
-    QTest::newRow("activate") << u"Activate"_s << QVariantList{data} << QString()
-                              << QByteArray("activated activation-token=t\n");
-    QTest::newRow("open") << u"Open"_s << QVariantList{QStringList{u"file:///x"_s}, data}
-                          << u"org.freedesktop.DBus.Error.NotSupported"_s << QByteArray();
-}
+    void requests()
+    {
+        QFETCH(QString, method);
+        QFETCH(QVariantList, arguments);
+        QFETCH(QString, error);
+        QFETCH(QByteArray, told);
 
-void TestSingleInstance::requests()
-{
-    QFETCH(QString, method);
-    QFETCH(QVariantList, arguments);
-    QFETCH(QString, error);
-    QFETCH(QByteArray, told);
+        Launch first;
+        QTRY_COMPARE(first.output(), "runs\n");
+        QCOMPARE(ask(method, arguments).errorName(), error);
+        if (!told.isEmpty())
+            QTRY_COMPARE(first.output(), "runs\n" + told);
+        QCOMPARE(ask(u"ActivateAction"_s, {u"logs"_s, QVariantList(), QVariantMap()}).errorName(),
+                 method == "ActivateAction"_L1 && told.startsWith("quit")
+                     ? u"com.ardentwick.Morvanel.Error.Quitting"_s
+                     : QString());
+        QTRY_COMPARE(first.output(), "runs\n" + told + (told.startsWith("quit") ? "" : "logs\n"));
+    }
 
-    Launch first;
-    QTRY_COMPARE(first.output(), "runs\n");
-    QCOMPARE(ask(method, arguments).errorName(), error);
-    if (!told.isEmpty())
-        QTRY_COMPARE(first.output(), "runs\n" + told);
-    QCOMPARE(ask(u"ActivateAction"_s, {u"logs"_s, QVariantList(), QVariantMap()}).errorName(),
-             method == "ActivateAction"_L1 && told.startsWith("quit")
-                 ? u"com.ardentwick.Morvanel.Error.Quitting"_s
-                 : QString());
-    QTRY_COMPARE(first.output(), "runs\n" + told + (told.startsWith("quit") ? "" : "logs\n"));
-}
+    void keepsRequestsUntilItListens()
+    {
+        Launch first({u"late"_s});
+        QTRY_COMPARE(first.output(), "runs\n");
+        QDBusPendingCall activation =
+            QDBusConnection::sessionBus().asyncCall(request(u"Activate"_s, {QVariantMap()}));
+        QDBusPendingCall action = QDBusConnection::sessionBus().asyncCall(
+            request(u"ActivateAction"_s, {u"logs"_s, QVariantList(), QVariantMap()}));
+        // Answered at once by the program's event loop, so that the two have arrived as well.
+        QCOMPARE(ask(u"Open"_s, {QStringList(), QVariantMap()}).type(), QDBusMessage::ErrorMessage);
+        QCOMPARE(first.output(), "runs\n");
+        QVERIFY(!activation.isFinished());
 
-void TestSingleInstance::keepsRequestsUntilItListens()
-{
-    Launch first({u"late"_s});
-    QTRY_COMPARE(first.output(), "runs\n");
-    QDBusPendingCall activation =
-        QDBusConnection::sessionBus().asyncCall(request(u"Activate"_s, {QVariantMap()}));
-    QDBusPendingCall action = QDBusConnection::sessionBus().asyncCall(
-        request(u"ActivateAction"_s, {u"logs"_s, QVariantList(), QVariantMap()}));
-    // Answered at once by the program's event loop, so that the two have arrived as well.
-    QCOMPARE(ask(u"Open"_s, {QStringList(), QVariantMap()}).type(), QDBusMessage::ErrorMessage);
-    QCOMPARE(first.output(), "runs\n");
-    QVERIFY(!activation.isFinished());
+        first.goOn();
+        QTRY_COMPARE(first.output(), "runs\nlistens\nactivated\nlogs\n");
+        action.waitForFinished();
+        QVERIFY(!activation.isError());
+        QVERIFY(!action.isError());
+    }
 
-    first.goOn();
-    QTRY_COMPARE(first.output(), "runs\nlistens\nactivated\nlogs\n");
-    action.waitForFinished();
-    QVERIFY(!activation.isError());
-    QVERIFY(!action.isError());
-}
+    void quittingOwnerIsReplaced()
+    {
+        Launch first;
+        QTRY_COMPARE(first.output(), "runs\n");
+        const QVariantList quit{u"quit"_s, QVariantList(), QVariantMap()};
+        QVERIFY(ask(u"ActivateAction"_s, quit).errorName().isEmpty());
+        Launch second;
+        QTRY_VERIFY(second.watchesAProcess());
+        QCOMPARE(second.output(), "");
+        first.goOn();
+        QTRY_COMPARE(second.output(), "runs\n");
+        QTRY_VERIFY(first.ended());
+        QCOMPARE(second.errors(), "");
+    }
 
-void TestSingleInstance::quittingOwnerIsReplaced()
-{
-    Launch first;
-    QTRY_COMPARE(first.output(), "runs\n");
-    const QVariantList quit{u"quit"_s, QVariantList(), QVariantMap()};
-    QVERIFY(ask(u"ActivateAction"_s, quit).errorName().isEmpty());
-    Launch second;
-    QTRY_VERIFY(second.watchesAProcess());
-    QCOMPARE(second.output(), "");
-    first.goOn();
-    QTRY_COMPARE(second.output(), "runs\n");
-    QTRY_VERIFY(first.ended());
-    QCOMPARE(second.errors(), "");
-}
+    void startedByTheBus()
+    {
+        const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/dbus-1/services"_s;
+        QVERIFY(QDir().mkpath(folder));
+        QFile service(folder + u"/com.ardentwick.Morvanel.service"_s);
+        QVERIFY(service.open(QFile::WriteOnly));
+        const QString told = qEnvironmentVariable("HOME") + u"/told"_s;
+        service.write(u"[D-BUS Service]\nName=com.ardentwick.Morvanel\n"
+                      "Exec=/bin/sh -c \"exec %1 >%2\"\n"_s.arg(program(), told)
+                          .toLocal8Bit());
+        service.close();
+        QDBusConnection::sessionBus().call(
+            QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                           u"org.freedesktop.DBus"_s, u"ReloadConfig"_s));
 
-void TestSingleInstance::startedByTheBus()
-{
-    const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/dbus-1/services"_s;
-    QVERIFY(QDir().mkpath(folder));
-    QFile service(folder + u"/com.ardentwick.Morvanel.service"_s);
-    QVERIFY(service.open(QFile::WriteOnly));
-    const QString told = qEnvironmentVariable("HOME") + u"/told"_s;
-    service.write(u"[D-BUS Service]\nName=com.ardentwick.Morvanel\n"
-                  "Exec=/bin/sh -c \"exec %1 >%2\"\n"_s.arg(program(), told)
-                      .toLocal8Bit());
-    service.close();
-    QDBusConnection::sessionBus().call(QDBusMessage::createMethodCall(
-        u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus"_s, u"ReloadConfig"_s));
+        QVERIFY(ask(u"Activate"_s, {QVariantMap{{u"activation-token"_s, u"t"_s}}}).errorName().isEmpty());
+        QVERIFY(ask(u"Activate"_s, {QVariantMap()}).errorName().isEmpty());
+        ask(u"ActivateAction"_s, {u"quit"_s, QVariantList(), QVariantMap()});
+        QFile lines(told);
+        QVERIFY(lines.open(QFile::ReadOnly));
+        QByteArray text;
+        QTRY_COMPARE(text += lines.readAll(), "launched activation-token=t\nruns\nactivated\nquit\n");
 
-    QVERIFY(ask(u"Activate"_s, {QVariantMap{{u"activation-token"_s, u"t"_s}}}).errorName().isEmpty());
-    QVERIFY(ask(u"Activate"_s, {QVariantMap()}).errorName().isEmpty());
-    ask(u"ActivateAction"_s, {u"quit"_s, QVariantList(), QVariantMap()});
-    QFile lines(told);
-    QVERIFY(lines.open(QFile::ReadOnly));
-    QByteArray text;
-    QTRY_COMPARE(text += lines.readAll(), "launched activation-token=t\nruns\nactivated\nquit\n");
-
-    lines.close();
-    QTRY_VERIFY(
-        !QDBusConnection::sessionBus().interface()->isServiceRegistered(u"com.ardentwick.Morvanel"_s));
-    ask(u"ActivateAction"_s, {u"quit"_s, QVariantList(), QVariantMap()});
-    QVERIFY(lines.open(QFile::ReadOnly));
-    text.clear();
-    QTRY_COMPARE(text += lines.readAll(), "for quit\nquit\nruns\n");
-}
+        lines.close();
+        QTRY_VERIFY(
+            !QDBusConnection::sessionBus().interface()->isServiceRegistered(u"com.ardentwick.Morvanel"_s));
+        ask(u"ActivateAction"_s, {u"quit"_s, QVariantList(), QVariantMap()});
+        QVERIFY(lines.open(QFile::ReadOnly));
+        text.clear();
+        QTRY_COMPARE(text += lines.readAll(), "for quit\nquit\nruns\n");
+    }
+};
 
 QTEST_GUILESS_MAIN(TestSingleInstance)
 #include "tst_singleinstance.moc"
