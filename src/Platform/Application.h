@@ -28,6 +28,6 @@ public:
     /// Hands an address to the user's default program for it. Does not wait, and does not tell whether it
     /// worked.
     virtual void open(const QUrl &url) = 0;
-    /// Whether a unit-test runner hosts this process.
+    /// Returns whether a unit-test runner hosts this process.
     virtual bool isTestHost() const = 0;
 };

@@ -33,20 +33,15 @@ bool hasCompositor()
 } // namespace
 
 DisplayServer::DisplayServer()
-    : m_isReachable(!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || hasCompositor() || connectToXServer())
+    : m_connection(nullptr, &::xcb_disconnect)
+    , m_isReachable(!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || hasCompositor() || connectToXServer())
 {
-}
-
-DisplayServer::~DisplayServer()
-{
-    if (m_connection)
-        ::xcb_disconnect(m_connection);
 }
 
 bool DisplayServer::connectToXServer()
 {
     if (qEnvironmentVariableIsEmpty("DISPLAY"))
         return false;
-    m_connection = ::xcb_connect(nullptr, nullptr);
-    return ::xcb_connection_has_error(m_connection) == 0;
+    m_connection.reset(::xcb_connect(nullptr, nullptr));
+    return ::xcb_connection_has_error(m_connection.get()) == 0;
 }

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include <QtGlobal>
+#include <memory>
 
 struct xcb_connection_t;
 
@@ -11,13 +11,11 @@ struct xcb_connection_t;
 /// ends the process where it finds none.
 ///
 /// Keeps its connection to an X server while it lives: one that is left by its last client starts anew, and
-/// turns down whoever comes at that moment.
+/// turns down a client that comes at that moment.
 class DisplayServer
 {
 public:
     DisplayServer();
-    ~DisplayServer();
-    Q_DISABLE_COPY_MOVE(DisplayServer)
 
     /// Whether windows can be shown: a Wayland compositor or an X server could be connected to, or the user
     /// chose one of Qt's platforms.
@@ -26,6 +24,6 @@ public:
 private:
     bool connectToXServer();
 
-    xcb_connection_t *m_connection = nullptr;
+    std::unique_ptr<xcb_connection_t, void (*)(xcb_connection_t *)> m_connection;
     bool m_isReachable;
 };

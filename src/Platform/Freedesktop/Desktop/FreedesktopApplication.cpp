@@ -3,9 +3,13 @@
 
 #include "FreedesktopApplication.h"
 
+#include "X11Windows.h"
+
 #include <QDesktopServices>
 #include <QEvent>
 #include <QGuiApplication>
+#include <QPalette>
+#include <QThreadPool>
 #include <QTimer>
 #include <QUrl>
 
@@ -40,14 +44,57 @@ quint32 startupTime(const QByteArray &token)
     return at < 0 ? 0 : token.mid(at + qsizetype(mark.size())).toUInt();
 }
 
+/// Makes the thread that Qt paints large areas with, as the only one and for as long as the program runs.
+/// Otherwise Qt makes threads when it paints, and where the system has none left at that moment, it waits for
+/// them for ever.
+void keepOnePaintingThread()
+{
+    constexpr int never = -1;
+    QThreadPool *pool = QThreadPool::globalInstance();
+    pool->setMaxThreadCount(1);
+    pool->setExpiryTimeout(never);
+    pool->start([] {}); // the pool makes its thread with its first task
+}
+
+/// Whether dimmed text can be told from the ground and from other text.
+bool hasDimmedText(const QPalette &palette)
+{
+    const QColor dimmed = palette.color(QPalette::PlaceholderText);
+    const auto base = float(qGray(palette.color(QPalette::Base).rgb()));
+    const auto text = float(qGray(palette.color(QPalette::Text).rgb()));
+    const float shown = base + (float(qGray(dimmed.rgb())) - base) * dimmed.alphaF();
+    constexpr float weakest = 0.3F;
+    constexpr float strongest = 0.9F;
+    const float share = text == base ? 0 : (shown - base) / (text - base);
+    return share >= weakest && share <= strongest;
+}
+
+/// Gives the application's palette a colour for dimmed text, the text's own, half as strong, where it has
+/// none that can be read: Qt's reader of Plasma's colours leaves it black on whatever ground. Only this
+/// colour is set: the others go on to follow the desktop.
+void completePalette()
+{
+    QPalette palette = QGuiApplication::palette();
+    if (hasDimmedText(palette) || palette.color(QPalette::Text) == palette.color(QPalette::Base))
+        return;
+    constexpr float dimmed = 0.5F;
+    for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
+        QColor color = palette.color(group, QPalette::Text);
+        color.setAlphaF(dimmed);
+        palette.setColor(group, QPalette::PlaceholderText, color);
+    }
+    QGuiApplication::setPalette(palette);
+}
+
 } // namespace
 
 FreedesktopApplication::FreedesktopApplication(QObject *parent)
     : QObject(parent)
+    , m_isOnX11(X11Windows::isAvailable())
 {
     QGuiApplication::setQuitOnLastWindowClosed(false);
-    if (X11Windows::isAvailable())
-        m_x11.emplace();
+    keepOnePaintingThread();
+    completePalette();
     qGuiApp->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, [this](QWindow *window) {
         if (window)
@@ -60,8 +107,8 @@ void FreedesktopApplication::setActivationPolicy(ActivationPolicy policy)
     m_policy = policy;
     const QList<QWindow *> windows = shownWindows();
     for (QWindow *window : windows) {
-        if (m_x11)
-            m_x11->requestSkipsTaskbar(*window, policy == ActivationPolicy::Accessory);
+        if (m_isOnX11)
+            X11Windows::requestSkipsTaskbar(*window, policy == ActivationPolicy::Accessory);
     }
 }
 
@@ -85,8 +132,8 @@ void FreedesktopApplication::activateIgnoringOtherApps()
 void FreedesktopApplication::activate(QWindow &window)
 {
     window.raise();
-    if (m_x11) {
-        m_x11->activate(window, startupTime(m_activationToken));
+    if (m_isOnX11) {
+        X11Windows::activate(window, startupTime(m_activationToken));
         return;
     }
     if (!m_activationToken.isEmpty())
@@ -111,6 +158,8 @@ bool FreedesktopApplication::eventFilter(QObject *watched, QEvent *event)
         terminate();
         return true;
     }
+    if (event->type() == QEvent::ApplicationPaletteChange && watched == qApp)
+        completePalette();
     if (event->type() == QEvent::Expose && watched->isWindowType())
         confirm(static_cast<QWindow &>(*watched));
     const bool isShow = event->type() == QEvent::Show;
@@ -127,8 +176,8 @@ bool FreedesktopApplication::eventFilter(QObject *watched, QEvent *event)
 /// The window is about to be shown.
 void FreedesktopApplication::prepare(QWindow &window)
 {
-    if (m_x11) {
-        m_x11->prepareSkipsTaskbar(window, m_policy == ActivationPolicy::Accessory);
+    if (m_isOnX11) {
+        X11Windows::prepareSkipsTaskbar(window, m_policy == ActivationPolicy::Accessory);
         m_unconfirmed.removeAll(nullptr); // windows that went unseen
         m_unconfirmed.append(&window);
     }
@@ -141,14 +190,14 @@ void FreedesktopApplication::prepare(QWindow &window)
 void FreedesktopApplication::confirm(QWindow &window)
 {
     if (window.isExposed() && m_unconfirmed.removeAll(&window) > 0)
-        m_x11->requestSkipsTaskbar(window, m_policy == ActivationPolicy::Accessory);
+        X11Windows::requestSkipsTaskbar(window, m_policy == ActivationPolicy::Accessory);
 }
 
 /// Some window managers give the keyboard to nobody rather than to a window that skips the task bar. So an
 /// accessory sees to it itself that its next window has it when the one that had it goes.
 void FreedesktopApplication::passFocusOnFrom(QWindow &window)
 {
-    if (!m_x11 || m_policy != ActivationPolicy::Accessory || m_lastFocused != &window)
+    if (!m_isOnX11 || m_policy != ActivationPolicy::Accessory || m_lastFocused != &window)
         return;
     QList<QWindow *> others = shownWindows();
     others.removeOne(&window);
@@ -164,11 +213,6 @@ void FreedesktopApplication::passFocusOnFrom(QWindow &window)
     }
 }
 
-void FreedesktopApplication::terminate()
-{
-    Q_EMIT terminationRequested();
-}
-
 /// The event loop may not run yet: the end then comes with its first turn.
 void FreedesktopApplication::replyToApplicationShouldTerminate(bool shouldTerminate)
 {
@@ -180,6 +224,14 @@ void FreedesktopApplication::replyToApplicationShouldTerminate(bool shouldTermin
 void FreedesktopApplication::open(const QUrl &url)
 {
     QTimer::singleShot(0, this, [url] { QDesktopServices::openUrl(url); });
+}
+
+/// A window that opens is on its way to the window manager first, which may ask for the launch that the
+/// window belongs to.
+void FreedesktopApplication::completeStartup(const QByteArray &id)
+{
+    if (m_isOnX11 && !id.isEmpty())
+        QTimer::singleShot(0, this, [id] { X11Windows::completeStartup(id); });
 }
 
 bool FreedesktopApplication::isTestHost() const

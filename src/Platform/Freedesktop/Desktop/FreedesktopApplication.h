@@ -4,19 +4,17 @@
 #pragma once
 
 #include "Application.h"
-#include "X11Windows.h"
 
 #include <QList>
 #include <QObject>
 #include <QPointer>
 #include <QWindow>
 
-#include <optional>
-
 /// This program on a freedesktop.org desktop. Created after the `QGuiApplication` and gone before it.
 ///
 /// An accessory's windows skip the task bar and the window switcher. On Wayland no program can ask for that:
-/// there the policy changes nothing.
+/// there the policy changes nothing. The palette follows the desktop, with a colour for dimmed text also
+/// where the desktop's theme gives none that can be read.
 class FreedesktopApplication : public QObject, public Application
 {
     Q_OBJECT
@@ -28,17 +26,21 @@ public:
     /// Also brings forward the windows that are shown before the event loop's next turn.
     void activateIgnoringOtherApps() override;
     void replyToApplicationShouldTerminate(bool shouldTerminate) override;
-    void terminate() override;
+    void terminate() override { Q_EMIT terminationRequested(); }
     void open(const QUrl &url) override;
     bool isTestHost() const override;
 
-    /// What another program handed over so that the next activation counts as the user's own wish: an
-    /// xdg-activation token or a startup notification id. It is used once.
+    /// Takes the xdg-activation token or the startup notification id that another program handed over, so
+    /// that the next activation counts as the user's own wish. It is used once.
     void setActivationToken(const QByteArray &token) { m_activationToken = token; }
+    /// Tells the desktop, on the next turn of the event loop, that the launch with this startup notification
+    /// id has been served, also when no window opened for it. Does nothing for an empty id, and nothing on
+    /// Wayland, where only a window can tell so.
+    void completeStartup(const QByteArray &id);
 
 Q_SIGNALS:
-    /// Somebody asks for the program's end. Whoever decides answers with `replyToApplicationShouldTerminate`,
-    /// now or later.
+    /// The user, the session or a signal asks for the program's end. To be answered with
+    /// `replyToApplicationShouldTerminate`, now or later.
     void terminationRequested();
 
 protected:
@@ -51,7 +53,7 @@ private:
     void confirm(QWindow &window);
     void passFocusOnFrom(QWindow &window);
 
-    std::optional<X11Windows> m_x11;
+    const bool m_isOnX11;
     ActivationPolicy m_policy = ActivationPolicy::Regular;
     QByteArray m_activationToken;
     bool m_isActivating = false;

@@ -3,38 +3,28 @@
 
 #pragma once
 
-#include <QtGlobal>
+#include <QByteArray>
 
 class QWindow;
 
-/// What an X11 window manager is told about windows, after the Extended Window Manager Hints.
-class X11Windows
-{
-public:
-    /// Whether this process shows its windows on an X server.
-    static bool isAvailable();
+/// Messages to an X11 window manager about windows, after the Extended Window Manager Hints, and to the
+/// desktop about launches, after the Startup Notification Protocol.
+namespace X11Windows {
 
-    /// Whether a window that is about to be shown will be left out of the task bar and the window switcher.
-    /// To be told each time: a window manager forgets it when a window is withdrawn.
-    void prepareSkipsTaskbar(QWindow &window, bool skips);
-    /// The same for a window that is shown or minimised.
-    void requestSkipsTaskbar(QWindow &window, bool skips);
+/// Returns whether this process shows its windows on an X server; nothing else here may be called otherwise.
+bool isAvailable();
 
-    /// Asks for the window to be raised and to get the keyboard, as a direct wish of the user. `time` is the
-    /// X server's time of that wish; 0 when it is not known.
-    void activate(QWindow &window, quint32 time);
+/// Leaves a window that is about to be shown out of the task bar and the window switcher, or not. To be told
+/// each time: a window manager forgets it when a window is withdrawn.
+void prepareSkipsTaskbar(const QWindow &window, bool skips);
+/// Does the same for a window that is shown or minimised.
+void requestSkipsTaskbar(const QWindow &window, bool skips);
 
-private:
-    struct Atoms
-    {
-        quint32 state = 0;
-        quint32 skipTaskbar = 0;
-        quint32 skipPager = 0;
-        quint32 activeWindow = 0;
-    };
+/// Asks for the window to be raised and to get the keyboard, as a direct wish of the user. `time` is the X
+/// server's time of that wish; 0 when it is not known.
+void activate(const QWindow &window, quint32 time);
 
-    const Atoms &atoms();
-    void sendToRoot(quint32 window, quint32 type, const quint32 (&data)[5]);
+/// Ends the feedback, a busy pointer mostly, that the desktop gives for the launch with this id.
+void completeStartup(const QByteArray &id);
 
-    Atoms m_atoms;
-};
+} // namespace X11Windows

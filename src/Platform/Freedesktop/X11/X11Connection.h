@@ -20,16 +20,16 @@ struct Free
 };
 template <typename T> using Reply = std::unique_ptr<T, Free>;
 
-/// Qt's; null on anything but an X server.
+/// Returns Qt's connection; null on anything but an X server.
 xcb_connection_t *connection();
 
-/// The number of the screen that `$DISPLAY` names: where Qt's windows, the panel and its tray are.
+/// Returns the number of the screen that `$DISPLAY` names: where Qt's windows, the panel and its tray are.
 int screenNumber();
 
-/// Of that screen.
+/// Returns the root window of that screen.
 xcb_window_t root();
 
-/// 0 (none) when the server is out of memory or gone.
+/// Returns the atom of that name; 0 (none) when the server is out of memory or gone.
 quint32 atom(std::string_view name);
 
 } // namespace X11

@@ -2,16 +2,17 @@
 // SPDX-License-Identifier: MIT
 
 #include "FreedesktopApplication.h"
-#include "StartupNotification.h"
-#include "ThemePalette.h"
 
 #include <QApplication>
 #include <QDialog>
+#include <QDir>
 #include <QFile>
+#include <QPainter>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThreadPool>
 #include <QTimer>
 
 #include <xcb/xcb.h>
@@ -80,170 +81,173 @@ class TestFreedesktopApplication : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void accessoryWindowsSkipTheTaskbar();
-    void comesInFrontOfOtherPrograms();
-    void closedWindowPassesTheKeyboardOn();
-    void servedLaunchEndsTheWait();
-    void terminationIsAskedForAndAnswered();
-    void knowsATestHost();
-    void opensAddressesWithoutWaiting();
-    void dimmedTextCanBeReadOnEveryGround();
-};
+    void accessoryWindowsSkipTheTaskbar()
+    {
+        FreedesktopApplication application;
+        QWidget open;
+        open.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&open));
+        QVERIFY(!skipsTaskbar(open));
 
-void TestFreedesktopApplication::accessoryWindowsSkipTheTaskbar()
-{
-    FreedesktopApplication application;
-    QWidget open;
-    open.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&open));
-    QVERIFY(!skipsTaskbar(open));
+        QWidget minimised;
+        minimised.showMinimized();
+        QTRY_VERIFY(xProperty(minimised.winId(), u"WM_STATE"_s).contains(u"Iconic"));
 
-    QWidget minimised;
-    minimised.showMinimized();
-    QTRY_VERIFY(xProperty(minimised.winId(), u"WM_STATE"_s).contains(u"Iconic"));
+        application.setActivationPolicy(ActivationPolicy::Accessory);
+        QTRY_VERIFY(skipsTaskbar(open));
+        QTRY_VERIFY(skipsTaskbar(minimised));
 
-    application.setActivationPolicy(ActivationPolicy::Accessory);
-    QTRY_VERIFY(skipsTaskbar(open));
-    QTRY_VERIFY(skipsTaskbar(minimised));
+        QDialog later;
+        later.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&later));
+        QTRY_VERIFY(skipsTaskbar(later));
+        open.hide();
+        open.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&open));
+        QTRY_VERIFY(skipsTaskbar(open));
 
-    QDialog later;
-    later.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&later));
-    QTRY_VERIFY(skipsTaskbar(later));
-    open.hide();
-    open.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&open));
-    QTRY_VERIFY(skipsTaskbar(open));
-
-    open.hide();
-    application.setActivationPolicy(ActivationPolicy::Regular);
-    open.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&open));
-    QTRY_VERIFY(!skipsTaskbar(later));
-    QVERIFY(!skipsTaskbar(open));
-    minimised.showNormal();
-    QTRY_VERIFY(!skipsTaskbar(minimised));
-}
-
-void TestFreedesktopApplication::comesInFrontOfOtherPrograms()
-{
-    FreedesktopApplication application;
-    QWidget first;
-    first.show();
-    QVERIFY(QTest::qWaitForWindowActive(&first));
-    QProcess other;
-    other.start(QCoreApplication::applicationFilePath(), {otherProgram});
-    QTRY_VERIFY(!QApplication::activeWindow());
-
-    application.activateIgnoringOtherApps();
-    QTRY_VERIFY(first.isActiveWindow());
-
-    QProcess third;
-    third.start(QCoreApplication::applicationFilePath(), {otherProgram});
-    QTRY_VERIFY(!QApplication::activeWindow());
-    QWidget second;
-    application.setActivationToken("morvanel_TIME0");
-    application.activateIgnoringOtherApps();
-    second.show();
-    QTRY_VERIFY(second.isActiveWindow());
-    for (QProcess *process : {&other, &third}) {
-        process->terminate();
-        QVERIFY(process->waitForFinished());
+        open.hide();
+        application.setActivationPolicy(ActivationPolicy::Regular);
+        open.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&open));
+        QTRY_VERIFY(!skipsTaskbar(later));
+        QVERIFY(!skipsTaskbar(open));
+        minimised.showNormal();
+        QTRY_VERIFY(!skipsTaskbar(minimised));
     }
-}
 
-/// Also for windows that skip the task bar, which a window manager may pass over.
-void TestFreedesktopApplication::closedWindowPassesTheKeyboardOn()
-{
-    FreedesktopApplication application;
-    application.setActivationPolicy(ActivationPolicy::Accessory);
-    QWidget first;
-    application.activateIgnoringOtherApps();
-    first.show();
-    QVERIFY(QTest::qWaitForWindowActive(&first));
-    QWidget second;
-    application.activateIgnoringOtherApps();
-    second.show();
-    QVERIFY(QTest::qWaitForWindowActive(&second));
-    QDialog dialog(&first);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowActive(&dialog));
-    dialog.close();
-    QTRY_VERIFY(first.isActiveWindow());
-    first.close();
-    QTRY_VERIFY(second.isActiveWindow());
-}
+    void comesInFrontOfOtherPrograms()
+    {
+        FreedesktopApplication application;
+        QWidget first;
+        first.show();
+        QVERIFY(QTest::qWaitForWindowActive(&first));
+        QProcess other;
+        other.start(QCoreApplication::applicationFilePath(), {otherProgram});
+        QTRY_VERIFY(!QApplication::activeWindow());
 
-/// A text that fills its last piece needs another one for the NUL.
-void TestFreedesktopApplication::servedLaunchEndsTheWait()
-{
-    StartupListener desktop;
-    StartupNotification::complete({});
-    StartupNotification::complete("a_TIME7");
-    QTRY_COMPARE(desktop.heard(), "remove: ID=\"a_TIME7\"" + QByteArray(20, '\0'));
-    StartupNotification::complete("a \"b\\_TIME12345678");
-    QTRY_COMPARE(desktop.heard().mid(40),
-                 QByteArray("remove: ID=\"a \\\"b\\\\_TIME12345678\"").leftJustified(40, '\0'));
-}
+        application.activateIgnoringOtherApps();
+        QTRY_VERIFY(first.isActiveWindow());
 
-void TestFreedesktopApplication::terminationIsAskedForAndAnswered()
-{
-    FreedesktopApplication application;
-    QSignalSpy requests(&application, &FreedesktopApplication::terminationRequested);
-    application.terminate();
-    QCOMPARE(requests.size(), 1);
+        QProcess third;
+        third.start(QCoreApplication::applicationFilePath(), {otherProgram});
+        QTRY_VERIFY(!QApplication::activeWindow());
+        QWidget second;
+        application.setActivationToken("morvanel_TIME0");
+        application.activateIgnoringOtherApps();
+        second.show();
+        QTRY_VERIFY(second.isActiveWindow());
+        for (QProcess *process : {&other, &third}) {
+            process->terminate();
+            QVERIFY(process->waitForFinished());
+        }
+    }
 
-    QWidget last;
-    last.show();
-    QTimer::singleShot(0, &last, [&] {
-        application.replyToApplicationShouldTerminate(false);
-        last.close();
-        QTimer::singleShot(0, &last, [&] { application.replyToApplicationShouldTerminate(true); });
-    });
-    QCOMPARE(QCoreApplication::exec(), 0);
-}
+    /// Also for windows that skip the task bar, which a window manager may pass over.
+    void closedWindowPassesTheKeyboardOn()
+    {
+        FreedesktopApplication application;
+        application.setActivationPolicy(ActivationPolicy::Accessory);
+        QWidget first;
+        application.activateIgnoringOtherApps();
+        first.show();
+        QVERIFY(QTest::qWaitForWindowActive(&first));
+        QWidget second;
+        application.activateIgnoringOtherApps();
+        second.show();
+        QVERIFY(QTest::qWaitForWindowActive(&second));
+        QDialog dialog(&first);
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowActive(&dialog));
+        dialog.close();
+        QTRY_VERIFY(first.isActiveWindow());
+        first.close();
+        QTRY_VERIFY(second.isActiveWindow());
+    }
 
-void TestFreedesktopApplication::knowsATestHost()
-{
-    QVERIFY(FreedesktopApplication().isTestHost());
-}
+    /// A text that fills its last piece needs another one for the NUL.
+    void servedLaunchEndsTheWait()
+    {
+        StartupListener desktop;
+        FreedesktopApplication application;
+        application.completeStartup({});
+        application.completeStartup("a_TIME7");
+        QTRY_COMPARE(desktop.heard(), "remove: ID=\"a_TIME7\"" + QByteArray(20, '\0'));
+        application.completeStartup("a \"b\\_TIME12345678");
+        QTRY_COMPARE(desktop.heard().mid(40),
+                     QByteArray("remove: ID=\"a \\\"b\\\\_TIME12345678\"").leftJustified(40, '\0'));
+    }
 
-void TestFreedesktopApplication::opensAddressesWithoutWaiting()
-{
-    QTemporaryDir folder;
-    QFile program(folder.filePath(u"xdg-open"_s));
-    QVERIFY(program.open(QFile::WriteOnly));
-    program.write("#!/bin/sh\nprintf %s \"$1\" >\"$0.part\" && mv \"$0.part\" \"$0.opened\"\n");
-    program.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
-    program.close();
-    qputenv("PATH", folder.path().toUtf8() + ':' + qgetenv("PATH"));
+    void terminationIsAskedForAndAnswered()
+    {
+        FreedesktopApplication application;
+        QSignalSpy requests(&application, &FreedesktopApplication::terminationRequested);
+        application.terminate();
+        QCOMPARE(requests.size(), 1);
 
-    FreedesktopApplication desktop;
-    desktop.open(QUrl(u"https://example.com/a?b=c&d"_s));
-    QFile opened(program.fileName() + u".opened"_s);
-    QTRY_VERIFY(opened.exists());
-    QVERIFY(opened.open(QFile::ReadOnly));
-    QCOMPARE(opened.readAll(), "https://example.com/a?b=c&d");
-}
+        QWidget last;
+        last.show();
+        QTimer::singleShot(0, &last, [&] {
+            application.replyToApplicationShouldTerminate(false);
+            last.close();
+            QTimer::singleShot(0, &last, [&] { application.replyToApplicationShouldTerminate(true); });
+        });
+        QCOMPARE(QCoreApplication::exec(), 0);
+    }
 
-void TestFreedesktopApplication::dimmedTextCanBeReadOnEveryGround()
-{
-    const ThemePalette completed;
-    const QPalette before = QApplication::palette();
-    const auto shown = [](const QColor &base, const QColor &text, const QColor &dimmed) {
-        QPalette theme;
-        theme.setColor(QPalette::Base, base);
-        theme.setColor(QPalette::Text, text);
-        theme.setColor(QPalette::PlaceholderText, dimmed);
-        QApplication::setPalette(theme);
-        return QApplication::palette().color(QPalette::PlaceholderText).name(QColor::HexArgb);
-    };
-    QCOMPARE(shown(0x1b1e20, Qt::white, Qt::black), u"#80ffffff"); // darker than the ground
-    QCOMPARE(shown(Qt::white, 0x232629, 0x232629), u"#80232629");  // not dimmed at all
-    QCOMPARE(shown(0x1b1e20, Qt::white, 0xa1a9b1), u"#ffa1a9b1");  // the desktop's own choice
-    QCOMPARE(shown(Qt::white, Qt::black, QColor(0, 0, 0, 128)), u"#80000000");
-    QApplication::setPalette(before);
-}
+    void opensAddressesWithoutWaiting()
+    {
+        QTemporaryDir folder;
+        QFile program(folder.filePath(u"xdg-open"_s));
+        QVERIFY(program.open(QFile::WriteOnly));
+        program.write("#!/bin/sh\nprintf %s \"$1\" >\"$0.part\" && mv \"$0.part\" \"$0.opened\"\n");
+        program.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        program.close();
+        qputenv("PATH", folder.path().toUtf8() + ':' + qgetenv("PATH"));
+
+        FreedesktopApplication desktop;
+        desktop.open(QUrl(u"https://example.com/a?b=c&d"_s));
+        QFile opened(program.fileName() + u".opened"_s);
+        QTRY_VERIFY(opened.exists());
+        QVERIFY(opened.open(QFile::ReadOnly));
+        QCOMPARE(opened.readAll(), "https://example.com/a?b=c&d");
+    }
+
+    void dimmedTextCanBeReadOnEveryGround()
+    {
+        const FreedesktopApplication application;
+        const QPalette before = QApplication::palette();
+        const auto shown = [](const QColor &base, const QColor &text, const QColor &dimmed) {
+            QPalette theme;
+            theme.setColor(QPalette::Base, base);
+            theme.setColor(QPalette::Text, text);
+            theme.setColor(QPalette::PlaceholderText, dimmed);
+            QApplication::setPalette(theme);
+            return QApplication::palette().color(QPalette::PlaceholderText).name(QColor::HexArgb);
+        };
+        QCOMPARE(shown(0x1b1e20, Qt::white, Qt::black), u"#80ffffff"); // darker than the ground
+        QCOMPARE(shown(Qt::white, 0x232629, 0x232629), u"#80232629");  // not dimmed at all
+        QCOMPARE(shown(0x1b1e20, Qt::white, 0xa1a9b1), u"#ffa1a9b1");  // the desktop's own choice
+        QCOMPARE(shown(Qt::white, Qt::black, QColor(0, 0, 0, 128)), u"#80000000");
+        QApplication::setPalette(before);
+    }
+
+    void paintingMakesNoThread()
+    {
+        const FreedesktopApplication application;
+        QTRY_COMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+        const auto threads = [] {
+            return QDir(u"/proc/self/task"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        };
+        const QStringList before = threads();
+        QImage image(1500, 1500, QImage::Format_RGB32);
+        QLinearGradient gradient(0, 0, 1500, 1500);
+        gradient.setColorAt(1, Qt::red);
+        QPainter(&image).fillRect(image.rect(), gradient);
+        QCOMPARE(threads(), before);
+        QVERIFY(QThreadPool::globalInstance()->expiryTimeout() < 0);
+    }
+};
 
 int main(int argc, char *argv[])
 {
