@@ -9,7 +9,7 @@
 /// Helpers for texts that a user, a child process or another program wrote.
 namespace Text {
 
-/// Whether the bytes are valid UTF-8.
+/// Returns whether the bytes are valid UTF-8.
 bool isUtf8(QByteArrayView bytes);
 /// Decodes UTF-8. Keeps a leading U+FEFF, which Qt's own conversion takes for a mark of the encoding and
 /// drops.

@@ -3,10 +3,10 @@
 
 #include "TunnelConfig.h"
 
-#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QStringList>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -23,7 +23,8 @@ bool isHexDigit(QChar c)
 std::optional<QUrl> TunnelConfig::browserURL() const
 {
     const QString trimmed = hostname.trimmed();
-    if (trimmed.isEmpty())
+    // QUrl takes white space beyond ASCII for part of a name.
+    if (trimmed.isEmpty() || std::ranges::any_of(trimmed, [](QChar c) { return c.isSpace(); }))
         return std::nullopt;
     const QString address = trimmed.contains("://"_L1) ? trimmed : u"https://"_s + trimmed;
     const QUrl url(address, QUrl::StrictMode);
@@ -101,19 +102,18 @@ QString TunnelState::label() const
 {
     switch (m_case) {
     case Case::Connected:
-        return m_connections == 1 ? QCoreApplication::translate("TunnelState", "Connected (1 connection)")
-                                  : QCoreApplication::translate("TunnelState", "Connected (%1 connections)")
-                                        .arg(m_connections);
+        return m_connections == 1 ? u"Connected (1 connection)"_s
+                                  : u"Connected (%1 connections)"_s.arg(m_connections);
     case Case::Failed:
-        return QCoreApplication::translate("TunnelState", "Error: ") + m_message;
+        return u"Error: "_s + m_message;
     case Case::Stopped:
-        return QCoreApplication::translate("TunnelState", "Stopped");
+        return u"Stopped"_s;
     case Case::Starting:
-        return QCoreApplication::translate("TunnelState", "Connecting…");
+        return u"Connecting…"_s;
     case Case::Reconnecting:
-        return QCoreApplication::translate("TunnelState", "Reconnecting…");
+        return u"Reconnecting…"_s;
     case Case::Stopping:
-        return QCoreApplication::translate("TunnelState", "Stopping…");
+        return u"Stopping…"_s;
     }
     Q_UNREACHABLE();
 }

@@ -25,13 +25,14 @@ struct TunnelConfig
     QString hostname;
     bool startOnLaunch = false;
 
-    /// The public address to open in a browser; none without a host name or when it is no valid URL. A host
-    /// name without a scheme of its own opens over https.
+    /// Returns the public address to open in a browser; none without a host name or when it is no valid URL.
+    /// A host name without a scheme of its own opens over https.
     std::optional<QUrl> browserURL() const;
 
-    /// The stored form: exactly the members "id", "name", "hostname" and "startOnLaunch".
+    /// Returns the stored form: exactly the members "id", "name", "hostname" and "startOnLaunch".
     QJsonObject toJson() const;
-    /// Strict: none when a member is missing or of another type. Unknown members are ignored.
+    /// Reads the stored form strictly: none when a member is missing or of another type. Unknown members are
+    /// ignored.
     static std::optional<TunnelConfig> fromJson(const QJsonObject &object);
     /// Returns the stored form of a list, a compact array.
     static QByteArray toJson(const QList<TunnelConfig> &tunnels);
@@ -43,10 +44,11 @@ struct TunnelConfig
 
 size_t qHash(const TunnelConfig &tunnel, size_t seed = 0) noexcept;
 
-/// The canonical text of a tunnel's id: 36 characters, upper case. Names the record and the keyring item.
+/// Returns the canonical text of a tunnel's id: 36 characters, upper case. Names the record and the keyring
+/// item.
 QString tunnelIdText(const QUuid &id);
 
-/// The id that a canonical text of either letter case stands for; none for any other text.
+/// Returns the id that a canonical text of either letter case stands for; none for any other text.
 std::optional<QUuid> tunnelIdFromText(QStringView text);
 
 /// The run state of one tunnel.
@@ -74,15 +76,15 @@ public:
     static TunnelState stopping() { return {Case::Stopping, 0, {}}; }
 
     Case kind() const { return m_case; }
-    /// The message of `Failed`; empty in every other case.
+    /// Returns the message of `Failed`; empty in every other case.
     QString message() const { return m_message; }
 
-    /// The one-line text that every view shows.
+    /// Returns the one-line text that every view shows.
     QString label() const;
     /// Returns the colour of the dot that stands for the state wherever it is shown.
     ColorRole colorRole() const;
-    /// Whether the tunnel counts as running: every case but `Stopped` and `Failed`. A tunnel that does not
-    /// run is started by a click, any other is stopped.
+    /// Returns whether the tunnel counts as running: every case but `Stopped` and `Failed`. A tunnel that
+    /// does not run is started by a click, any other is stopped.
     bool isRunning() const { return m_case != Case::Stopped && m_case != Case::Failed; }
 
     bool operator==(const TunnelState &) const = default;

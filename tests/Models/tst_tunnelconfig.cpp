@@ -13,117 +13,86 @@ class TestTunnelConfig : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void decodes_data();
-    void decodes();
-    void encodesWhatItDecodes();
-    void browserURL_data();
-    void browserURL();
-    void label_data();
-    void label();
-    void states();
+    void decodes_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::addColumn<bool>("isRecord");
+
+        const QByteArray id = R"("id":"3F2504E0-4F89-41D3-9A0C-0305E82C3301")";
+        const QByteArray rest = R"(,"name":"n","hostname":"","startOnLaunch":true)";
+        QTest::newRow("complete") << "{" + id + rest + "}" << true;
+        QTest::newRow("lower-case id") << "{" + id.toLower() + rest + "}" << true;
+        QTest::newRow("unknown member") << "{" + id + rest + R"(,"colour":7})" << true;
+        QTest::newRow("no hostname") << "{" + id + R"(,"name":"n","startOnLaunch":true})" << false;
+        QTest::newRow("null hostname")
+            << "{" + id + R"(,"name":"n","hostname":null,"startOnLaunch":true})" << false;
+        QTest::newRow("Boolean as text")
+            << "{" + id + R"(,"name":"n","hostname":"","startOnLaunch":"true"})" << false;
+        QTest::newRow("Boolean as number")
+            << "{" + id + R"(,"name":"n","hostname":"","startOnLaunch":1})" << false;
+        QTest::newRow("id in braces")
+            << R"({"id":"{3F2504E0-4F89-41D3-9A0C-0305E82C3301}")" + rest + "}" << false;
+        QTest::newRow("id without dashes")
+            << R"({"id":"3F2504E04F8941D39A0C0305E82C33010000")" + rest + "}" << false;
+        QTest::newRow("id with another letter")
+            << R"({"id":"3F2504E0-4F89-41D3-9A0C-0305E82C330G")" + rest + "}" << false;
+    }
+
+    void decodes()
+    {
+        QFETCH(QByteArray, json);
+        const QJsonObject object = QJsonDocument::fromJson(json).object();
+        QTEST(TunnelConfig::fromJson(object).has_value(), "isRecord");
+    }
+
+    void encodesWhatItDecodes()
+    {
+        const TunnelConfig tunnel{QUuid("{3f2504e0-4f89-41d3-9a0c-0305e82c3301}"), u"Zoë\n\"'\0x"_s,
+                                  u"הַדְגָּמָה"_s, true};
+        const QJsonObject object = tunnel.toJson();
+        QCOMPARE(object.keys(), (QStringList{u"hostname"_s, u"id"_s, u"name"_s, u"startOnLaunch"_s}));
+        QCOMPARE(object[u"id"_s].toString(), u"3F2504E0-4F89-41D3-9A0C-0305E82C3301"_s);
+        const QByteArray text = QJsonDocument(object).toJson();
+        QCOMPARE(TunnelConfig::fromJson(QJsonDocument::fromJson(text).object()), tunnel);
+    }
+
+    void browserURL_data()
+    {
+        QTest::addColumn<QString>("hostname");
+        QTest::addColumn<QString>("url"); // null for none
+
+        QTest::newRow("empty") << u""_s << QString();
+        QTest::newRow("blanks") << u" \t\u00A0\n"_s << QString();
+        QTest::newRow("bare") << u"app.example.com"_s << u"https://app.example.com"_s;
+        QTest::newRow("blanks around") << u" app.example.com\r\n"_s << u"https://app.example.com"_s;
+        QTest::newRow("own scheme") << u"http://app.example.com:8080/x?y#z"_s
+                                    << u"http://app.example.com:8080/x?y#z"_s;
+        QTest::newRow("any scheme") << u"ssh://box"_s << u"ssh://box"_s;
+        QTest::newRow("path") << u"app.example.com/a/b"_s << u"https://app.example.com/a/b"_s;
+        QTest::newRow("inner blank") << u"app example.com"_s << QString();
+        QTest::newRow("no-break space") << u"app.example.com/a\u00A0b"_s << QString();
+        QTest::newRow("wide space") << u"https://app.example.com?a\u2003b"_s << QString();
+        QTest::newRow("blank in path") << u"app.example.com/a b"_s << QString();
+        QTest::newRow("no scheme before the mark") << u"://app"_s << QString();
+    }
+
+    void browserURL()
+    {
+        QFETCH(QString, hostname);
+        QFETCH(QString, url);
+        const std::optional<QUrl> found = TunnelConfig{{}, {}, hostname, false}.browserURL();
+        QCOMPARE(found ? found->toString() : QString(), url);
+        QCOMPARE(found.has_value(), !url.isNull());
+    }
+
+    void labelCountsConnections()
+    {
+        QCOMPARE(TunnelState::connected(0).label(), u"Connected (0 connections)"_s);
+        QCOMPARE(TunnelState::connected(1).label(), u"Connected (1 connection)"_s);
+        QCOMPARE(TunnelState::connected(4).label(), u"Connected (4 connections)"_s);
+        QCOMPARE(TunnelState::failed(u""_s).label(), u"Error: "_s);
+    }
 };
-
-void TestTunnelConfig::decodes_data()
-{
-    QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<bool>("isRecord");
-
-    const QByteArray id = R"("id":"3F2504E0-4F89-41D3-9A0C-0305E82C3301")";
-    const QByteArray rest = R"(,"name":"n","hostname":"","startOnLaunch":true)";
-    QTest::newRow("complete") << "{" + id + rest + "}" << true;
-    QTest::newRow("lower-case id") << "{" + id.toLower() + rest + "}" << true;
-    QTest::newRow("unknown member") << "{" + id + rest + R"(,"colour":7})" << true;
-    QTest::newRow("no hostname") << "{" + id + R"(,"name":"n","startOnLaunch":true})" << false;
-    QTest::newRow("null hostname") << "{" + id + R"(,"name":"n","hostname":null,"startOnLaunch":true})"
-                                   << false;
-    QTest::newRow("Boolean as text") << "{" + id + R"(,"name":"n","hostname":"","startOnLaunch":"true"})"
-                                     << false;
-    QTest::newRow("Boolean as number")
-        << "{" + id + R"(,"name":"n","hostname":"","startOnLaunch":1})" << false;
-    QTest::newRow("id in braces") << R"({"id":"{3F2504E0-4F89-41D3-9A0C-0305E82C3301}")" + rest + "}"
-                                  << false;
-    QTest::newRow("id without dashes")
-        << R"({"id":"3F2504E04F8941D39A0C0305E82C33010000")" + rest + "}" << false;
-    QTest::newRow("id with another letter")
-        << R"({"id":"3F2504E0-4F89-41D3-9A0C-0305E82C330G")" + rest + "}" << false;
-}
-
-void TestTunnelConfig::decodes()
-{
-    QFETCH(QByteArray, json);
-    const QJsonObject object = QJsonDocument::fromJson(json).object();
-    QTEST(TunnelConfig::fromJson(object).has_value(), "isRecord");
-}
-
-void TestTunnelConfig::encodesWhatItDecodes()
-{
-    const TunnelConfig tunnel{QUuid("{3f2504e0-4f89-41d3-9a0c-0305e82c3301}"), u"Zoë\n\"'\0x"_s, u"הַדְגָּמָה"_s,
-                              true};
-    const QJsonObject object = tunnel.toJson();
-    QCOMPARE(object.keys(), (QStringList{u"hostname"_s, u"id"_s, u"name"_s, u"startOnLaunch"_s}));
-    QCOMPARE(object[u"id"_s].toString(), u"3F2504E0-4F89-41D3-9A0C-0305E82C3301"_s);
-    const QByteArray text = QJsonDocument(object).toJson();
-    QCOMPARE(TunnelConfig::fromJson(QJsonDocument::fromJson(text).object()), tunnel);
-}
-
-void TestTunnelConfig::browserURL_data()
-{
-    QTest::addColumn<QString>("hostname");
-    QTest::addColumn<QString>("url"); // null for none
-
-    QTest::newRow("empty") << u""_s << QString();
-    QTest::newRow("blanks") << u" \t\u00A0\n"_s << QString();
-    QTest::newRow("bare") << u"app.example.com"_s << u"https://app.example.com"_s;
-    QTest::newRow("blanks around") << u" app.example.com\r\n"_s << u"https://app.example.com"_s;
-    QTest::newRow("own scheme") << u"http://app.example.com:8080/x?y#z"_s
-                                << u"http://app.example.com:8080/x?y#z"_s;
-    QTest::newRow("any scheme") << u"ssh://box"_s << u"ssh://box"_s;
-    QTest::newRow("path") << u"app.example.com/a/b"_s << u"https://app.example.com/a/b"_s;
-    QTest::newRow("inner blank") << u"app example.com"_s << QString();
-    QTest::newRow("blank in path") << u"app.example.com/a b"_s << QString();
-    QTest::newRow("no scheme before the mark") << u"://app"_s << QString();
-}
-
-void TestTunnelConfig::browserURL()
-{
-    QFETCH(QString, hostname);
-    QFETCH(QString, url);
-    const std::optional<QUrl> found = TunnelConfig{{}, {}, hostname, false}.browserURL();
-    QCOMPARE(found ? found->toString() : QString(), url);
-    QCOMPARE(found.has_value(), !url.isNull());
-}
-
-void TestTunnelConfig::label_data()
-{
-    QTest::addColumn<TunnelState>("state");
-    QTest::addColumn<QString>("label");
-    QTest::addColumn<bool>("isRunning");
-
-    QTest::newRow("one") << TunnelState::connected(1) << u"Connected (1 connection)"_s << true;
-    QTest::newRow("many") << TunnelState::connected(4) << u"Connected (4 connections)"_s << true;
-    QTest::newRow("none") << TunnelState::connected(0) << u"Connected (0 connections)"_s << true;
-    QTest::newRow("failed") << TunnelState::failed(u" %1 x "_s) << u"Error:  %1 x "_s << false;
-    QTest::newRow("failed, empty") << TunnelState::failed(u""_s) << u"Error: "_s << false;
-    QTest::newRow("stopped") << TunnelState::stopped() << u"Stopped"_s << false;
-    QTest::newRow("starting") << TunnelState::starting() << u"Connecting\u2026"_s << true;
-    QTest::newRow("reconnecting") << TunnelState::reconnecting() << u"Reconnecting\u2026"_s << true;
-    QTest::newRow("stopping") << TunnelState::stopping() << u"Stopping\u2026"_s << true;
-}
-
-void TestTunnelConfig::label()
-{
-    QFETCH(TunnelState, state);
-    QTEST(state.label(), "label");
-    QTEST(state.isRunning(), "isRunning");
-}
-
-void TestTunnelConfig::states()
-{
-    QCOMPARE(TunnelState::connected(3), TunnelState::connected(3));
-    QVERIFY(TunnelState::connected(3) != TunnelState::connected(2));
-    QVERIFY(TunnelState::failed(u"a"_s) != TunnelState::failed(u"b"_s));
-    QVERIFY(TunnelState::stopped() != TunnelState::stopping());
-}
 
 QTEST_GUILESS_MAIN(TestTunnelConfig)
 #include "tst_tunnelconfig.moc"
