@@ -12,7 +12,6 @@
 #include "Measure.h"
 #include "MenuTypes.h"
 #include "StatusItemController.h"
-#include "StatusPresentation.h"
 
 #include <QCoreApplication>
 #include <QDBusAbstractInterface>
@@ -203,7 +202,7 @@ public:
         m_world.launcher.last().write(changingLine(m_number++));
         QElapsedTimer timer;
         timer.start();
-        const MenuChange change = refresh();
+        const MenuChange change = refresh(); // the launcher's menu is built as well
         const double taken = double(timer.nsecsElapsed()) / 1e3;
         if (change.updated.size() != 1 || change.layoutChanged)
             qFatal("the change was not found");
@@ -213,12 +212,17 @@ public:
 private:
     MenuChange refresh()
     {
-        const TunnelsSnapshot snapshot = TunnelsSnapshot::of(m_manager);
-        return m_exported.update(StatusPresentation::menu(snapshot), {});
+        m_item.callbacks.menuAboutToShow();
+        return m_exported.update(m_item.menu, {});
     }
 
     FakeWorld m_world;
     TunnelManager m_manager;
+    Journal m_journal;
+    FakeWindows m_windows{m_journal};
+    FakeApplication m_application{m_journal};
+    FakeStatusItem m_item;
+    StatusItemController m_controller{m_manager, m_windows, m_item, m_application};
     ExportedMenu m_exported;
     int m_number = 0;
 };

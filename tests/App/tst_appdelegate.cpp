@@ -47,151 +47,127 @@ class TestAppDelegate : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void launches_data();
-    void launches();
-    void launchOrder();
-    void launchToStopStartsNothing();
-    void followsTheDockPreference();
-    void reopens();
-    void quits_data();
-    void quits();
-    void quitWithNothingRunningRefusesStarts();
-    void quitWaitsForChildrenOfRemovedTunnels();
-};
+    void launches_data()
+    {
+        QTest::addColumn<bool>("hasTunnel");
+        QTest::addColumn<bool>("showsInDock");
+        QTest::addColumn<bool>("isHosted");
+        QTest::addColumn<QStringList>("asked");
 
-void TestAppDelegate::launches_data()
-{
-    QTest::addColumn<bool>("hasTunnel");
-    QTest::addColumn<bool>("showsInDock");
-    QTest::addColumn<bool>("isHosted");
-    QTest::addColumn<QStringList>("asked");
-
-    QTest::newRow("first launch") << false << true << false
-                                  << QStringList{u"regular"_s, u"status item"_s, u"settings"_s};
-    QTest::newRow("Dock") << true << true << false
-                          << QStringList{u"regular"_s, u"status item"_s, u"settings"_s};
-    QTest::newRow("panel only") << true << false << false
-                                << QStringList{u"accessory"_s, u"status item"_s, u"activate"_s};
-    QTest::newRow("panel only, no tunnels")
-        << false << false << false
-        << QStringList{u"accessory"_s, u"status item"_s, u"settings"_s, u"activate"_s};
-    QTest::newRow("test host") << true << true << true << QStringList{u"regular"_s};
-}
-
-void TestAppDelegate::launches()
-{
-    QFETCH(bool, hasTunnel);
-    QFETCH(bool, showsInDock);
-    Bench bench;
-    QFETCH(bool, isHosted);
-    bench.application.testHost = isHosted;
-    if (hasTunnel)
-        bench.manager.add({QUuid::createUuid(), u"t"_s, {}, true}, u"eyJ"_s);
-    bench.manager.setShowsInDock(showsInDock);
-    bench.launch();
-    QTEST(bench.asked(), "asked");
-    QCOMPARE(bench.world.launcher.children.size(), size_t(hasTunnel && !isHosted));
-}
-
-void TestAppDelegate::launchOrder()
-{
-    Bench bench;
-    bench.world.preferences.setIntegers(u"childPIDs"_s, {77});
-    bench.world.processes.paths = {{77, "/usr/bin/cloudflared"}};
-    bench.manager.add({QUuid::createUuid(), u"t"_s, {}, true}, u"eyJ"_s);
-    bench.launch();
-    QCOMPARE(bench.orphansAtStatusItem, 1);
-    QCOMPARE(bench.childrenAtStatusItem, 0);
-    QCOMPARE(bench.world.processes.terminated, QList<qint32>{77});
-    QCOMPARE(bench.world.preferences.integers(u"childPIDs"_s), QList<qint32>{1000});
-}
-
-void TestAppDelegate::launchToStopStartsNothing()
-{
-    Bench bench;
-    bench.world.preferences.setIntegers(u"childPIDs"_s, {77});
-    bench.world.processes.paths = {{77, "/usr/bin/cloudflared"}};
-    bench.manager.add({QUuid::createUuid(), u"t"_s, {}, true}, u"eyJ"_s);
-    bench.delegate.applicationWillFinishLaunching();
-    bench.delegate.applicationDidFinishLaunching(AppDelegate::LaunchTunnels::Leave);
-    QCOMPARE(bench.world.launcher.children.size(), size_t(0));
-    QCOMPARE(bench.world.processes.terminated, QList<qint32>{77});
-    QVERIFY(bench.asked().contains(u"status item"_s));
-}
-
-void TestAppDelegate::followsTheDockPreference()
-{
-    Bench bench;
-    bench.launch();
-    bench.asked();
-    bench.manager.setShowsInDock(true); // the first assignment counts whatever it says
-    QCOMPARE(bench.asked(), QStringList{u"regular"_s});
-    bench.manager.setShowsInDock(true);
-    bench.manager.setShowsInDock(false);
-    bench.manager.setShowsInDock(false);
-    QCOMPARE(bench.asked(), QStringList{u"accessory"_s});
-    QCoreApplication::processEvents();
-    QCOMPARE(bench.asked(), QStringList{u"activate"_s});
-}
-
-void TestAppDelegate::reopens()
-{
-    Bench bench;
-    QVERIFY(!bench.delegate.applicationShouldHandleReopen(true));
-    QCOMPARE(bench.asked(), QStringList{u"settings"_s});
-}
-
-void TestAppDelegate::quits_data()
-{
-    QTest::addColumn<int>("endsAfter"); // ms after SIGTERM; 0 never
-    QTest::addColumn<int>("terminatedAt");
-    QTest::addColumn<QList<int>>("signalsSent");
-
-    QTest::newRow("at once") << 1 << 200 << QList<int>{15};
-    QTest::newRow("after a second") << 1000 << 1200 << QList<int>{15};
-    QTest::newRow("never") << 0 << 4200 << QList<int>{15, 9};
-}
-
-void TestAppDelegate::quits()
-{
-    QFETCH(int, endsAfter);
-    Bench bench;
-    auto &child = bench.world.connect(bench.manager, FakeWorld::addTunnel(bench.manager, u"t"_s).id);
-    QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Later);
-    int terminatedAt = 0;
-    for (int time = 1; time <= 5000 && terminatedAt == 0; ++time) {
-        bench.world.scheduler.advance(1ms);
-        QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Later);
-        if (time == endsAfter)
-            child.end(0);
-        if (bench.asked().contains(u"reply yes"_s))
-            terminatedAt = time;
+        QTest::newRow("first launch")
+            << false << true << false << QStringList{u"regular"_s, u"status item"_s, u"settings"_s};
+        QTest::newRow("Dock") << true << true << false
+                              << QStringList{u"regular"_s, u"status item"_s, u"settings"_s};
+        QTest::newRow("panel only") << true << false << false
+                                    << QStringList{u"accessory"_s, u"status item"_s, u"activate"_s};
+        QTest::newRow("panel only, no tunnels")
+            << false << false << false
+            << QStringList{u"accessory"_s, u"status item"_s, u"settings"_s, u"activate"_s};
+        QTest::newRow("test host") << true << true << true << QStringList{u"regular"_s};
     }
-    QTEST(terminatedAt, "terminatedAt");
-    QTEST(child.signalsSent, "signalsSent");
-}
 
-/// The end comes with a later turn of the event loop; a click may come before it.
-void TestAppDelegate::quitWithNothingRunningRefusesStarts()
-{
-    Bench bench;
-    const QUuid id = FakeWorld::addTunnel(bench.manager, u"t"_s).id;
-    QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Now);
-    bench.manager.start(id);
-    QVERIFY(bench.world.launcher.children.empty());
-}
+    void launches()
+    {
+        QFETCH(bool, hasTunnel);
+        QFETCH(bool, showsInDock);
+        Bench bench;
+        QFETCH(bool, isHosted);
+        bench.application.testHost = isHosted;
+        if (hasTunnel)
+            bench.manager.add({QUuid::createUuid(), u"t"_s, {}, true}, u"eyJ"_s);
+        bench.manager.setShowsInDock(showsInDock);
+        bench.launch();
+        QTEST(bench.asked(), "asked");
+        QCOMPARE(bench.world.launcher.children.size(), size_t(hasTunnel && !isHosted));
+    }
 
-void TestAppDelegate::quitWaitsForChildrenOfRemovedTunnels()
-{
-    Bench bench;
-    const QUuid id = FakeWorld::addTunnel(bench.manager, u"t"_s).id;
-    auto &child = bench.world.connect(bench.manager, id);
-    bench.manager.remove(id);
-    QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Later);
-    bench.world.scheduler.advance(5s);
-    QCOMPARE(child.signalsSent, (QList<int>{15, 9}));
-    QCOMPARE(bench.asked(), QStringList{u"reply yes"_s});
-}
+    void launchOrder()
+    {
+        Bench bench;
+        bench.world.preferences.setIntegers(u"childPIDs"_s, {77});
+        bench.world.processes.paths = {{77, "/usr/bin/cloudflared"}};
+        bench.manager.add({QUuid::createUuid(), u"t"_s, {}, true}, u"eyJ"_s);
+        bench.launch();
+        QCOMPARE(bench.orphansAtStatusItem, 1);
+        QCOMPARE(bench.childrenAtStatusItem, 0);
+        QCOMPARE(bench.world.processes.terminated, QList<qint32>{77});
+        QCOMPARE(bench.world.preferences.integers(u"childPIDs"_s), QList<qint32>{1000});
+    }
+
+    void followsTheDockPreference()
+    {
+        Bench bench;
+        bench.launch();
+        bench.asked();
+        bench.manager.setShowsInDock(true); // the first assignment counts whatever it says
+        QCOMPARE(bench.asked(), QStringList{u"regular"_s});
+        bench.manager.setShowsInDock(true);
+        bench.manager.setShowsInDock(false);
+        bench.manager.setShowsInDock(false);
+        QCOMPARE(bench.asked(), QStringList{u"accessory"_s});
+        QCoreApplication::processEvents();
+        QCOMPARE(bench.asked(), QStringList{u"activate"_s});
+    }
+
+    void reopens()
+    {
+        Bench bench;
+        QVERIFY(!bench.delegate.applicationShouldHandleReopen(true));
+        QCOMPARE(bench.asked(), QStringList{u"settings"_s});
+    }
+
+    void quits_data()
+    {
+        QTest::addColumn<int>("endsAfter"); // ms after SIGTERM; 0 never
+        QTest::addColumn<int>("terminatedAt");
+        QTest::addColumn<QList<int>>("signalsSent");
+
+        QTest::newRow("at once") << 1 << 200 << QList<int>{15};
+        QTest::newRow("after a second") << 1000 << 1200 << QList<int>{15};
+        QTest::newRow("never") << 0 << 4200 << QList<int>{15, 9};
+    }
+
+    void quits()
+    {
+        QFETCH(int, endsAfter);
+        Bench bench;
+        auto &child = bench.world.connect(bench.manager, FakeWorld::addTunnel(bench.manager, u"t"_s).id);
+        QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Later);
+        int terminatedAt = 0;
+        for (int time = 1; time <= 5000 && terminatedAt == 0; ++time) {
+            bench.world.scheduler.advance(1ms);
+            QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Later);
+            if (time == endsAfter)
+                child.end(0);
+            if (bench.asked().contains(u"reply yes"_s))
+                terminatedAt = time;
+        }
+        QTEST(terminatedAt, "terminatedAt");
+        QTEST(child.signalsSent, "signalsSent");
+    }
+
+    /// The end comes with a later turn of the event loop; a click may come before it.
+    void quitWithNothingRunningRefusesStarts()
+    {
+        Bench bench;
+        const QUuid id = FakeWorld::addTunnel(bench.manager, u"t"_s).id;
+        QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Now);
+        bench.manager.start(id);
+        QVERIFY(bench.world.launcher.children.empty());
+    }
+
+    void quitWaitsForChildrenOfRemovedTunnels()
+    {
+        Bench bench;
+        const QUuid id = FakeWorld::addTunnel(bench.manager, u"t"_s).id;
+        auto &child = bench.world.connect(bench.manager, id);
+        bench.manager.remove(id);
+        QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Later);
+        bench.world.scheduler.advance(5s);
+        QCOMPARE(child.signalsSent, (QList<int>{15, 9}));
+        QCOMPARE(bench.asked(), QStringList{u"reply yes"_s});
+    }
+};
 
 QTEST_GUILESS_MAIN(TestAppDelegate)
 #include "tst_appdelegate.moc"

@@ -16,8 +16,8 @@ class StatusItemController;
 class TunnelManager;
 class Windows;
 
-/// What happens between the start of the program and its end: what comes up in which order, and how it
-/// quits. Answers the questions that the desktop asks of the program as a whole.
+/// Brings the program up in order and quits it, and answers the questions that the desktop asks of the
+/// program as a whole.
 class AppDelegate : public QObject
 {
     Q_OBJECT
@@ -39,14 +39,14 @@ public:
     ~AppDelegate() override;
 
     void applicationWillFinishLaunching();
-    /// Ends what an earlier run left behind, brings up the panel item and starts the launch tunnels. Nothing
-    /// of this in a process that a unit-test runner hosts.
+    /// Ends the children that an earlier run left behind, brings up the panel item and starts the launch
+    /// tunnels. Nothing of this in a process that a unit-test runner hosts.
     void applicationDidFinishLaunching(LaunchTunnels launchTunnels = LaunchTunnels::Start);
     /// Stops the tunnels where any run; asking again while they end changes nothing. Nothing is started any
     /// more, whatever the answer.
     TerminateReply applicationShouldTerminate();
-    bool applicationShouldTerminateAfterLastWindowClosed() const { return false; }
-    /// The program was started again, or its icon was clicked. False: nothing else is to be done.
+    /// Answers a second start of the program or a click on its icon. Returns false: nothing else is to be
+    /// done.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
 
 private:

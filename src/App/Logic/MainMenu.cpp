@@ -3,44 +3,33 @@
 
 #include "MainMenu.h"
 
-#include <QCoreApplication>
-
 using namespace Qt::StringLiterals;
-
-namespace {
-
-QString tr(const char *text)
-{
-    return QCoreApplication::translate("MainMenu", text);
-}
-
-} // namespace
 
 QList<MainMenu::Submenu> MainMenu::make()
 {
     const Item separator;
     return {
-        {tr("Morvanel"),
-         {{Action::About, tr("About Morvanel"), {}},
+        {u"Morvanel"_s,
+         {{Action::About, u"About Morvanel"_s, {}},
           separator,
-          {Action::Settings, tr("Settings…"), u"Ctrl+,"_s},
+          {Action::Settings, u"Settings…"_s, u"Ctrl+,"_s},
           separator,
-          {Action::Hide, tr("Hide Morvanel"), u"Ctrl+H"_s},
+          {Action::Hide, u"Hide Morvanel"_s, u"Ctrl+H"_s},
           separator,
-          {Action::Quit, tr("Quit Morvanel"), u"Ctrl+Q"_s}}},
-        {tr("Edit"),
-         {{Action::Undo, tr("Undo"), u"Ctrl+Z"_s},
-          {Action::Redo, tr("Redo"), u"Ctrl+Shift+Z"_s},
+          {Action::Quit, u"Quit Morvanel"_s, u"Ctrl+Q"_s}}},
+        {u"Edit"_s,
+         {{Action::Undo, u"Undo"_s, u"Ctrl+Z"_s},
+          {Action::Redo, u"Redo"_s, u"Ctrl+Shift+Z"_s},
           separator,
-          {Action::Cut, tr("Cut"), u"Ctrl+X"_s},
-          {Action::Copy, tr("Copy"), u"Ctrl+C"_s},
-          {Action::Paste, tr("Paste"), u"Ctrl+V"_s},
-          {Action::SelectAll, tr("Select All"), u"Ctrl+A"_s}}},
-        {tr("Window"),
-         {{Action::TunnelLogs, tr("Tunnel Logs"), u"Ctrl+L"_s},
+          {Action::Cut, u"Cut"_s, u"Ctrl+X"_s},
+          {Action::Copy, u"Copy"_s, u"Ctrl+C"_s},
+          {Action::Paste, u"Paste"_s, u"Ctrl+V"_s},
+          {Action::SelectAll, u"Select All"_s, u"Ctrl+A"_s}}},
+        {u"Window"_s,
+         {{Action::TunnelLogs, u"Tunnel Logs"_s, u"Ctrl+L"_s},
           separator,
-          {Action::Minimize, tr("Minimize"), u"Ctrl+M"_s},
-          {Action::Close, tr("Close"), u"Ctrl+W"_s}},
+          {Action::Minimize, u"Minimize"_s, u"Ctrl+M"_s},
+          {Action::Close, u"Close"_s, u"Ctrl+W"_s}},
          true},
     };
 }

@@ -42,4 +42,10 @@ struct Submenu
 
 QList<Submenu> make();
 
+/// Returns whether the command acts on the text that has the keyboard.
+constexpr bool isEditing(Action action)
+{
+    return action >= Action::Undo && action <= Action::SelectAll;
+}
+
 } // namespace MainMenu

@@ -3,16 +3,9 @@
 
 #include "StatusIcon.h"
 
-#include <QCoreApplication>
-
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct Text
-{
-    Q_DECLARE_TR_FUNCTIONS(StatusIcon)
-};
 
 constexpr int panelPointSize = 15;
 constexpr int dotPointSize = 9;
@@ -21,8 +14,6 @@ constexpr int dotPointSize = 9;
 
 namespace StatusIcon {
 
-/// The table in Panel/StatusPicture has the same colours and the same template, for icons that panels look
-/// for before they are shown: to be changed together.
 Symbol image(OverallStatus status)
 {
     const auto colored = [](const QString &symbolName, const QString &description, ColorRole color) {
@@ -30,16 +21,15 @@ Symbol image(OverallStatus status)
     };
     switch (status) {
     case OverallStatus::Connecting:
-        return colored(u"arrow.clockwise.icloud"_s, Text::tr("Connecting"), ColorRole::Orange);
+        return colored(u"arrow.clockwise.icloud"_s, u"Connecting"_s, ColorRole::Orange);
     case OverallStatus::Connected:
-        return colored(u"bolt.horizontal.icloud.fill"_s, Text::tr("Tunnels connected"), ColorRole::Green);
+        return colored(u"bolt.horizontal.icloud.fill"_s, u"Tunnels connected"_s, ColorRole::Green);
     case OverallStatus::Problem:
-        return colored(u"exclamationmark.icloud.fill"_s, Text::tr("A tunnel has a problem"), ColorRole::Red);
+        return colored(u"exclamationmark.icloud.fill"_s, u"A tunnel has a problem"_s, ColorRole::Red);
     case OverallStatus::Idle:
         break;
     }
-    return {u"bolt.horizontal.icloud"_s, Text::tr("No active tunnels"), panelPointSize, ColorRole::None,
-            true};
+    return {u"bolt.horizontal.icloud"_s, u"No active tunnels"_s, panelPointSize, ColorRole::None, true};
 }
 
 Symbol dot(const TunnelState &state)

@@ -6,7 +6,7 @@
 #include "Symbol.h"
 #include "TunnelConfig.h"
 
-/// Which picture stands for which state, as data: whoever shows one draws it.
+/// The picture for each state, as data, to be drawn where it is shown.
 namespace StatusIcon {
 
 /// The picture in the panel for all tunnels together. Idle is a template in the panel's own colour, the

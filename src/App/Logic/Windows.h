@@ -7,7 +7,7 @@
 
 #include <optional>
 
-/// The program's windows, as those see them who open them.
+/// Opens the program's windows.
 class Windows
 {
 public:
