@@ -1,28 +1,151 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
+#include "AppDelegate.h"
+#include "AutostartLoginItem.h"
 #include "DisplayServer.h"
-#include "PaintingThread.h"
+#include "FreedesktopApplication.h"
+#include "FreedesktopStatusItem.h"
+#include "LinuxChildLauncher.h"
+#include "LinuxProcessTable.h"
+#include "PreferencesFile.h"
 #include "ProcessSetup.h"
-#include "Program.h"
+#include "SecretServiceStore.h"
 #include "SingleInstance.h"
 #include "StandardError.h"
+#include "StatusItemController.h"
+#include "TimerScheduler.h"
+#include "TunnelManager.h"
+#include "WindowPresenter.h"
 
 #include <QApplication>
+#include <QDBusConnection>
+#include <QStandardPaths>
 
 #include <array>
 #include <optional>
 #include <utility>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-/// The arguments for Qt. Without a display the tunnels run all the same, and the bus still reaches them.
+/// The program's parts, joined: the one place that knows which implementation stands behind each seam.
+class Program : public QObject
+{
+public:
+    /// `instance` outlives the program, and is this session's one.
+    explicit Program(SingleInstance &instance)
+        : m_instance(instance)
+        , m_preferences(PreferencesFile::defaultPath())
+        , m_loginItem(AutostartLoginItem::defaultFolder(), QCoreApplication::applicationFilePath())
+        , m_manager(
+              TunnelServices{m_preferences, m_secrets, m_launcher, m_processes, m_loginItem, m_scheduler})
+        , m_windows(m_manager, m_application)
+        , m_delegate(m_manager, m_windows, m_application, m_scheduler,
+                     [this] { return makeStatusItemController(); })
+    {
+        m_launcher.endAllAtExit();
+        connect(&m_application, &FreedesktopApplication::terminationRequested, this,
+                &Program::answerTerminationRequest);
+        connect(&m_signals, &TerminationSignals::received, &m_application,
+                &FreedesktopApplication::terminate);
+        connect(&m_instance, &SingleInstance::launched, this, &Program::takeActivationToken);
+        connect(&m_instance, &SingleInstance::activated, this, &Program::reopen);
+        connect(&m_instance, &SingleInstance::actionRequested, this, &Program::perform);
+        connect(&m_instance, &SingleInstance::served, this, &Program::completeStartup);
+    }
+
+    void launch()
+    {
+        const QString action = m_instance.launchAction();
+        if (action == "quit"_L1) {
+            m_manager.terminateOrphanedProcesses();
+        } else {
+            m_delegate.applicationWillFinishLaunching();
+            m_delegate.applicationDidFinishLaunching(action == "stop-all"_L1
+                                                         ? AppDelegate::LaunchTunnels::Leave
+                                                         : AppDelegate::LaunchTunnels::Start);
+        }
+        m_instance.listen();
+        completeStartup(m_instance.launcherData());
+    }
+
+private:
+    void takeActivationToken(const QVariantMap &platformData)
+    {
+        const QVariant token =
+            platformData.value(u"activation-token"_s, platformData.value(u"desktop-startup-id"_s));
+        m_application.setActivationToken(token.toString().toUtf8());
+    }
+
+    void reopen(const QVariantMap &platformData)
+    {
+        takeActivationToken(platformData);
+        m_delegate.applicationShouldHandleReopen(false);
+    }
+
+    void perform(const QString &action, const QVariantMap &platformData)
+    {
+        if (action == "settings"_L1 || action == "logs"_L1) // others would leave it to a later window
+            takeActivationToken(platformData);
+        if (action == "settings"_L1)
+            m_windows.showSettings();
+        else if (action == "logs"_L1)
+            m_windows.showLogs(std::nullopt);
+        else if (action == "start-all"_L1)
+            m_manager.startAll();
+        else if (action == "stop-all"_L1)
+            m_manager.stopAll();
+        else if (action == "quit"_L1)
+            m_application.terminate();
+    }
+
+    /// Ends the wait of the launcher that asked for something, with or without a window.
+    void completeStartup(const QVariantMap &platformData)
+    {
+        m_application.completeStartup(platformData.value(u"desktop-startup-id"_s).toString().toUtf8());
+    }
+
+    void answerTerminationRequest()
+    {
+        m_instance.setQuitting();
+        if (m_delegate.applicationShouldTerminate() == AppDelegate::TerminateReply::Now)
+            m_application.replyToApplicationShouldTerminate(true);
+    }
+
+    std::unique_ptr<StatusItemController> makeStatusItemController()
+    {
+        m_statusItem.emplace(QDBusConnection::sessionBus(),
+                             QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation));
+        connect(&*m_statusItem, &FreedesktopStatusItem::activationTokenProvided, &m_application,
+                &FreedesktopApplication::setActivationToken);
+        return std::make_unique<StatusItemController>(m_manager, m_windows, *m_statusItem, m_application);
+    }
+
+    SingleInstance &m_instance;
+    LinuxChildLauncher m_launcher;
+    LinuxProcessTable m_processes;
+    TimerScheduler m_scheduler;
+    PreferencesFile m_preferences;
+    SecretServiceStore m_secrets;
+    AutostartLoginItem m_loginItem;
+    FreedesktopApplication m_application;
+    std::optional<FreedesktopStatusItem> m_statusItem; ///< on the bus from the moment it is made
+    TunnelManager m_manager;
+    WindowPresenter m_windows;
+    AppDelegate m_delegate;
+    TerminationSignals m_signals;
+};
+
+/// Returns the arguments for Qt. Without a display the tunnels run all the same, and the bus still reaches
+/// them.
 std::vector<char *> argumentsForQt(int argc, char **argv, const DisplayServer &display)
 {
     std::vector<char *> arguments(argv, argv + argc);
     if (!display.isReachable()) {
-        writeToStandardError(QStringLiteral("no display can be reached; running without windows"));
+        writeToStandardError(u"no display can be reached; running without windows"_s);
         static std::array<char, sizeof "-platform"> option{"-platform"};
         static std::array<char, sizeof "offscreen"> value{"offscreen"};
         arguments.insert(arguments.end(), {option.data(), value.data()});
@@ -39,14 +162,13 @@ int main(int argc, char **argv)
     SingleInstance instance;
     if (const std::optional<int> status = instance.handOver())
         return *status;
-    QApplication::setDesktopFileName(QStringLiteral("com.ardentwick.Morvanel"));
+    QApplication::setDesktopFileName(u"com.ardentwick.Morvanel"_s);
     QApplication::setApplicationVersion(QStringLiteral(MORVANEL_VERSION));
     std::optional<DisplayServer> display(std::in_place);
     std::vector<char *> arguments = argumentsForQt(argc, argv, *display);
     int count = int(arguments.size()) - 1;
     const QApplication app(count, arguments.data());
     display.reset();
-    PaintingThread::keepOne();
     Program program(instance);
     program.launch();
     return QApplication::exec();

@@ -3,11 +3,13 @@
 
 #include "WindowMenuBar.h"
 
-#include "EditTarget.h"
 #include "Text.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QKeySequence>
+#include <QLineEdit>
+#include <QPlainTextEdit>
 
 #include <utility>
 
@@ -15,15 +17,58 @@ using MainMenu::Action;
 
 namespace {
 
-bool isEditing(Action action)
-{
-    return action >= Action::Undo && action <= Action::SelectAll;
-}
-
 /// Menus take an ampersand for the mark of a mnemonic.
 QString escaped(QString title)
 {
     return title.replace(u'&', QLatin1StringView("&&"));
+}
+
+/// Whether the command would do something now. A field that hides its text gives none away.
+bool canEditIn(const QLineEdit &field, Action action)
+{
+    const bool isWritable = !field.isReadOnly() && field.isEnabled();
+    const bool givesAway = field.hasSelectedText() && field.echoMode() == QLineEdit::Normal;
+    switch (action) {
+    case Action::Undo:
+        return isWritable && field.isUndoAvailable();
+    case Action::Redo:
+        return isWritable && field.isRedoAvailable();
+    case Action::Cut:
+        return isWritable && givesAway;
+    case Action::Copy:
+        return givesAway;
+    case Action::Paste:
+        return isWritable;
+    default:
+        return action == Action::SelectAll && !field.text().isEmpty();
+    }
+}
+
+/// The same for the log, which nobody writes in.
+bool canEditIn(const QPlainTextEdit &log, Action action)
+{
+    return (action == Action::Copy && log.textCursor().hasSelection()) ||
+           (action == Action::SelectAll && !log.document()->isEmpty());
+}
+
+template <typename Editor> void editIn(Editor &editor, Action action)
+{
+    switch (action) {
+    case Action::Undo:
+        return editor.undo();
+    case Action::Redo:
+        return editor.redo();
+    case Action::Cut:
+        return editor.cut();
+    case Action::Copy:
+        return editor.copy();
+    case Action::Paste:
+        return editor.paste();
+    case Action::SelectAll:
+        return editor.selectAll();
+    default:
+        return;
+    }
 }
 
 } // namespace
@@ -32,12 +77,11 @@ WindowMenuBar::WindowMenuBar(QWidget &window, OpenWindows openWindows)
     : QMenuBar(&window)
     , m_window(window)
     , m_openWindows(std::move(openWindows))
-    , m_editTarget(new EditTarget(window, this))
 {
     const QList<MainMenu::Submenu> submenus = MainMenu::make();
     for (const MainMenu::Submenu &submenu : submenus)
         addSubmenu(submenu);
-    connect(m_editTarget, &EditTarget::changed, this, &WindowMenuBar::refreshEditing);
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { followFocus(now); });
     refreshEditing();
 }
 
@@ -63,27 +107,12 @@ void WindowMenuBar::addItem(QMenu &menu, const MainMenu::Item &item)
     action->setShortcut(QKeySequence::fromString(item.key, QKeySequence::PortableText));
     action->setMenuRole(QAction::NoRole);
     action->setData(int(item.action));
-    if (isEditing(item.action))
+    if (MainMenu::isEditing(item.action)) {
         m_editActions.append(action);
-    connect(action, &QAction::triggered, this, [this, what = item.action] { perform(what); });
-}
-
-void WindowMenuBar::perform(Action action)
-{
-    if (isEditing(action))
-        m_editTarget->perform(action);
-    else if (action == Action::Minimize)
-        m_window.showMinimized();
-    else if (action == Action::Close)
-        m_window.close();
-    else
-        Q_EMIT chosen(action);
-}
-
-void WindowMenuBar::refreshEditing()
-{
-    for (QAction *action : std::as_const(m_editActions))
-        action->setEnabled(m_editTarget->can(Action(action->data().toInt())));
+        connect(action, &QAction::triggered, this, [this, what = item.action] { edit(what); });
+    } else {
+        connect(action, &QAction::triggered, this, [this, what = item.action] { Q_EMIT chosen(what); });
+    }
 }
 
 void WindowMenuBar::listWindows(QMenu &menu)
@@ -99,15 +128,50 @@ void WindowMenuBar::listWindows(QMenu &menu)
         QAction *action = menu.addAction(escaped(Text::oneLine(window->windowTitle())));
         action->setCheckable(true);
         action->setChecked(window == &m_window);
-        connect(action, &QAction::triggered, window, [window] { orderFront(*window); });
+        connect(action, &QAction::triggered, window, [this, window] { Q_EMIT windowChosen(window); });
         m_windowActions.append(action);
     }
 }
 
-void orderFront(QWidget &window)
+/// The menu bar takes the focus while the keyboard is in it, and another window may have it: the commands of
+/// this window stay about its own editor in both cases.
+void WindowMenuBar::followFocus(QWidget *widget)
 {
-    window.setWindowState((window.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
-    window.show();
-    window.raise();
-    window.activateWindow();
+    if (!widget || widget->window() != &m_window || qobject_cast<QMenuBar *>(widget) || widget == m_editor)
+        return;
+    if (m_editor)
+        m_editor->disconnect(this);
+    m_editor = widget;
+    if (auto *field = qobject_cast<QLineEdit *>(widget)) {
+        connect(field, &QLineEdit::textChanged, this, &WindowMenuBar::refreshEditing);
+        connect(field, &QLineEdit::selectionChanged, this, &WindowMenuBar::refreshEditing);
+    } else if (auto *log = qobject_cast<QPlainTextEdit *>(widget)) {
+        connect(log, &QPlainTextEdit::textChanged, this, &WindowMenuBar::refreshEditing);
+        connect(log, &QPlainTextEdit::selectionChanged, this, &WindowMenuBar::refreshEditing);
+    }
+    refreshEditing();
+}
+
+bool WindowMenuBar::canEdit(Action action) const
+{
+    if (const auto *field = qobject_cast<QLineEdit *>(m_editor))
+        return canEditIn(*field, action);
+    const auto *log = qobject_cast<QPlainTextEdit *>(m_editor);
+    return log && canEditIn(*log, action);
+}
+
+void WindowMenuBar::edit(Action action)
+{
+    if (!canEdit(action))
+        return;
+    if (auto *field = qobject_cast<QLineEdit *>(m_editor))
+        editIn(*field, action);
+    else if (auto *log = qobject_cast<QPlainTextEdit *>(m_editor))
+        editIn(*log, action);
+}
+
+void WindowMenuBar::refreshEditing()
+{
+    for (QAction *action : std::as_const(m_editActions))
+        action->setEnabled(canEdit(Action(action->data().toInt())));
 }

@@ -6,13 +6,12 @@
 #include "MainMenu.h"
 
 #include <QMenuBar>
+#include <QPointer>
 
 #include <functional>
 
-class EditTarget;
-
-/// The main menu at the top of one window. Editing and the window itself it sees to; everything else it
-/// tells.
+/// The main menu at the top of one window. Its edit commands act on the text field or the log of this window
+/// that has, or had last, the keyboard; everything else it tells.
 class WindowMenuBar : public QMenuBar
 {
     Q_OBJECT
@@ -24,23 +23,23 @@ public:
     WindowMenuBar(QWidget &window, OpenWindows openWindows);
 
 Q_SIGNALS:
-    /// The user chose an entry that concerns the whole program.
+    /// The user chose an entry that is no edit command.
     void chosen(MainMenu::Action action);
+    /// The user chose a window from the list.
+    void windowChosen(QWidget *window);
 
 private:
     void addSubmenu(const MainMenu::Submenu &submenu);
     void addItem(QMenu &menu, const MainMenu::Item &item);
-    void perform(MainMenu::Action action);
-    void refreshEditing();
     void listWindows(QMenu &menu);
+    void followFocus(QWidget *widget);
+    bool canEdit(MainMenu::Action action) const;
+    void edit(MainMenu::Action action);
+    void refreshEditing();
 
     QWidget &m_window;
     OpenWindows m_openWindows;
-    EditTarget *m_editTarget;
+    QPointer<QWidget> m_editor; ///< what the edit commands act on
     QList<QAction *> m_editActions;
     QList<QAction *> m_windowActions;
 };
-
-/// Brings a window in front of the others of this program, also from the minimised state, and gives it the
-/// keyboard.
-void orderFront(QWidget &window);

@@ -10,9 +10,15 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QEvent>
 #include <QMainWindow>
 #include <QMessageBox>
 #include <QScreen>
+#include <QShortcut>
+#include <QWindow>
+
+#include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -21,15 +27,27 @@ namespace {
 constexpr QSize settingsSize(720, 460);
 constexpr QSize logsSize(820, 480);
 
-/// On the screen where the user is working.
+/// Centres the window, its frame included, on the screen where the user is working; its title stays on the
+/// screen in any case.
 void centre(QWidget &window)
 {
     const QScreen *screen = QGuiApplication::screenAt(QCursor::pos());
     if (!screen)
         screen = QGuiApplication::primaryScreen();
-    QRect frame(QPoint(), window.size());
-    frame.moveCenter(screen->availableGeometry().center());
-    window.move(frame.topLeft());
+    const QRect available = screen->availableGeometry();
+    QRect frame = window.frameGeometry();
+    frame.moveCenter(available.center());
+    window.move(std::max(frame.x(), available.x()), std::max(frame.y(), available.y()));
+}
+
+/// Brings a window in front of the others of this program, also from the minimised state, and gives it the
+/// keyboard.
+void orderFront(QWidget &window)
+{
+    window.setWindowState((window.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+    window.show();
+    window.raise();
+    window.activateWindow();
 }
 
 } // namespace
@@ -47,19 +65,19 @@ void WindowPresenter::showSettings()
 {
     m_application.activateIgnoringOtherApps();
     if (!m_settingsWindow)
-        m_settingsWindow = makeWindow(new SettingsView(m_manager), settingsSize, tr("Morvanel Settings"));
-    orderFront(*m_settingsWindow);
+        m_settingsWindow = makeWindow(new SettingsView(m_manager), settingsSize, u"Morvanel Settings"_s);
+    bringUp(*m_settingsWindow);
 }
 
 void WindowPresenter::showLogs(const std::optional<QUuid> &selecting)
 {
     m_application.activateIgnoringOtherApps();
     if (!m_logsWindow)
-        m_logsWindow = makeWindow(new LogView(m_manager, selecting), logsSize, tr("Tunnel Logs"));
-    orderFront(*m_logsWindow);
+        m_logsWindow = makeWindow(new LogView(m_manager, selecting), logsSize, u"Tunnel Logs"_s);
+    bringUp(*m_logsWindow);
 }
 
-/// `contentSize` is what the content gets, below the menu bar.
+/// Makes a window of a size that leaves `contentSize` below the menu bar.
 std::unique_ptr<QMainWindow> WindowPresenter::makeWindow(QWidget *content, QSize contentSize,
                                                          const QString &title)
 {
@@ -71,12 +89,40 @@ std::unique_ptr<QMainWindow> WindowPresenter::makeWindow(QWidget *content, QSize
     window->setContextMenuPolicy(Qt::NoContextMenu);
     window->setCentralWidget(content);
     auto *bar = new WindowMenuBar(*window, [this] { return openWindows(); });
-    connect(bar, &WindowMenuBar::chosen, this, &WindowPresenter::perform);
+    connect(bar, &WindowMenuBar::chosen, this,
+            [this, window = window.get()](MainMenu::Action action) { perform(action, *window); });
+    connect(bar, &WindowMenuBar::windowChosen, this, [](QWidget *chosen) { orderFront(*chosen); });
     window->setMenuBar(bar);
     const int barHeight = bar->isNativeMenuBar() ? 0 : bar->heightForWidth(contentSize.width());
     window->resize(contentSize.width(), contentSize.height() + barHeight);
     centre(*window);
+    window->winId(); // makes its QWindow
+    window->windowHandle()->installEventFilter(this);
     return window;
+}
+
+/// By now the window manager has put a frame around the window, and a large font may have made the window
+/// larger than it was to be.
+bool WindowPresenter::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Expose) {
+        watched->removeEventFilter(this);
+        for (QMainWindow *window : {m_settingsWindow.get(), m_logsWindow.get()}) {
+            if (window && window->windowHandle() == watched)
+                centre(*window);
+        }
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+/// Shows the hidden windows as well, and this one in front of them.
+void WindowPresenter::bringUp(QWidget &window)
+{
+    for (const QPointer<QWidget> &hidden : std::exchange(m_hidden, {})) {
+        if (hidden && hidden != &window)
+            hidden->show();
+    }
+    orderFront(window);
 }
 
 QList<QWidget *> WindowPresenter::openWindows() const
@@ -89,11 +135,11 @@ QList<QWidget *> WindowPresenter::openWindows() const
     return open;
 }
 
-void WindowPresenter::perform(MainMenu::Action action)
+void WindowPresenter::perform(MainMenu::Action action, QWidget &window)
 {
     switch (action) {
     case MainMenu::Action::About:
-        return showAbout();
+        return showAbout(window);
     case MainMenu::Action::Settings:
         return showSettingsAction();
     case MainMenu::Action::TunnelLogs:
@@ -102,34 +148,59 @@ void WindowPresenter::perform(MainMenu::Action action)
         return hideAll();
     case MainMenu::Action::Quit:
         return m_application.terminate();
+    case MainMenu::Action::Minimize:
+        return window.showMinimized();
+    case MainMenu::Action::Close:
+        window.close();
+        return;
     default:
         return;
     }
 }
 
-void WindowPresenter::showAbout()
+void WindowPresenter::showAbout(QWidget &parent)
 {
     if (!m_about) {
-        m_about = new QMessageBox(QApplication::activeWindow());
+        m_about = new QMessageBox(&parent);
         m_about->setAttribute(Qt::WA_DeleteOnClose);
         m_about->setAttribute(Qt::WA_QuitOnClose, false);
         m_about->setModal(false);
-        m_about->setWindowTitle(tr("About Morvanel"));
+        m_about->setWindowTitle(u"About Morvanel"_s);
         m_about->setIconPixmap(QApplication::windowIcon().pixmap(64));
-        m_about->setText(tr("Morvanel %1").arg(QCoreApplication::applicationVersion()).trimmed());
-        m_about->setInformativeText(tr("Keeps Cloudflare tunnels running and shows how they are.\n\n"
-                                       "Copyright © 2026 The Morvanel authors\n"
-                                       "Free software under the MIT licence, without any warranty."));
+        m_about->setText(u"Morvanel %1"_s.arg(QCoreApplication::applicationVersion()).trimmed());
+        m_about->setInformativeText(u"Keeps Cloudflare tunnels running and shows how they are.\n\n"
+                                    "Copyright © 2026 The Morvanel authors\n"
+                                    "Free software under the MIT licence, without any warranty."_s);
+        addKeys(*m_about);
     }
     orderFront(*m_about);
 }
 
-/// Nothing of the program stays on screen but its item in the panel, which brings each window back.
+/// Makes the menu's keys work in a window without a menu bar, but for those that edit or minimise.
+void WindowPresenter::addKeys(QWidget &window)
+{
+    const QList<MainMenu::Submenu> submenus = MainMenu::make();
+    for (const MainMenu::Submenu &submenu : submenus) {
+        for (const MainMenu::Item &item : submenu.items) {
+            if (item.key.isEmpty() || MainMenu::isEditing(item.action) ||
+                item.action == MainMenu::Action::Minimize)
+                continue;
+            const auto key = QKeySequence::fromString(item.key, QKeySequence::PortableText);
+            const auto *shortcut = new QShortcut(key, &window);
+            connect(shortcut, &QShortcut::activated, this,
+                    [this, &window, action = item.action] { perform(action, window); });
+        }
+    }
+}
+
+/// Nothing of the program stays on screen but its item in the panel.
 void WindowPresenter::hideAll()
 {
-    if (m_about)
-        m_about->close();
-    const QList<QWidget *> open = openWindows();
-    for (QWidget *window : open)
+    QList<QWidget *> shown = openWindows();
+    if (m_about && m_about->isVisible())
+        shown.append(m_about);
+    for (QWidget *window : std::as_const(shown)) {
+        m_hidden.append(window);
         window->hide();
+    }
 }

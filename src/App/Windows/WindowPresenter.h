@@ -6,6 +6,7 @@
 #include "MainMenu.h"
 #include "Windows.h"
 
+#include <QList>
 #include <QObject>
 #include <QPointer>
 
@@ -18,7 +19,7 @@ class QWidget;
 class TunnelManager;
 
 /// Owns the two windows, Settings and Logs: each made at its first request, kept when the user closes it, and
-/// shown again at every later request.
+/// shown again at every later request. Carries out the commands of their menus.
 class WindowPresenter : public QObject, public Windows
 {
     Q_OBJECT
@@ -35,15 +36,19 @@ public:
     QMainWindow *settingsWindow() const { return m_settingsWindow.get(); }
     QMainWindow *logsWindow() const { return m_logsWindow.get(); }
 
-public Q_SLOTS:
-    void showSettingsAction() { showSettings(); }
-    void showLogsAction() { showLogs(std::nullopt); }
+protected:
+    /// Centres a window when it comes to the screen for the first time.
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     std::unique_ptr<QMainWindow> makeWindow(QWidget *content, QSize contentSize, const QString &title);
+    void bringUp(QWidget &window);
     QList<QWidget *> openWindows() const;
-    void perform(MainMenu::Action action);
-    void showAbout();
+    void perform(MainMenu::Action action, QWidget &window);
+    void showSettingsAction() { showSettings(); }
+    void showLogsAction() { showLogs(std::nullopt); }
+    void showAbout(QWidget &parent);
+    void addKeys(QWidget &window);
     void hideAll();
 
     TunnelManager &m_manager;
@@ -51,4 +56,5 @@ private:
     std::unique_ptr<QMainWindow> m_settingsWindow;
     std::unique_ptr<QMainWindow> m_logsWindow;
     QPointer<QMessageBox> m_about;
+    QList<QPointer<QWidget>> m_hidden; ///< by `hideAll`, until the program is activated again
 };
