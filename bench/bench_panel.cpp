@@ -7,10 +7,9 @@
 //   bench_panel menus         building and comparing menus, without a bus
 
 #include "AppFakes.h"
-#include "ExportedMenu.h"
+#include "DBusMenu.h"
 #include "Fakes.h"
 #include "Measure.h"
-#include "MenuTypes.h"
 #include "StatusItemController.h"
 
 #include <QCoreApplication>
@@ -172,7 +171,7 @@ int playClient(const char *path)
     const int fifo = ::open(path, O_WRONLY | O_CLOEXEC);
     if (fifo < 0)
         qFatal("no FIFO");
-    registerMenuTypes();
+    registerBusTypes();
     PanelMenu menu(QDBusConnection::sessionBus());
     roundTrip(bareCall());
     const double bare = reportLatency(menu, fifo);
@@ -186,7 +185,6 @@ class SentMenu
 public:
     explicit SentMenu(int tunnels)
         : m_manager(m_world.services())
-        , m_exported([](const Symbol &image) { return image.symbolName.toUtf8(); })
     {
         for (int i = 0; i < tunnels; ++i) {
             const TunnelConfig tunnel =

@@ -7,11 +7,11 @@
 // prints the milliseconds.
 
 #include "AppFakes.h"
-#include "DotImages.h"
 #include "Fakes.h"
 #include "Measure.h"
 #include "SettingsView.h"
 #include "StatusIcon.h"
+#include "SymbolDrawing.h"
 #include "WindowPresenter.h"
 
 #include <QApplication>
@@ -234,7 +234,8 @@ int main(int argc, char **argv)
     QGuiApplication::setQuitOnLastWindowClosed(false);
     if (argc > 1) {
         Parts parts(3);
-        DotImages().png(StatusIcon::dot(TunnelState::stopped())); // as the panel's menu has, long before
+        // As the panel's menu has, long before.
+        SymbolDrawing::image(StatusIcon::dot(TunnelState::stopped()).symbolName, 16, Qt::black);
         std::printf("%f\n", QByteArrayView(argv[1]) == "empty" ? emptyTime() : settingsTime(parts));
         return 0;
     }

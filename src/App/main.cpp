@@ -13,6 +13,7 @@
 #include "SecretServiceStore.h"
 #include "SingleInstance.h"
 #include "StandardError.h"
+#include "StatusIcon.h"
 #include "StatusItemController.h"
 #include "TimerScheduler.h"
 #include "TunnelManager.h"
@@ -118,7 +119,8 @@ private:
     std::unique_ptr<StatusItemController> makeStatusItemController()
     {
         m_statusItem.emplace(QDBusConnection::sessionBus(),
-                             QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation));
+                             QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation),
+                             StatusIcon::images());
         connect(&*m_statusItem, &FreedesktopStatusItem::activationTokenProvided, &m_application,
                 &FreedesktopApplication::setActivationToken);
         return std::make_unique<StatusItemController>(m_manager, m_windows, *m_statusItem, m_application);

@@ -7,12 +7,12 @@
 
 #include <QString>
 
-/// A symbol to draw, as data: which drawing, how large, in which colour.
+/// A symbol to draw, as data: which drawing, in which colour.
 struct Symbol
 {
     QString symbolName;
-    QString description;
-    int pointSize = 0; ///< height in points
+    QString description; ///< for a screen reader
+    QString iconName;    ///< base name of its file in icon themes; empty where it has none
     ColorRole color = ColorRole::None;
     bool isTemplate = false; ///< tinted by whoever shows it
 

@@ -18,8 +18,8 @@ namespace {
 QString text(const Symbol &image)
 {
     static const QStringList colors{u"none"_s, u"green"_s, u"orange"_s, u"red"_s, u"secondary"_s, u"grey"_s};
-    return image.symbolName + u" \""_s + image.description + u"\" "_s + QString::number(image.pointSize) +
-           u' ' + colors.at(int(image.color)) + (image.isTemplate ? u" template"_s : QString());
+    return image.symbolName + u" \""_s + image.description + u"\" "_s + colors.at(int(image.color)) +
+           (image.isTemplate ? u" template"_s : QString());
 }
 
 /// All of an entry but its id: `    title / detail (tooltip) ^key {dot} disabled -> action object`.
@@ -117,21 +117,21 @@ private Q_SLOTS:
         QTest::addColumn<QString>("title");
         QTest::addColumn<QString>("badge");
         QTest::addColumn<QString>("toolTip");
-        const QString idle = u"bolt.horizontal.icloud \"No active tunnels\" 15 none template"_s;
-        const QString connected = u"bolt.horizontal.icloud.fill \"Tunnels connected\" 15 green"_s;
+        const QString idle = u"bolt.horizontal.icloud \"No active tunnels\" none template"_s;
+        const QString connected = u"bolt.horizontal.icloud.fill \"Tunnels connected\" green"_s;
         const QString up = u"connected"_s;
         QTest::newRow("idle") << QStringList{u"stopped"_s} << idle << u""_s << u""_s
                               << u"Morvanel: no active tunnels"_s;
         QTest::newRow("connecting") << QStringList{u"starting"_s, up}
-                                    << u"arrow.clockwise.icloud \"Connecting\" 15 orange"_s << u""_s << u"1"_s
+                                    << u"arrow.clockwise.icloud \"Connecting\" orange"_s << u""_s << u"1"_s
                                     << u"Morvanel: connecting"_s;
         QTest::newRow("one of two") << QStringList{up, u"stopped"_s} << connected << u""_s << u"1"_s
                                     << u"Morvanel: 1 of 2 tunnels connected"_s;
         QTest::newRow("twelve") << QStringList(12, up) << connected << u" 12"_s << u"12"_s
                                 << u"Morvanel: 12 of 12 tunnels connected"_s;
         QTest::newRow("problem") << QStringList{up, up, u"failed"_s}
-                                 << u"exclamationmark.icloud.fill \"A tunnel has a problem\" 15 red"_s
-                                 << u" 2"_s << u"2"_s << u"Morvanel: a tunnel has a problem"_s;
+                                 << u"exclamationmark.icloud.fill \"A tunnel has a problem\" red"_s << u" 2"_s
+                                 << u"2"_s << u"Morvanel: a tunnel has a problem"_s;
     }
 
     void content()
@@ -163,7 +163,7 @@ private Q_SLOTS:
         };
         const auto plain = [row](const char *state, const QString &hostname, const QString &label,
                                  const QString &color, const QString &address = {}) {
-            row(state, hostname, label, u"stop"_s, u"\"%1\" 9 %2"_s.arg(label, color), address);
+            row(state, hostname, label, u"stop"_s, u"\"%1\" %2"_s.arg(label, color), address);
         };
         const auto connected = [plain](const QString &hostname, const QString &address) {
             plain("connected", hostname, u"Connected (2 connections)"_s, u"green"_s, address);
@@ -177,10 +177,10 @@ private Q_SLOTS:
         plain("starting", u"a.example"_s, u"Connecting…"_s, u"orange"_s);
         plain("reconnecting", u"a.example"_s, u"Reconnecting…"_s, u"orange"_s);
         plain("stopping", {}, u"Stopping…"_s, u"orange"_s);
-        const QString grey = u"\"Stopped\" 9 grey"_s;
+        const QString grey = u"\"Stopped\" grey"_s;
         row("stopped", {}, u"Stopped · click to start"_s, u"start"_s, grey);
         row("stopped", u" a.example "_s, u"Stopped ·  a.example "_s, u"start"_s, grey);
-        row("failed", u"a.example"_s, u"Error · no %1 way"_s, u"start"_s, u"\"Error: no %1 way\" 9 red"_s);
+        row("failed", u"a.example"_s, u"Error · no %1 way"_s, u"start"_s, u"\"Error: no %1 way\" red"_s);
     }
 
     void tunnelEntries()
@@ -203,8 +203,8 @@ private Q_SLOTS:
         const QStringList warning{u"---"_s, u"⚠︎ cloudflared not found -> settings"_s};
         const QStringList dockLogs{u"Log… -> logs"_s};
         const QString connected =
-            u"t — Connected (2 connections) {circle.fill \"Connected (2 connections)\" 9 green} -> toggle"_s;
-        const QString stopped = u"t — Stopped {circle.fill \"Stopped\" 9 grey} -> toggle"_s;
+            u"t — Connected (2 connections) {circle.fill \"Connected (2 connections)\" green} -> toggle"_s;
+        const QString stopped = u"t — Stopped {circle.fill \"Stopped\" grey} -> toggle"_s;
         const QStringList none{u"Morvanel disabled"_s, u"---"_s, u"No tunnels configured disabled"_s,
                                u"Add Tunnel… -> settings"_s};
 

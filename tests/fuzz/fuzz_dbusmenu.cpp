@@ -3,7 +3,7 @@
 
 // Calls of a menu with any arguments, between changes of it, as any program on the session bus may make them.
 
-#include "DBusMenuAdaptor.h"
+#include "DBusMenu.h"
 #include "Fuzz.h"
 
 #include <QCoreApplication>
@@ -39,21 +39,19 @@ Menu anyMenu(FuzzedDataProvider &input)
     return menu;
 }
 
-void call(DBusMenuAdaptor &menu, FuzzedDataProvider &input)
+void call(DBusMenu &menu, FuzzedDataProvider &input)
 {
-    const auto message =
-        QDBusMessage::createMethodCall(u"a.b"_s, u"/menu"_s, u"com.canonical.dbusmenu"_s, u"Any"_s);
     const int id = anyId(input);
     const QString name = input.ConsumeBool() ? u"clicked"_s : anyText(input);
     QList<int> unknown;
     MenuLayout layout;
-    menu.AboutToShow(id, message);
-    menu.AboutToShowGroup({id, anyId(input)}, message, unknown);
-    menu.GetProperty(id, name, message);
-    menu.GetGroupProperties({id, anyId(input)}, {name}, message);
-    menu.GetLayout(id, anyId(input), {name}, message, layout);
-    menu.Event(id, name, QDBusVariant(name), 0, message);
-    menu.EventGroup({{anyId(input), name, id, 0}}, message);
+    menu.AboutToShow(id);
+    menu.AboutToShowGroup({id, anyId(input)}, unknown);
+    menu.GetProperty(id, name);
+    menu.GetGroupProperties({id, anyId(input)}, {name});
+    menu.GetLayout(id, anyId(input), {name}, layout);
+    menu.Event(id, name, QDBusVariant(name), 0);
+    menu.EventGroup({{anyId(input), name, id, 0}});
 }
 
 } // namespace
@@ -64,21 +62,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     static const QCoreApplication application(argumentCount, nullptr);
     FuzzedDataProvider input(data, size);
     QHash<int, MenuItem> seen;
-    DBusMenuExporter exporter(QDBusConnection(u"none"_s), u"/menu"_s);
-    QObject::connect(&exporter, &DBusMenuExporter::aboutToShow, &exporter, [&] {
+    DBusMenu menu(QDBusConnection(u"none"_s), u"/menu"_s);
+    QObject::connect(&menu, &DBusMenu::aboutToShow, &menu, [&] {
         if (input.ConsumeBool())
-            exporter.setMenu(anyMenu(input));
+            menu.setMenu(anyMenu(input));
     });
-    QObject::connect(&exporter, &DBusMenuExporter::chosen, &exporter, [&](const MenuItem &item) {
+    QObject::connect(&menu, &DBusMenu::chosen, &menu, [&](const MenuItem &item) {
         Fuzz::expect(item.isEnabled && !item.isSeparator, "only an entry that can be clicked acts");
     });
     while (input.remaining_bytes() > 0) {
         if (input.ConsumeBool())
-            exporter.setMenu(anyMenu(input));
+            menu.setMenu(anyMenu(input));
         QCoreApplication::processEvents();
-        call(*exporter.findChild<DBusMenuAdaptor *>(), input);
+        call(menu, input);
         for (int id = 1; id <= 40; ++id) {
-            const MenuItem *item = exporter.menu().item(id);
+            const MenuItem *item = menu.exported().item(id);
             if (!item)
                 continue;
             Fuzz::expect(seen.value(id, *item).id == item->id && seen.value(id, *item).action == item->action,

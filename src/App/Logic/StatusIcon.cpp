@@ -5,36 +5,36 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr int panelPointSize = 15;
-constexpr int dotPointSize = 9;
-
-} // namespace
-
 namespace StatusIcon {
 
 Symbol image(OverallStatus status)
 {
-    const auto colored = [](const QString &symbolName, const QString &description, ColorRole color) {
-        return Symbol{symbolName, description, panelPointSize, color, false};
-    };
     switch (status) {
     case OverallStatus::Connecting:
-        return colored(u"arrow.clockwise.icloud"_s, u"Connecting"_s, ColorRole::Orange);
+        return {u"arrow.clockwise.icloud"_s, u"Connecting"_s, u"morvanel-connecting"_s, ColorRole::Orange,
+                false};
     case OverallStatus::Connected:
-        return colored(u"bolt.horizontal.icloud.fill"_s, u"Tunnels connected"_s, ColorRole::Green);
+        return {u"bolt.horizontal.icloud.fill"_s, u"Tunnels connected"_s, u"morvanel-connected"_s,
+                ColorRole::Green, false};
     case OverallStatus::Problem:
-        return colored(u"exclamationmark.icloud.fill"_s, u"A tunnel has a problem"_s, ColorRole::Red);
+        return {u"exclamationmark.icloud.fill"_s, u"A tunnel has a problem"_s, u"morvanel-problem"_s,
+                ColorRole::Red, false};
     case OverallStatus::Idle:
         break;
     }
-    return {u"bolt.horizontal.icloud"_s, u"No active tunnels"_s, panelPointSize, ColorRole::None, true};
+    return {u"bolt.horizontal.icloud"_s, u"No active tunnels"_s, u"morvanel-idle-symbolic"_s, ColorRole::None,
+            true};
+}
+
+QList<Symbol> images()
+{
+    return {image(OverallStatus::Idle), image(OverallStatus::Connecting), image(OverallStatus::Connected),
+            image(OverallStatus::Problem)};
 }
 
 Symbol dot(const TunnelState &state)
 {
-    return {u"circle.fill"_s, state.label(), dotPointSize, state.colorRole(), false};
+    return {u"circle.fill"_s, state.label(), {}, state.colorRole(), false};
 }
 
 } // namespace StatusIcon

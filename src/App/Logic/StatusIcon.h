@@ -6,12 +6,16 @@
 #include "Symbol.h"
 #include "TunnelConfig.h"
 
+#include <QList>
+
 /// The picture for each state, as data, to be drawn where it is shown.
 namespace StatusIcon {
 
 /// The picture in the panel for all tunnels together. Idle is a template in the panel's own colour, the
 /// others keep theirs.
 Symbol image(OverallStatus status);
+/// The pictures of all statuses: panels look for their files before they are shown.
+QList<Symbol> images();
 
 /// The dot before a tunnel's entry; a screen reader speaks the state's label.
 Symbol dot(const TunnelState &state);

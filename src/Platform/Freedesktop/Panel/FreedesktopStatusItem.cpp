@@ -3,13 +3,22 @@
 
 #include "FreedesktopStatusItem.h"
 
+#include "LauncherEntryAdaptor.h"
+#include "PanelIcon.h"
 #include "StandardError.h"
+#include "X11Connection.h"
 
+#include <QAbstractNativeEventFilter>
 #include <QCursor>
 #include <QEvent>
 #include <QGuiApplication>
+#include <QIcon>
+#include <QPixmap>
+#include <QSystemTrayIcon>
 
 #include <chrono>
+#include <functional>
+#include <string>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -22,6 +31,9 @@ constexpr auto settlingTime = 500ms;
 /// At log-in the program may well start before the panel.
 constexpr auto timeForPanelToStart = 10s;
 
+const QString statusMenuPath = u"/MenuBar"_s;
+const QString dockMenuPath = u"/DockMenu"_s;
+
 bool canPlacePopups()
 {
     return !QGuiApplication::platformName().startsWith("wayland"_L1);
@@ -29,14 +41,93 @@ bool canPlacePopups()
 
 } // namespace
 
+/// Tells whether an old tray is there, as the System Tray Protocol of freedesktop.org has it: a selection of
+/// the X server that a panel owns. Asks the X server alone, never the panel.
+class X11Tray : private QAbstractNativeEventFilter
+{
+public:
+    explicit X11Tray(std::function<void()> appeared)
+        : m_appeared(std::move(appeared))
+    {
+        if (!X11::connection())
+            return;
+        m_selection = X11::atom("_NET_SYSTEM_TRAY_S" + std::to_string(X11::screenNumber()));
+        m_manager = X11::atom("MANAGER");
+        qGuiApp->installNativeEventFilter(this);
+    }
+
+    /// False also on other window systems.
+    bool isThere() const
+    {
+        xcb_connection_t *connection = X11::connection();
+        if (!connection)
+            return false;
+        const X11::Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+            connection, xcb_get_selection_owner(connection, m_selection), nullptr));
+        return reply && reply->owner != XCB_NONE;
+    }
+
+private:
+    bool nativeEventFilter(const QByteArray &, void *message, qintptr *) override
+    {
+        const auto *event = static_cast<xcb_client_message_event_t *>(message);
+        if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE && event->type == m_manager &&
+            event->data.data32[1] == m_selection)
+            m_appeared();
+        return false;
+    }
+
+    std::function<void()> m_appeared;
+    quint32 m_selection = 0;
+    quint32 m_manager = 0; ///< the message that new owners send to all
+};
+
+LauncherEntry::LauncherEntry(QDBusConnection bus, const QString &quicklistPath)
+    : m_properties{{u"count"_s, 0LL}, {u"count-visible"_s, false}, {u"quicklist"_s, quicklistPath}}
+{
+    new LauncherEntryAdaptor(this);
+    if (!bus.isConnected())
+        return;
+    bus.registerObject(u"/com/canonical/unity/launcherentry/morvanel"_s, this,
+                       QDBusConnection::ExportAdaptors);
+    m_launchers.setConnection(bus);
+    m_launchers.setWatchMode(QDBusServiceWatcher::WatchForRegistration);
+    m_launchers.addWatchedService(u"com.canonical.Unity"_s);
+    connect(&m_launchers, &QDBusServiceWatcher::serviceRegistered, this, &LauncherEntry::announce);
+    announce();
+}
+
+void LauncherEntry::setBadge(const QString &badge)
+{
+    QVariantMap properties = m_properties;
+    bool isNumber = false;
+    properties[u"count"_s] = badge.toLongLong(&isNumber);
+    properties[u"count-visible"_s] = isNumber;
+    if (std::exchange(m_properties, properties) != properties)
+        announce();
+}
+
+QString LauncherEntry::Query(QVariantMap &properties) const
+{
+    properties = m_properties;
+    return u"application://com.ardentwick.Morvanel.desktop"_s;
+}
+
+void LauncherEntry::announce()
+{
+    QVariantMap properties;
+    const QString uri = Query(properties);
+    Q_EMIT Update(uri, properties);
+}
+
 FreedesktopStatusItem::FreedesktopStatusItem(const QDBusConnection &bus, const QString &runtimeFolder,
-                                             QObject *parent)
-    : QObject(parent)
-    , m_statusMenu(bus, u"/MenuBar"_s)
-    , m_dockMenu(bus, u"/DockMenu"_s)
-    , m_item(bus, m_statusMenu.path(), runtimeFolder)
-    , m_launcherEntry(bus, m_dockMenu.path())
+                                             const QList<Symbol> &icons)
+    : m_statusMenu(bus, statusMenuPath)
+    , m_dockMenu(bus, dockMenuPath)
+    , m_item(bus, statusMenuPath, runtimeFolder, icons)
+    , m_launcherEntry(bus, dockMenuPath)
     , m_watcher(bus)
+    , m_x11Tray(std::make_unique<X11Tray>([this] { choosePanel(); }))
 {
     connectMenus();
     connectPanels();
@@ -47,9 +138,9 @@ FreedesktopStatusItem::~FreedesktopStatusItem() = default;
 
 void FreedesktopStatusItem::connectMenus()
 {
-    connect(&m_statusMenu, &DBusMenuExporter::aboutToShow, this, &FreedesktopStatusItem::askForMenu);
-    connect(&m_statusMenu, &DBusMenuExporter::chosen, this, &FreedesktopStatusItem::choose);
-    connect(&m_dockMenu, &DBusMenuExporter::chosen, this, &FreedesktopStatusItem::choose);
+    connect(&m_statusMenu, &DBusMenu::aboutToShow, this, &FreedesktopStatusItem::askForMenu);
+    connect(&m_statusMenu, &DBusMenu::chosen, this, &FreedesktopStatusItem::choose);
+    connect(&m_dockMenu, &DBusMenu::chosen, this, &FreedesktopStatusItem::choose);
     connect(&m_item, &StatusNotifierItem::activated, this, &FreedesktopStatusItem::showSomething);
     connect(&m_item, &StatusNotifierItem::activationTokenProvided, this,
             &FreedesktopStatusItem::activationTokenProvided);
@@ -63,7 +154,6 @@ void FreedesktopStatusItem::connectPanels()
         m_dockMenu.setQuirks(m_watcher.quirks());
         m_item.setRefusesActivate(m_watcher.quirks().refusesActivate);
     });
-    connect(&m_x11Tray, &X11Tray::appeared, this, &FreedesktopStatusItem::choosePanel);
     m_settling.setSingleShot(true);
     m_settling.setInterval(settlingTime);
     connect(&m_settling, &QTimer::timeout, this, &FreedesktopStatusItem::useTrayIfAlone);
@@ -81,10 +171,21 @@ void FreedesktopStatusItem::setContent(const StatusItemContent &content)
     if (content == m_content)
         return;
     m_content = content;
-    m_item.setContent(content);
     m_launcherEntry.setBadge(content.badge);
-    if (m_tray)
-        m_tray->setContent(content);
+    drawContent();
+}
+
+void FreedesktopStatusItem::drawContent()
+{
+    m_item.setContent(m_content);
+    if (!m_tray)
+        return;
+    QIcon icon;
+    for (const QImage &image : PanelIcon(m_content.image, m_content.title).images())
+        icon.addPixmap(QPixmap::fromImage(image));
+    m_tray->setIcon(icon);
+    m_tray->setToolTip(m_content.toolTip);
+    m_tray->setVisible(!icon.isNull());
 }
 
 void FreedesktopStatusItem::setMenu(const Menu &menu)
@@ -102,11 +203,8 @@ void FreedesktopStatusItem::setDockMenu(const Menu &menu)
 
 bool FreedesktopStatusItem::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::ApplicationPaletteChange && watched == qGuiApp) {
-        m_item.redraw();
-        if (m_tray)
-            m_tray->setContent(m_content);
-    }
+    if (event->type() == QEvent::ApplicationPaletteChange && watched == qGuiApp)
+        drawContent();
     return QObject::eventFilter(watched, event);
 }
 
@@ -135,12 +233,16 @@ void FreedesktopStatusItem::choosePanel()
 
 void FreedesktopStatusItem::useTrayIfAlone()
 {
-    if (m_tray || m_watcher.host() != NotifierWatcher::Host::Absent || !m_x11Tray.isThere())
+    if (m_tray || m_watcher.host() != NotifierWatcher::Host::Absent || !m_x11Tray->isThere())
         return;
-    makePopup();
-    m_tray = std::make_unique<TrayIcon>(*m_popup);
-    connect(m_tray.get(), &TrayIcon::activated, this, &FreedesktopStatusItem::showSomething);
-    m_tray->setContent(m_content);
+    m_tray = std::make_unique<QSystemTrayIcon>();
+    m_tray->setContextMenu(&popup());
+    connect(m_tray.get(), &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                if (reason == QSystemTrayIcon::Trigger)
+                    showSomething();
+            });
+    drawContent();
 }
 
 void FreedesktopStatusItem::reportMissingPanel() const
@@ -150,21 +252,20 @@ void FreedesktopStatusItem::reportMissingPanel() const
             u"No panel shows status items here; launch Morvanel again to open its settings"_s);
 }
 
-void FreedesktopStatusItem::makePopup()
+PopupMenu &FreedesktopStatusItem::popup()
 {
-    if (m_popup)
-        return;
-    m_popup = std::make_unique<PopupMenu>();
-    m_popup->setItems(m_menu);
-    connect(m_popup.get(), &QMenu::aboutToShow, this, &FreedesktopStatusItem::updatePopup);
-    // In the next turn, so that the menu is gone before anything else happens.
-    connect(m_popup.get(), &PopupMenu::chosen, this, &FreedesktopStatusItem::choose, Qt::QueuedConnection);
-}
-
-void FreedesktopStatusItem::updatePopup()
-{
-    askForMenu();
-    m_popup->setItems(m_menu);
+    if (!m_popup) {
+        m_popup = std::make_unique<PopupMenu>();
+        m_popup->setItems(m_menu);
+        connect(m_popup.get(), &QMenu::aboutToShow, this, [this] {
+            askForMenu();
+            m_popup->setItems(m_menu);
+        });
+        // In the next turn, so that the menu is gone before anything else happens.
+        connect(m_popup.get(), &PopupMenu::chosen, this, &FreedesktopStatusItem::choose,
+                Qt::QueuedConnection);
+    }
+    return *m_popup;
 }
 
 void FreedesktopStatusItem::showSomething()
@@ -175,6 +276,5 @@ void FreedesktopStatusItem::showSomething()
         choose(settings);
         return;
     }
-    makePopup();
-    m_popup->popup(QCursor::pos());
+    popup().popup(QCursor::pos());
 }

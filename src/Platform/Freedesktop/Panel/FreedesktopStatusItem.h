@@ -3,21 +3,49 @@
 
 #pragma once
 
-#include "DBusMenuExporter.h"
-#include "LauncherEntry.h"
+#include "DBusMenu.h"
 #include "NotifierWatcher.h"
 #include "PopupMenu.h"
 #include "StatusItem.h"
 #include "StatusNotifierItem.h"
-#include "TrayIcon.h"
-#include "X11Tray.h"
 
 #include <QDBusConnection>
+#include <QDBusServiceWatcher>
 #include <QObject>
 #include <QString>
 #include <QTimer>
+#include <QVariantMap>
 
 #include <memory>
+
+class QSystemTrayIcon;
+class X11Tray;
+
+/// The badge and the menu of the program's icon in a launcher or task bar, as an object on the session bus:
+/// com.canonical.Unity.LauncherEntry.
+class LauncherEntry : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// @param quicklistPath the com.canonical.dbusmenu object of the icon's menu
+    LauncherEntry(QDBusConnection bus, const QString &quicklistPath);
+
+    /// A number; anything else takes the badge away.
+    void setBadge(const QString &badge);
+
+    /// The method of the interface.
+    QString Query(QVariantMap &properties) const;
+
+Q_SIGNALS:
+    void Update(const QString &app_uri, const QVariantMap &properties);
+
+private:
+    void announce();
+
+    QVariantMap m_properties;
+    QDBusServiceWatcher m_launchers; ///< a launcher that starts late hears of the badge as well
+};
 
 /// The status item on a freedesktop.org desktop, whatever its panel knows: StatusNotifierItem where a panel
 /// for it is there, the old XEmbed tray where only that is, nothing without a panel. A panel may come, go and
@@ -35,9 +63,9 @@ class FreedesktopStatusItem : public QObject, public StatusItem
 
 public:
     /// @param bus the session bus; the program runs without one as well
-    /// @param runtimeFolder `$XDG_RUNTIME_DIR`, where the icons are put
+    /// @param runtimeFolder, icons see StatusNotifierItem
     FreedesktopStatusItem(const QDBusConnection &bus, const QString &runtimeFolder,
-                          QObject *parent = nullptr);
+                          const QList<Symbol> &icons);
     ~FreedesktopStatusItem() override;
 
     void setCallbacks(Callbacks callbacks) override;
@@ -56,25 +84,27 @@ protected:
 private:
     void connectMenus();
     void connectPanels();
+    void drawContent();
     void askForMenu();
     void choose(const MenuItem &item);
     void choosePanel();
     void useTrayIfAlone();
     void reportMissingPanel() const;
-    void makePopup();
-    void updatePopup();
+    PopupMenu &popup();
     void showSomething();
 
     Callbacks m_callbacks;
     StatusItemContent m_content;
     Menu m_menu;
-    DBusMenuExporter m_statusMenu;
-    DBusMenuExporter m_dockMenu;
+    DBusMenu m_statusMenu;
+    DBusMenu m_dockMenu;
     StatusNotifierItem m_item;
     LauncherEntry m_launcherEntry;
     NotifierWatcher m_watcher;
-    X11Tray m_x11Tray;
+    std::unique_ptr<X11Tray> m_x11Tray;
     std::unique_ptr<PopupMenu> m_popup; ///< made when first needed
-    std::unique_ptr<TrayIcon> m_tray;
+    /// Qt decides once per process, when its tray is first used, which kind of panel it speaks to. So it is
+    /// not made before it is known that no panel for StatusNotifierItem is there.
+    std::unique_ptr<QSystemTrayIcon> m_tray;
     QTimer m_settling;
 };

@@ -3,7 +3,10 @@
 
 #include "HostQuirks.h"
 
+#include "Text.h"
+
 #include <array>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -20,6 +23,27 @@ constexpr std::array table{
     Row{u"org.kde.plasmashell", {}, {.twoLineLabels = false, .refusesActivate = true}},
     Row{{}, u"lxqt-panel", {.twoLineLabels = false, .refusesActivate = false}},
 };
+
+/// In user-perceived characters: the longest title beside a detail, since a menu could not hold more, and the
+/// longest line of any other kind, since a launcher's entry holds a whole failure message.
+constexpr int longestName = 200;
+constexpr int longestLine = 500;
+
+constexpr std::array<std::pair<char16_t, QStringView>, 8> keyNames{{
+    {u',', u"comma"},
+    {u'.', u"period"},
+    {u'-', u"minus"},
+    {u'+', u"plus"},
+    {u'=', u"equal"},
+    {u'/', u"slash"},
+    {u'?', u"question"},
+    {u' ', u"space"},
+}};
+
+QString plainLine(const QString &text, int characters = longestLine)
+{
+    return Text::oneLine(Text::shortenedInMiddle(text, characters));
+}
 
 } // namespace
 
@@ -41,4 +65,36 @@ HostQuirks HostQuirks::of(const QSet<QString> &present, const QString &watcherPr
             return row.quirks;
     }
     return {};
+}
+
+QString HostQuirks::lines(const MenuItem &item) const
+{
+    const QString indentation(qsizetype(4) * qMax(0, item.indentation), u' ');
+    if (item.detail.isEmpty())
+        return indentation + plainLine(item.title);
+    const QString join = twoLineLabels ? u'\n' + indentation : u" — "_s;
+    return indentation + plainLine(item.title, longestName) + join + plainLine(item.detail);
+}
+
+QString HostQuirks::label(const MenuItem &item) const
+{
+    return lines(item).replace(u'_', u"__"_s);
+}
+
+QStringList HostQuirks::shortcut(const MenuItem &item) const
+{
+    if (item.shortcut.isEmpty())
+        return {};
+    for (const auto &[character, name] : keyNames) {
+        if (item.shortcut == QChar(character))
+            return {u"Control"_s, name.toString()};
+    }
+    return {u"Control"_s, item.shortcut};
+}
+
+QString HostQuirks::accessibleDescription(const MenuItem &item) const
+{
+    if (!item.image || item.image->description.isEmpty() || item.title.endsWith(item.image->description))
+        return {};
+    return plainLine(item.title) + u", "_s + plainLine(item.image->description);
 }

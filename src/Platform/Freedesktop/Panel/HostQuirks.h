@@ -3,12 +3,16 @@
 
 #pragma once
 
+#include "Menu.h"
+
 #include <QSet>
 #include <QString>
 #include <QStringList>
 
-/// What one panel needs done differently from the others. All that is known of single panels stands in
-/// the table of HostQuirks.cpp and nowhere else.
+/// One panel's differences from the others, and the texts of a menu entry as that panel shows them.
+/// Everything that is known of single panels stands in the table of HostQuirks.cpp and nowhere else.
+///
+/// The texts may hold anything that a user or a child process wrote.
 struct HostQuirks
 {
     bool twoLineLabels = true;    ///< false: "name — detail", because a line break is squeezed or dropped
@@ -16,11 +20,22 @@ struct HostQuirks
 
     bool operator==(const HostQuirks &) const = default;
 
-    /// The names on the session bus that tell panels apart.
+    /// Returns the names on the session bus that tell panels apart.
     static QStringList busNames();
-    /// The quirks of the panel at hand.
+    /// Returns the quirks of the panel at hand.
     ///
     /// @param present those of `busNames` that have an owner
     /// @param watcherProcess name of the process that owns the notifier watcher; may be empty
     static HostQuirks of(const QSet<QString> &present, const QString &watcherProcess);
+
+    /// Returns title and detail in two lines or one, indented by four blanks a level and shortened where they
+    /// are very long, without any markup.
+    QString lines(const MenuItem &item) const;
+    /// Returns the `label` of com.canonical.dbusmenu, in which an underscore would mark a mnemonic.
+    QString label(const MenuItem &item) const;
+    /// Returns the key as com.canonical.dbusmenu names it, such as {"Control", "comma"}; empty for no key.
+    QStringList shortcut(const MenuItem &item) const;
+    /// Returns the text for a screen reader: the title and the meaning of its image. Empty where the label
+    /// alone says it.
+    QString accessibleDescription(const MenuItem &item) const;
 };

@@ -6,7 +6,6 @@
 #include "NotifierWatcherInterface.h"
 
 #include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <QFile>
 #include <QTimer>
 
@@ -24,23 +23,29 @@ constexpr auto pauseBetweenAttempts = 200ms;
 
 QString watcherName()
 {
-    return NotifierWatcherInterface::serviceName();
+    return QString::fromLatin1(NotifierWatcherInterface::staticInterfaceName());
 }
 
-QDBusMessage busCall(const QString &method, const QVariantList &arguments)
+QDBusMessage watcherCall(const QString &watcher, const QString &interface, const QString &method)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
-                                                       u"org.freedesktop.DBus"_s, method);
-    call.setArguments(arguments);
-    return call;
+    return QDBusMessage::createMethodCall(watcher, u"/StatusNotifierWatcher"_s, interface, method);
 }
 
-QDBusMessage watcherCall(const QString &owner, const QString &interface, const QString &method,
-                         const QVariantList &arguments)
+QDBusMessage busCall(const QString &method, const QString &name)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(owner, u"/StatusNotifierWatcher"_s, interface, method);
-    call.setArguments(arguments);
-    return call;
+    return QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                          u"org.freedesktop.DBus"_s, method)
+           << name;
+}
+
+QDBusMessage registration(const QString &watcher, const QDBusConnection &bus)
+{
+    return watcherCall(watcher, watcherName(), u"RegisterStatusNotifierItem"_s) << bus.baseService();
+}
+
+bool isError(const QDBusMessage &reply)
+{
+    return reply.type() == QDBusMessage::ErrorMessage;
 }
 
 /// Calls without waiting; `done` runs with the answer as long as the context lives.
@@ -56,9 +61,8 @@ void callLater(const QDBusConnection &bus, const QDBusMessage &call, QObject *co
 
 } // namespace
 
-NotifierWatcher::NotifierWatcher(const QDBusConnection &bus, QObject *parent)
-    : QObject(parent)
-    , m_bus(bus)
+NotifierWatcher::NotifierWatcher(const QDBusConnection &bus)
+    : m_bus(bus)
 {
     if (!m_bus.isConnected()) {
         m_host = Host::Absent;
@@ -68,71 +72,56 @@ NotifierWatcher::NotifierWatcher(const QDBusConnection &bus, QObject *parent)
     m_names.setWatchMode(QDBusServiceWatcher::WatchForOwnerChange);
     connect(&m_names, &QDBusServiceWatcher::serviceOwnerChanged, this,
             [this](const QString &name, const QString &, const QString &owner) { setOwner(name, owner); });
-    m_interface = std::make_unique<NotifierWatcherInterface>(m_bus);
-    connect(m_interface.get(), &NotifierWatcherInterface::StatusNotifierHostRegistered, this,
+    auto *watcher = new NotifierWatcherInterface(watcherName(), u"/StatusNotifierWatcher"_s, m_bus, this);
+    connect(watcher, &NotifierWatcherInterface::StatusNotifierHostRegistered, this,
             &NotifierWatcher::findHost);
-    connect(m_interface.get(), &NotifierWatcherInterface::StatusNotifierHostUnregistered, this,
+    connect(watcher, &NotifierWatcherInterface::StatusNotifierHostUnregistered, this,
             &NotifierWatcher::findHost);
+    // Qt hands this signal out by its name alone.
     m_bus.connect(QString(), u"/org/freedesktop/DBus/Local"_s, u"org.freedesktop.DBus.Local"_s,
                   u"Disconnected"_s, this, SLOT(forgetBus()));
     announceAtOnce();
-    findNames();
+    for (const QString &name : HostQuirks::busNames())
+        watch(name);
 }
-
-NotifierWatcher::~NotifierWatcher() = default;
 
 /// Before it is known who owns the name: the main thread starts tunnels now, and an answer would have to
 /// wait.
 void NotifierWatcher::announceAtOnce()
 {
-    m_isFirstCallPending = true;
-    QDBusMessage call =
-        watcherCall(watcherName(), watcherName(), u"RegisterStatusNotifierItem"_s, {m_bus.baseService()});
+    QDBusMessage call = registration(watcherName(), m_bus);
     call.setAutoStartService(false);
     callLater(m_bus, call, this, [this](const QDBusMessage &reply) {
-        m_isFirstCallPending = false;
-        const bool isError = reply.type() == QDBusMessage::ErrorMessage;
-        if (m_owner.isEmpty())
-            m_announcedTo = isError ? QString() : reply.service();
-        else if (isError || reply.service() != m_owner)
-            retryLater(1, m_owner);
+        m_announcedTo = isError(reply) ? QString() : reply.service();
+        watch(watcherName());
     });
 }
 
-void NotifierWatcher::findNames()
+void NotifierWatcher::watch(const QString &name)
 {
-    const QStringList names = HostQuirks::busNames() + QStringList{watcherName()};
-    for (const QString &name : names) {
-        m_names.addWatchedService(name);
-        callLater(m_bus, busCall(u"GetNameOwner"_s, {name}), this, [this, name](const QDBusMessage &reply) {
-            const bool isOwned = reply.type() == QDBusMessage::ReplyMessage;
-            setOwner(name, isOwned ? reply.arguments().value(0).toString() : QString());
-        });
-    }
+    m_names.addWatchedService(name);
+    callLater(m_bus, busCall(u"GetNameOwner"_s, name), this, [this, name](const QDBusMessage &reply) {
+        setOwner(name, isError(reply) ? QString() : reply.arguments().value(0).toString());
+    });
 }
 
 /// Nobody tells any more that the panel is gone.
 void NotifierWatcher::forgetBus()
 {
-    const QSet<QString> names = m_presentNames;
-    for (const QString &name : names)
-        setOwner(name, {});
+    m_presentNames.clear();
     setWatcher({});
+    findQuirks();
 }
 
 void NotifierWatcher::setOwner(const QString &name, const QString &owner)
 {
-    if (name == watcherName()) {
-        setWatcher(owner);
-        return;
-    }
-    const HostQuirks before = quirks();
+    if (name == watcherName())
+        return setWatcher(owner);
     if (owner.isEmpty())
         m_presentNames.remove(name);
     else
         m_presentNames.insert(name);
-    if (quirks() != before)
-        Q_EMIT quirksChanged();
+    findQuirks();
 }
 
 void NotifierWatcher::setWatcher(const QString &owner)
@@ -142,7 +131,7 @@ void NotifierWatcher::setWatcher(const QString &owner)
     if (owner.isEmpty()) {
         setHost(Host::Absent);
     } else if (before != owner) {
-        if (!m_isFirstCallPending && announcedTo != owner)
+        if (announcedTo != owner)
             registerItem(1);
         findHost();
         findProcess();
@@ -151,49 +140,41 @@ void NotifierWatcher::setWatcher(const QString &owner)
 
 void NotifierWatcher::registerItem(int attempt)
 {
-    const auto call =
-        watcherCall(m_owner, watcherName(), u"RegisterStatusNotifierItem"_s, {m_bus.baseService()});
-    callLater(m_bus, call, this, [this, attempt, owner = m_owner](const QDBusMessage &reply) {
-        if (reply.type() == QDBusMessage::ErrorMessage && attempt < attempts)
-            retryLater(attempt, owner);
-    });
-}
-
-void NotifierWatcher::retryLater(int attempt, const QString &owner)
-{
-    QTimer::singleShot(pauseBetweenAttempts, this, [this, attempt, owner] {
-        if (owner == m_owner)
-            registerItem(attempt + 1);
-    });
+    callLater(m_bus, registration(m_owner, m_bus), this,
+              [this, attempt, owner = m_owner](const QDBusMessage &reply) {
+                  if (!isError(reply) || attempt == attempts)
+                      return;
+                  QTimer::singleShot(pauseBetweenAttempts, this, [this, attempt, owner] {
+                      if (owner == m_owner)
+                          registerItem(attempt + 1);
+                  });
+              });
 }
 
 void NotifierWatcher::findHost()
 {
     if (m_owner.isEmpty())
         return;
-    const auto call = watcherCall(m_owner, u"org.freedesktop.DBus.Properties"_s, u"Get"_s,
-                                  {watcherName(), u"IsStatusNotifierHostRegistered"_s});
+    const auto call = watcherCall(m_owner, u"org.freedesktop.DBus.Properties"_s, u"Get"_s)
+                      << watcherName() << u"IsStatusNotifierHostRegistered"_s;
     callLater(m_bus, call, this, [this, owner = m_owner](const QDBusMessage &reply) {
         if (owner != m_owner)
             return;
         // A watcher that cannot tell would not be there without a panel.
         const QVariant value = reply.arguments().value(0).value<QDBusVariant>().variant();
-        const bool isAbsent = reply.type() == QDBusMessage::ReplyMessage && value == QVariant(false);
-        setHost(isAbsent ? Host::Absent : Host::Present);
+        setHost(!isError(reply) && value == QVariant(false) ? Host::Absent : Host::Present);
     });
 }
 
 void NotifierWatcher::findProcess()
 {
-    const auto call = busCall(u"GetConnectionUnixProcessID"_s, {m_owner});
+    const auto call = busCall(u"GetConnectionUnixProcessID"_s, m_owner);
     callLater(m_bus, call, this, [this, owner = m_owner](const QDBusMessage &reply) {
         QFile name(u"/proc/%1/comm"_s.arg(reply.arguments().value(0).toUInt()));
-        if (owner != m_owner || reply.type() != QDBusMessage::ReplyMessage || !name.open(QIODevice::ReadOnly))
+        if (owner != m_owner || isError(reply) || !name.open(QIODevice::ReadOnly))
             return;
-        const HostQuirks before = quirks();
         m_process = QString::fromUtf8(name.readAll()).trimmed();
-        if (quirks() != before)
-            Q_EMIT quirksChanged();
+        findQuirks();
     });
 }
 
@@ -201,4 +182,11 @@ void NotifierWatcher::setHost(Host host)
 {
     if (std::exchange(m_host, host) != host)
         Q_EMIT hostChanged();
+}
+
+void NotifierWatcher::findQuirks()
+{
+    const HostQuirks quirks = HostQuirks::of(m_presentNames, m_process);
+    if (std::exchange(m_quirks, quirks) != quirks)
+        Q_EMIT quirksChanged();
 }

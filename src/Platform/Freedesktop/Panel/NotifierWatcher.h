@@ -11,10 +11,6 @@
 #include <QSet>
 #include <QString>
 
-#include <memory>
-
-class NotifierWatcherInterface;
-
 /// Announces the item to the panels of the session, through org.kde.StatusNotifierWatcher: to each new owner
 /// of that name at once, and without ever waiting for an answer. Also finds out which panel it is.
 class NotifierWatcher : public QObject
@@ -28,11 +24,10 @@ public:
         Absent,
     };
 
-    explicit NotifierWatcher(const QDBusConnection &bus, QObject *parent = nullptr);
-    ~NotifierWatcher() override;
+    explicit NotifierWatcher(const QDBusConnection &bus);
 
     Host host() const { return m_host; }
-    HostQuirks quirks() const { return HostQuirks::of(m_presentNames, m_process); }
+    const HostQuirks &quirks() const { return m_quirks; }
 
 Q_SIGNALS:
     void hostChanged();
@@ -43,22 +38,21 @@ private Q_SLOTS:
 
 private:
     void announceAtOnce();
-    void findNames();
+    void watch(const QString &name);
     void setOwner(const QString &name, const QString &owner);
     void setWatcher(const QString &owner);
     void registerItem(int attempt);
-    void retryLater(int attempt, const QString &owner);
     void findHost();
     void findProcess();
     void setHost(Host host);
+    void findQuirks();
 
     QDBusConnection m_bus;
     QDBusServiceWatcher m_names;
-    std::unique_ptr<NotifierWatcherInterface> m_interface;
-    QSet<QString> m_presentNames;
-    QString m_owner;       ///< unique name of the watcher; empty for none
-    QString m_process;     ///< its process's name
-    QString m_announcedTo; ///< by the first call, as long as the owner is not known
-    bool m_isFirstCallPending = false;
+    QSet<QString> m_presentNames; ///< of those that tell panels apart
+    QString m_owner;              ///< unique name of the watcher; empty for none
+    QString m_process;            ///< its process's name
+    QString m_announcedTo;        ///< by the first call, as long as the owner is not known
     Host m_host = Host::Unknown;
+    HostQuirks m_quirks;
 };

@@ -3,42 +3,180 @@
 
 #include "PopupMenu.h"
 
-#include "MenuText.h"
-#include "PopupMenuStyle.h"
+#include "HostQuirks.h"
 #include "SymbolDrawing.h"
 
 #include <QAction>
 #include <QEvent>
+#include <QFontMetrics>
+#include <QHash>
 #include <QKeySequence>
+#include <QPainter>
+#include <QProxyStyle>
 #include <QScreen>
+#include <QStyleOptionMenuItem>
 
-#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+constexpr int iconSide = 16;
+constexpr int margin = 8;  ///< left and right of everything
+constexpr int iconGap = 6; ///< between icon and text
+constexpr int keyGap = 24; ///< between text and key
+constexpr int padding = 4; ///< above and below the lines
+constexpr double smallFontScale = 0.85;
+constexpr double dimming = 0.7;
+
+/// The parts of an entry's text, as QMenu hands it over: lines, then the key behind a tabulator.
+struct Texts
+{
+    QString title;
+    QString detail;
+    QString key;
+
+    explicit Texts(const QString &text)
+        : key(text.section(u'\t', 1))
+    {
+        const QString lines = text.section(u'\t', 0, 0).replace(u"&&"_s, u"&"_s);
+        title = lines.section(u'\n', 0, 0);
+        detail = lines.section(u'\n', 1);
+    }
+};
+
+QFont smallFont(const QFont &font)
+{
+    QFont small = font;
+    if (font.pointSizeF() > 0)
+        small.setPointSizeF(font.pointSizeF() * smallFontScale);
+    else
+        small.setPixelSize(qMax(1, int(font.pixelSize() * smallFontScale)));
+    return small;
+}
+
+const QStyleOptionMenuItem *normalEntry(const QStyleOption *option)
+{
+    const auto *entry = qstyleoption_cast<const QStyleOptionMenuItem *>(option);
+    return entry && entry->menuItemType == QStyleOptionMenuItem::Normal ? entry : nullptr;
+}
+
+/// Draws menu entries whose text may have two lines.
+class TwoLineStyle : public QProxyStyle
+{
+public:
+    void drawControl(ControlElement element, const QStyleOption *option, QPainter *painter,
+                     const QWidget *widget) const override;
+    QSize sizeFromContents(ContentsType type, const QStyleOption *option, const QSize &size,
+                           const QWidget *widget) const override;
+
+private:
+    void drawEntry(const QStyleOptionMenuItem &option, QPainter *painter, const QWidget *widget) const;
+};
+
+void TwoLineStyle::drawControl(ControlElement element, const QStyleOption *option, QPainter *painter,
+                               const QWidget *widget) const
+{
+    const QStyleOptionMenuItem *entry = element == CE_MenuItem ? normalEntry(option) : nullptr;
+    if (entry)
+        drawEntry(*entry, painter, widget);
+    else
+        QProxyStyle::drawControl(element, option, painter, widget);
+}
+
+QSize TwoLineStyle::sizeFromContents(ContentsType type, const QStyleOption *option, const QSize &size,
+                                     const QWidget *widget) const
+{
+    const QStyleOptionMenuItem *entry = type == CT_MenuItem ? normalEntry(option) : nullptr;
+    if (!entry)
+        return QProxyStyle::sizeFromContents(type, option, size, widget);
+    const Texts texts(entry->text);
+    const QFontMetrics title(entry->font);
+    const QFontMetrics detail(smallFont(entry->font));
+    const int width = qMax(title.horizontalAdvance(texts.title), detail.horizontalAdvance(texts.detail));
+    const int lines = title.height() + (texts.detail.isEmpty() ? 0 : detail.height());
+    return {margin + iconSide + iconGap + width + keyGap + margin, qMax(lines, iconSide) + 2 * padding};
+}
+
+void TwoLineStyle::drawEntry(const QStyleOptionMenuItem &option, QPainter *painter,
+                             const QWidget *widget) const
+{
+    QStyleOptionMenuItem ground = option;
+    ground.text.clear();
+    ground.icon = QIcon();
+    QProxyStyle::drawControl(CE_MenuItem, &ground, painter, widget);
+
+    const Texts texts(option.text);
+    const bool isEnabled = option.state & State_Enabled;
+    const bool isSelected = isEnabled && (option.state & State_Selected);
+    const QFontMetrics titleMetrics(option.font);
+    const QRect inside = option.rect.adjusted(margin, padding, -margin, -padding);
+    const QRect titleLine(inside.left(), inside.top(), inside.width(),
+                          texts.detail.isEmpty() ? inside.height() : titleMetrics.height());
+    const auto place = [&](const QRect &rect) { return visualRect(option.direction, option.rect, rect); };
+
+    QRect iconRect(inside.left(), 0, iconSide, iconSide);
+    iconRect.moveTop(titleLine.center().y() - iconSide / 2);
+    option.icon.paint(painter, place(iconRect), Qt::AlignCenter, isEnabled ? QIcon::Normal : QIcon::Disabled);
+
+    painter->save();
+    QColor color = option.palette.color(isEnabled ? QPalette::Active : QPalette::Disabled,
+                                        isSelected ? QPalette::HighlightedText : QPalette::Text);
+    const QRect titleRect = titleLine.adjusted(iconSide + iconGap, 0, 0, 0);
+    const int flags =
+        int(visualAlignment(option.direction, Qt::AlignLeft) | Qt::AlignVCenter) | Qt::TextSingleLine;
+    painter->setFont(option.font);
+    painter->setPen(color);
+    painter->drawText(place(titleRect), flags, texts.title);
+    const int keyFlags = int(visualAlignment(option.direction, Qt::AlignRight) | Qt::AlignVCenter);
+    color.setAlphaF(color.alphaF() * float(dimming));
+    painter->setPen(color);
+    painter->drawText(place(titleRect), keyFlags, texts.key);
+    painter->setFont(smallFont(option.font));
+    painter->drawText(place(titleRect.translated(0, titleLine.height())), flags, texts.detail);
+    painter->restore();
+}
+
+MenuItem itemOf(const QAction *action)
+{
+    return action->data().value<MenuItem>();
+}
+
+} // namespace
+
 PopupMenu::PopupMenu(QWidget *parent)
     : QMenu(parent)
 {
-    auto *style = new PopupMenuStyle;
+    auto *style = new TwoLineStyle;
     style->setParent(this);
     setStyle(style);
     setToolTipsVisible(true);
+    connect(this, &QMenu::triggered, this, [this](QAction *action) { Q_EMIT chosen(itemOf(action)); });
 }
 
 void PopupMenu::setItems(const Menu &items)
 {
-    QList<Entry> before = std::exchange(m_entries, {});
-    for (const MenuItem &item : items)
-        m_entries += {item, takeAction(item, before)};
-    for (const Entry &gone : std::as_const(before)) {
-        removeAction(gone.action);
-        gone.action->deleteLater();
+    QHash<QString, QAction *> before;
+    for (QAction *action : actions())
+        before.insert(itemOf(action).id, action);
+    QList<QAction *> wanted;
+    for (const MenuItem &item : items) {
+        QAction *action = before.take(item.id);
+        if (!action)
+            action = new QAction(this);
+        if (!action->data().isValid() || itemOf(action) != item)
+            draw(action, item);
+        wanted += action;
     }
-    for (qsizetype i = 0; i < m_entries.size(); ++i) {
+    for (QAction *gone : std::as_const(before)) {
+        removeAction(gone);
+        gone->deleteLater();
+    }
+    for (qsizetype i = 0; i < wanted.size(); ++i) {
         QAction *there = actions().value(i);
-        if (there != m_entries[i].action)
-            insertAction(there, m_entries[i].action);
+        if (there != wanted[i])
+            insertAction(there, wanted[i]);
     }
     if (isVisible())
         keepOnScreen();
@@ -49,10 +187,11 @@ void PopupMenu::changeEvent(QEvent *event)
     QMenu::changeEvent(event);
     if (event->type() != QEvent::PaletteChange)
         return;
-    for (const Entry &entry : std::as_const(m_entries))
-        draw(entry.action, entry.item);
+    for (QAction *action : actions())
+        draw(action, itemOf(action));
 }
 
+/// After it grew: a menu beside a panel often ends at the edge of the screen.
 void PopupMenu::keepOnScreen()
 {
     const QRect room = screen()->availableGeometry();
@@ -62,51 +201,15 @@ void PopupMenu::keepOnScreen()
     move(qMax(place.left(), room.left()), qMax(place.top(), room.top()));
 }
 
-/// The action that shows the entry already, brought up to date, or a new one.
-QAction *PopupMenu::takeAction(const MenuItem &item, QList<Entry> &before)
-{
-    const auto old = std::find_if(before.cbegin(), before.cend(),
-                                  [&](const Entry &entry) { return entry.item.id == item.id; });
-    if (old == before.cend()) {
-        QAction *action = makeAction(item.id);
-        draw(action, item);
-        return action;
-    }
-    Entry entry = *old;
-    before.erase(old);
-    if (entry.item != item)
-        draw(entry.action, item);
-    return entry.action;
-}
-
-QAction *PopupMenu::makeAction(const QString &id)
-{
-    auto *action = new QAction(this);
-    connect(action, &QAction::triggered, this, [this, id] { choose(id); });
-    return action;
-}
-
 void PopupMenu::draw(QAction *action, const MenuItem &item) const
 {
-    MenuItem indented = item;
-    const QString blanks(qsizetype(4) * qMax(0, item.indentation), u' ');
-    indented.title.prepend(blanks);
-    if (!item.detail.isEmpty())
-        indented.detail.prepend(blanks);
+    action->setData(QVariant::fromValue(item));
     action->setSeparator(item.isSeparator);
-    action->setText(MenuText::twoLines(indented, {}).replace(u'&', u"&&"_s));
-    action->setToolTip(MenuText::plainLine(item.toolTip));
+    action->setText(HostQuirks().lines(item).replace(u'&', u"&&"_s));
+    action->setToolTip(item.toolTip);
     action->setEnabled(item.isEnabled);
     action->setShortcut(item.shortcut.isEmpty() ? QKeySequence() : QKeySequence(u"Ctrl+"_s + item.shortcut));
     action->setIcon(item.image ? SymbolDrawing::icon(item.image->symbolName,
                                                      SymbolDrawing::color(item.image->color, palette()))
                                : QIcon());
-}
-
-void PopupMenu::choose(const QString &id)
-{
-    const auto entry = std::find_if(m_entries.cbegin(), m_entries.cend(),
-                                    [&](const Entry &candidate) { return candidate.item.id == id; });
-    if (entry != m_entries.cend())
-        Q_EMIT chosen(MenuItem(entry->item));
 }

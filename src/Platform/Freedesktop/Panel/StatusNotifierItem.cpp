@@ -3,111 +3,92 @@
 
 #include "StatusNotifierItem.h"
 
+#include "PanelIcon.h"
 #include "StatusNotifierItemAdaptor.h"
 
-#include <QDBusMessage>
-#include <QGuiApplication>
-#include <QPalette>
+#include <QDBusError>
+#include <QDBusObjectPath>
+#include <QtEndian>
 
-#include <array>
-#include <utility>
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr std::array pixmapSides{16, 22, 24, 32, 48, 64};
 constexpr int toolTipSide = 48;
 
-QString objectPath()
+IconPixmap pixmap(const QImage &image)
 {
-    return u"/StatusNotifierItem"_s;
+    const QImage argb = image.convertToFormat(QImage::Format_ARGB32);
+    IconPixmap pixmap{argb.width(), argb.height(), QByteArray(argb.sizeInBytes(), Qt::Uninitialized)};
+    // Rows of four-byte pixels have no padding, so that the picture is one run of them.
+    qToBigEndian<quint32>(argb.constBits(), argb.sizeInBytes() / qsizetype(sizeof(quint32)),
+                          pixmap.bytes.data());
+    return pixmap;
 }
 
 } // namespace
 
-StatusNotifierItem::StatusNotifierItem(const QDBusConnection &bus, QString menuPath,
-                                       const QString &runtimeFolder, QObject *parent)
-    : QObject(parent)
-    , m_bus(bus)
-    , m_menuPath(std::move(menuPath))
-    , m_icons(runtimeFolder)
+StatusNotifierItem::StatusNotifierItem(QDBusConnection bus, const QString &menuPath,
+                                       const QString &runtimeFolder, const QList<Symbol> &icons)
 {
-    registerIconTypes();
-    new StatusNotifierItemAdaptor(m_bus, this);
-    m_bus.registerObject(objectPath(), this, QDBusConnection::ExportAdaptors);
-}
-
-StatusNotifierItem::~StatusNotifierItem()
-{
-    m_bus.unregisterObject(objectPath());
+    registerBusTypes();
+    const QString folder = runtimeFolder + u"/morvanel/icons"_s;
+    const auto canWrite = [&folder](const Symbol &icon) {
+        return !PanelIcon(icon).writeTo(folder).isEmpty();
+    };
+    if (!runtimeFolder.isEmpty() && std::all_of(icons.cbegin(), icons.cend(), canWrite))
+        m_iconFolder = folder;
+    setProperty("Category", u"ApplicationStatus"_s);
+    setProperty("Id", u"MorvanelStatusItem"_s);
+    setProperty("Status", u"Active"_s); // a panel may hide any other, or ask for an icon of its own
+    setProperty("ItemIsMenu", true);
+    setProperty("Menu", QVariant::fromValue(QDBusObjectPath(menuPath)));
+    setProperty("IconThemePath", m_iconFolder);
+    setContent({});
+    new StatusNotifierItemAdaptor(this);
+    bus.registerObject(u"/StatusNotifierItem"_s, this, QDBusConnection::ExportAdaptors);
 }
 
 void StatusNotifierItem::setContent(const StatusItemContent &content)
 {
-    const StatusItemContent before = std::exchange(m_content, content);
-    QStringList due;
-    const StatusPicture picture = StatusPicture::of(content);
-    if (picture != m_picture || before.image != content.image) {
-        m_picture = picture;
-        m_pixmaps.clear();
-        due += u"NewIcon"_s;
+    const PanelIcon icon(content.image, content.title);
+    const QString iconName = m_iconFolder.isEmpty() ? QString() : icon.writeTo(m_iconFolder);
+    IconPixmapList pixmaps;
+    ItemToolTip toolTip{iconName, {}, content.toolTip, {}};
+    for (const QImage &image : icon.images()) {
+        pixmaps += pixmap(image);
+        if (image.width() == toolTipSide)
+            toolTip.pixmaps += pixmaps.last();
     }
-    if (before.title != content.title)
-        due += u"NewTitle"_s;
-    if (before.toolTip != content.toolTip || due.contains(u"NewIcon"_s))
-        due += u"NewToolTip"_s;
-    announceLater(due);
+    const bool isNewName = change("IconName", iconName);
+    const bool isNewPicture = change("IconPixmap", QVariant::fromValue(pixmaps));
+    const bool isNewMeaning =
+        change("IconAccessibleDesc", content.image ? content.image->description : QString());
+    if (isNewName || isNewPicture || isNewMeaning)
+        Q_EMIT NewIcon();
+    if (change("Title", u"Morvanel"_s + content.title))
+        Q_EMIT NewTitle();
+    if (change("ToolTip", QVariant::fromValue(toolTip)))
+        Q_EMIT NewToolTip();
 }
 
-void StatusNotifierItem::redraw()
+/// Gives a property a value; tells whether it had another one.
+bool StatusNotifierItem::change(const char *property, const QVariant &value)
 {
-    m_pixmaps.clear();
-    announceLater({u"NewIcon"_s, u"NewToolTip"_s});
+    const bool isNew = this->property(property) != value;
+    setProperty(property, value);
+    return isNew;
 }
 
-QString StatusNotifierItem::title() const
+void StatusNotifierItem::activate()
 {
-    return u"Morvanel"_s + m_content.title;
-}
-
-QString StatusNotifierItem::iconDescription() const
-{
-    return m_content.image ? m_content.image->description : QString();
-}
-
-IconPixmapList StatusNotifierItem::pixmaps()
-{
-    if (m_pixmaps.isEmpty() && !m_picture.isNull()) {
-        const QColor textColor = QGuiApplication::palette().color(QPalette::WindowText);
-        for (const int side : pixmapSides)
-            m_pixmaps += IconPixmap::of(m_picture.image(side, textColor));
-    }
-    return m_pixmaps;
-}
-
-ItemToolTip StatusNotifierItem::toolTip()
-{
-    ItemToolTip toolTip{iconName(), {}, m_content.toolTip, {}};
-    for (const IconPixmap &pixmap : pixmaps()) {
-        if (pixmap.width == toolTipSide)
-            toolTip.pixmaps += pixmap;
-    }
-    return toolTip;
-}
-
-void StatusNotifierItem::announceLater(const QStringList &signalNames)
-{
-    if (signalNames.isEmpty())
+    if (!m_refusesActivate) {
+        QMetaObject::invokeMethod(this, &StatusNotifierItem::activated, Qt::QueuedConnection);
         return;
-    if (m_due.isEmpty())
-        QMetaObject::invokeMethod(this, &StatusNotifierItem::announce, Qt::QueuedConnection);
-    m_due += signalNames;
-    m_due.removeDuplicates();
-}
-
-void StatusNotifierItem::announce()
-{
-    for (const QString &name : std::exchange(m_due, {}))
-        m_bus.send(QDBusMessage::createSignal(objectPath(), u"org.kde.StatusNotifierItem"_s, name));
+    }
+    setDelayedReply(true);
+    if (message().isReplyRequired())
+        sendErrorReply(QDBusError::NotSupported, u"The item is its menu"_s);
 }

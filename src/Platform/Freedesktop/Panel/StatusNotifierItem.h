@@ -3,21 +3,23 @@
 
 #pragma once
 
-#include "IconFolder.h"
-#include "IconPixmap.h"
+#include "BusTypes.h"
 #include "StatusItem.h"
-#include "StatusPicture.h"
 
 #include <QDBusConnection>
+#include <QDBusContext>
+#include <QList>
 #include <QObject>
-#include <QStringList>
+#include <QString>
+#include <QVariant>
 
 /// The program's item as an object on the session bus: org.kde.StatusNotifierItem. It is announced to panels
 /// by NotifierWatcher.
 ///
-/// Contents set within one turn of the event loop are announced once, in the next, and only as far as they
-/// differ.
-class StatusNotifierItem : public QObject
+/// Its properties on the bus are the dynamic properties of this object, under the same names; one that is
+/// never set is empty. There is no `XAyatanaLabel`, not even an empty one: a panel that knows it would show
+/// it instead of the icon.
+class StatusNotifierItem : public QObject, protected QDBusContext
 {
     Q_OBJECT
 
@@ -25,44 +27,41 @@ public:
     /// Stands on the bus at "/StatusNotifierItem" for as long as it lives.
     ///
     /// @param menuPath the com.canonical.dbusmenu object of its menu
-    /// @param runtimeFolder see IconFolder
-    StatusNotifierItem(const QDBusConnection &bus, QString menuPath, const QString &runtimeFolder,
-                       QObject *parent = nullptr);
-    ~StatusNotifierItem() override;
+    /// @param runtimeFolder where files live as long as the session; the icons go to "morvanel/icons" there
+    /// @param icons those that panels may look for before they are shown
+    StatusNotifierItem(QDBusConnection bus, const QString &menuPath, const QString &runtimeFolder,
+                       const QList<Symbol> &icons);
 
+    /// Draws the content and announces it as far as it looks different. To be repeated after a change of the
+    /// palette, in whose text colour a template image is drawn.
     void setContent(const StatusItemContent &content);
-    /// After a change of the palette: a template image is drawn in its text colour.
-    void redraw();
     /// Whether to answer `Activate` and its like with an error, for panels that then open the menu.
     void setRefusesActivate(bool refuses) { m_refusesActivate = refuses; }
-    bool refusesActivate() const { return m_refusesActivate; }
 
-    QString title() const;
-    QString menuPath() const { return m_menuPath; }
-    QString iconName() const { return m_icons.iconName(m_picture); }
-    QString iconThemePath() const { return m_icons.themePath(); }
-    QString iconDescription() const;
-    /// Drawn when first asked for.
-    IconPixmapList pixmaps();
-    ItemToolTip toolTip();
+    // The methods of the interface.
+    void ContextMenu(int, int) { activate(); }
+    void Activate(int, int) { activate(); }
+    void SecondaryActivate(int, int) { activate(); }
+    void XAyatanaSecondaryActivate(uint) { activate(); }
+    /// There is nothing to scroll through; the answer alone keeps panels from complaining.
+    void Scroll(int, const QString &) {}
+    void ProvideXdgActivationToken(const QString &token) { Q_EMIT activationTokenProvided(token.toUtf8()); }
 
 Q_SIGNALS:
+    void NewTitle();
+    void NewIcon();
+    void NewToolTip();
+
     /// The user clicked and the panel leaves it to the program to show something.
     void activated();
-    /// The panel hands over what makes the window that the next click opens come to the front, an
-    /// xdg-activation token.
+    /// The panel hands over an xdg-activation token, with which the window that the next click opens comes to
+    /// the front.
     void activationTokenProvided(const QByteArray &token);
 
 private:
-    void announceLater(const QStringList &signalNames);
-    void announce();
+    bool change(const char *property, const QVariant &value);
+    void activate();
 
-    QDBusConnection m_bus;
-    QString m_menuPath;
-    IconFolder m_icons;
-    StatusItemContent m_content;
-    StatusPicture m_picture;
-    IconPixmapList m_pixmaps; ///< empty until asked for
-    QStringList m_due;        ///< signals to send in the next turn
+    QString m_iconFolder; ///< empty where files cannot be written
     bool m_refusesActivate = false;
 };
