@@ -315,25 +315,21 @@ QString TunnelManager::normalizeToken(const QString &raw)
     QStringList pieces = raw.split(separator);
     pieces.replaceInStrings(quotes, {});
     pieces.removeAll(QString());
-    const auto token = std::find_if(pieces.cbegin(), pieces.cend(),
-                                    [](const QString &piece) { return piece.startsWith(u"eyJ"); });
-    if (token != pieces.cend())
-        return *token;
+    static const QRegularExpression token(u"eyJ.*"_s);
+    if (const qsizetype place = pieces.indexOf(token); place >= 0)
+        return pieces[place];
     const qsizetype flag = pieces.indexOf(u"--token"_s);
     if (flag >= 0 && flag + 1 < pieces.size())
         return pieces[flag + 1];
     return pieces.size() == 1 ? pieces.first() : raw.trimmed();
 }
 
-/// What a run that ends abnormally leaves behind is found here by the next one, so it is on disk before any
-/// of the children runs.
 void TunnelManager::rememberChildren(const QList<qint32> &pids)
 {
     m_services.preferences.setIntegers(childPIDsKey, childPIDs(m_services.preferences) + pids,
                                        Preferences::Durability::OnDisk);
 }
 
-/// An entry too many does no harm: the next run looks at what it finds there.
 void TunnelManager::forgetChild(qint32 pid)
 {
     QList<qint32> pids = childPIDs(m_services.preferences);

@@ -124,7 +124,9 @@ private:
     /// Checks what a start needs, and makes the child. Returns its process id; none when nothing is to be
     /// run.
     std::optional<qint32> prepare(TunnelRunner &runner);
+    /// Writes the ids down, on disk at its return: a run that ends abnormally leaves them for the next one.
     void rememberChildren(const QList<qint32> &pids);
+    /// Does not wait for the disk: an id too many does no harm, as the next run looks at what it finds.
     void forgetChild(qint32 pid);
     int count(std::initializer_list<TunnelState::Case> states) const;
 
