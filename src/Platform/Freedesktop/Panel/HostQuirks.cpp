@@ -6,7 +6,6 @@
 #include "Text.h"
 
 #include <array>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -28,17 +27,6 @@ constexpr std::array table{
 /// longest line of any other kind, since a launcher's entry holds a whole failure message.
 constexpr int longestName = 200;
 constexpr int longestLine = 500;
-
-constexpr std::array<std::pair<char16_t, QStringView>, 8> keyNames{{
-    {u',', u"comma"},
-    {u'.', u"period"},
-    {u'-', u"minus"},
-    {u'+', u"plus"},
-    {u'=', u"equal"},
-    {u'/', u"slash"},
-    {u'?', u"question"},
-    {u' ', u"space"},
-}};
 
 QString plainLine(const QString &text, int characters = longestLine)
 {
@@ -85,11 +73,7 @@ QStringList HostQuirks::shortcut(const MenuItem &item) const
 {
     if (item.shortcut.isEmpty())
         return {};
-    for (const auto &[character, name] : keyNames) {
-        if (item.shortcut == QChar(character))
-            return {u"Control"_s, name.toString()};
-    }
-    return {u"Control"_s, item.shortcut};
+    return {u"Control"_s, item.shortcut == u"," ? u"comma"_s : item.shortcut};
 }
 
 QString HostQuirks::accessibleDescription(const MenuItem &item) const

@@ -33,7 +33,8 @@ struct HostQuirks
     QString lines(const MenuItem &item) const;
     /// Returns the `label` of com.canonical.dbusmenu, in which an underscore would mark a mnemonic.
     QString label(const MenuItem &item) const;
-    /// Returns the key as com.canonical.dbusmenu names it, such as {"Control", "comma"}; empty for no key.
+    /// Returns the key as com.canonical.dbusmenu names it, such as {"Control", "comma"}; empty for no key. Of
+    /// the characters that have a name there only the comma is in use.
     QStringList shortcut(const MenuItem &item) const;
     /// Returns the text for a screen reader: the title and the meaning of its image. Empty where the label
     /// alone says it.

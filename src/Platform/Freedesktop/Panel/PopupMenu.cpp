@@ -67,76 +67,69 @@ class TwoLineStyle : public QProxyStyle
 {
 public:
     void drawControl(ControlElement element, const QStyleOption *option, QPainter *painter,
-                     const QWidget *widget) const override;
+                     const QWidget *widget) const override
+    {
+        const QStyleOptionMenuItem *entry = element == CE_MenuItem ? normalEntry(option) : nullptr;
+        if (entry)
+            drawEntry(*entry, painter, widget);
+        else
+            QProxyStyle::drawControl(element, option, painter, widget);
+    }
+
     QSize sizeFromContents(ContentsType type, const QStyleOption *option, const QSize &size,
-                           const QWidget *widget) const override;
+                           const QWidget *widget) const override
+    {
+        const QStyleOptionMenuItem *entry = type == CT_MenuItem ? normalEntry(option) : nullptr;
+        if (!entry)
+            return QProxyStyle::sizeFromContents(type, option, size, widget);
+        const Texts texts(entry->text);
+        const QFontMetrics title(entry->font);
+        const QFontMetrics detail(smallFont(entry->font));
+        const int width = qMax(title.horizontalAdvance(texts.title), detail.horizontalAdvance(texts.detail));
+        const int lines = title.height() + (texts.detail.isEmpty() ? 0 : detail.height());
+        return {margin + iconSide + iconGap + width + keyGap + margin, qMax(lines, iconSide) + 2 * padding};
+    }
 
 private:
-    void drawEntry(const QStyleOptionMenuItem &option, QPainter *painter, const QWidget *widget) const;
+    void drawEntry(const QStyleOptionMenuItem &option, QPainter *painter, const QWidget *widget) const
+    {
+        QStyleOptionMenuItem ground = option;
+        ground.text.clear();
+        ground.icon = QIcon();
+        QProxyStyle::drawControl(CE_MenuItem, &ground, painter, widget);
+
+        const Texts texts(option.text);
+        const bool isEnabled = option.state & State_Enabled;
+        const bool isSelected = isEnabled && (option.state & State_Selected);
+        const QFontMetrics titleMetrics(option.font);
+        const QRect inside = option.rect.adjusted(margin, padding, -margin, -padding);
+        const QRect titleLine(inside.left(), inside.top(), inside.width(),
+                              texts.detail.isEmpty() ? inside.height() : titleMetrics.height());
+        const auto place = [&](const QRect &rect) { return visualRect(option.direction, option.rect, rect); };
+
+        QRect iconRect(inside.left(), 0, iconSide, iconSide);
+        iconRect.moveTop(titleLine.center().y() - iconSide / 2);
+        option.icon.paint(painter, place(iconRect), Qt::AlignCenter,
+                          isEnabled ? QIcon::Normal : QIcon::Disabled);
+
+        painter->save();
+        QColor color = option.palette.color(isEnabled ? QPalette::Active : QPalette::Disabled,
+                                            isSelected ? QPalette::HighlightedText : QPalette::Text);
+        const QRect titleRect = titleLine.adjusted(iconSide + iconGap, 0, 0, 0);
+        const int flags =
+            int(visualAlignment(option.direction, Qt::AlignLeft) | Qt::AlignVCenter) | Qt::TextSingleLine;
+        painter->setFont(option.font);
+        painter->setPen(color);
+        painter->drawText(place(titleRect), flags, texts.title);
+        const int keyFlags = int(visualAlignment(option.direction, Qt::AlignRight) | Qt::AlignVCenter);
+        color.setAlphaF(color.alphaF() * float(dimming));
+        painter->setPen(color);
+        painter->drawText(place(titleRect), keyFlags, texts.key);
+        painter->setFont(smallFont(option.font));
+        painter->drawText(place(titleRect.translated(0, titleLine.height())), flags, texts.detail);
+        painter->restore();
+    }
 };
-
-void TwoLineStyle::drawControl(ControlElement element, const QStyleOption *option, QPainter *painter,
-                               const QWidget *widget) const
-{
-    const QStyleOptionMenuItem *entry = element == CE_MenuItem ? normalEntry(option) : nullptr;
-    if (entry)
-        drawEntry(*entry, painter, widget);
-    else
-        QProxyStyle::drawControl(element, option, painter, widget);
-}
-
-QSize TwoLineStyle::sizeFromContents(ContentsType type, const QStyleOption *option, const QSize &size,
-                                     const QWidget *widget) const
-{
-    const QStyleOptionMenuItem *entry = type == CT_MenuItem ? normalEntry(option) : nullptr;
-    if (!entry)
-        return QProxyStyle::sizeFromContents(type, option, size, widget);
-    const Texts texts(entry->text);
-    const QFontMetrics title(entry->font);
-    const QFontMetrics detail(smallFont(entry->font));
-    const int width = qMax(title.horizontalAdvance(texts.title), detail.horizontalAdvance(texts.detail));
-    const int lines = title.height() + (texts.detail.isEmpty() ? 0 : detail.height());
-    return {margin + iconSide + iconGap + width + keyGap + margin, qMax(lines, iconSide) + 2 * padding};
-}
-
-void TwoLineStyle::drawEntry(const QStyleOptionMenuItem &option, QPainter *painter,
-                             const QWidget *widget) const
-{
-    QStyleOptionMenuItem ground = option;
-    ground.text.clear();
-    ground.icon = QIcon();
-    QProxyStyle::drawControl(CE_MenuItem, &ground, painter, widget);
-
-    const Texts texts(option.text);
-    const bool isEnabled = option.state & State_Enabled;
-    const bool isSelected = isEnabled && (option.state & State_Selected);
-    const QFontMetrics titleMetrics(option.font);
-    const QRect inside = option.rect.adjusted(margin, padding, -margin, -padding);
-    const QRect titleLine(inside.left(), inside.top(), inside.width(),
-                          texts.detail.isEmpty() ? inside.height() : titleMetrics.height());
-    const auto place = [&](const QRect &rect) { return visualRect(option.direction, option.rect, rect); };
-
-    QRect iconRect(inside.left(), 0, iconSide, iconSide);
-    iconRect.moveTop(titleLine.center().y() - iconSide / 2);
-    option.icon.paint(painter, place(iconRect), Qt::AlignCenter, isEnabled ? QIcon::Normal : QIcon::Disabled);
-
-    painter->save();
-    QColor color = option.palette.color(isEnabled ? QPalette::Active : QPalette::Disabled,
-                                        isSelected ? QPalette::HighlightedText : QPalette::Text);
-    const QRect titleRect = titleLine.adjusted(iconSide + iconGap, 0, 0, 0);
-    const int flags =
-        int(visualAlignment(option.direction, Qt::AlignLeft) | Qt::AlignVCenter) | Qt::TextSingleLine;
-    painter->setFont(option.font);
-    painter->setPen(color);
-    painter->drawText(place(titleRect), flags, texts.title);
-    const int keyFlags = int(visualAlignment(option.direction, Qt::AlignRight) | Qt::AlignVCenter);
-    color.setAlphaF(color.alphaF() * float(dimming));
-    painter->setPen(color);
-    painter->drawText(place(titleRect), keyFlags, texts.key);
-    painter->setFont(smallFont(option.font));
-    painter->drawText(place(titleRect.translated(0, titleLine.height())), flags, texts.detail);
-    painter->restore();
-}
 
 MenuItem itemOf(const QAction *action)
 {
