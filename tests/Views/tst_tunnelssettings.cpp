@@ -248,7 +248,7 @@ private Q_SLOTS:
         QTRY_VERIFY(button(u"Start"_s) && label(u"Stopped"_s));
         QVERIFY(QFile::remove(world->cloudflaredPath));
         click(u"Start"_s);
-        QTRY_VERIFY(label(u"Error: cloudflared not found at /opt/tools/cloudflared"_s));
+        QTRY_VERIFY(label(u"Error: cloudflared not found at "_s + world->cloudflaredPath));
         QVERIFY(button(u"Start"_s));
     }
 
