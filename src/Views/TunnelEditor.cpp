@@ -66,7 +66,6 @@ TunnelEditor::TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> t
     column->setSpacing(itemSpacing);
     column->addWidget(new FormScroller(makeForm(), this), 1);
     column->addLayout(makeBottomBar());
-    setFocusProxy(m_name);
     connectInput();
     setRevealToken(false);
     refreshInput();
@@ -168,6 +167,11 @@ void TunnelEditor::setTunnel(const TunnelConfig &tunnel)
 {
     m_model.setTunnel(tunnel);
     refreshState();
+}
+
+void TunnelEditor::focusName()
+{
+    m_name->setFocus(Qt::OtherFocusReason);
 }
 
 /// Shows what depends on the input.

@@ -21,7 +21,7 @@ class TextLabel;
 class TokenField;
 
 /// The form in which a tunnel is made or edited. One editor belongs to one tunnel, or to the new one, for as
-/// long as it lives; input that was not saved goes with it. The focus it is given goes to the name.
+/// long as it lives; input that was not saved goes with it.
 class TunnelEditor : public QWidget
 {
     Q_OBJECT
@@ -36,6 +36,8 @@ public:
 
     /// Takes the present record of the tunnel; what was typed stays.
     void setTunnel(const TunnelConfig &tunnel);
+    /// Puts the cursor where a new tunnel's input begins.
+    void focusName();
 
 private:
     QWidget *makeForm();

@@ -100,7 +100,7 @@ void TunnelListView::moveSelectedRow(int distance)
     scrollTo(currentIndex());
 }
 
-/// Stands where there is no tunnel to edit. The focus it is given goes to its button.
+/// Stands where there is no tunnel to edit.
 class EmptySelectionView : public QWidget
 {
 public:
@@ -114,7 +114,6 @@ public:
         auto *addButton = new QPushButton(u"Add Tunnel"_s);
         addButton->setDefault(true);
         connect(addButton, &QPushButton::clicked, this, onAdd);
-        setFocusProxy(addButton);
         auto *column = new QVBoxLayout(this);
         column->setSpacing(placeholderSpacing);
         column->addStretch();
@@ -242,7 +241,7 @@ void TunnelsSettingsView::refreshPane()
     m_columns->addWidget(m_pane, 1);
     m_pane->show(); // at once: the layout alone would do it a turn later
     if (pane.kind == TunnelsSelection::Pane::Kind::NewTunnel)
-        m_pane->setFocus(Qt::OtherFocusReason);
+        static_cast<TunnelEditor *>(m_pane)->focusName();
 }
 
 QWidget *TunnelsSettingsView::makePane(const TunnelsSelection::Pane &pane)
@@ -282,7 +281,7 @@ void TunnelsSettingsView::remove()
     m_selection.remove();
     refresh();
     if (m_shownPane.kind == TunnelsSelection::Pane::Kind::Placeholder)
-        m_pane->setFocus(Qt::OtherFocusReason);
+        m_pane->findChild<QPushButton *>()->setFocus(Qt::OtherFocusReason); // Return adds a tunnel
 }
 
 void TunnelsSettingsView::created(const QUuid &id)
