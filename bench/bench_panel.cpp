@@ -202,7 +202,7 @@ public:
         timer.start();
         const MenuChange change = refresh(); // the launcher's menu is built as well
         const double taken = double(timer.nsecsElapsed()) / 1e3;
-        if (change.updated.size() != 1 || change.layoutChanged)
+        if (change.updated.size() != 1 || change.isNewLayout)
             qFatal("the change was not found");
         return taken;
     }
