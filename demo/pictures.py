@@ -48,7 +48,10 @@ class Pictures(Screen):
 
     def move(self, window, x, y):
         """Puts a window's frame there."""
-        self.session.run("xdotool", "windowmove", window, str(x), str(y))
+        # A window that has placed itself has static gravity: the coordinates are then those of its inside.
+        extents = self.session.run("xprop", "-id", window, "_NET_FRAME_EXTENTS").partition("=")[2]
+        left, _, top, _ = (int(n) for n in extents.split(","))
+        self.session.run("xdotool", "windowmove", window, str(x + left), str(y + top))
         wait_for(lambda: self.frame(window).endswith(f"+{x}+{y}"), f"the window is at {x}, {y}")
 
     def save(self, name, geometry=""):
