@@ -57,7 +57,8 @@ QWidget *LogView::makeContent()
     label->setBuddy(m_picker);
     m_picker->setAccessibleName(u"Tunnel"_s);
     m_picker->setFixedWidth(pickerWidth);
-    auto *header = new QHBoxLayout;
+    auto *head = new QWidget(content); // so that the row has the style's spacing, not the column's
+    auto *header = new QHBoxLayout(head);
     header->setContentsMargins(headerPadding, headerPadding, headerPadding, headerPadding);
     header->addWidget(label);
     header->addWidget(m_picker);
@@ -65,7 +66,7 @@ QWidget *LogView::makeContent()
     auto *column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    column->addLayout(header);
+    column->addWidget(head);
     column->addWidget(makeDivider(QFrame::HLine, content));
     column->addWidget(m_log, 1);
     column->addStretch();

@@ -200,7 +200,8 @@ RunnerLogView::RunnerLogView(QWidget *parent)
         if (m_runner)
             m_runner->clearLog();
     });
-    auto *footer = new QHBoxLayout;
+    auto *foot = new QWidget(this); // so that the row has the style's spacing, not the column's
+    auto *footer = new QHBoxLayout(foot);
     footer->setContentsMargins(footerPadding, footerPadding, footerPadding, footerPadding);
     footer->addWidget(m_state, 1);
     footer->addWidget(copy);
@@ -210,7 +211,7 @@ RunnerLogView::RunnerLogView(QWidget *parent)
     column->setSpacing(0);
     column->addWidget(m_text, 1);
     column->addWidget(makeDivider(QFrame::HLine, this));
-    column->addLayout(footer);
+    column->addWidget(foot);
 }
 
 void RunnerLogView::setRunner(TunnelRunner *runner)
