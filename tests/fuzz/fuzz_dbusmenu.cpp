@@ -51,7 +51,7 @@ void call(DBusMenu &menu, FuzzedDataProvider &input)
     menu.GetGroupProperties({id, anyId(input)}, {name});
     menu.GetLayout(id, anyId(input), {name}, layout);
     menu.Event(id, name, QDBusVariant(name), 0);
-    menu.EventGroup({{anyId(input), name, id, 0}});
+    menu.EventGroup({MenuEvent{anyId(input), name, QDBusVariant(id), 0}});
 }
 
 } // namespace
