@@ -104,7 +104,7 @@ private:
 QString LinuxChild::run()
 {
     const std::unique_ptr<HeldProcess> process = std::move(m_process);
-    const QString error = process ? process->run() : QString();
+    QString error = process ? process->run() : QString();
     if (!error.isEmpty()) {
         m_hasEnded = true;
         std::exchange(m_forget, {})();
