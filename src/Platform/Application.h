@@ -5,7 +5,7 @@
 
 class QUrl;
 
-/// Whether the program's windows show up in the task bar and the window switcher.
+/// Visibility of the program's windows in the task bar and the window switcher.
 enum class ActivationPolicy {
     Regular,   ///< they do
     Accessory, ///< they skip both; the program lives in the panel alone

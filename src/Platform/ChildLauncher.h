@@ -29,7 +29,7 @@ struct ChildCommand
 /// of this process.
 ///
 /// Calls any number of `output`, then `ended` exactly once; both on the main thread from the event loop.
-/// Whatever the child wrote before it ended is delivered before `ended`. Destroying the handle ends the
+/// All output that the child wrote is delivered before `ended`. Destroying the handle ends the
 /// calls. It ends a child that still waits; any other goes on by itself, and its launcher reads its output
 /// away and collects its exit status. The handle may be destroyed from inside its own callbacks.
 class ChildProcess
@@ -38,7 +38,7 @@ public:
     struct Callbacks
     {
         std::function<void(QByteArrayView)> output; ///< the bytes are valid during the call only
-        /// Given the exit code or, for a child ended by a signal, the signal's number.
+        /// Takes the exit code or, for a child ended by a signal, the signal's number.
         std::function<void(int status)> ended;
     };
 
@@ -49,7 +49,7 @@ public:
     /// platform's description of the failure: the process is gone then and `ended` is never called. A child
     /// that was sent a signal while it waited ends by it and runs nothing, which is no failure.
     [[nodiscard]] virtual QString run() = 0;
-    /// False from the time on when the end of the child was noticed, also before `ended` is called.
+    /// Returns false from the moment the child's end was noticed, also before `ended` is called.
     virtual bool isRunning() const = 0;
     /// Sends SIGTERM. Does nothing once the child has ended.
     virtual void terminate() = 0;

@@ -7,14 +7,14 @@
 
 #include <stdexcept>
 
-/// Whether the desktop starts this program when the user logs in.
+/// The start of this program by the desktop when the user logs in.
 enum class LoginItemStatus {
     NotRegistered,
     Enabled,
     RequiresApproval, ///< registered, but switched off by the user's desktop
 };
 
-/// Why the program could not be registered or unregistered, in the platform's own words.
+/// The reason why the program could not be registered or unregistered, in the platform's own words.
 class LoginItemError : public std::runtime_error
 {
 public:

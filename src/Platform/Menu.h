@@ -13,7 +13,7 @@
 #include <optional>
 #include <variant>
 
-/// What choosing a menu entry asks for.
+/// The effect of choosing a menu entry.
 enum class MenuAction { None, ToggleTunnel, OpenURL, StartAll, StopAll, OpenLogs, OpenSettings, Quit };
 
 /// One entry of a menu, as a value: built by whoever decides, compared and drawn by whoever shows it.
@@ -30,7 +30,7 @@ struct MenuItem
     int indentation = 0;
     std::optional<Symbol> image;
     MenuAction action = MenuAction::None;
-    /// What the action is about: a tunnel's id or an address.
+    /// Object of the action: a tunnel's id or an address.
     std::variant<std::monostate, QUuid, QUrl> data;
 
     bool operator==(const MenuItem &) const = default;

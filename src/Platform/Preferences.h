@@ -16,7 +16,7 @@
 class Preferences
 {
 public:
-    /// Whether a setter waits until the disk has what it wrote. All but `setIntegers` do.
+    /// Moment at which a setter returns. All but `setIntegers` wait for the disk.
     enum class Durability {
         OnDisk,     ///< survives a loss of power from the setter's return on
         Eventually, ///< survives the end of this process; the disk follows within seconds
@@ -26,20 +26,20 @@ public:
 
     /// Returns the value of the key; none when the key is absent or holds a value of another type.
     virtual std::optional<QString> string(const QString &key) const = 0;
-    /// As `string`.
+    /// Reads like `string`.
     virtual std::optional<bool> boolean(const QString &key) const = 0;
-    /// As `string`, for bytes that `setData` stored.
+    /// Reads like `string`, for bytes that `setData` stored.
     virtual std::optional<QByteArray> data(const QString &key) const = 0;
-    /// As `string`; none as well when any element is no 32-bit signed integer.
+    /// Reads like `string`; none as well when any element is no 32-bit signed integer.
     virtual std::optional<QList<qint32>> integers(const QString &key) const = 0;
 
     /// Stores the value under the key, whatever was there before, and touches no other key.
     virtual void setString(const QString &key, const QString &value) = 0;
-    /// As `setString`.
+    /// Writes like `setString`.
     virtual void setBoolean(const QString &key, bool value) = 0;
-    /// As `setString`, for any bytes.
+    /// Writes like `setString`, for any bytes.
     virtual void setData(const QString &key, const QByteArray &value) = 0;
-    /// As `setString`; an empty list is stored as such.
+    /// Writes like `setString`; an empty list is stored as such.
     virtual void setIntegers(const QString &key, const QList<qint32> &value, Durability durability) = 0;
     /// Removes the key and its value. Fine when there is none.
     virtual void remove(const QString &key) = 0;

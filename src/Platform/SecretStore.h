@@ -6,7 +6,7 @@
 #include <QByteArray>
 #include <QString>
 
-/// How a call of a `SecretStore` ended.
+/// Outcome of a call of a `SecretStore`.
 enum class SecretStatus {
     Success,
     NotFound,     ///< nothing matches
@@ -15,7 +15,7 @@ enum class SecretStatus {
     Failed,       ///< any other failure
 };
 
-/// What identifies an item of a `SecretStore`.
+/// Identity of an item of a `SecretStore`.
 struct SecretKey
 {
     QString service;

@@ -10,7 +10,7 @@
 #include <functional>
 #include <optional>
 
-/// What the item in the panel shows besides its menus.
+/// Contents of the item in the panel besides its menus.
 struct StatusItemContent
 {
     std::optional<Symbol> image;

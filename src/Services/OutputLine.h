@@ -6,7 +6,7 @@
 #include <QByteArrayView>
 #include <QString>
 
-/// What a line of `cloudflared`'s output tells. Nothing else in a line is interpreted.
+/// Reader of single lines of `cloudflared`'s output. Nothing else in a line is interpreted.
 namespace OutputLine {
 
 struct Marks

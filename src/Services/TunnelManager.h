@@ -24,7 +24,7 @@ class Scheduler;
 class SecretStore;
 class TunnelRunner;
 
-/// What a `TunnelManager` touches outside of itself. Everything outlives the manager.
+/// Everything that a `TunnelManager` touches outside of itself. Everything outlives the manager.
 struct TunnelServices
 {
     Preferences &preferences;
@@ -48,7 +48,7 @@ public:
     /// Loads everything and starts nothing.
     explicit TunnelManager(const TunnelServices &services, QObject *parent = nullptr);
 
-    /// In the order they are stored and shown everywhere.
+    /// Returns the tunnels in the order in which they are stored and shown everywhere.
     const QList<TunnelConfig> &tunnels() const { return m_tunnels; }
     /// The runner of a tunnel; null for an unknown id. Owned by the manager.
     TunnelRunner *runner(const QUuid &id) const { return m_runners.value(id); }
@@ -64,18 +64,19 @@ public:
     OverallStatus overallStatus() const;
     /// Children that live or wait to have their end handled, those of removed tunnels included.
     int childCount() const;
-    /// Whether `cloudflaredPath` names an executable file right now.
+    /// Returns whether `cloudflaredPath` names an executable file right now.
     bool isCloudflaredExecutable() const;
     bool launchesAtLogin() const;
 
     void start(const QUuid &id);
     void stop(const QUuid &id);
-    /// What a click on the tunnel does, wherever it is shown: starts one that does not run, stops any other.
+    /// Does what a click on the tunnel means, wherever it is shown: starts one that does not run, stops any
+    /// other.
     void toggle(const QUuid &id);
     void startAll();
     void stopAll();
     void startLaunchTunnels();
-    /// From now on nothing is started: the program is ending.
+    /// Lets nothing be started from now on: the program is ending.
     void refuseStarts() { m_refusesStarts = true; }
     /// Sends SIGKILL to every child that still runs.
     void forceKillAll();
@@ -104,12 +105,12 @@ public:
     static QString normalizeToken(const QString &raw);
 
 Q_SIGNALS:
-    /// Just before a published property changes, and whenever a tunnel's state has changed.
+    /// Sent just before a published property changes, and whenever a tunnel's state has changed.
     void objectWillChange();
-    /// Once on the next turn of the event loop after any number of `objectWillChange`: the time to read again
-    /// what is shown.
+    /// Sent once on the next turn of the event loop after any number of `objectWillChange`: the time to read
+    /// again what is shown.
     void objectDidChange();
-    /// After every assignment, also of the same value.
+    /// Sent after every assignment, also of the same value.
     void showsInDockAssigned(bool shows);
 
 private:

@@ -48,7 +48,7 @@ public:
     QUuid tunnelID() const { return m_tunnelID; }
     const TunnelState &state() const { return m_state; }
     const LogBuffer &logLines() const { return m_logLines; }
-    /// Whether a child lives or waits to have its end handled.
+    /// Returns whether a child lives or waits to have its end handled.
     bool hasChild() const { return m_process != nullptr; }
 
     /// Makes a child that waits for `run`, unless the state is a running one or a child is held (a tunnel can

@@ -16,7 +16,7 @@ public:
     /// Owns `form`.
     explicit FormScroller(QWidget *form, QWidget *parent = nullptr);
 
-    /// As wide as the form needs at least: it does not scroll sideways.
+    /// Returns at least the width that the form needs: it does not scroll sideways.
     QSize minimumSizeHint() const override;
 
 protected:

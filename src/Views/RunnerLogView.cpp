@@ -27,8 +27,8 @@ namespace {
 constexpr int logPadding = 12;
 constexpr int lineSpacing = 2;
 constexpr int footerPadding = 10;
-/// From a change until it is shown, with those that follow meanwhile. Showing each of thousands of lines a
-/// second would take most of a processor.
+/// Time from a change until it is shown, with those that follow meanwhile. Showing each of thousands of lines
+/// a second would take most of a processor.
 constexpr auto waitForMore = 100ms;
 
 /// Returns a line of a log as one paragraph of a document, which takes some characters for the end of one.

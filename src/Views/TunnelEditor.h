@@ -30,7 +30,7 @@ public:
     /// Called with the record's id after every save. The editor may be taken away by it, but not deleted.
     using SavedHandler = std::function<void(const QUuid &id)>;
 
-    /// Without `tunnel` the form makes a new one. `manager` outlives the editor.
+    /// Edits `tunnel`, or makes a new one without it. `manager` outlives the editor.
     TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> tunnel, SavedHandler onSaved,
                  QWidget *parent = nullptr);
 

@@ -40,8 +40,8 @@ void drawLine(QPainter *painter, const QRect &rect, const QFont &font, const QCo
                       QFontMetrics(font).elidedText(Text::oneLine(text), Qt::ElideRight, rect.width()));
 }
 
-/// On the palette's ground of lists, with a contrast of at least 3:1 but for a stopped tunnel, whose dot is
-/// faint.
+/// Returns a shade with a contrast of at least 3:1 to the ground of lists, but a faint one for a stopped
+/// tunnel.
 QColor dotColor(const TunnelState &state, const QPalette &palette)
 {
     if (state.colorRole() == ColorRole::TertiaryLabel)

@@ -75,7 +75,7 @@ void TunnelListView::keyPressEvent(QKeyEvent *event)
 }
 
 /// The base would hold the picture of the row where it was taken, over the line that shows where it goes.
-/// What is dropped moves in the model: nothing is left to be removed here.
+/// Removes nothing: the dropped rows have moved in the model already.
 void TunnelListView::startDrag(Qt::DropActions supported)
 {
     constexpr QPoint pictureOffset(16, 20); // from the pointer

@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int failureCharacters = 70;
-/// Of a name or an address; a menu could not hold more.
+/// The most characters of a name or an address; a menu could not hold more.
 constexpr int nameCharacters = 200;
 
 QString detailText(const TunnelConfig &tunnel, const TunnelState &state)
@@ -118,7 +118,7 @@ StatusItemController::StatusItemController(TunnelManager &manager, Windows &wind
     , m_statusItem(statusItem)
     , m_application(application)
 {
-    // Whether cloudflared is there changes without an announcement: look again when the menu is wanted.
+    // Looks again when the menu is wanted: cloudflared comes and goes without an announcement.
     m_statusItem.setCallbacks({.menuAboutToShow = [this] { refresh(); },
                                .itemChosen = [this](const MenuItem &item) { choose(item); }});
     connect(&m_manager, &TunnelManager::objectDidChange, this, &StatusItemController::refresh);

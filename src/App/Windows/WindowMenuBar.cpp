@@ -23,7 +23,7 @@ QString escaped(QString title)
     return title.replace(u'&', QLatin1StringView("&&"));
 }
 
-/// Whether the command would do something now. A field that hides its text gives none away.
+/// Returns whether the command would do something now. A field that hides its text gives none away.
 bool canEditIn(const QLineEdit &field, Action action)
 {
     const bool isWritable = !field.isReadOnly() && field.isEnabled();

@@ -101,8 +101,8 @@ std::unique_ptr<QMainWindow> WindowPresenter::makeWindow(QWidget *content, QSize
     return window;
 }
 
-/// By now the window manager has put a frame around the window, and a large font may have made the window
-/// larger than it was to be.
+/// Centres a window once more when it is first exposed: only then are its frame and, with a large font, its
+/// size known.
 bool WindowPresenter::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::Expose) {

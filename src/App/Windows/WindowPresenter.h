@@ -32,7 +32,7 @@ public:
     void showSettings() override;
     void showLogs(const std::optional<QUuid> &selecting) override;
 
-    /// Null until the first request.
+    /// Returns null until the first request.
     QMainWindow *settingsWindow() const { return m_settingsWindow.get(); }
     QMainWindow *logsWindow() const { return m_logsWindow.get(); }
 

@@ -94,7 +94,7 @@ private:
     sigset_t m_before;
 };
 
-/// Whether a whole value came, rather than the end.
+/// Returns whether a whole value came, rather than the end.
 template <typename T> bool receive(int control, T *value)
 {
     ssize_t count;
@@ -120,7 +120,7 @@ template <typename T> void send(int control, const T &value)
     for (int number = 1; number < NSIG; ++number)
         ::sigaction(number, &byDefault, nullptr);
     ::setpgid(0, 0);
-    // Of what was inherited nothing stays open but these, so that others see the end of theirs.
+    // Closes every other inherited descriptor, so that the ends of other pipes are noticed.
     ::dup2(input, STDIN_FILENO);
     ::dup2(output, STDOUT_FILENO);
     ::dup2(output, STDERR_FILENO);

@@ -19,7 +19,7 @@ public:
     ~HeldProcess();
     Q_DISABLE_COPY_MOVE(HeldProcess)
 
-    /// Why there is no child; empty when there is one.
+    /// Returns the reason why there is no child; empty when there is one.
     const QString &error() const { return m_error; }
     qint32 pid() const { return m_pid; }
     /// Lets the child exec, and waits until it did. Returns an empty text, and the process is the caller's to

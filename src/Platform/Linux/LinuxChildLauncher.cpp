@@ -20,11 +20,11 @@ using std::chrono::steady_clock;
 namespace {
 
 constexpr size_t readBufferSize = 65536;
-/// How many full buffers of one child are handled before others get their turn.
+/// Number of full buffers of one child that are handled before others get their turn.
 constexpr int readsPerTurn = 4;
 constexpr std::chrono::milliseconds patienceAtExit = 4s;
 
-// What exit(3) calls can reach nothing but a static object.
+// Static, because a function that exit(3) calls gets no argument.
 LinuxChildLauncher *endedAtExit = nullptr;
 
 void endChildrenAtExit()
@@ -62,7 +62,7 @@ public:
     }
     Q_DISABLE_COPY_MOVE(LinuxChild)
 
-    /// Whether the end of the child can be noticed; `errno` says why not.
+    /// Returns whether the end of the child can be noticed; `errno` says why not.
     [[nodiscard]] bool watch()
     {
         if (!m_pidfd.isOpen())
@@ -192,7 +192,7 @@ void LinuxChild::handleExit()
 
 namespace {
 
-/// What the owner holds of a child; see `ChildProcess`.
+/// The owner's handle of a child; see `ChildProcess`.
 class Handle : public ChildProcess
 {
 public:

@@ -14,7 +14,7 @@ class TunnelManager;
 class TunnelEditorModel
 {
 public:
-    /// Without `tunnel` the form makes a new one. `manager` outlives the model.
+    /// Edits `tunnel`, or makes a new one without it. `manager` outlives the model.
     TunnelEditorModel(TunnelManager &manager, std::optional<TunnelConfig> tunnel);
 
     // The input, unchanged.
@@ -30,7 +30,7 @@ public:
     void setTunnel(const TunnelConfig &tunnel) { m_tunnel = tunnel; }
 
     bool canSave() const;
-    /// Whether there is a token that does not look like one. It may be saved nevertheless.
+    /// Returns whether there is a token that does not look like one. It may be saved nevertheless.
     bool showsTokenWarning() const;
     /// Writes the cleaned input through the manager, whatever `canSave` says, and returns the record's id.
     /// Afterwards the token of an existing tunnel is empty.

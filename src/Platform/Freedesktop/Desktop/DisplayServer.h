@@ -17,8 +17,8 @@ class DisplayServer
 public:
     DisplayServer();
 
-    /// Whether windows can be shown: a Wayland compositor or an X server could be connected to, or the user
-    /// chose one of Qt's platforms.
+    /// Returns whether windows can be shown: a Wayland compositor or an X server could be connected to, or
+    /// the user chose one of Qt's platforms.
     bool isReachable() const { return m_isReachable; }
 
 private:

@@ -45,8 +45,7 @@ quint32 startupTime(const QByteArray &token)
 }
 
 /// Makes the thread that Qt paints large areas with, as the only one and for as long as the program runs.
-/// Otherwise Qt makes threads when it paints, and where the system has none left at that moment, it waits for
-/// them for ever.
+/// Qt 6.4 makes such threads when it first paints, and waits for ever where the system has none left.
 void keepOnePaintingThread()
 {
     constexpr int never = -1;
@@ -56,7 +55,7 @@ void keepOnePaintingThread()
     pool->start([] {}); // the pool makes its thread with its first task
 }
 
-/// Whether dimmed text can be told from the ground and from other text.
+/// Returns whether dimmed text can be told from the ground and from other text.
 bool hasDimmedText(const QPalette &palette)
 {
     const QColor dimmed = palette.color(QPalette::PlaceholderText);
@@ -220,7 +219,7 @@ void FreedesktopApplication::replyToApplicationShouldTerminate(bool shouldTermin
         QTimer::singleShot(0, qApp, [] { QCoreApplication::exit(0); });
 }
 
-/// On a later turn of the event loop, so that a menu that was just clicked closes first.
+/// Opens it on a later turn of the event loop, so that a menu that was just clicked closes first.
 void FreedesktopApplication::open(const QUrl &url)
 {
     QTimer::singleShot(0, this, [url] { QDesktopServices::openUrl(url); });

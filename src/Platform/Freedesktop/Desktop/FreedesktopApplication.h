@@ -23,7 +23,7 @@ public:
     explicit FreedesktopApplication(QObject *parent = nullptr);
 
     void setActivationPolicy(ActivationPolicy policy) override;
-    /// Also brings forward the windows that are shown before the event loop's next turn.
+    /// Brings forward also the windows that are shown before the event loop's next turn.
     void activateIgnoringOtherApps() override;
     void replyToApplicationShouldTerminate(bool shouldTerminate) override;
     void terminate() override { Q_EMIT terminationRequested(); }

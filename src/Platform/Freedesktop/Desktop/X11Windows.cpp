@@ -89,7 +89,7 @@ void X11Windows::activate(const QWindow &window, quint32 time)
     sendToRoot(window, X11::atom("_NET_ACTIVE_WINDOW"), {directUserAction, time, 0, 0, 0});
 }
 
-/// Before a window is mapped its state is its own to write; from then on it is the window manager's.
+/// Writes the state itself, which belongs to the window manager only from the mapping of the window on.
 void X11Windows::prepareSkipsTaskbar(const QWindow &window, bool skips)
 {
     const auto id = xcb_window_t(window.winId());

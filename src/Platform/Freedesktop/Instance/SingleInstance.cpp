@@ -26,7 +26,7 @@ constexpr QLatin1StringView object{"/com/ardentwick/Morvanel"};
 /// The error with which a program that is quitting turns requests down.
 constexpr QLatin1StringView quittingError{"com.ardentwick.Morvanel.Error.Quitting"};
 
-/// How long an answer, of the bus or of another instance, is waited for: 3 seconds, also when the timer,
+/// Time limit for an answer of the bus or of another instance: 3 seconds, also when the timer,
 /// which is a coarse one, fires early.
 constexpr std::chrono::milliseconds answerTimeout = 3100ms;
 constexpr std::chrono::milliseconds quitTimeout = 6s; // quitting takes 4.2 seconds at the most
@@ -151,7 +151,7 @@ QString SingleInstance::launchAction()
     return m_kept.isEmpty() ? QString() : m_kept.first().action;
 }
 
-/// Whether this process owns the program's name; also when the bus would not say who does.
+/// Returns whether this process owns the program's name; also when the bus would not say who does.
 bool SingleInstance::isTheOne()
 {
     const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =

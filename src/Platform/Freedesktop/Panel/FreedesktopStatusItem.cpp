@@ -28,7 +28,7 @@ namespace {
 
 /// A panel that knows both kinds of item brings them up one after the other.
 constexpr auto settlingTime = 500ms;
-/// At log-in the program may well start before the panel.
+/// Time for the panel to appear; at log-in the program may well start before it.
 constexpr auto timeForPanelToStart = 10s;
 
 const QString statusMenuPath = u"/MenuBar"_s;
@@ -56,7 +56,7 @@ public:
         qGuiApp->installNativeEventFilter(this);
     }
 
-    /// False also on other window systems.
+    /// Returns false on other window systems too.
     bool isThere() const
     {
         xcb_connection_t *connection = X11::connection();
@@ -261,7 +261,7 @@ PopupMenu &FreedesktopStatusItem::popup()
             askForMenu();
             m_popup->setItems(m_menu);
         });
-        // In the next turn, so that the menu is gone before anything else happens.
+        // Queued, so that the menu is gone before anything else happens.
         connect(m_popup.get(), &PopupMenu::chosen, this, &FreedesktopStatusItem::choose,
                 Qt::QueuedConnection);
     }

@@ -23,8 +23,8 @@ constexpr std::array table{
     Row{{}, u"lxqt-panel", {.twoLineLabels = false, .refusesActivate = false}},
 };
 
-/// In user-perceived characters: the longest title beside a detail, since a menu could not hold more, and the
-/// longest line of any other kind, since a launcher's entry holds a whole failure message.
+/// Limits in user-perceived characters: the longest title beside a detail, since a menu could not hold more,
+/// and the longest line of any other kind, since a launcher's entry holds a whole failure message.
 constexpr int longestName = 200;
 constexpr int longestLine = 500;
 

@@ -85,8 +85,8 @@ NotifierWatcher::NotifierWatcher(const QDBusConnection &bus)
         watch(name);
 }
 
-/// Before it is known who owns the name: the main thread starts tunnels now, and an answer would have to
-/// wait.
+/// Registers before it is known who owns the name: the main thread starts tunnels now, and an answer would
+/// have to wait.
 void NotifierWatcher::announceAtOnce()
 {
     QDBusMessage call = registration(watcherName(), m_bus);

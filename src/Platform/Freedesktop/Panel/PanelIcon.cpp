@@ -40,7 +40,7 @@ struct PlateLayout
     double plateWidth = 0;
 };
 
-/// By number of glyphs, from one on.
+/// Sizes by number of glyphs, from one on.
 constexpr std::array plateLayouts{PlateLayout{1.15, 35}, PlateLayout{1.1, 49}, PlateLayout{0.9, 61}};
 
 /// Strokes in a box of 12 by 20, so that digits look the same whatever fonts there are.

@@ -184,7 +184,7 @@ void PopupMenu::changeEvent(QEvent *event)
         draw(action, itemOf(action));
 }
 
-/// After it grew: a menu beside a panel often ends at the edge of the screen.
+/// Moves a menu that grew: one beside a panel often ends at the edge of the screen.
 void PopupMenu::keepOnScreen()
 {
     const QRect room = screen()->availableGeometry();

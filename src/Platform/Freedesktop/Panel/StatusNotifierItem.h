@@ -35,7 +35,7 @@ public:
     /// Draws the content and announces it as far as it looks different. To be repeated after a change of the
     /// palette, in whose text colour a template image is drawn.
     void setContent(const StatusItemContent &content);
-    /// Whether to answer `Activate` and its like with an error, for panels that then open the menu.
+    /// Decides whether to answer `Activate` and its like with an error, for panels that then open the menu.
     void setRefusesActivate(bool refuses) { m_refusesActivate = refuses; }
 
     // The methods of the interface.

@@ -30,7 +30,7 @@ namespace {
 using Durability = Preferences::Durability;
 
 constexpr auto dataMember = "data"_L1;
-/// As many links as the kernel follows.
+/// The number of links that the kernel follows.
 constexpr int maximumLinks = 40;
 
 /// Returns the path that `path` leads to when it is a symbolic link, also one to a file that is not there

@@ -20,12 +20,12 @@ namespace {
 constexpr auto serviceName = "org.freedesktop.secrets";
 constexpr auto defaultAlias = "default";
 
-/// How long a running service may take to answer.
+/// Time for a running service to answer.
 constexpr auto answerTime = 2s;
 /// The same when it did not answer a short while ago: a program with many tunnels asks many times in a row.
 constexpr auto answerTimeAfterSilence = 100ms;
 constexpr auto silenceTime = 30s;
-/// How long a service may take to start; at log-in everything starts at once.
+/// Time for a service to start; at log-in everything starts at once.
 constexpr auto startTime = 15s;
 constexpr auto refusalTime = 1s;
 

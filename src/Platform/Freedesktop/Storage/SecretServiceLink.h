@@ -23,13 +23,13 @@ template <typename T> using GObjectPointer = std::unique_ptr<T, Unref>;
 using Collection = GObjectPointer<SecretCollection>;
 using Items = std::vector<GObjectPointer<SecretItem>>;
 
-/// Why a step did not end well.
+/// The reason for which a step did not end well.
 struct SecretFailure
 {
     SecretStatus status;
     QString reason; ///< for the user to read; never holds a secret
 };
-/// None after a success.
+/// No value after a success.
 using Failure = std::optional<SecretFailure>;
 
 /// Returns the failure that an error of GLib, GDBus or libsecret stands for.

@@ -35,7 +35,7 @@ GHashTable *makeAttributes(const SecretKey &key)
 {
     g_autoptr(GHashTable) attributes = makeAttributes(key);
     g_autoptr(GError) error = nullptr;
-    // Without a schema it also finds items that another program stored.
+    // Searches without a schema, to find items that another program stored as well.
     g_autoptr(GList) found =
         secret_service_search_sync(service, nullptr, attributes, SECRET_SEARCH_ALL, nullptr, &error);
     for (const GList *entry = found; entry; entry = entry->next)
@@ -48,8 +48,8 @@ GHashTable *makeAttributes(const SecretKey &key)
     return std::nullopt;
 }
 
-/// As `search`. A service may hide what a locked collection holds, so that is unlocked before nothing is the
-/// answer.
+/// Searches again after unlocking where nothing was found: a service may hide the items of a locked
+/// collection.
 [[nodiscard]] Failure find(SecretServiceLink &link, const SecretKey &key, Items &items)
 {
     if (Failure failure = link.open())
