@@ -5,6 +5,8 @@
 
 #include "HeldProcess.h"
 
+#include <QLoggingCategory>
+
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
@@ -18,6 +20,8 @@ using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
 namespace {
+
+Q_LOGGING_CATEGORY(childLog, "morvanel.child", QtWarningMsg)
 
 constexpr size_t readBufferSize = 65536;
 /// Number of full buffers of one child that are handled before others get their turn.
@@ -105,6 +109,7 @@ QString LinuxChild::run()
 {
     const std::unique_ptr<HeldProcess> process = std::move(m_process);
     QString error = process ? process->run() : QString();
+    qCDebug(childLog) << m_pid << (error.isEmpty() ? QStringLiteral("runs") : error);
     if (!error.isEmpty()) {
         m_hasEnded = true;
         std::exchange(m_forget, {})();
@@ -178,6 +183,8 @@ void LinuxChild::handleExit()
     if (::waitid(P_PIDFD, id_t(m_pidfd.get()), &info, WEXITED | WNOHANG) != 0 || info.si_pid == 0)
         return;
     m_hasEnded = true;
+    qCDebug(childLog) << m_pid << (info.si_code == CLD_EXITED ? "ended with status" : "was ended by signal")
+                      << info.si_status;
     if (const std::unique_ptr<HeldProcess> waiting = std::move(m_process))
         waiting->release();
     drainOutput();

@@ -7,6 +7,7 @@
 
 #include <QDBusPendingCallWatcher>
 #include <QFile>
+#include <QLoggingCategory>
 #include <QTimer>
 
 #include <chrono>
@@ -16,6 +17,8 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
+
+Q_LOGGING_CATEGORY(panelLog, "morvanel.panel", QtWarningMsg)
 
 /// A watcher may own its name before it answers to it.
 constexpr int attempts = 5;
@@ -46,6 +49,11 @@ QDBusMessage registration(const QString &watcher, const QDBusConnection &bus)
 bool isError(const QDBusMessage &reply)
 {
     return reply.type() == QDBusMessage::ErrorMessage;
+}
+
+QString outcome(const QDBusMessage &reply)
+{
+    return isError(reply) ? reply.errorName() : u"accepted by "_s + reply.service();
 }
 
 /// Calls without waiting; `done` runs with the answer as long as the context lives.
@@ -92,6 +100,7 @@ void NotifierWatcher::announceAtOnce()
     QDBusMessage call = registration(watcherName(), m_bus);
     call.setAutoStartService(false);
     callLater(m_bus, call, this, [this](const QDBusMessage &reply) {
+        qCDebug(panelLog) << "registration at once:" << outcome(reply);
         m_announcedTo = isError(reply) ? QString() : reply.service();
         watch(watcherName());
     });
@@ -142,6 +151,7 @@ void NotifierWatcher::registerItem(int attempt)
 {
     callLater(m_bus, registration(m_owner, m_bus), this,
               [this, attempt, owner = m_owner](const QDBusMessage &reply) {
+                  qCDebug(panelLog) << "registration at" << owner << "attempt" << attempt << outcome(reply);
                   if (!isError(reply) || attempt == attempts)
                       return;
                   QTimer::singleShot(pauseBetweenAttempts, this, [this, attempt, owner] {
@@ -180,13 +190,18 @@ void NotifierWatcher::findProcess()
 
 void NotifierWatcher::setHost(Host host)
 {
-    if (std::exchange(m_host, host) != host)
-        Q_EMIT hostChanged();
+    if (std::exchange(m_host, host) == host)
+        return;
+    qCDebug(panelLog) << (host == Host::Present ? "a panel is there" : "there is no panel");
+    Q_EMIT hostChanged();
 }
 
 void NotifierWatcher::findQuirks()
 {
     const HostQuirks quirks = HostQuirks::of(m_presentNames, m_process);
-    if (std::exchange(m_quirks, quirks) != quirks)
-        Q_EMIT quirksChanged();
+    if (std::exchange(m_quirks, quirks) == quirks)
+        return;
+    qCDebug(panelLog) << "quirks of" << m_process << m_presentNames << "two lines:" << quirks.twoLineLabels
+                      << "refuses Activate:" << quirks.refusesActivate;
+    Q_EMIT quirksChanged();
 }

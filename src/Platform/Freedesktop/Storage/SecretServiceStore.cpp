@@ -7,12 +7,16 @@
 
 #include "StandardError.h"
 
+#include <QLoggingCategory>
+
 #include <algorithm>
 #include <functional>
 
 using namespace Qt::StringLiterals;
 
 namespace {
+
+Q_LOGGING_CATEGORY(keyringLog, "morvanel.keyring", QtWarningMsg)
 
 SecretSchema makeSchema()
 {
@@ -110,6 +114,10 @@ SecretStatus attempt(SecretServiceLink &link, const QString &what, const SecretK
     Failure failure = operation();
     while (isBroken(failure) && link.close())
         failure = operation();
+    qCDebug(keyringLog) << what << key.account
+                        << (!failure                                    ? u"done"_s
+                            : failure->status == SecretStatus::NotFound ? u"not found"_s
+                                                                        : failure->reason);
     if (!failure)
         return SecretStatus::Success;
     if (failure->status != SecretStatus::NotFound)
