@@ -25,6 +25,13 @@ add_custom_command(
     DEPENDS morvanel_render_icon ${MORVANEL_RESOURCES}/icons/${MORVANEL_ID}.svg
     VERBATIM)
 
+# The files that tell the version. Debian's change log wants the date as mails have it.
+execute_process(COMMAND date -u -R -d ${MORVANEL_RELEASE_DATE}
+    OUTPUT_VARIABLE MORVANEL_RELEASE_TIME OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+foreach(file morvanel.1 ${MORVANEL_ID}.metainfo.xml debian/changelog)
+    configure_file(${MORVANEL_RESOURCES}/${file}.in ${MORVANEL_INSTALLED_FILES}/${file} @ONLY)
+endforeach()
+
 # Compressed without a time stamp: the same sources give the same files.
 find_program(GZIP gzip REQUIRED)
 function(morvanel_compress source result)
@@ -33,20 +40,23 @@ function(morvanel_compress source result)
         COMMAND ${GZIP} -9nc ${source} > ${result}
         DEPENDS ${source})
 endfunction()
-morvanel_compress(${MORVANEL_RESOURCES}/morvanel.1 ${MORVANEL_INSTALLED_FILES}/morvanel.1.gz)
-morvanel_compress(${MORVANEL_RESOURCES}/debian/changelog ${MORVANEL_INSTALLED_FILES}/changelog.Debian.gz)
+morvanel_compress(${MORVANEL_INSTALLED_FILES}/morvanel.1 ${MORVANEL_INSTALLED_FILES}/morvanel.1.gz)
+morvanel_compress(${MORVANEL_INSTALLED_FILES}/debian/changelog ${MORVANEL_INSTALLED_FILES}/changelog.Debian.gz)
+morvanel_compress(${CMAKE_SOURCE_DIR}/CHANGELOG.md ${MORVANEL_INSTALLED_FILES}/changelog.gz)
 add_custom_target(morvanel_installed_files ALL DEPENDS
     ${icon_files}
     ${MORVANEL_INSTALLED_FILES}/morvanel.1.gz
-    ${MORVANEL_INSTALLED_FILES}/changelog.Debian.gz)
+    ${MORVANEL_INSTALLED_FILES}/changelog.Debian.gz
+    ${MORVANEL_INSTALLED_FILES}/changelog.gz)
 
 install(TARGETS morvanel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES ${MORVANEL_RESOURCES}/${MORVANEL_ID}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
-install(FILES ${MORVANEL_RESOURCES}/${MORVANEL_ID}.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
+install(FILES ${MORVANEL_INSTALLED_FILES}/${MORVANEL_ID}.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
 install(FILES ${MORVANEL_INSTALLED_FILES}/morvanel.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES
     ${MORVANEL_RESOURCES}/debian/copyright
     ${MORVANEL_INSTALLED_FILES}/changelog.Debian.gz
+    ${MORVANEL_INSTALLED_FILES}/changelog.gz
     DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The bus starts the program by its absolute name, which depends on the prefix chosen when it is installed.
