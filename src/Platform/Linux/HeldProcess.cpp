@@ -113,9 +113,7 @@ template <typename T> void send(int control, const T &value)
 /// threads.
 [[noreturn]] void waitAndRun(const ProgramTexts &texts, int input, int output, int control, pid_t parent)
 {
-    struct sigaction byDefault
-    {
-    };
+    struct sigaction byDefault = {};
     byDefault.sa_handler = SIG_DFL;
     for (int number = 1; number < NSIG; ++number)
         ::sigaction(number, &byDefault, nullptr);

@@ -28,9 +28,7 @@ extern "C" void writeToPipe(int)
 
 void setHandler(void (*handler)(int))
 {
-    struct sigaction action
-    {
-    };
+    struct sigaction action = {};
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
     ::sigemptyset(&action.sa_mask);
