@@ -12,6 +12,8 @@ from gi.repository import Atspi  # noqa: E402
 
 from session import wait_for  # noqa: E402
 
+BUTTON = Atspi.role_get_name(Atspi.Role.PUSH_BUTTON)  # the name differs between versions
+
 
 class Accessibility:
     """The accessibility bus of a session with that environment. A process can read that of one session only."""

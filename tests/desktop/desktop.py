@@ -10,7 +10,7 @@ import sys
 import unittest
 from pathlib import Path
 
-from accessibility import Accessibility, find, has_state, label_of, showing, offers_text, text_of
+from accessibility import BUTTON, Accessibility, find, has_state, label_of, showing, offers_text, text_of
 from desktop_reader import Bus, Launcher, Screen, StatusItem
 from session import PANEL_HEIGHT, Program, Session, tunnel, wait_for
 
@@ -121,7 +121,7 @@ class Desktop(unittest.TestCase):
         self.assertEqual(self.item.labels()[:4], ["Morvanel", "-", "No tunnels configured", "Add Tunnel…"])
         self.assertEqual(self.item.icon, "morvanel-idle-symbolic")
         self.wait_for_text("New Tunnel")
-        self.assertFalse(has_state(self.object("push button", "Add"), "enabled"))
+        self.assertFalse(has_state(self.object(BUTTON, "Add"), "enabled"))
 
     def the_path_is_typed(self):
         self.assertIn("⚠︎ cloudflared not found", self.item.labels())
@@ -141,22 +141,22 @@ class Desktop(unittest.TestCase):
         self.screen.type("home.example.test")
         token = self.tab_to("password text", "Token")
         self.screen.type(f"cloudflared tunnel run --token {SECRET}")
-        wait_for(lambda: has_state(self.object("push button", "Add"), "enabled"), "the form is complete")
+        wait_for(lambda: has_state(self.object(BUTTON, "Add"), "enabled"), "the form is complete")
         self.assertFalse(offers_text(token))
         self.press("check box", "Start this tunnel when the app opens")
         self.screen.key("Return")
         row = self.object("list item", "Home_Server & Co")
         self.assertTrue(has_state(row, "selected"))
         self.assertEqual(row.get_description(), "Stopped")
-        self.object("push button", "Save")
+        self.object(BUTTON, "Save")
         self.assertNotIn("eyJ", self.session.preferences.read_text())
 
     def it_starts_and_connects(self):
-        self.press("push button", "Start")
+        self.press(BUTTON, "Start")
         child, = self.program.wait_for_children(1)
         self.wait_for_everywhere("morvanel-connected", "Morvanel: 1 of 1 tunnels connected",
                                  "Home_Server & Co\nConnected (4 connections)", "Connected (4 connections)", 1, GREEN)
-        self.object("push button", "Stop")
+        self.object(BUTTON, "Stop")
         labels = self.item.labels()
         self.assertEqual(labels[0], "Morvanel · 1/1 connected")
         self.assertEqual(labels[3].strip(), "Open home.example.test")
@@ -165,7 +165,7 @@ class Desktop(unittest.TestCase):
         self.screen.wait_for_window(LOGS)
         self.wait_for_text("Connected (4 connections)", LOGS)
         self.assertEqual(label_of(self.object("combo box", "Home_Server & Co", LOGS)), "Tunnel")
-        self.object("push button", "Copy", LOGS)
+        self.object(BUTTON, "Copy", LOGS)
         self.wait_for_log(f"▶︎ Starting: {CLOUDFLARED} tunnel run", "Registered tunnel connection")
         return child
 
@@ -176,7 +176,7 @@ class Desktop(unittest.TestCase):
                                  f"Home_Server & Co\nError · {message}", f"Error: {message}", None, RED)
         self.wait_for_text(f"Error: {message}", LOGS)
         self.wait_for_log("Registered tunnel connection", f"✖︎ {message}")
-        self.object("push button", "Start")
+        self.object(BUTTON, "Start")
 
     def the_menu_starts_it_again(self):
         self.item.click("Home_Server & Co")
@@ -252,14 +252,14 @@ class Desktop(unittest.TestCase):
         self.tab_to("password text", "Token")
         self.screen.type("new.scenario.connected")
         self.wait_for_text("This doesn't look like a tunnel token: they usually start with \"eyJ\".")
-        self.press("push button", "Show")
+        self.press(BUTTON, "Show")
         self.assertEqual(text_of(self.object("text", "Token")), "new.scenario.connected")
-        self.press("push button", "Hide")
+        self.press(BUTTON, "Hide")
         self.assertFalse(offers_text(self.object("password text", "Token")))
         self.screen.key("Return")
         self.wait_for_text("Saved")
         wait_for(lambda: self.rows()[0] == ("Second one", "Stopped"), "the row has the new name")
-        self.press("push button", "Start")
+        self.press(BUTTON, "Start")
         wait_for(lambda: self.rows()[0] == ("Second one", "Connected (4 connections)"), "the new token is used")
 
     def the_log_is_chosen_and_cleared(self):
@@ -272,23 +272,23 @@ class Desktop(unittest.TestCase):
         self.assertEqual(text_of(self.object("text", "Log", LOGS)), "")
         self.screen.key("Up")
         self.wait_for_log("Registered tunnel connection")
-        self.press("push button", "Clear", LOGS)
+        self.press(BUTTON, "Clear", LOGS)
         wait_for(lambda: text_of(self.object("text", "Log", LOGS)) == "", "the log is empty")
         self.screen.key("ctrl+w")
 
     def a_tunnel_is_deleted(self):
         self.screen.wait_for_window(SETTINGS)
-        self.press("push button", "Delete the selected tunnel")
+        self.press(BUTTON, "Delete the selected tunnel")
         wait_for(lambda: self.rows() == [("First", "Stopped")], lambda: f"one row is left: {self.rows()}")
         wait_for(lambda: not self.program.children(), "its child has ended")
-        self.press("push button", "Add tunnel")
+        self.press(BUTTON, "Add tunnel")
         wait_for(lambda: self.focus(SETTINGS) == ("text", "Name"), "the form for a new tunnel has the keyboard")
 
     def the_preferences_are_switched(self):
         login_item = self.session.home / ".config/autostart/com.ardentwick.Morvanel.desktop"
         self.screen.key("ctrl+Tab")
         before = set(self.screen.windows())
-        self.press("push button", "Browse…")
+        self.press(BUTTON, "Browse…")
         dialog, = wait_for(lambda: set(self.screen.windows()) - before, "the file dialog is open")
         self.screen.wait_for_window(dialog)
         self.screen.key("Escape")
