@@ -25,10 +25,10 @@ its menu starts and stops each of them and opens their host names.
 Tokens are stored in the keyring of the desktop. The program cloudflared is
 not part of this package.")
 
-# Libraries, with the versions whose symbols are used; the plug-ins for X11 and for SVG come with them.
+# Libraries, with the versions whose symbols are used; the plug-in for X11 comes with them.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# The theme whose index makes the icons be found.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS hicolor-icon-theme)
+# The theme whose index makes the icons be found, and Qt's plug-in that draws them: part of the library until Debian 12.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "hicolor-icon-theme, qt6-svg-plugins | libqt6svg6 (<< 6.7.2-5~)")
 # A place for tokens, a session bus, Wayland, and the tool that runs desktop actions for launchers without D-Bus.
 string(JOIN ", " CPACK_DEBIAN_PACKAGE_RECOMMENDS
     "default-dbus-session-bus | dbus-session-bus"

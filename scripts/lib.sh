@@ -57,8 +57,10 @@ missing_packages() {
 as_root() {
     if [ "$(id -u)" = 0 ]; then
         "$@"
-    else
+    elif command -v sudo >/dev/null; then
         sudo "$@"
+    else
+        fail "there is no sudo. As root: $*"
     fi
 }
 
@@ -81,9 +83,8 @@ install_packages() {
         fail "needs packages that are not installed, and there is no sudo. As root: apt-get install $missing"
     printf 'Packages to install with apt: %s\n' "$missing"
     confirm "Install them?"
-    # Where apt's lists are missing or old.
     # shellcheck disable=SC2086
-    apt-get install -s -qq $missing >/dev/null 2>&1 || step "Updating apt's lists" as_root apt-get update -q
+    apt-get install --print-uris -qq $missing >/dev/null 2>&1 || step "Updating apt's lists" as_root apt-get update -q
     # shellcheck disable=SC2086
     step "Installing" as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends $missing
 }
@@ -133,7 +134,9 @@ need() {
         check_tools "$1"
         return
     fi
-    packages="$build_packages $run_packages"
+    [ -n "$(apt-cache pkgnames qt6-svg)" ] || step "Fetching apt's lists" as_root apt-get update -q
+    # The plug-in that draws SVG icons is a package of its own since Debian 13.
+    packages="$build_packages $run_packages $(apt-cache pkgnames qt6-svg-plugins)"
     case $1 in
     # Tokens need a Secret Service; any that is installed will do.
     build) grep -qs '^Name=org.freedesktop.secrets$' /usr/share/dbus-1/services/*.service ||
