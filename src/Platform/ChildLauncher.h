@@ -25,8 +25,9 @@ struct ChildCommand
 /// Should this process end in the meantime, the child ends as well and has run nothing.
 ///
 /// Its standard output and standard error are one pipe, its standard input is the null device. It leads a
-/// process group of its own, with an empty signal mask and default dispositions, and has no other descriptor
-/// of this process.
+/// process group of its own, with an empty signal mask and the limits that this process was started with;
+/// signals have their default dispositions, but for those that were ignored when this process was started. It
+/// has no other descriptor of this process.
 ///
 /// Calls any number of `output`, then `ended` exactly once; both on the main thread from the event loop.
 /// All output that the child wrote is delivered before `ended`. Destroying the handle ends the

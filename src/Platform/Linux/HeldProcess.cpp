@@ -3,6 +3,8 @@
 
 #include "HeldProcess.h"
 
+#include "ProcessSetup.h"
+
 #include <QFile>
 
 #include <sys/socket.h>
@@ -113,10 +115,6 @@ template <typename T> void send(int control, const T &value)
 /// threads.
 [[noreturn]] void waitAndRun(const ProgramTexts &texts, int input, int output, int control, pid_t parent)
 {
-    struct sigaction byDefault = {};
-    byDefault.sa_handler = SIG_DFL;
-    for (int number = 1; number < NSIG; ++number)
-        ::sigaction(number, &byDefault, nullptr);
     ::setpgid(0, 0);
     // Closes every other inherited descriptor, so that the ends of other pipes are noticed.
     ::dup2(input, STDIN_FILENO);
@@ -130,6 +128,7 @@ template <typename T> void send(int control, const T &value)
     if (!receive(controlPlace, &word) || ::getppid() != parent)
         ::_exit(exitCodeWithoutProgram);
     sigset_t none;
+    ProcessSetup::restoreInChild();
     ::sigemptyset(&none);
     ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
     ::execve(texts.arguments()[0], texts.arguments(), texts.environment());

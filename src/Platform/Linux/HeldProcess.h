@@ -9,8 +9,8 @@
 /// A forked child that blocks until `run` lets it exec. If this process dies first, the child exits without
 /// executing anything. A child that was never run is killed with this object.
 ///
-/// It leads a process group of its own. The program gets an empty signal mask, default dispositions, the null
-/// device as its input and one descriptor as its output.
+/// It leads a process group of its own. The program gets an empty signal mask, the limits and ignored
+/// signals that this process was started with, the null device as its input and one descriptor as its output.
 class HeldProcess
 {
 public:

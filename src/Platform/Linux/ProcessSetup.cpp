@@ -3,12 +3,14 @@
 
 #include "ProcessSetup.h"
 
+#include <pthread.h>
 #include <sys/resource.h>
 
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <optional>
 
 namespace {
 
@@ -17,6 +19,23 @@ constexpr std::array handledSignals{SIGTERM, SIGINT, SIGHUP};
 // A signal handler can reach nothing but a static object.
 std::atomic<int> handlerPipe{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
+
+/// What this process was started with. A fork handler can reach nothing but a static object, either.
+struct Limits
+{
+    rlimit openFiles;
+    rlimit coreSize;
+};
+std::optional<Limits> limitsAtStart;
+sigset_t ignoredAtStart; // none until the process has looked
+
+extern "C" void restoreLimits()
+{
+    if (!limitsAtStart)
+        return;
+    ::setrlimit(RLIMIT_NOFILE, &limitsAtStart->openFiles);
+    ::setrlimit(RLIMIT_CORE, &limitsAtStart->coreSize);
+}
 
 extern "C" void writeToPipe(int)
 {
@@ -32,8 +51,10 @@ void setHandler(void (*handler)(int))
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
     ::sigemptyset(&action.sa_mask);
-    for (const int signal : handledSignals)
-        ::sigaction(signal, &action, nullptr);
+    for (const int signal : handledSignals) {
+        if (!::sigismember(&ignoredAtStart, signal))
+            ::sigaction(signal, &action, nullptr);
+    }
 }
 
 void openMissingStandardStreams()
@@ -49,12 +70,33 @@ void openMissingStandardStreams()
 
 /// A blocked SIGTERM would make this process deaf, an ignored SIGCHLD would lose its children's exit
 /// statuses.
-void inheritNoSignalSettings()
+void takeOverSignals()
 {
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     std::signal(SIGCHLD, SIG_DFL);
+    for (int number = 1; number < NSIG; ++number) {
+        struct sigaction action
+        {
+        };
+        if (::sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN)
+            ::sigaddset(&ignoredAtStart, number);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+void takeOverLimits()
+{
+    Limits limits{};
+    ::getrlimit(RLIMIT_NOFILE, &limits.openFiles);
+    ::getrlimit(RLIMIT_CORE, &limits.coreSize);
+    limitsAtStart = limits;
+    ::pthread_atfork(nullptr, nullptr, restoreLimits); // for what Qt starts
+    const rlimit allFiles{limits.openFiles.rlim_max, limits.openFiles.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &allFiles);
+    const rlimit noCore{0, limits.coreSize.rlim_max};
+    ::setrlimit(RLIMIT_CORE, &noCore);
 }
 
 } // namespace
@@ -62,10 +104,20 @@ void inheritNoSignalSettings()
 void ProcessSetup::prepare()
 {
     openMissingStandardStreams();
-    inheritNoSignalSettings();
-    std::signal(SIGPIPE, SIG_IGN);
-    const rlimit none{0, 0};
-    ::setrlimit(RLIMIT_CORE, &none);
+    takeOverSignals();
+    takeOverLimits();
+}
+
+void ProcessSetup::restoreInChild()
+{
+    for (int number = 1; number < NSIG; ++number) {
+        struct sigaction action
+        {
+        };
+        action.sa_handler = ::sigismember(&ignoredAtStart, number) ? SIG_IGN : SIG_DFL;
+        ::sigaction(number, &action, nullptr);
+    }
+    restoreLimits();
 }
 
 TerminationSignals::TerminationSignals(QObject *parent)

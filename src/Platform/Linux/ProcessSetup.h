@@ -11,18 +11,24 @@
 namespace ProcessSetup {
 
 /// Makes this process what it needs to be before anything else of it runs. Opens the null device where
-/// standard input, output or error is closed, so that no other file gets one of these numbers; undoes what a
-/// launcher may have left blocked or ignored; makes a closed pipe an error instead of a signal; and forbids
-/// core files, here and in the children, because their memory holds tokens.
+/// standard input, output or error is closed, so that no other file gets one of these numbers; unblocks
+/// signals; makes a closed pipe an error instead of a signal; allows as many open files as the system grants;
+/// and forbids core files, because its memory holds tokens. What is forked later, by whatever library, has
+/// the limits that this process was started with.
 void prepare();
+
+/// Gives a child that was made with _Fork(3) what this process was started with: its limits, and default
+/// dispositions but for the signals that were ignored. Only SIGCHLD is never left ignored. Makes only calls
+/// that are allowed between fork(2) and execve(2).
+void restoreInChild();
 
 } // namespace ProcessSetup
 
 /// Turns SIGTERM, SIGINT and SIGHUP into a Qt signal on the event loop. At most one object at a time.
 ///
 /// The signals stay unblocked (a blocked one would be inherited by every program this one starts); the
-/// handler only writes a byte into a pipe. Once the object is gone they are ignored: it goes with the
-/// process.
+/// handler only writes a byte into a pipe. One that was ignored when the process was started stays ignored,
+/// as nohup(1) wants it. Once the object is gone all are ignored: it goes with the process.
 class TerminationSignals : public QObject
 {
     Q_OBJECT
