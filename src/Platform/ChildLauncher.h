@@ -19,6 +19,8 @@ struct ChildCommand
     QStringList arguments;
     /// Entries that are set on top of a copy of this process's own environment.
     std::vector<std::pair<QByteArray, QByteArray>> environment;
+    /// Whether the program gets SIGTERM as soon as this process is gone, however it ended.
+    bool endsWithThisProcess = false;
 };
 
 /// A child process. It waits until `run` lets it run its program, so that its id can be written down before.

@@ -341,7 +341,7 @@ void TunnelManager::terminateOrphanedProcesses()
 {
     for (const qint32 pid : childPIDs(m_services.preferences)) {
         if (pid >= 1)
-            m_services.processes.terminate(pid, "/cloudflared");
+            m_services.processes.terminate(pid, TunnelRunner::knownPathEnd);
     }
     m_services.preferences.remove(childPIDsKey);
 }

@@ -5,6 +5,8 @@
 
 #include "Text.h"
 
+#include <QFileInfo>
+
 #include <cstring>
 #include <tuple>
 
@@ -35,7 +37,8 @@ std::optional<qint32> TunnelRunner::prepare(const QString &cloudflaredPath, cons
                                {{"TUNNEL_TOKEN", token.toUtf8()},
                                 {"NO_AUTOUPDATE", "true"},
                                 {"TUNNEL_GRACE_PERIOD", "2s"},
-                                {"NO_COLOR", "1"}}};
+                                {"NO_COLOR", "1"}},
+                               !QFileInfo(cloudflaredPath).canonicalFilePath().endsWith(knownPathEnd)};
     ChildLauncher::Prepared prepared =
         m_launcher.prepare(command, {[this](QByteArrayView chunk) { consume(chunk); },
                                      [this](int status) { handleTermination(status, m_process->pid()); }});

@@ -4,6 +4,9 @@
 #include "Fakes.h"
 #include "TunnelRunner.h"
 
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -68,6 +71,23 @@ private Q_SLOTS:
         QCOMPARE(command.environment, expected);
         QCOMPARE(linesOf(bench.runner), QStringList{u"▶\uFE0E Starting: /opt/cloudflared tunnel run"_s});
         QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, u"started 1000"_s}));
+    }
+
+    /// The next run would not know the child by its program's name.
+    void endsWithTheProgramWhereTheFileHasAnotherName()
+    {
+        const QTemporaryDir folder;
+        const auto linkTo = [&](const QString &name) {
+            const QString link = folder.filePath(name + u"-link/cloudflared"_s);
+            QFile file(folder.filePath(name));
+            QDir(folder.path()).mkpath(name + u"-link"_s);
+            return file.open(QFile::WriteOnly) && file.link(link) ? link : QString();
+        };
+        for (const QString &name : {u"cloudflared"_s, u"cloudflared-linux-amd64"_s}) {
+            Bench bench;
+            bench.runner.start(linkTo(name), u"eyJ-token"_s);
+            QCOMPARE(bench.child().command.endsWithThisProcess, name != "cloudflared"_L1);
+        }
     }
 
     void tellsOfAFailedLaunch_data()

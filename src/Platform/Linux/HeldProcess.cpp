@@ -7,6 +7,7 @@
 
 #include <QFile>
 
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 
@@ -127,8 +128,8 @@ template <typename T> void send(int control, const T &value)
     // A parent that died after it gave the word would have nobody to end the program.
     if (!receive(controlPlace, &word) || ::getppid() != parent)
         ::_exit(exitCodeWithoutProgram);
-    sigset_t none;
     ProcessSetup::restoreInChild();
+    sigset_t none;
     ::sigemptyset(&none);
     ::pthread_sigmask(SIG_SETMASK, &none, nullptr);
     ::execve(texts.arguments()[0], texts.arguments(), texts.environment());
@@ -159,8 +160,11 @@ HeldProcess::HeldProcess(const ChildCommand &command, const FileDescriptor &outp
     const pid_t parent = ::getpid();
     const SignalsBlocked blocked;
     m_pid = ::_Fork();
-    if (m_pid == 0)
+    if (m_pid == 0) {
+        if (command.endsWithThisProcess)
+            ::prctl(PR_SET_PDEATHSIG, SIGTERM);
         waitAndRun(texts, input.get(), output.get(), childControl.get(), parent);
+    }
     if (m_pid < 0)
         m_error = qt_error_string(errno);
 }
