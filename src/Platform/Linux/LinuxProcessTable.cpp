@@ -6,14 +6,58 @@
 #include "FileDescriptor.h"
 
 #include <QByteArray>
+#include <QSocketNotifier>
+#include <QTimer>
 
 #include <sys/stat.h>
 
 #include <array>
+#include <cerrno>
+#include <chrono>
 #include <climits>
 #include <csignal>
 
+using namespace std::chrono_literals;
+
 namespace {
+
+/// Reads away a pipe until its end, for as long as a process may take to end; then deletes itself.
+class PipeReader : public QSocketNotifier
+{
+public:
+    PipeReader(FileDescriptor pipe, QObject *parent)
+        : QSocketNotifier(pipe.get(), Read, parent)
+        , m_pipe(std::move(pipe))
+    {
+        connect(this, &QSocketNotifier::activated, this, &PipeReader::read);
+        QTimer::singleShot(6s, this, &QObject::deleteLater);
+    }
+    ~PipeReader() override { setEnabled(false); }
+    Q_DISABLE_COPY_MOVE(PipeReader)
+
+private:
+    void read()
+    {
+        std::array<char, PIPE_BUF> buffer;
+        const ssize_t count = ::read(m_pipe.get(), buffer.data(), buffer.size());
+        if (count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR)))
+            return;
+        setEnabled(false);
+        deleteLater();
+    }
+
+    FileDescriptor m_pipe;
+};
+
+/// Opens the standard output of a process for reading; not open unless it is a pipe.
+FileDescriptor openOutputOf(qint32 pid)
+{
+    const QByteArray path = "/proc/" + QByteArray::number(pid) + "/fd/1";
+    struct stat file;
+    if (::stat(path.constData(), &file) != 0 || !S_ISFIFO(file.st_mode))
+        return {};
+    return FileDescriptor(::open(path.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+}
 
 bool isSameFile(const char *a, const char *b)
 {
@@ -43,6 +87,9 @@ QByteArray executableOf(qint32 pid)
 void LinuxProcessTable::terminate(qint32 pid, QByteArrayView pathEnd)
 {
     const FileDescriptor process(::pidfd_open(pid, 0));
-    if (process.isOpen() && executableOf(pid).endsWith(pathEnd))
-        ::pidfd_send_signal(process.get(), SIGTERM, nullptr, 0);
+    if (!process.isOpen() || !executableOf(pid).endsWith(pathEnd))
+        return;
+    if (FileDescriptor output = openOutputOf(pid); output.isOpen())
+        new PipeReader(std::move(output), &m_readers);
+    ::pidfd_send_signal(process.get(), SIGTERM, nullptr, 0);
 }

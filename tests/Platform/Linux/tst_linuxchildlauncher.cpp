@@ -312,6 +312,49 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(QFile::decodeName(trace)));
     }
 
+    void endsThoughItsLauncherIsGone_data()
+    {
+        QTest::addColumn<bool>("endsWithLauncher");
+        QTest::addColumn<QByteArray>("lastWords"); // which kill a process whose output nobody reads
+        QTest::newRow("with its launcher") << true << QByteArray();
+        QTest::newRow("when the next run asks it to") << false << QByteArray("raw bye\n");
+    }
+
+    void endsThoughItsLauncherIsGone()
+    {
+        QFETCH(bool, endsWithLauncher);
+        QFETCH(QByteArray, lastWords);
+        const QTemporaryDir folder;
+        const QString ready = folder.filePath(u"ready"_s);
+        const QString ended = folder.filePath(u"ended"_s);
+        const QByteArray script = "report " + QFile::encodeName(ready) + "\nwait\non-term\n" + lastWords +
+                                  "pause 20\n" + lastWords + "report " + QFile::encodeName(ended);
+        int ends[2];
+        QCOMPARE(::pipe2(ends, O_CLOEXEC), 0);
+        const pid_t launcher = ::fork();
+        if (launcher == 0) {
+            LinuxChildLauncher doomed;
+            const ChildLauncher::Prepared prepared =
+                doomed.prepare({standIn, {}, {{"MORVANEL_SCRIPT", script}}, endsWithLauncher}, {});
+            if (prepared.child && prepared.child->run().isEmpty()) {
+                const qint32 pid = prepared.child->pid();
+                std::ignore = ::write(ends[1], &pid, sizeof pid);
+            }
+            ::pause();
+        }
+        qint32 orphan = 0;
+        QCOMPARE(::read(ends[0], &orphan, sizeof orphan), ssize_t(sizeof orphan));
+        ::close(ends[0]);
+        ::close(ends[1]);
+        QTRY_VERIFY(QFile::exists(ready));
+        ::kill(launcher, SIGKILL);
+        QCOMPARE(::waitpid(launcher, nullptr, 0), launcher);
+        LinuxProcessTable table;
+        if (!endsWithLauncher)
+            table.terminate(orphan, QFile::encodeName(standIn));
+        QTRY_VERIFY(QFile::exists(ended));
+    }
+
     void failsToLaunch_data()
     {
         QTest::addColumn<QString>("name");
