@@ -21,6 +21,7 @@
 
 #include <QApplication>
 #include <QDBusConnection>
+#include <QFileInfo>
 #include <QStandardPaths>
 
 #include <array>
@@ -162,7 +163,8 @@ int main(int argc, char **argv)
 {
     ProcessSetup::prepare();
     SingleInstance instance;
-    if (const std::optional<int> status = instance.handOver())
+    const QString lockPath = QFileInfo(PreferencesFile::defaultPath()).path() + u"/lock"_s;
+    if (const std::optional<int> status = instance.handOver(lockPath))
         return *status;
     QApplication::setDesktopFileName(u"com.ardentwick.Morvanel"_s);
     QApplication::setApplicationVersion(QStringLiteral(MORVANEL_VERSION));

@@ -4,15 +4,18 @@
 #include "SingleInstance.h"
 
 #include "ApplicationAdaptor.h"
-#include "FileDescriptor.h"
 #include "StandardError.h"
 
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
 #include <QDBusError>
+#include <QFileInfo>
 
+#include <glib.h>
 #include <poll.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <chrono>
 #include <utility>
 
@@ -96,6 +99,17 @@ std::optional<int> handOverToOwner(const QDBusConnection &bus, const QVariantMap
     return 1;
 }
 
+/// Shows a sentence to the user of this session, where there is something to show it.
+void notify(const QDBusConnection &bus, const QString &sentence)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(u"org.freedesktop.Notifications"_s,
+                                                          u"/org/freedesktop/Notifications"_s,
+                                                          u"org.freedesktop.Notifications"_s, u"Notify"_s);
+    message << u"Morvanel"_s << 0U << QString(service) << sentence << QString() << QStringList()
+            << QVariantMap{{u"desktop-entry"_s, QString(service)}} << -1;
+    bus.call(message, QDBus::Block, int(answerTimeout.count())); // it may have to be started first
+}
+
 } // namespace
 
 SingleInstance::SingleInstance(QObject *parent)
@@ -107,12 +121,18 @@ SingleInstance::SingleInstance(QObject *parent)
     new ApplicationAdaptor(this);
 }
 
-std::optional<int> SingleInstance::handOver()
+std::optional<int> SingleInstance::handOver(const QString &lockPath)
+{
+    const std::optional<int> status = handOverInSession();
+    return status ? status : yieldToOtherSession(lockPath);
+}
+
+std::optional<int> SingleInstance::handOverInSession()
 {
     if (!m_bus.isConnected()) {
-        writeToStandardError(
-            u"There is no session bus, so most panels show no icon, tokens cannot be "
-            "read or stored, and a second start is not noticed. (%1)"_s.arg(m_bus.lastError().message()));
+        writeToStandardError(u"There is no session bus, so most panels show no icon, tokens cannot be "
+                             "read or stored, and a second start cannot show this one. (%1)"_s.arg(
+                                 m_bus.lastError().message()));
         return std::nullopt;
     }
     m_bus.interface()->setTimeout(int(answerTimeout.count()));
@@ -128,6 +148,39 @@ std::optional<int> SingleInstance::handOver()
             return status;
     }
     writeToStandardError(u"Morvanel is started and ended by something all the time; gave up."_s);
+    return 1;
+}
+
+std::optional<int> SingleInstance::yieldToOtherSession(const QString &lockPath)
+{
+    g_mkdir_with_parents(QFile::encodeName(QFileInfo(lockPath).path()).constData(), S_IRWXU);
+    m_lock = FileDescriptor(
+        ::open(QFile::encodeName(lockPath).constData(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    struct flock holder
+    {
+    };
+    for (int attempt = 0; attempt < maxAttempts; ++attempt) {
+        struct flock lock
+        {
+        };
+        lock.l_type = F_WRLCK;
+        if (m_lock.isOpen() && ::fcntl(m_lock.get(), F_SETLK, &lock) == 0)
+            return std::nullopt;
+        if (errno != EAGAIN) {
+            writeToStandardError(
+                u"%1 cannot be locked, so a start in another session is not noticed. (%2)"_s.arg(
+                    lockPath, qt_error_string()));
+            return std::nullopt;
+        }
+        holder = lock;
+        // Unlike flock(2) this tells who holds the lock, so that the end of it can be waited for.
+        if (::fcntl(m_lock.get(), F_GETLK, &holder) == 0 && holder.l_type != F_UNLCK &&
+            !waitForEnd(uint(holder.l_pid), quitTimeout))
+            break;
+    }
+    const QString sentence = u"Morvanel runs in another session (process %1)."_s.arg(holder.l_pid);
+    writeToStandardError(sentence);
+    notify(m_bus, sentence);
     return 1;
 }
 
@@ -159,16 +212,17 @@ bool SingleInstance::isTheOne()
     if (reply.isValid())
         return reply != QDBusConnectionInterface::ServiceNotRegistered;
     writeToStandardError(
-        u"The session bus does not hand out the name %1, so a second start is not noticed. (%2)"_s.arg(
+        u"The session bus does not hand out the name %1, so a second start cannot show this one. (%2)"_s.arg(
             service, reply.error().message()));
     return true;
 }
 
 void SingleInstance::reportLostBus() const
 {
-    writeToStandardError(u"The session bus is gone. The tunnels go on; most panels show no icon any more, "
-                         u"tokens cannot be read "
-                         "or stored, and a second start is not noticed. A signal (SIGTERM) ends Morvanel."_s);
+    writeToStandardError(
+        u"The session bus is gone. The tunnels go on; most panels show no icon any more, "
+        u"tokens cannot be read "
+        "or stored, and a second start cannot show this one. A signal (SIGTERM) ends Morvanel."_s);
 }
 
 void SingleInstance::Activate(const QVariantMap &platformData)

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "FileDescriptor.h"
+
 #include <QDBusConnection>
 #include <QDBusContext>
 #include <QDBusMessage>
@@ -12,10 +14,12 @@
 
 #include <optional>
 
-/// Sees to it that one Morvanel runs per session, and takes the requests of launchers.
+/// Sees to it that a user runs one Morvanel, and takes the requests of launchers.
 ///
-/// The owner of the name `com.ardentwick.Morvanel` on the session bus is the one; the bus decides, so
-/// launches at the same time leave exactly one. It is made and asked before the application object is: a
+/// The owner of the name `com.ardentwick.Morvanel` on the session bus is the session's one; the bus decides,
+/// so launches at the same time leave exactly one. Among the sessions of the user, who share tunnels and
+/// preferences, it is the one that holds the lock of a file; the kernel frees it at the end of the process,
+/// however it ended. It is made and asked before the application object is: a
 /// launch that hands over never connects to the display.
 ///
 /// The platform data of a request are those of the Desktop Entry standard: "activation-token" (Wayland)
@@ -29,10 +33,11 @@ public:
 
     /// Asks a Morvanel that runs already to show itself. Returns the exit status with which this process has
     /// to end: 0, or 1 after a sentence on standard error when the other one does not answer within 3
-    /// seconds. Returns nothing when this process is the one to go on, also where there is no bus to ask
-    /// (said on standard error). One that is quitting is waited for, at most 6 seconds, and this process goes
-    /// on.
-    [[nodiscard]] std::optional<int> handOver();
+    /// seconds. Returns nothing when this process is the one to go on, also where there is no bus to ask or
+    /// nothing can be locked (said on standard error). One that is quitting is waited for, at most 6 seconds,
+    /// and this process goes on. One of another session is waited for as long, because it may be quitting;
+    /// then the status is 1, after a sentence on standard error and a notification.
+    [[nodiscard]] std::optional<int> handOver(const QString &lockPath);
 
     /// Returns the action that the bus started this process to perform; empty when it was started for
     /// something else or the request has not come yet. To be asked before `listen`, which then emits it.
@@ -75,11 +80,14 @@ private:
         QDBusMessage message;
     };
 
+    std::optional<int> handOverInSession();
+    std::optional<int> yieldToOtherSession(const QString &lockPath);
     bool isTheOne();
     void take(const QString &action, const QVariantMap &platformData);
     void deliver(const Request &request);
 
     QDBusConnection m_bus;
+    FileDescriptor m_lock;
     QList<Request> m_kept; ///< until `listen`
     bool m_isListening = false;
     bool m_isQuitting = false;

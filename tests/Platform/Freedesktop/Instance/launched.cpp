@@ -33,7 +33,8 @@ void tell(const QString &what, const QVariantMap &platformData = {})
 int main(int argc, char **argv)
 {
     SingleInstance instance;
-    if (const std::optional<int> status = instance.handOver())
+    if (const std::optional<int> status =
+            instance.handOver(qEnvironmentVariable("HOME") + u"/.config/lock"_s))
         return *status;
 
     QCoreApplication app(argc, argv);

@@ -69,6 +69,26 @@ private:
     QByteArray m_errors;
 };
 
+const Variables noBus{{u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s}};
+
+/// Takes the place of the desktop's notifications.
+class Notifications : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    QStringList shown;
+
+public Q_SLOTS:
+    uint Notify(const QString &, uint, const QString &, const QString &summary, const QString &,
+                const QStringList &, const QVariantMap &, int)
+    {
+        shown += summary;
+        return 1;
+    }
+};
+
 QDBusMessage request(const QString &method, const QVariantList &arguments)
 {
     QDBusMessage message =
@@ -175,12 +195,38 @@ private Q_SLOTS:
         QCOMPARE(second.errors().count('\n'), 1);
     }
 
-    void runsWithoutBus()
+    void runsWithoutBusOrFolder()
     {
-        Launch first({}, {{u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s}});
+        Launch first({}, noBus + Variables{{u"HOME"_s, u"/dev/null"_s}});
         QTRY_COMPARE(first.output(), "runs\n");
         QVERIFY(first.errors().contains("no session bus"));
-        QCOMPARE(first.errors().count('\n'), 1);
+        QVERIFY(first.errors().contains("/dev/null/.config/lock cannot be locked"));
+        QCOMPARE(first.errors().count('\n'), 2);
+    }
+
+    void yieldsToAnotherSession()
+    {
+        Notifications notifications;
+        QDBusConnection::sessionBus().registerObject(u"/org/freedesktop/Notifications"_s, &notifications,
+                                                     QDBusConnection::ExportAllSlots);
+        QVERIFY(QDBusConnection::sessionBus().registerService(u"org.freedesktop.Notifications"_s));
+        Launch other({}, noBus);
+        QTRY_COMPARE(other.output(), "runs\n");
+        const QString sentence =
+            u"Morvanel runs in another session (process %1)."_s.arg(other.process().processId());
+
+        Launch late;
+        QTRY_VERIFY(late.watchesAProcess());
+        QTRY_VERIFY_WITH_TIMEOUT(late.ended(), 30'000);
+        QCOMPARE(late.process().exitCode(), 1);
+        QCOMPARE(late.output(), "");
+        QCOMPARE(late.errors(), "morvanel: " + sentence.toUtf8() + '\n');
+        QCOMPARE(notifications.shown, QStringList{sentence});
+
+        Launch successor;
+        QTRY_VERIFY(successor.watchesAProcess());
+        other.signal(SIGKILL);
+        QTRY_COMPARE(successor.output(), "runs\n");
     }
 
     void requests_data()
