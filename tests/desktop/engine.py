@@ -125,11 +125,12 @@ class Engine(unittest.TestCase):
         self.assertEqual(program.quit()[0], 0)
 
     def test_what_a_launcher_left_behind_does_no_harm(self):
-        """Closed standard streams, a blocked SIGTERM and an ignored SIGCHLD."""
+        """Closed standard streams, a blocked SIGTERM and an ignored SIGCHLD; an ignored SIGHUP is meant, as by nohup."""
         self.configure("refused")
         launcher = self.session.home / "launcher"
         launcher.write_text("#!/usr/bin/python3\nimport os, signal\n"
                             "signal.signal(signal.SIGCHLD, signal.SIG_IGN)\n"
+                            "signal.signal(signal.SIGHUP, signal.SIG_IGN)\n"
                             "signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM])\n"
                             f"os.closerange(0, 2)\nos.execv({str(PROGRAM)!r}, ['morvanel'])\n")
         launcher.chmod(0o755)
@@ -137,6 +138,7 @@ class Engine(unittest.TestCase):
         wait_for(lambda: self.ledger() == [], "the refused tunnel has ended")
         streams = {os.readlink(f"/proc/{program.pid}/fd/{number}") for number in (0, 1)}
         self.assertEqual(streams, {"/dev/null"})
+        self.assertTrue(ignores(program.pid, signal.SIGHUP))
         self.assertIn("Max core file size        0 ", Path(f"/proc/{program.pid}/limits").read_text())
         self.assertEqual(program.quit()[0], 0)
 

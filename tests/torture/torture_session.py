@@ -9,10 +9,11 @@ import time
 from pathlib import Path
 
 from desktop_reader import Bus
-from session import Program, Session, tunnel, wait_for
+from session import Program, Session, processes, tunnel, wait_for
 
 FLAPPING = {"MORVANEL_SCRIPT": "opening\nregistered 0\nmark\npause 50\nlost 0\npause 50\nregistered 0\nloop"}
 TUNNELS = 3
+PROGRAM = Path(os.environ["MORVANEL_PROGRAM"])
 SECRETS = "org.freedesktop.secrets"
 
 
@@ -20,7 +21,7 @@ def started(session):
     """The program with running tunnels."""
     tunnels = [tunnel(f"t{number}", start=True) for number in range(TUNNELS)]
     session.configure(tunnels, os.environ["MORVANEL_CLOUDFLARED"], lambda _: "eyJtoken", showsInDock=False)
-    program = Program(session, Path(os.environ["MORVANEL_PROGRAM"]), FLAPPING)
+    program = Program(session, PROGRAM, FLAPPING)
     program.wait_for_children(TUNNELS)
     return program
 
@@ -92,8 +93,31 @@ def panel_gone(row, times):
     row.times = f"{times} times"
 
 
+def second_session(row, times):
+    for _ in range(times):
+        with Session() as session:
+            program = started(session)
+            children = program.children()
+            wait_for(lambda: sorted(session.read_preferences()["childPIDs"]) == sorted(children), "all are listed")
+            ledger = session.read_preferences()["childPIDs"]
+            session._start_bus()  # what starts now is in a session of its own
+            session.start_keyring()
+            second = Program(session, PROGRAM, FLAPPING)
+            row.check(second.process.wait(15) == 1, "the second session's program stayed")
+            row.check(program.children() == children, "the second session's program ended children")
+            row.check(session.read_preferences()["childPIDs"] == ledger, "the second session's program changed the ledger")
+            successor = Program(session, PROGRAM, FLAPPING)
+            time.sleep(0.5)
+            program.process.kill()
+            successor.wait_for_children(TUNNELS)
+            wait_for(lambda: not set(children) & set(processes()), "the first session's children have ended")
+            row.check(successor.quit()[0] == 0, "the program did not end well")
+    row.times = f"{times} times"
+
+
 #: As in torture_crash.py.
 ROWS = [
     ("the keyring is killed, locked or frozen and started again", keyring_gone, 3, 30),
+    ("a second session of the user starts the program", second_session, 1, 10),
     ("the panel is killed, and frozen, and started again", panel_gone, 2, 20),
 ]
