@@ -6,43 +6,66 @@
 #include <QByteArray>
 #include <QString>
 
-/// Outcome of a call of a `SecretStore`.
+#include <functional>
+
+/// Outcome of a call of `Secrets`.
 enum class SecretStatus {
     Success,
     NotFound,     ///< nothing matches
     Locked,       ///< and nobody unlocked it
-    NotAvailable, ///< no secret store can be reached
+    NotAvailable, ///< no secret store can be reached, or it does not answer
     Failed,       ///< any other failure
 };
 
-/// Identity of an item of a `SecretStore`.
+/// A status with the reason of a failure other than `NotFound`, for the user to read. It never holds a
+/// secret.
+struct SecretResult
+{
+    SecretStatus status = SecretStatus::Success;
+    QString reason = {};
+};
+
+/// Identity of a secret.
 struct SecretKey
 {
     QString service;
     QString account;
 };
 
-/// The user's store of secrets. The calls are synchronous and may wait for the user to unlock the store.
-///
-/// A failure other than `NotFound` is explained in one line on standard error, never with the secret.
+/// The user's secrets. Each call waits for its answer, and the first one that finds the store locked for the
+/// user to unlock it; once the user refused, or the store did not answer, the others fail at once.
+class Secrets
+{
+public:
+    struct Lookup : SecretResult
+    {
+        QByteArray data = {}; ///< the secret's bytes; empty unless `status` is `Success`
+    };
+
+    virtual ~Secrets() = default;
+
+    /// Returns the data of one item that matches; of several, of the one that was changed last.
+    [[nodiscard]] virtual Lookup lookup(const SecretKey &key) = 0;
+    /// Replaces the data of the items that match and nothing else.
+    [[nodiscard]] virtual SecretResult update(const SecretKey &key, const QByteArray &data) = 0;
+    /// Stores a new item. The label is what the desktop shows the user of it.
+    [[nodiscard]] virtual SecretResult add(const SecretKey &key, const QByteArray &data,
+                                           const QString &label) = 0;
+    /// Removes every item that matches.
+    [[nodiscard]] virtual SecretResult remove(const SecretKey &key) = 0;
+};
+
+/// The way to the user's secrets, which may take its time.
 class SecretStore
 {
 public:
-    struct Lookup
-    {
-        SecretStatus status;
-        QByteArray data; ///< the secret's bytes; empty unless `status` is `Success`
-    };
+    /// Returns what is left to do on the main thread. It takes with it whatever it needs: the store may be
+    /// gone before the task has ended.
+    using Task = std::function<std::function<void()>(Secrets &)>;
 
     virtual ~SecretStore() = default;
 
-    /// Returns the data of one item that matches; of several, of the one that was changed last.
-    virtual Lookup lookup(const SecretKey &key) = 0;
-    /// Replaces the data of the items that match and nothing else.
-    [[nodiscard]] virtual SecretStatus update(const SecretKey &key, const QByteArray &data) = 0;
-    /// Stores a new item. The label is what the desktop shows the user of it.
-    [[nodiscard]] virtual SecretStatus add(const SecretKey &key, const QByteArray &data,
-                                           const QString &label) = 0;
-    /// Removes every item that matches.
-    virtual SecretStatus remove(const SecretKey &key) = 0;
+    /// Runs `task` where its waiting holds up nothing, then, on the main thread, what it returned. That is
+    /// left out when the store is destroyed meanwhile. One task at a time: the next one after the answer.
+    virtual void perform(Task task) = 0;
 };

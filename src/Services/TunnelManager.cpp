@@ -10,7 +10,6 @@
 
 #include <QFileInfo>
 #include <QPointer>
-#include <QRegularExpression>
 
 #include <algorithm>
 #include <utility>
@@ -40,9 +39,18 @@ bool isExecutableFile(const QString &path)
 TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
     : QObject(parent)
     , m_services(services)
-    , m_keychain(services.secrets)
+    , m_keychain(services.secrets, services.scheduler)
 {
     connect(this, &TunnelManager::objectWillChange, this, &TunnelManager::announceLater);
+    connect(&m_keychain, &KeychainStore::tokensRead, this, &TunnelManager::startWith);
+    connect(&m_keychain, &KeychainStore::waiting, this, [this](const QUuid &id) {
+        if (TunnelRunner *found = runner(id))
+            found->awaitToken();
+    });
+    connect(&m_keychain, &KeychainStore::notStored, this, [this](const QUuid &id, const QString &reason) {
+        if (TunnelRunner *found = runner(id))
+            found->report(u"The token could not be stored: "_s + reason);
+    });
     load();
 }
 
@@ -150,12 +158,21 @@ void TunnelManager::startLaunchTunnels()
 
 void TunnelManager::startEach(const std::function<bool(const TunnelConfig &)> &isWanted)
 {
+    QList<QUuid> ids;
+    for (const TunnelConfig &tunnel : std::as_const(m_tunnels)) {
+        if (!m_refusesStarts && isWanted(tunnel))
+            ids += tunnel.id;
+    }
+    m_keychain.readTokens(ids);
+}
+
+void TunnelManager::startWith(const QList<StoredToken> &tokens)
+{
     QList<qint32> pids;
     QList<QPointer<TunnelRunner>> runners;
-    const QList<TunnelConfig> tunnels = m_refusesStarts ? QList<TunnelConfig>() : m_tunnels;
-    for (const TunnelConfig &tunnel : tunnels) {
-        TunnelRunner *found = isWanted(tunnel) ? runner(tunnel.id) : nullptr;
-        if (const std::optional<qint32> pid = found ? prepare(*found) : std::nullopt) {
+    for (const StoredToken &token : tokens) {
+        TunnelRunner *found = m_refusesStarts ? nullptr : runner(token.id);
+        if (const std::optional<qint32> pid = found ? prepare(*found, token) : std::nullopt) {
             pids += *pid;
             runners += found;
         }
@@ -168,20 +185,22 @@ void TunnelManager::startEach(const std::function<bool(const TunnelConfig &)> &i
     }
 }
 
-std::optional<qint32> TunnelManager::prepare(TunnelRunner &runner)
+std::optional<qint32> TunnelManager::prepare(TunnelRunner &runner, const StoredToken &token)
 {
-    const std::optional<QString> token = m_keychain.token(runner.tunnelID());
-    if (!token || token->isEmpty())
+    if (!token.reason.isEmpty())
+        runner.report(u"The token could not be read: "_s + token.reason);
+    if (token.token.value_or(QString()).isEmpty())
         runner.fail(u"Missing token: set it in Settings"_s);
     else if (!isCloudflaredExecutable())
         runner.fail(u"cloudflared not found at "_s + m_cloudflaredPath);
     else
-        return runner.prepare(m_cloudflaredPath, *token);
+        return runner.prepare(m_cloudflaredPath, *token.token);
     return std::nullopt;
 }
 
 void TunnelManager::stop(const QUuid &id)
 {
+    m_keychain.cancelRead(id);
     if (TunnelRunner *found = runner(id))
         found->stop();
 }
@@ -210,9 +229,9 @@ void TunnelManager::add(const TunnelConfig &tunnel, const QString &token)
 {
     Q_EMIT objectWillChange();
     m_tunnels += tunnel;
-    m_keychain.setToken(token, tunnel.id);
     makeRunner(tunnel.id);
     save();
+    m_keychain.setToken(tunnel.id, token);
 }
 
 void TunnelManager::update(const TunnelConfig &tunnel, const std::optional<QString> &token)
@@ -224,9 +243,9 @@ void TunnelManager::update(const TunnelConfig &tunnel, const std::optional<QStri
         return;
     Q_EMIT objectWillChange();
     m_tunnels[index] = tunnel;
-    if (token)
-        m_keychain.setToken(*token, tunnel.id);
     save();
+    if (token)
+        m_keychain.setToken(tunnel.id, *token);
 }
 
 void TunnelManager::remove(const QUuid &id)
@@ -234,8 +253,8 @@ void TunnelManager::remove(const QUuid &id)
     dropRunner(id);
     Q_EMIT objectWillChange();
     m_tunnels.removeIf([&](const TunnelConfig &tunnel) { return tunnel.id == id; });
-    m_keychain.deleteToken(id);
     save();
+    m_keychain.deleteToken(id);
 }
 
 void TunnelManager::dropRunner(const QUuid &id)
@@ -306,22 +325,6 @@ std::optional<QString> TunnelManager::detectCloudflared()
     const QStringList paths = candidatePaths();
     const auto found = std::find_if(paths.begin(), paths.end(), isExecutableFile);
     return found == paths.end() ? std::nullopt : std::optional(*found);
-}
-
-QString TunnelManager::normalizeToken(const QString &raw)
-{
-    static const QRegularExpression separator(uR"([\p{Z}\x{9}-\x{d}\x{85}=])"_s);
-    static const QRegularExpression quotes(uR"(\A["']+|["']+\z)"_s);
-    QStringList pieces = raw.split(separator);
-    pieces.replaceInStrings(quotes, {});
-    pieces.removeAll(QString());
-    static const QRegularExpression token(u"eyJ.*"_s);
-    if (const qsizetype place = pieces.indexOf(token); place >= 0)
-        return pieces[place];
-    const qsizetype flag = pieces.indexOf(u"--token"_s);
-    if (flag >= 0 && flag + 1 < pieces.size())
-        return pieces[flag + 1];
-    return pieces.size() == 1 ? pieces.first() : raw.trimmed();
 }
 
 void TunnelManager::rememberChildren(const QList<qint32> &pids)

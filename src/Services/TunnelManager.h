@@ -101,8 +101,6 @@ public:
     static QStringList candidatePaths();
     /// Returns the first of the candidate paths that holds an executable file.
     static std::optional<QString> detectCloudflared();
-    /// Returns the bare token in whatever was pasted: the token itself or a command line that holds it.
-    static QString normalizeToken(const QString &raw);
 
 Q_SIGNALS:
     /// Sent just before a published property changes, and whenever a tunnel's state has changed.
@@ -120,11 +118,14 @@ private:
     void makeRunner(const QUuid &id);
     /// Stops the runner of `id`, if there is one, and keeps it until its child has ended.
     void dropRunner(const QUuid &id);
-    /// Starts those tunnels, in order. All their children exist and are remembered before the first one runs.
+    /// Starts those tunnels, in order, as soon as their tokens are known.
     void startEach(const std::function<bool(const TunnelConfig &)> &isWanted);
+    /// Starts tunnels with their tokens. All their children exist and are remembered before the first one
+    /// runs.
+    void startWith(const QList<StoredToken> &tokens);
     /// Checks what a start needs, and makes the child. Returns its process id; none when nothing is to be
     /// run.
-    std::optional<qint32> prepare(TunnelRunner &runner);
+    std::optional<qint32> prepare(TunnelRunner &runner, const StoredToken &token);
     /// Writes the ids down, on disk at its return: a run that ends abnormally leaves them for the next one.
     void rememberChildren(const QList<qint32> &pids);
     /// Does not wait for the disk: an id too many does no harm, as the next run looks at what it finds.

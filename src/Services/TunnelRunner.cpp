@@ -29,7 +29,7 @@ TunnelRunner::TunnelRunner(const QUuid &tunnelID, ChildLauncher &launcher, Sched
 
 std::optional<qint32> TunnelRunner::prepare(const QString &cloudflaredPath, const QString &token)
 {
-    if (m_state.isRunning() || m_process)
+    if (m_process || (m_state.isRunning() && !isWaiting()))
         return std::nullopt;
     reset();
     const ChildCommand command{cloudflaredPath,
@@ -87,10 +87,18 @@ void TunnelRunner::failToStart(const QString &reason)
     setState(TunnelState::failed(u"cloudflared could not be started"_s));
 }
 
+void TunnelRunner::awaitToken()
+{
+    if (m_process || m_state.isRunning())
+        return;
+    appendLog(u"▶︎ Waiting for the keyring to be unlocked"_s);
+    setState(TunnelState::starting());
+}
+
 void TunnelRunner::stop()
 {
     if (!m_process || !m_process->isRunning()) {
-        if (m_state.kind() == TunnelState::Case::Failed)
+        if (m_state.kind() == TunnelState::Case::Failed || isWaiting())
             setState(TunnelState::stopped());
         return;
     }
@@ -110,9 +118,14 @@ void TunnelRunner::checkStopped(qint32 pid)
     m_process->kill();
 }
 
-void TunnelRunner::fail(const QString &message)
+void TunnelRunner::report(const QString &message)
 {
     appendLog(u"✖︎ "_s + message);
+}
+
+void TunnelRunner::fail(const QString &message)
+{
+    report(message);
     setState(TunnelState::failed(message));
 }
 

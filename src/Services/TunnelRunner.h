@@ -24,11 +24,11 @@
 ///
 /// | from                    | event                              | to                       |
 /// | ----------------------- | ---------------------------------- | ------------------------ |
-/// | stopped, failed         | start                              | starting                 |
+/// | stopped, failed         | start, or a wait for its token     | starting                 |
 /// | starting                | launch fails                       | failed                   |
 /// | running                 | start                              | unchanged                |
 /// | any, child runs         | stop                               | stopping                 |
-/// | failed, no child        | stop                               | stopped                  |
+/// | failed or waiting, no child | stop                           | stopped                  |
 /// | child runs, not stopping | line; n > 0 connections           | connected(n)             |
 /// | child runs, not stopping | line; none, never connected       | starting                 |
 /// | child runs, not stopping | line; none, connected before      | reconnecting             |
@@ -64,8 +64,12 @@ public:
     [[nodiscard]] bool run();
     /// Prepares a child and lets it run.
     void start(const QString &cloudflaredPath, const QString &token);
-    /// Asks a running child to end; clears a failure when none runs.
+    /// Shows, unless the tunnel runs, that its start waits for the token.
+    void awaitToken();
+    /// Asks a running child to end; clears a failure and ends a wait when none runs.
     void stop();
+    /// Logs `message` as something that went wrong.
+    void report(const QString &message);
     /// Logs `message` as a failure and sets the state to failed with it.
     void fail(const QString &message);
     /// SIGKILL to a child that still runs; no log line, no change of state.
@@ -84,6 +88,8 @@ Q_SIGNALS:
     void logLinesChanged();
 
 private:
+    /// Whether a start waits for its token.
+    bool isWaiting() const { return !m_process && m_state.kind() == TunnelState::Case::Starting; }
     void reset();
     void failToStart(const QString &reason);
     void consume(QByteArrayView chunk);

@@ -151,7 +151,7 @@ private Q_SLOTS:
     void normalizeToken()
     {
         QFETCH(QString, raw);
-        QTEST(TunnelManager::normalizeToken(raw), "token");
+        QTEST(KeychainStore::normalizeToken(raw), "token");
     }
 
     void overallStatus_data()

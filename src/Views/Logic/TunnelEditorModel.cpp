@@ -3,6 +3,7 @@
 
 #include "TunnelEditorModel.h"
 
+#include "KeychainStore.h"
 #include "Text.h"
 #include "TunnelManager.h"
 
@@ -29,17 +30,17 @@ bool TunnelEditorModel::canSave() const
 {
     if (Text::trimmedOfBlanks(name).isEmpty())
         return false;
-    return !isNew() || !TunnelManager::normalizeToken(token).isEmpty();
+    return !isNew() || !KeychainStore::normalizeToken(token).isEmpty();
 }
 
 bool TunnelEditorModel::showsTokenWarning() const
 {
-    return !token.isEmpty() && !TunnelManager::normalizeToken(token).startsWith(u"eyJ");
+    return !token.isEmpty() && !KeychainStore::normalizeToken(token).startsWith(u"eyJ");
 }
 
 QUuid TunnelEditorModel::save()
 {
-    const QString clean = TunnelManager::normalizeToken(token);
+    const QString clean = KeychainStore::normalizeToken(token);
     const TunnelConfig record{m_tunnel ? m_tunnel->id : QUuid::createUuid(), Text::trimmedOfBlanks(name),
                               Text::trimmedOfBlanks(hostname), startOnLaunch};
     if (isNew()) {

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <utility>
 
+#include <pthread.h>
 #include <sys/eventfd.h>
 
 using namespace Qt::StringLiterals;
@@ -20,14 +21,10 @@ namespace {
 constexpr auto serviceName = "org.freedesktop.secrets";
 constexpr auto defaultAlias = "default";
 
-/// Time for a running service to answer.
-constexpr auto answerTime = 2s;
-/// The same when it did not answer a short while ago: a program with many tunnels asks many times in a row.
-constexpr auto answerTimeAfterSilence = 100ms;
-constexpr auto silenceTime = 30s;
-/// Time for a service to start; at log-in everything starts at once.
-constexpr auto startTime = 15s;
-constexpr auto refusalTime = 1s;
+/// How long a service may take to start; at log-in everything starts at once.
+constexpr std::chrono::milliseconds startTime = 15s;
+/// How long one that runs may take to answer.
+constexpr std::chrono::milliseconds answerTime = 15s;
 
 /// Returns the words of an error, without the name that the bus put in front.
 QString describe(GError *error)
@@ -48,55 +45,73 @@ bool areDescriptorsLeft()
                        [](const FileDescriptor &place) { return place.isOpen(); });
 }
 
+/// Returns whether one more thread can be had, without which GLib ends the process as well.
+bool isThreadLeft()
+{
+    pthread_t thread = {};
+    return ::pthread_create(
+               &thread, nullptr, [](void *) -> void * { return nullptr; }, nullptr) == 0 &&
+           ::pthread_join(thread, nullptr) == 0;
+}
+
 } // namespace
 
-SecretFailure toFailure(GError *error)
+SecretResult toFailure(GError *error)
 {
     if (g_error_matches(error, SECRET_ERROR, SECRET_ERROR_IS_LOCKED))
         return {SecretStatus::Locked, u"it is locked: "_s + describe(error)};
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CLOSED))
         return {SecretStatus::NotAvailable, u"the session bus cannot be reached: "_s + describe(error)};
+    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT))
+        return {SecretStatus::NotAvailable, u"the Secret Service does not answer"_s};
     return {SecretStatus::Failed, u"the Secret Service failed: "_s + describe(error)};
+}
+
+SecretServiceLink::~SecretServiceLink()
+{
+    m_service.reset();
+    m_bus.reset();
+    if (m_context) {
+        g_main_context_pop_thread_default(m_context);
+        g_main_context_unref(m_context);
+    }
 }
 
 Failure SecretServiceLink::open()
 {
-    m_isReused = false;
     if (!areDescriptorsLeft())
-        return SecretFailure{SecretStatus::NotAvailable, u"there are too many open files"_s};
+        return SecretResult{SecretStatus::NotAvailable, u"there are too many open files"_s};
+    if (m_service)
+        return std::nullopt;
+    if (!isThreadLeft())
+        return SecretResult{SecretStatus::NotAvailable, u"there are too many processes"_s};
+    if (!m_context) {
+        m_context = g_main_context_new();
+        g_main_context_push_thread_default(m_context);
+    }
     if (Failure failure = connectToBus())
         return failure;
     if (Failure failure = reachService())
         return failure;
-    m_isReused = m_service != nullptr;
-    if (m_isReused)
-        return std::nullopt;
     g_autoptr(GError) error = nullptr;
     m_service.reset(secret_service_open_sync(SECRET_TYPE_SERVICE, serviceName, SECRET_SERVICE_OPEN_SESSION,
                                              nullptr, &error));
-    return m_service ? std::nullopt : Failure(toFailure(error));
-}
-
-bool SecretServiceLink::close()
-{
-    m_service.reset();
-    m_bus.reset();
-    return std::exchange(m_isReused, false);
+    if (!m_service)
+        return toFailure(error);
+    g_dbus_proxy_set_default_timeout(G_DBUS_PROXY(m_service.get()), int(answerTime.count()));
+    return std::nullopt;
 }
 
 /// The end of the session bus must end this connection and not the process. GLib shares one connection in the
 /// process and hands out a closed one for as long as anybody holds it.
 Failure SecretServiceLink::connectToBus()
 {
-    if (m_bus && !g_dbus_connection_is_closed(m_bus.get()))
-        return std::nullopt;
-    close();
     g_autoptr(GError) error = nullptr;
     GObjectPointer<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error));
     if (!bus || g_dbus_connection_is_closed(bus.get()))
-        return SecretFailure{SecretStatus::NotAvailable,
-                             u"the session bus cannot be reached: "_s +
-                                 (bus ? u"it closed the connection"_s : describe(error))};
+        return SecretResult{SecretStatus::NotAvailable,
+                            u"the session bus cannot be reached: "_s +
+                                (bus ? u"it closed the connection"_s : describe(error))};
     g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
     m_bus = std::move(bus);
     return std::nullopt;
@@ -117,22 +132,17 @@ Failure SecretServiceLink::reachService()
     };
     const auto isAnswering = [&] {
         return call(serviceName, "/org/freedesktop/secrets", "org.freedesktop.Secret.Service", "ReadAlias",
-                    g_variant_new("(s)", defaultAlias),
-                    m_silence.hasExpired() ? answerTime : answerTimeAfterSilence);
+                    g_variant_new("(s)", defaultAlias), answerTime);
     };
     bool isReached = isAnswering();
     if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) ||
         g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER)) {
         if (!call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                   "StartServiceByName", g_variant_new("(su)", serviceName, 0U), startTime))
-            return SecretFailure{SecretStatus::NotAvailable,
-                                 u"no Secret Service is running: "_s + describe(error)};
+            return SecretResult{SecretStatus::NotAvailable,
+                                u"no Secret Service is running: "_s + describe(error)};
         isReached = isAnswering();
     }
-    const bool isSilent = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT);
-    m_silence = isSilent ? QDeadlineTimer(silenceTime) : QDeadlineTimer();
-    if (isSilent)
-        return SecretFailure{SecretStatus::NotAvailable, u"the Secret Service does not answer"_s};
     return isReached ? std::nullopt : Failure(toFailure(error));
 }
 
@@ -142,16 +152,16 @@ Failure SecretServiceLink::unlock(gpointer object, const QString &name)
     g_object_get(object, "locked", &isLocked, nullptr);
     if (!isLocked)
         return std::nullopt;
-    if (m_refusal.hasExpired()) {
+    if (!m_isRefused) {
         g_autoptr(GError) error = nullptr;
         GList objects = {object, nullptr, nullptr};
         if (secret_service_unlock_sync(service(), &objects, nullptr, nullptr, &error) > 0)
             return std::nullopt;
         if (error && !g_error_matches(error, SECRET_ERROR, SECRET_ERROR_IS_LOCKED))
             return toFailure(error);
-        m_refusal.setRemainingTime(refusalTime);
+        m_isRefused = true;
     }
-    return SecretFailure{SecretStatus::Locked, name + u" is locked and was not unlocked"_s};
+    return SecretResult{SecretStatus::Locked, name + u" is locked and was not unlocked"_s};
 }
 
 Failure SecretServiceLink::openDefaultCollection(bool mayCreate, Collection &collection)
@@ -171,12 +181,12 @@ Failure SecretServiceLink::openDefaultCollection(bool mayCreate, Collection &col
 Failure SecretServiceLink::createDefaultCollection(Collection &collection)
 {
     g_autoptr(GError) error = nullptr;
-    if (m_refusal.hasExpired())
+    if (!m_isRefused)
         collection.reset(secret_collection_create_sync(service(), "Default keyring", defaultAlias,
                                                        SECRET_COLLECTION_CREATE_NONE, nullptr, &error));
     if (collection)
         return std::nullopt;
-    m_refusal.setRemainingTime(refusalTime);
-    return SecretFailure{SecretStatus::Locked,
-                         u"there is no default collection yet and none was created: "_s + describe(error)};
+    m_isRefused = true;
+    return SecretResult{SecretStatus::Locked,
+                        u"there is no default collection yet and none was created: "_s + describe(error)};
 }

@@ -5,12 +5,14 @@
 
 #include "SecretServiceStore.h"
 
-#include "StandardError.h"
-
 #include <QLoggingCategory>
 
 #include <algorithm>
 #include <functional>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -65,7 +67,7 @@ GHashTable *makeAttributes(const SecretKey &key)
         return failure;
     if (Failure failure = search(link.service(), key, items); failure || !items.empty())
         return failure;
-    return SecretFailure{SecretStatus::NotFound, {}};
+    return SecretResult{SecretStatus::NotFound};
 }
 
 /// The items that an operation is for.
@@ -102,90 +104,136 @@ enum class Extent {
     return isDone && extent != Extent::All ? std::nullopt : locked;
 }
 
-/// Runs the operation, once more when a session that an earlier call opened turned out to be of no use, and
-/// tells on standard error why it failed.
-SecretStatus attempt(SecretServiceLink &link, const QString &what, const SecretKey &key,
-                     const std::function<Failure()> &operation)
+/// The four calls, over one conversation with the service.
+class OpenSecrets final : public Secrets
 {
-    const auto isBroken = [](const Failure &failure) {
-        return failure && failure->status != SecretStatus::Locked &&
-               failure->status != SecretStatus::NotFound;
-    };
-    Failure failure = operation();
-    while (isBroken(failure) && link.close())
-        failure = operation();
-    qCDebug(keyringLog) << what << key.account
-                        << (!failure                                    ? u"done"_s
-                            : failure->status == SecretStatus::NotFound ? u"not found"_s
-                                                                        : failure->reason);
-    if (!failure)
-        return SecretStatus::Success;
-    if (failure->status != SecretStatus::NotFound)
-        writeToStandardError(u"cannot %1 the secret of %2: %3"_s.arg(what, key.account, failure->reason));
-    return failure->status;
-}
+public:
+    explicit OpenSecrets(Failure closed = std::nullopt)
+        : m_closed(std::move(closed))
+    {
+    }
+
+    Lookup lookup(const SecretKey &key) override
+    {
+        QByteArray data;
+        const auto load = [&](SecretItem *item, GError **error) {
+            if (!secret_item_load_secret_sync(item, nullptr, error))
+                return false;
+            g_autoptr(SecretValue) value = secret_item_get_secret(item);
+            if (!value)
+                return false;
+            gsize length = 0;
+            const char *bytes = secret_value_get(value, &length);
+            data = QByteArray(bytes, qsizetype(length));
+            return true;
+        };
+        const SecretResult result = attempt("lookup", key, [&] { return forItems(m_link, key, Extent::First, load); });
+        return {result, data};
+    }
+
+    SecretResult update(const SecretKey &key, const QByteArray &data) override
+    {
+        return attempt("update", key, [&] {
+            g_autoptr(SecretValue) value = secret_value_new(data.constData(), data.size(), "text/plain");
+            return forItems(m_link, key, Extent::Unlocked, [&](SecretItem *item, GError **error) {
+                return secret_item_set_secret_sync(item, value, nullptr, error) != FALSE;
+            });
+        });
+    }
+
+    SecretResult add(const SecretKey &key, const QByteArray &data, const QString &label) override
+    {
+        return attempt("add", key, [&]() -> Failure {
+            if (Failure failure = m_link.open())
+                return failure;
+            Collection collection;
+            if (Failure failure = m_link.openDefaultCollection(true, collection))
+                return failure;
+            const SecretSchema schema = makeSchema();
+            g_autoptr(GHashTable) attributes = makeAttributes(key);
+            g_autoptr(SecretValue) value = secret_value_new(data.constData(), data.size(), "text/plain");
+            g_autoptr(GError) error = nullptr;
+            const GObjectPointer<SecretItem> item(
+                secret_item_create_sync(collection.get(), &schema, attributes, label.toUtf8().constData(),
+                                        value, SECRET_ITEM_CREATE_REPLACE, nullptr, &error));
+            return item ? std::nullopt : Failure(toFailure(error));
+        });
+    }
+
+    SecretResult remove(const SecretKey &key) override
+    {
+        return attempt("remove", key, [&] {
+            return forItems(m_link, key, Extent::All, [](SecretItem *item, GError **error) {
+                return secret_item_delete_sync(item, nullptr, error) != FALSE;
+            });
+        });
+    }
+
+private:
+    /// Runs the operation, unless an earlier one found no service that answers.
+    SecretResult attempt(const char *what, const SecretKey &key, const std::function<Failure()> &operation)
+    {
+        const Failure failure = m_closed ? m_closed : operation();
+        if (failure && failure->status == SecretStatus::NotAvailable)
+            m_closed = failure;
+        const SecretResult result = failure.value_or(SecretResult());
+        qCDebug(keyringLog) << what << key.account
+                            << (result.status == SecretStatus::NotFound  ? u"not found"_s
+                                : result.status == SecretStatus::Success ? u"done"_s
+                                                                         : result.reason);
+        return result;
+    }
+
+    SecretServiceLink m_link;
+    Failure m_closed; ///< why there is no service to ask
+};
 
 } // namespace
 
+/// The way back to the main thread, which a task may find closed.
+class SecretServiceStore::Way
+{
+public:
+    explicit Way(QObject *end)
+        : m_end(end)
+    {
+    }
+    void close()
+    {
+        const std::scoped_lock lock(m_mutex);
+        m_end = nullptr;
+    }
+    void send(std::function<void()> answer)
+    {
+        const std::scoped_lock lock(m_mutex);
+        if (m_end)
+            QMetaObject::invokeMethod(m_end, std::move(answer), Qt::QueuedConnection);
+    }
+
+private:
+    std::mutex m_mutex;
+    QObject *m_end;
+};
+
 SecretServiceStore::SecretServiceStore()
-    : m_link(std::make_unique<SecretServiceLink>())
+    : m_way(std::make_shared<Way>(&m_thread))
 {
 }
 
-SecretServiceStore::~SecretServiceStore() = default;
-
-SecretStore::Lookup SecretServiceStore::lookup(const SecretKey &key)
+SecretServiceStore::~SecretServiceStore()
 {
-    QByteArray data;
-    const auto load = [&](SecretItem *item, GError **error) {
-        if (!secret_item_load_secret_sync(item, nullptr, error))
-            return false;
-        g_autoptr(SecretValue) value = secret_item_get_secret(item);
-        if (!value)
-            return false;
-        gsize length = 0;
-        const char *bytes = secret_value_get(value, &length);
-        data = QByteArray(bytes, qsizetype(length));
-        return true;
-    };
-    const SecretStatus status =
-        attempt(*m_link, u"read"_s, key, [&] { return forItems(*m_link, key, Extent::First, load); });
-    return {status, data};
+    m_way->close();
 }
 
-SecretStatus SecretServiceStore::update(const SecretKey &key, const QByteArray &data)
+void SecretServiceStore::perform(Task task)
 {
-    g_autoptr(SecretValue) value = secret_value_new(data.constData(), data.size(), "text/plain");
-    const auto change = [&](SecretItem *item, GError **error) {
-        return secret_item_set_secret_sync(item, value, nullptr, error) != FALSE;
-    };
-    return attempt(*m_link, u"change"_s, key,
-                   [&] { return forItems(*m_link, key, Extent::Unlocked, change); });
-}
-
-SecretStatus SecretServiceStore::add(const SecretKey &key, const QByteArray &data, const QString &label)
-{
-    return attempt(*m_link, u"store"_s, key, [&]() -> Failure {
-        if (Failure failure = m_link->open())
-            return failure;
-        Collection collection;
-        if (Failure failure = m_link->openDefaultCollection(true, collection))
-            return failure;
-        const SecretSchema schema = makeSchema();
-        g_autoptr(GHashTable) attributes = makeAttributes(key);
-        g_autoptr(SecretValue) value = secret_value_new(data.constData(), data.size(), "text/plain");
-        g_autoptr(GError) error = nullptr;
-        const GObjectPointer<SecretItem> item(
-            secret_item_create_sync(collection.get(), &schema, attributes, label.toUtf8().constData(), value,
-                                    SECRET_ITEM_CREATE_REPLACE, nullptr, &error));
-        return item ? std::nullopt : Failure(toFailure(error));
-    });
-}
-
-SecretStatus SecretServiceStore::remove(const SecretKey &key)
-{
-    const auto erase = [](SecretItem *item, GError **error) {
-        return secret_item_delete_sync(item, nullptr, error) != FALSE;
-    };
-    return attempt(*m_link, u"remove"_s, key, [&] { return forItems(*m_link, key, Extent::All, erase); });
+    try {
+        std::thread([task, way = m_way] {
+            OpenSecrets secrets;
+            way->send(task(secrets));
+        }).detach();
+    } catch (const std::system_error &) {
+        OpenSecrets secrets(SecretResult{SecretStatus::NotAvailable, u"there are too many processes"_s});
+        task(secrets)();
+    }
 }
