@@ -27,6 +27,15 @@ QList<qint32> ledgerOf(const FakeWorld &world)
     return world.preferences.integers(u"childPIDs"_s).value_or(QList<qint32>{-1});
 }
 
+QStringList logOf(const TunnelManager &manager, const QUuid &id)
+{
+    return manager.runner(id)->logLines().text().split(u'\n', Qt::SkipEmptyParts);
+}
+
+const QString missing = u"✖\uFE0E Missing token: set it in Settings"_s;
+const QString notRead = u"✖\uFE0E The token could not be read: the keyring is closed"_s;
+const TunnelState missingToken = TunnelState::failed(u"Missing token: set it in Settings"_s);
+
 QByteArray record(const QByteArray &id, const QByteArray &name)
 {
     return R"({"id":")" + id + R"(","name":")" + name + R"(","hostname":"","startOnLaunch":false})";
@@ -304,7 +313,6 @@ private Q_SLOTS:
         QCOMPARE(world.secrets.items[account], "eyJ-token");
         manager.update(tunnel, u"\uFEFFü \0 \""_s);
         QCOMPARE(world.secrets.items[account], QByteArray("\xef\xbb\xbf\xc3\xbc \0 \"", 9));
-        QCOMPARE(KeychainStore(world.secrets).token(tunnel.id), u"\uFEFFü \0 \""_s);
         QVERIFY(child.signalsSent.isEmpty());
         manager.update({QUuid::createUuid(), u"stranger"_s, {}, false}, u"token"_s);
         QCOMPARE(world.secrets.items.size(), 1);
@@ -437,21 +445,142 @@ private Q_SLOTS:
         QVERIFY(!world.preferences.values.contains(u"childPIDs"_s));
     }
 
-    void unreadableTokensAreMissing()
+    void aStartSaysWhyThereIsNoToken_data()
     {
+        QTest::addColumn<SecretStatus>("failure");
+        QTest::addColumn<bool>("isSaid");
+        QTest::newRow("no UTF-8") << SecretStatus::Success << false;
+        QTest::newRow("nothing stored") << SecretStatus::NotFound << false;
+        QTest::newRow("locked") << SecretStatus::Locked << true;
+        QTest::newRow("nothing there") << SecretStatus::NotAvailable << true;
+        QTest::newRow("other") << SecretStatus::Failed << true;
+    }
+
+    void aStartSaysWhyThereIsNoToken()
+    {
+        QFETCH(bool, isSaid);
+        QFETCH(SecretStatus, failure);
         FakeWorld world;
         TunnelManager manager(world.services());
         const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
-        const TunnelState missing = TunnelState::failed(u"Missing token: set it in Settings"_s);
         world.secrets.items[tunnelIdText(id)] = "eyJ\xff";
+        world.secrets.failure = failure;
         manager.start(id);
-        QCOMPARE(manager.state(id), missing);
-        manager.stop(id);
-        world.secrets.failure = SecretStatus::Locked;
-        manager.start(id);
-        QCOMPARE(manager.state(id), missing);
-        KeychainStore keychain(world.secrets);
-        QVERIFY(!keychain.setToken(u"x"_s, id));
+        QCOMPARE(manager.state(id), missingToken);
+        QCOMPARE(logOf(manager, id), (isSaid ? QStringList{notRead} : QStringList()) + QStringList{missing});
+        QCOMPARE(world.scheduler.pendingCount(), 0);
+    }
+
+    /// An open keyring shows no wait; a closed one is asked once for all.
+    void startsWaitForTheKeyring()
+    {
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        QList<QUuid> ids;
+        for (const QString &name : {u"a"_s, u"b"_s, u"c"_s, u"stopped"_s, u"removed"_s})
+            ids += FakeWorld::addTunnel(manager, name, {}, name).id;
+        world.secrets.isLocked = true;
+        manager.startAll();
+        QCOMPARE(manager.state(ids[0]), TunnelState::stopped());
+        world.scheduler.advance(299ms);
+        QCOMPARE(manager.runningCount(), 0);
+        manager.startAll();
+        world.scheduler.advance(1ms);
+        QCOMPARE(manager.runningCount(), 5);
+        QCOMPARE(manager.state(ids[0]), TunnelState::starting());
+        manager.toggle(ids[3]);
+        QCOMPARE(manager.state(ids[3]), TunnelState::stopped());
+        manager.remove(ids[4]);
+        manager.toggle(ids[1]);
+        manager.toggle(ids[1]);
+        QCOMPARE(manager.state(ids[1]), TunnelState::starting());
+        QVERIFY(world.launcher.children.empty());
+
+        world.secrets.answer();
+        QCOMPARE(world.launcher.children.size(), 3U);
+        QCOMPARE(world.preferences.waits, 1);
+        QCOMPARE(world.scheduler.pendingCount(), 0);
+        QCOMPARE(logOf(manager, ids[0]).size(), 2);
+        QCOMPARE(logOf(manager, ids[0]).first(), u"▶\uFE0E Waiting for the keyring to be unlocked"_s);
+        QCOMPARE(logOf(manager, ids[1]).size(), 3);
+        QVERIFY(!world.secrets.items.contains(tunnelIdText(ids[4])));
+    }
+
+    void aWaitEnds_data()
+    {
+        QTest::addColumn<QString>("end");
+        QTest::newRow("dismissed") << u"dismissed"_s;
+        QTest::newRow("stop all") << u"stop all"_s;
+        QTest::newRow("quit") << u"quit"_s;
+    }
+
+    void aWaitEnds()
+    {
+        QFETCH(QString, end);
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        const QUuid a = FakeWorld::addTunnel(manager, u"a"_s).id;
+        const QUuid late = FakeWorld::addTunnel(manager, u"late"_s).id;
+        world.secrets.isLocked = true;
+        manager.start(a);
+        world.scheduler.advance(1s);
+        manager.start(late);
+        QCOMPARE(manager.state(late), TunnelState::starting());
+        if (end == u"quit"_s)
+            manager.refuseStarts();
+        if (end != u"dismissed"_s)
+            manager.stopAll();
+        QCOMPARE(manager.runningCount(), end == u"dismissed"_s ? 2 : 0);
+        QVERIFY(world.secrets.isAsking());
+        world.secrets.answer(end == u"dismissed"_s ? SecretStatus::Locked : SecretStatus::Success);
+        QVERIFY(!world.secrets.isAsking());
+        QVERIFY(world.launcher.children.empty());
+        for (const QUuid &id : {a, late}) {
+            QCOMPARE(manager.state(id), end == u"dismissed"_s ? missingToken : TunnelState::stopped());
+            QCOMPARE(logOf(manager, id).mid(1),
+                     end == u"dismissed"_s ? QStringList({notRead, missing}) : QStringList());
+        }
+        world.secrets.isLocked = true;
+        manager.start(a);
+        QCOMPARE(world.secrets.isAsking(), end != u"quit"_s);
+    }
+
+    /// What is typed while the keyring is locked is used from memory until it is stored or given up.
+    void tokensWaitForTheKeyring_data()
+    {
+        QTest::addColumn<SecretStatus>("answer");
+        QTest::newRow("unlocked") << SecretStatus::Success;
+        QTest::newRow("dismissed") << SecretStatus::Locked;
+    }
+
+    void tokensWaitForTheKeyring()
+    {
+        QFETCH(SecretStatus, answer);
+        const bool isStored = answer == SecretStatus::Success;
+        FakeWorld world;
+        TunnelManager manager(world.services());
+        TunnelConfig waiting = FakeWorld::addTunnel(manager, u"waiting"_s, {}, u"old"_s);
+        world.secrets.isLocked = true;
+        manager.start(waiting.id);
+        world.scheduler.advance(1s);
+        manager.update(waiting, u"typed"_s);
+        QCOMPARE(world.launcher.last().command.environment.front().second, "typed");
+        const QUuid added = FakeWorld::addTunnel(manager, u"added"_s, {}, u"first"_s).id;
+        manager.update(manager.tunnels().last(), u"second"_s);
+        manager.start(added);
+        QCOMPARE(world.launcher.last().command.environment.front().second, "second");
+        QCOMPARE(world.launcher.children.size(), 2U);
+        const QUuid removed = FakeWorld::addTunnel(manager, u"removed"_s).id;
+        manager.remove(removed);
+
+        world.secrets.answer(answer);
+        QVERIFY(!world.secrets.isAsking());
+        QCOMPARE(world.secrets.items.value(tunnelIdText(waiting.id)), isStored ? "typed" : "old");
+        QCOMPARE(world.secrets.items.value(tunnelIdText(added)), isStored ? "second" : QByteArray());
+        QVERIFY(!world.secrets.items.contains(tunnelIdText(removed)));
+        const QString notStored = u"✖\uFE0E The token could not be stored: the keyring is closed"_s;
+        for (const QUuid &id : {waiting.id, added})
+            QCOMPARE(logOf(manager, id).count(notStored), isStored ? 0 : 1);
     }
 };
 

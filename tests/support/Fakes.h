@@ -16,8 +16,10 @@
 #include <QTemporaryDir>
 #include <QVariant>
 
+#include <algorithm>
 #include <list>
 #include <memory>
+#include <utility>
 #include <vector>
 
 /// Preferences in memory; a second manager over the same object is the next run of the program.
@@ -59,39 +61,65 @@ private:
     }
 };
 
-class FakeSecretStore : public SecretStore
+/// Secrets in memory; the user is asked to unlock them when a test says so.
+class FakeSecretStore : public SecretStore, private Secrets
 {
 public:
-    Lookup lookup(const SecretKey &key) override
+    void perform(Task task) override
     {
-        if (failure != SecretStatus::Success)
-            return {failure, {}};
-        const auto item = items.find(key.account);
-        return item == items.end() ? Lookup{SecretStatus::NotFound, {}}
-                                   : Lookup{SecretStatus::Success, *item};
+        if (isLocked)
+            m_waiting = std::move(task);
+        else
+            task (*this)();
     }
-    SecretStatus update(const SecretKey &key, const QByteArray &data) override
+    bool isAsking() const { return bool(m_waiting); }
+    /// Ends the wait of the task, which finds the store open or this failure.
+    void answer(SecretStatus status = SecretStatus::Success)
     {
-        if (failure != SecretStatus::Success)
-            return failure;
-        return items.contains(key.account) ? add(key, data, labels[key.account]) : SecretStatus::NotFound;
-    }
-    SecretStatus add(const SecretKey &key, const QByteArray &data, const QString &label) override
-    {
-        services[key.account] = key.service;
-        labels[key.account] = label;
-        items[key.account] = data;
-        return SecretStatus::Success;
-    }
-    SecretStatus remove(const SecretKey &key) override
-    {
-        return items.remove(key.account) ? SecretStatus::Success : SecretStatus::NotFound;
+        failure = status;
+        isLocked = false;
+        std::exchange(m_waiting, {}) (*this)();
     }
 
     QMap<QString, QByteArray> items; ///< by account
     QMap<QString, QString> labels;
     QMap<QString, QString> services;
-    SecretStatus failure = SecretStatus::Success;
+    SecretStatus failure = SecretStatus::Success; ///< of every call
+    bool isLocked = false;                        ///< tasks wait for `answer`
+
+private:
+    SecretResult result(SecretStatus status) const
+    {
+        return {failure == SecretStatus::Success ? status : failure, QStringLiteral("the keyring is closed")};
+    }
+    Lookup lookup(const SecretKey &key) override
+    {
+        const bool isThere = failure == SecretStatus::Success && items.contains(key.account);
+        return {result(isThere ? SecretStatus::Success : SecretStatus::NotFound),
+                isThere ? items[key.account] : QByteArray()};
+    }
+    SecretResult update(const SecretKey &key, const QByteArray &data) override
+    {
+        if (!items.contains(key.account))
+            return result(SecretStatus::NotFound);
+        return add(key, data, labels[key.account]);
+    }
+    SecretResult add(const SecretKey &key, const QByteArray &data, const QString &label) override
+    {
+        if (failure == SecretStatus::Success) {
+            services[key.account] = key.service;
+            labels[key.account] = label;
+            items[key.account] = data;
+        }
+        return result(SecretStatus::Success);
+    }
+    SecretResult remove(const SecretKey &key) override
+    {
+        return result(failure == SecretStatus::Success && items.remove(key.account) ? SecretStatus::Success
+                                                                                    : SecretStatus::NotFound);
+    }
+
+    Task m_waiting;
 };
 
 /// Time that moves only when told.

@@ -4,18 +4,23 @@
 #include "SecretServiceStore.h"
 
 #include "LowLimit.h"
-#include "StandardErrorCapture.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusVirtualObject>
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
+#include <algorithm>
 #include <csignal>
+#include <memory>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -41,6 +46,44 @@ void stop(QProcess &process)
     process.waitForFinished();
 }
 
+/// Asks the user for GNOME's keyring, on the bus: shows nothing and answers only when told.
+class Prompter : public QDBusVirtualObject
+{
+public:
+    QString introspect(const QString &) const override { return {}; }
+    bool handleMessage(const QDBusMessage &message, const QDBusConnection &bus) override
+    {
+        bus.send(message.createReply());
+        if (message.member() != "BeginPrompting"_L1)
+            return true;
+        ++questions;
+        m_service = message.service();
+        m_path = message.arguments().at(0).value<QDBusObjectPath>().path();
+        if (isDismissing)
+            dismiss(bus);
+        return true;
+    }
+    void dismiss(QDBusConnection bus) const
+    {
+        bus.send(QDBusMessage::createMethodCall(
+            m_service, m_path, u"org.gnome.keyring.internal.Prompter.Callback"_s, u"PromptDone"_s));
+    }
+
+    int questions = 0;
+    bool isDismissing = false;
+
+private:
+    QString m_service;
+    QString m_path;
+};
+
+/// What became of a task.
+struct Asked
+{
+    bool isDone = false;
+    QList<Secrets::Lookup> results = {}; ///< of the calls, one after the other
+};
+
 } // namespace
 
 /// On a session bus that starts nothing by itself, with GNOME's keyring on it.
@@ -54,6 +97,57 @@ private:
     QProcess m_keyring;
     std::unique_ptr<SecretServiceStore> m_store;
 
+    using Calls = std::function<QList<Secrets::Lookup>(Secrets &)>;
+    /// Begins a task.
+    std::shared_ptr<Asked> ask(const Calls &calls)
+    {
+        auto asked = std::make_shared<Asked>();
+        m_store->perform([asked, calls](Secrets &secrets) -> std::function<void()> {
+            return [asked, results = calls(secrets)] { *asked = {true, results}; };
+        });
+        return asked;
+    }
+    /// Runs a task to its end. Whatever the keyring does, the event loop goes on.
+    QList<Secrets::Lookup> run(const Calls &calls)
+    {
+        QElapsedTimer sinceLast;
+        qint64 longest = 0;
+        QTimer ticks;
+        ticks.callOnTimeout([&] { longest = std::max(longest, sinceLast.restart()); });
+        sinceLast.start();
+        ticks.start(20ms);
+        const std::shared_ptr<Asked> asked = ask(calls);
+        [&] { QTRY_VERIFY_WITH_TIMEOUT(asked->isDone, 20'000); }();
+        longest = std::max(longest, sinceLast.elapsed());
+        [&] { QVERIFY2(longest < 100, qPrintable(u"held up for %1 ms"_s.arg(longest))); }();
+        return asked->results.isEmpty() ? QList<Secrets::Lookup>(4) : asked->results;
+    }
+    SecretStatus add(const SecretKey &key, const QByteArray &data, const QString &label = u"label"_s)
+    {
+        return run([=](Secrets &secrets) { return QList{Secrets::Lookup{secrets.add(key, data, label)}}; })[0]
+            .status;
+    }
+    SecretStatus update(const SecretKey &key, const QByteArray &data)
+    {
+        return run([=](Secrets &secrets) { return QList{Secrets::Lookup{secrets.update(key, data)}}; })[0]
+            .status;
+    }
+    SecretStatus remove(const SecretKey &key)
+    {
+        return run([=](Secrets &secrets) { return QList{Secrets::Lookup{secrets.remove(key)}}; })[0].status;
+    }
+    Secrets::Lookup lookup(const SecretKey &key)
+    {
+        return run([=](Secrets &secrets) { return QList{secrets.lookup(key)}; })[0];
+    }
+    static QList<Secrets::Lookup> allCalls(Secrets &secrets)
+    {
+        return {secrets.lookup(key),
+                {secrets.update(key, secret)},
+                {secrets.add(key, secret, u"label"_s)},
+                {secrets.remove(key)}};
+    }
+
     /// Starts a bus under a new address, as after a log-in.
     void startBus()
     {
@@ -66,6 +160,18 @@ private:
     {
         const QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
         return QDBusConnection::connectToBus(address, address);
+    }
+    static bool install(Prompter &prompter)
+    {
+        QDBusConnection bus = busConnection();
+        return bus.registerService(u"org.gnome.keyring.SystemPrompter"_s) &&
+               bus.registerVirtualObject(u"/org/gnome/keyring/Prompter"_s, &prompter);
+    }
+    static void uninstall()
+    {
+        QDBusConnection bus = busConnection();
+        bus.unregisterObject(u"/org/gnome/keyring/Prompter"_s);
+        bus.unregisterService(u"org.gnome.keyring.SystemPrompter"_s);
     }
     static bool isKeyringThere()
     {
@@ -99,25 +205,9 @@ private:
     void startFilledKeyring()
     {
         startKeyring();
-        QCOMPARE(m_store->add(key, secret, u"label"_s), SecretStatus::Success);
+        QCOMPARE(add(key, secret), SecretStatus::Success);
     }
-    QByteArray stored() const { return m_store->lookup(key).data; }
-
-    /// Compares the outcome of all four calls, and the line that each failure but "not found" writes.
-    void compareFailure(SecretStatus expected, const QString &words)
-    {
-        const StandardErrorCapture errors;
-        QCOMPARE(m_store->lookup(key).status, expected);
-        QCOMPARE(m_store->update(key, secret), expected);
-        QCOMPARE(m_store->add(key, secret, u"label"_s), expected);
-        QCOMPARE(m_store->remove(key), expected);
-        const QStringList lines = errors.lines();
-        QCOMPARE(lines.size(), 4);
-        for (const QString &line : lines) {
-            QVERIFY2(line.contains(words), qPrintable(line));
-            QVERIFY2(!line.contains(QString::fromUtf8(secret)), qPrintable(line));
-        }
-    }
+    QByteArray stored() { return lookup(key).data; }
 
 private Q_SLOTS:
     void initTestCase() { startBus(); }
@@ -145,40 +235,37 @@ private Q_SLOTS:
     void keepsSecrets()
     {
         QFETCH(QByteArray, data);
-        const StandardErrorCapture errors;
         startKeyring();
-        QCOMPARE(m_store->lookup(key).status, SecretStatus::NotFound);
-        QCOMPARE(m_store->update(key, data), SecretStatus::NotFound);
-        QCOMPARE(m_store->remove(key), SecretStatus::NotFound);
+        QCOMPARE(lookup(key).status, SecretStatus::NotFound);
+        QCOMPARE(update(key, data), SecretStatus::NotFound);
+        QCOMPARE(remove(key), SecretStatus::NotFound);
 
-        QCOMPARE(m_store->add(key, "first", u"Lábel"_s), SecretStatus::Success);
-        QCOMPARE(m_store->add(otherKey, "other", u"Other"_s), SecretStatus::Success);
-        QCOMPARE(m_store->update(key, data), SecretStatus::Success);
-        const SecretStore::Lookup found = SecretServiceStore().lookup(key);
+        QCOMPARE(add(key, "first", u"Lábel"_s), SecretStatus::Success);
+        QCOMPARE(add(otherKey, "other", u"Other"_s), SecretStatus::Success);
+        QCOMPARE(update(key, data), SecretStatus::Success);
+        const Secrets::Lookup found = lookup(key);
         QCOMPARE(found.status, SecretStatus::Success);
         QCOMPARE(found.data, data);
         const QString item = secretTool(u"search"_s);
         QVERIFY2(item.contains(u"label = Lábel\n"_s), qPrintable(item));
         QVERIFY2(item.contains(u"schema = com.ardentwick.Morvanel\n"_s), qPrintable(item));
 
-        QCOMPARE(m_store->remove(key), SecretStatus::Success);
-        QCOMPARE(m_store->lookup(key).status, SecretStatus::NotFound);
-        QCOMPARE(m_store->lookup(otherKey).data, "other");
-        QCOMPARE(errors.lines(), QStringList());
+        QCOMPARE(remove(key), SecretStatus::Success);
+        QCOMPARE(lookup(key).status, SecretStatus::NotFound);
+        QCOMPARE(lookup(otherKey).data, "other");
     }
 
     void outlivesALackOfDescriptors()
     {
         startFilledKeyring();
-        const StandardErrorCapture errors;
         const auto next = rlim_t(::dup(STDERR_FILENO));
         ::close(int(next));
         for (rlim_t left = 0; left < 24; ++left) {
-            m_store = std::make_unique<SecretServiceStore>();
             const LowLimit limit(RLIMIT_NOFILE, next + left);
-            QVERIFY(m_store->lookup(key).status != SecretStatus::NotFound);
+            const Secrets::Lookup result = lookup(key);
+            QVERIFY(result.status != SecretStatus::NotFound);
+            QVERIFY(left > 0 || result.reason == u"there are too many open files"_s);
         }
-        QVERIFY(errors.lines().first().contains(u"too many open files"_s));
         QCOMPARE(stored(), secret);
     }
 
@@ -191,66 +278,105 @@ private Q_SLOTS:
         };
         storeOther(u"a"_s, "a");
         QCOMPARE(stored(), "a");
-        QCOMPARE(m_store->add(key, secret, u"Own"_s), SecretStatus::Success);
+        QCOMPARE(add(key, secret, u"Own"_s), SecretStatus::Success);
         storeOther(u"b"_s, "b");
         // Times of change count in seconds.
         QTRY_COMPARE((storeOther(u"a"_s, "newer"), stored()), "newer");
         QTRY_COMPARE((storeOther(u"b"_s, "newest"), stored()), "newest");
 
-        QCOMPARE(m_store->update(key, secret), SecretStatus::Success);
+        QCOMPARE(update(key, secret), SecretStatus::Success);
         const QString items = secretTool(u"search"_s, {u"--all"_s});
         QCOMPARE(items.count(u"secret = "_s + QString::fromUtf8(secret)), 3);
         for (const QString &label : {u"Own"_s, u"Mine a"_s, u"Mine b"_s})
             QCOMPARE(items.count(u"label = "_s + label), 1);
         QCOMPARE(items.count(u"attribute.mark = "_s), 2);
-        QCOMPARE(m_store->remove(key), SecretStatus::Success);
-        QCOMPARE(m_store->lookup(key).status, SecretStatus::NotFound);
+        QCOMPARE(remove(key), SecretStatus::Success);
+        QCOMPARE(lookup(key).status, SecretStatus::NotFound);
+    }
+
+    void saysWhyItCannot_data()
+    {
+        QTest::addColumn<QString>("trouble");
+        QTest::addColumn<SecretStatus>("status");
+        QTest::addColumn<QString>("words");
+
+        QTest::newRow("none") << u"none"_s << SecretStatus::NotAvailable << u"no Secret Service is running"_s;
+        QTest::newRow("nobody asks") << u"locked"_s << SecretStatus::Locked << u"locked"_s;
+        QTest::newRow("dismissed") << u"dismissed"_s << SecretStatus::Locked << u"locked"_s;
+        QTest::newRow("frozen") << u"frozen"_s << SecretStatus::NotAvailable << u"does not answer"_s;
     }
 
     void saysWhyItCannot()
     {
-        compareFailure(SecretStatus::NotAvailable, u"no Secret Service is running"_s);
-        startFilledKeyring();
-        startKeyring({});
-        compareFailure(SecretStatus::Locked, u"locked"_s);
+        QFETCH(QString, trouble);
+        QFETCH(QString, words);
+        QFETCH(SecretStatus, status);
+        Prompter prompter;
+        if (trouble != u"none"_s)
+            startFilledKeyring();
+        if (trouble == u"locked"_s || trouble == u"dismissed"_s)
+            startKeyring({});
+        if (trouble == u"dismissed"_s)
+            QVERIFY(install(prompter));
+        prompter.isDismissing = true;
+        if (trouble == u"frozen"_s)
+            ::kill(pid_t(m_keyring.processId()), SIGSTOP);
+        const QList<Secrets::Lookup> results = run(allCalls);
+        ::kill(pid_t(m_keyring.processId()), SIGCONT);
+        uninstall();
+        for (const Secrets::Lookup &result : results) {
+            QCOMPARE(result.status, status);
+            QVERIFY2(result.reason.contains(words), qPrintable(result.reason));
+            QVERIFY(!result.reason.contains(QString::fromUtf8(secret)));
+        }
+        QCOMPARE(prompter.questions, trouble == u"dismissed"_s ? 1 : 0);
+        startKeyring();
+        QCOMPARE(stored(), trouble == u"none"_s ? QByteArray() : secret);
     }
 
     void saysThatThereIsNoCollectionYet()
     {
         startKeyring({});
-        const StandardErrorCapture errors;
-        QCOMPARE(m_store->update(key, secret), SecretStatus::NotFound);
-        QCOMPARE(m_store->add(key, secret, u"label"_s), SecretStatus::Locked);
-        QCOMPARE(errors.lines().size(), 1);
-        QVERIFY(errors.lines().at(0).contains(u"there is no default collection yet"_s));
+        QCOMPARE(update(key, secret), SecretStatus::NotFound);
+        const Secrets::Lookup result =
+            run([](Secrets &secrets) { return QList{Secrets::Lookup{secrets.add(key, secret, u"l"_s)}}; })[0];
+        QCOMPARE(result.status, SecretStatus::Locked);
+        QVERIFY(result.reason.contains(u"there is no default collection yet"_s));
     }
 
-    void goesOnWithARestartedService()
+    /// Nobody answers the question for a long time; the store may go meanwhile.
+    void waitsForTheUser_data()
     {
-        startFilledKeyring();
-        const StandardErrorCapture errors;
-        startKeyring();
-        QCOMPARE(stored(), secret);
-        startKeyring();
-        QCOMPARE(m_store->update(key, "new"), SecretStatus::Success);
-        startKeyring();
-        QCOMPARE(m_store->add(otherKey, "other", u"label"_s), SecretStatus::Success);
-        startKeyring();
-        QCOMPARE(m_store->remove(otherKey), SecretStatus::Success);
-        QCOMPARE(stored(), "new");
-        QCOMPARE(errors.lines(), QStringList());
+        QTest::addColumn<QString>("end");
+        QTest::newRow("dismissed") << u"dismissed"_s;
+        QTest::newRow("the keyring ends") << u"killed"_s;
+        QTest::newRow("the store ends") << u"left"_s;
     }
 
-    void doesNotWaitForAFrozenService()
+    void waitsForTheUser()
     {
+        QFETCH(QString, end);
         startFilledKeyring();
-        ::kill(pid_t(m_keyring.processId()), SIGSTOP);
-        QElapsedTimer clock;
-        clock.start();
-        compareFailure(SecretStatus::NotAvailable, u"does not answer"_s);
-        ::kill(pid_t(m_keyring.processId()), SIGCONT);
-        QVERIFY2(clock.elapsed() < 7000, qPrintable(QString::number(clock.elapsed())));
-        QTRY_COMPARE(stored(), secret);
+        startKeyring({});
+        Prompter prompter;
+        QVERIFY(install(prompter));
+        const std::shared_ptr<Asked> asked = ask(allCalls);
+        QTRY_COMPARE(prompter.questions, 1);
+        QTest::qWait(500);
+        QVERIFY(!asked->isDone);
+        if (end == u"left"_s)
+            m_store = std::make_unique<SecretServiceStore>();
+        if (end == u"killed"_s)
+            stop(m_keyring);
+        else
+            prompter.dismiss(busConnection());
+        if (end == u"left"_s)
+            QTest::qWait(200);
+        else
+            QTRY_VERIFY(asked->isDone);
+        uninstall();
+        QCOMPARE(asked->isDone, end != u"left"_s);
+        QCOMPARE(prompter.questions, 1);
     }
 
     /// The last one: the connection that GLib shares in the process may outlive its bus for a while.
@@ -260,7 +386,10 @@ private Q_SLOTS:
         const QDBusConnection witness = busConnection();
         stop(m_bus);
         QTRY_VERIFY(!witness.isConnected());
-        compareFailure(SecretStatus::NotAvailable, u"the session bus cannot be reached"_s);
+        for (const Secrets::Lookup &result : run(allCalls)) {
+            QCOMPARE(result.status, SecretStatus::NotAvailable);
+            QVERIFY(result.reason.contains(u"the session bus cannot be reached"_s));
+        }
         startBus();
         startKeyring();
         QCOMPARE(stored(), secret);
