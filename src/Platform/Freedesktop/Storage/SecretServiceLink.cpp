@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstring>
 #include <utility>
 
 #include <pthread.h>
@@ -20,6 +21,7 @@ namespace {
 
 constexpr auto serviceName = "org.freedesktop.secrets";
 constexpr auto defaultAlias = "default";
+constexpr const char *noPath = nullptr; ///< ends a list of paths
 
 /// How long a service may take to start; at log-in everything starts at once.
 constexpr std::chrono::milliseconds startTime = 15s;
@@ -33,6 +35,14 @@ QString describe(GError *error)
         return u"no reason given"_s;
     g_dbus_error_strip_remote_error(error);
     return QString::fromUtf8(error->message);
+}
+
+/// Calls a method of the service, if that runs. Returns its reply; null after an error.
+GVariant *call(GDBusConnection *bus, const char *method, GVariant *arguments, GError **error)
+{
+    return g_dbus_connection_call_sync(
+        bus, serviceName, "/org/freedesktop/secrets", "org.freedesktop.Secret.Service", method, arguments,
+        nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()), nullptr, error);
 }
 
 /// Returns whether there are more descriptors than one call of GLib takes, which ends the process without.
@@ -122,23 +132,21 @@ Failure SecretServiceLink::connectToBus()
 Failure SecretServiceLink::reachService()
 {
     g_autoptr(GError) error = nullptr;
-    const auto call = [&](const char *name, const char *path, const char *interface, const char *method,
-                          GVariant *arguments, std::chrono::milliseconds patience) {
-        g_clear_error(&error);
-        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
-            m_bus.get(), name, path, interface, method, arguments, nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
-            int(patience.count()), nullptr, &error);
-        return reply != nullptr;
-    };
     const auto isAnswering = [&] {
-        return call(serviceName, "/org/freedesktop/secrets", "org.freedesktop.Secret.Service", "ReadAlias",
-                    g_variant_new("(s)", defaultAlias), answerTime);
+        g_clear_error(&error);
+        g_autoptr(GVariant) reply =
+            call(m_bus.get(), "ReadAlias", g_variant_new("(s)", defaultAlias), &error);
+        return reply != nullptr;
     };
     bool isReached = isAnswering();
     if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) ||
         g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER)) {
-        if (!call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                  "StartServiceByName", g_variant_new("(su)", serviceName, 0U), startTime))
+        g_clear_error(&error);
+        g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+            m_bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+            "StartServiceByName", g_variant_new("(su)", serviceName, 0U), nullptr, G_DBUS_CALL_FLAGS_NONE,
+            int(startTime.count()), nullptr, &error);
+        if (!reply)
             return SecretResult{SecretStatus::NotAvailable,
                                 u"no Secret Service is running: "_s + describe(error)};
         isReached = isAnswering();
@@ -152,41 +160,90 @@ Failure SecretServiceLink::unlock(gpointer object, const QString &name)
     g_object_get(object, "locked", &isLocked, nullptr);
     if (!isLocked)
         return std::nullopt;
-    if (!m_isRefused) {
-        g_autoptr(GError) error = nullptr;
-        GList objects = {object, nullptr, nullptr};
-        if (secret_service_unlock_sync(service(), &objects, nullptr, nullptr, &error) > 0)
-            return std::nullopt;
-        if (error && !g_error_matches(error, SECRET_ERROR, SECRET_ERROR_IS_LOCKED))
-            return toFailure(error);
-        m_isRefused = true;
-    }
-    return SecretResult{SecretStatus::Locked, name + u" is locked and was not unlocked"_s};
+    const char *path = g_dbus_proxy_get_object_path(G_DBUS_PROXY(object));
+    Failure failure = callWithConsent("Unlock", g_variant_new("(^ao)", std::array{path, noPath}.data()));
+    if (failure && failure->status == SecretStatus::Locked)
+        failure->reason = name + u" is locked and was not unlocked"_s;
+    return failure;
 }
 
 Failure SecretServiceLink::openDefaultCollection(bool mayCreate, Collection &collection)
 {
-    g_autoptr(GError) error = nullptr;
-    collection.reset(
-        secret_collection_for_alias_sync(service(), defaultAlias, SECRET_COLLECTION_NONE, nullptr, &error));
-    if (error)
-        return toFailure(error);
-    if (!collection && mayCreate) {
-        if (Failure failure = createDefaultCollection(collection))
-            return failure;
+    const auto find = [&] {
+        g_autoptr(GError) error = nullptr;
+        collection.reset(secret_collection_for_alias_sync(service(), defaultAlias, SECRET_COLLECTION_NONE,
+                                                          nullptr, &error));
+        return error ? Failure(toFailure(error)) : std::nullopt;
+    };
+    Failure failure = find();
+    if (!failure && !collection && mayCreate) {
+        failure = createDefaultCollection();
+        if (!failure)
+            failure = find();
     }
-    return collection ? unlock(collection.get(), u"the default collection"_s) : std::nullopt;
+    if (failure || !collection)
+        return failure;
+    return unlock(collection.get(), u"the keyring"_s);
 }
 
-Failure SecretServiceLink::createDefaultCollection(Collection &collection)
+Failure SecretServiceLink::createDefaultCollection()
 {
+    GVariantBuilder properties;
+    g_variant_builder_init(&properties, G_VARIANT_TYPE_VARDICT);
+    g_variant_builder_add(&properties, "{sv}", "org.freedesktop.Secret.Collection.Label",
+                          g_variant_new_string("Default keyring"));
+    Failure failure =
+        callWithConsent("CreateCollection", g_variant_new("(a{sv}s)", &properties, defaultAlias));
+    if (failure && failure->status == SecretStatus::Locked)
+        failure->reason = u"there is no keyring yet and none was created"_s;
+    return failure;
+}
+
+Failure SecretServiceLink::callWithConsent(const char *method, GVariant *arguments)
+{
+    g_autoptr(GVariant) held = g_variant_ref_sink(arguments);
+    const SecretResult refusal{SecretStatus::Locked};
+    if (m_isRefused)
+        return refusal;
     g_autoptr(GError) error = nullptr;
-    if (!m_isRefused)
-        collection.reset(secret_collection_create_sync(service(), "Default keyring", defaultAlias,
-                                                       SECRET_COLLECTION_CREATE_NONE, nullptr, &error));
-    if (collection)
-        return std::nullopt;
-    m_isRefused = true;
-    return SecretResult{SecretStatus::Locked,
-                        u"there is no default collection yet and none was created: "_s + describe(error)};
+    g_autoptr(GVariant) reply = call(m_bus.get(), method, held, &error);
+    if (!reply)
+        return toFailure(error);
+    g_autoptr(GVariant) path = g_variant_get_child_value(reply, 1);
+    const char *prompt = g_variant_get_string(path, nullptr);
+    m_isRefused = std::strcmp(prompt, "/") != 0 && !isConsentGiven(prompt);
+    return m_isRefused ? Failure(refusal) : std::nullopt;
+}
+
+/// Waits for the user without end, but not for a service that is gone; libsecret's own wait misses that.
+bool SecretServiceLink::isConsentGiven(const char *prompt)
+{
+    struct Answer
+    {
+        bool isThere = false;
+        bool isConsent = false;
+    } answer;
+    const auto takeAnswer = [](GDBusConnection *, const char *, const char *, const char *,
+                               const char *signal, GVariant *parameters, gpointer data) {
+        gboolean isDismissed = TRUE;
+        if (std::strcmp(signal, "Completed") == 0)
+            g_variant_get_child(parameters, 0, "b", &isDismissed);
+        *static_cast<Answer *>(data) = {true, !isDismissed};
+    };
+    g_autofree char *owner = g_dbus_proxy_get_name_owner(G_DBUS_PROXY(service()));
+    const std::array subscriptions{
+        g_dbus_connection_signal_subscribe(m_bus.get(), owner, "org.freedesktop.Secret.Prompt", "Completed",
+                                           prompt, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, takeAnswer, &answer,
+                                           nullptr),
+        g_dbus_connection_signal_subscribe(m_bus.get(), "org.freedesktop.DBus", "org.freedesktop.DBus",
+                                           "NameOwnerChanged", "/org/freedesktop/DBus", owner,
+                                           G_DBUS_SIGNAL_FLAGS_NONE, takeAnswer, &answer, nullptr)};
+    g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
+        m_bus.get(), owner, prompt, "org.freedesktop.Secret.Prompt", "Prompt", g_variant_new("(s)", ""),
+        nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()), nullptr, nullptr);
+    while (reply && !answer.isThere && !g_dbus_connection_is_closed(m_bus.get()))
+        g_main_context_iteration(m_context, TRUE);
+    for (const guint subscription : subscriptions)
+        g_dbus_connection_signal_unsubscribe(m_bus.get(), subscription);
+    return answer.isConsent;
 }

@@ -50,7 +50,10 @@ public:
 private:
     [[nodiscard]] Failure connectToBus();
     [[nodiscard]] Failure reachService();
-    [[nodiscard]] Failure createDefaultCollection(Collection &collection);
+    [[nodiscard]] Failure createDefaultCollection();
+    /// Calls a method of the service that may need the user's consent, and waits for that.
+    [[nodiscard]] Failure callWithConsent(const char *method, GVariant *arguments);
+    bool isConsentGiven(const char *prompt);
 
     GMainContext *m_context = nullptr; ///< keeps what the service announces from other threads
     GObjectPointer<GDBusConnection> m_bus;

@@ -341,7 +341,7 @@ private Q_SLOTS:
         const Secrets::Lookup result =
             run([](Secrets &secrets) { return QList{Secrets::Lookup{secrets.add(key, secret, u"l"_s)}}; })[0];
         QCOMPARE(result.status, SecretStatus::Locked);
-        QVERIFY(result.reason.contains(u"there is no default collection yet"_s));
+        QVERIFY(result.reason.contains(u"there is no keyring yet"_s));
     }
 
     /// Nobody answers the question for a long time; the store may go meanwhile.
