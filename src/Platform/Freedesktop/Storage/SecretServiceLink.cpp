@@ -20,6 +20,8 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto serviceName = "org.freedesktop.secrets";
+constexpr auto servicePath = "/org/freedesktop/secrets";
+constexpr auto serviceInterface = "org.freedesktop.Secret.Service";
 constexpr auto defaultAlias = "default";
 constexpr const char *noPath = nullptr; ///< ends a list of paths
 
@@ -80,8 +82,11 @@ SecretResult toFailure(GError *error)
 SecretServiceLink::~SecretServiceLink()
 {
     m_service.reset();
-    m_bus.reset();
     if (m_context) {
+        // What waits there holds the connection, which holds the context.
+        while (g_main_context_iteration(m_context, FALSE)) {
+        }
+        m_bus.reset();
         g_main_context_pop_thread_default(m_context);
         g_main_context_unref(m_context);
     }
@@ -106,10 +111,9 @@ Failure SecretServiceLink::open()
     g_autoptr(GError) error = nullptr;
     m_service.reset(secret_service_open_sync(SECRET_TYPE_SERVICE, serviceName, SECRET_SERVICE_OPEN_SESSION,
                                              nullptr, &error));
-    if (!m_service)
-        return toFailure(error);
-    g_dbus_proxy_set_default_timeout(G_DBUS_PROXY(m_service.get()), int(answerTime.count()));
-    return std::nullopt;
+    if (m_service)
+        g_dbus_proxy_set_default_timeout(G_DBUS_PROXY(m_service.get()), int(answerTime.count()));
+    return m_service ? std::nullopt : Failure(toFailure(error));
 }
 
 /// The end of the session bus must end this connection and not the process. GLib shares one connection in the
@@ -117,14 +121,14 @@ Failure SecretServiceLink::open()
 Failure SecretServiceLink::connectToBus()
 {
     g_autoptr(GError) error = nullptr;
-    GObjectPointer<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error));
-    if (!bus || g_dbus_connection_is_closed(bus.get()))
-        return SecretResult{SecretStatus::NotAvailable,
-                            u"the session bus cannot be reached: "_s +
-                                (bus ? u"it closed the connection"_s : describe(error))};
-    g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
-    m_bus = std::move(bus);
-    return std::nullopt;
+    m_bus.reset(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error));
+    if (m_bus)
+        g_dbus_connection_set_exit_on_close(m_bus.get(), FALSE);
+    if (m_bus && !g_dbus_connection_is_closed(m_bus.get()))
+        return std::nullopt;
+    return SecretResult{SecretStatus::NotAvailable,
+                        u"the session bus cannot be reached: "_s +
+                            (m_bus ? u"it closed the connection"_s : describe(error))};
 }
 
 /// Starts the service where there is none. One that is stopped or stuck would hold up this thread for as long
