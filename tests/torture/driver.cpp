@@ -43,22 +43,50 @@ void sayState(const QString &word, bool showsInDock, const QList<TunnelConfig> &
     say(words.join(u' '));
 }
 
-class Driver
+/// The keyring, and whether it has stored everything so far.
+class ObservedStore : public SecretStore
+{
+public:
+    void perform(Task task) override
+    {
+        ++m_tasks;
+        m_store.perform([this, task = std::move(task)](Secrets &secrets) -> std::function<void()> {
+            return [this, answer = task(secrets)] {
+                --m_tasks;
+                answer();
+            };
+        });
+    }
+    bool isIdle() const { return m_tasks == 0; }
+
+private:
+    SecretServiceStore m_store;
+    int m_tasks = 0;
+};
+
+class Driver : public QObject
 {
 public:
     Driver(quint32 seed, std::chrono::milliseconds pause)
         : m_random(seed)
     {
         m_manager.terminateOrphanedProcesses();
-        KeychainStore keychain(m_secrets);
-        for (const TunnelConfig &tunnel : m_manager.tunnels()) {
-            if (!keychain.token(tunnel.id))
-                say(u"bare "_s + tunnelIdText(tunnel.id));
-        }
-        sayState(u"have"_s, m_manager.showsInDock(), m_manager.tunnels());
+        QList<QUuid> ids;
+        for (const TunnelConfig &tunnel : m_manager.tunnels())
+            ids += tunnel.id;
+        connect(&m_keychain, &KeychainStore::tokensRead, this, [](const QList<StoredToken> &tokens) {
+            for (const StoredToken &read : tokens) {
+                if (!read.token)
+                    say(u"bare "_s + tunnelIdText(read.id));
+            }
+        });
+        m_keychain.readTokens(ids);
+        // A change is complete when its token is stored too.
         m_timer.callOnTimeout([this] {
-            step();
+            if (!m_secrets.isIdle())
+                return;
             sayState(u"have"_s, m_manager.showsInDock(), m_manager.tunnels());
+            step();
         });
         m_timer.start(pause);
     }
@@ -95,7 +123,8 @@ private:
     LinuxProcessTable m_processes;
     TimerScheduler m_scheduler;
     PreferencesFile m_preferences{PreferencesFile::defaultPath()};
-    SecretServiceStore m_secrets;
+    ObservedStore m_secrets;
+    KeychainStore m_keychain{m_secrets, m_scheduler}; ///< for what an earlier run left
     AutostartLoginItem m_loginItem{AutostartLoginItem::defaultFolder(),
                                    QCoreApplication::applicationFilePath()};
     TunnelManager m_manager{

@@ -57,13 +57,44 @@ def keyring_gone(row, times):
             stop_all(bus)
             (end, lock, freeze)[number % 3](session, bus)
             bus.action("start-all")
-            wait_for(lambda: all_say(bus, "Missing token"), "the tunnels say that there is no token", 10)
+            wait_for(lambda: all_say(bus, "Missing token"), "the tunnels say that there is no token", 20)
             row.check(not program.children(), "a child was started without a token")
             end(session, bus)
             session.start_keyring()
             bus.action("start-all")
             program.wait_for_children(TUNNELS)
         row.check(program.quit()[0] == 0, "the program did not end well")
+    row.times = f"{times} times"
+
+
+def keyring_slow(row, times):
+    """A question that nobody answers, on the screen, and a keyring that is frozen: all the rest goes on."""
+    slowest = 0.0
+    with Session(display="1280x900") as session:
+        program, bus = started(session), Bus(session)
+        for number in range(times):
+            stop_all(bus)
+            (lock, freeze)[number % 2](session, bus)
+            bus.action("start-all")
+            wait_for(lambda: all_say(bus, "Connecting"), "the tunnels wait")
+            begin = time.monotonic()
+            while (now := time.monotonic()) < begin + 1:
+                bus.labels()
+                slowest = max(slowest, time.monotonic() - now)
+            row.check(not program.children(), "a child was started without a token")
+            stop_all(bus)
+            end(session, bus)
+            session.start_keyring()
+            bus.action("start-all")
+            program.wait_for_children(TUNNELS)
+        stop_all(bus)
+        freeze(session, bus)
+        bus.action("start-all")
+        wait_for(lambda: all_say(bus, "Connecting"), "the tunnels wait")
+        status, seconds = program.quit()
+        row.check(status == 0 and seconds < 4.2, f"the program ended with {status} after {seconds:.1f} s")
+        row.check(slowest < 0.2, f"the menu took {slowest:.3f} s while the keyring took its time")
+        end(session, bus)
     row.times = f"{times} times"
 
 
@@ -119,5 +150,6 @@ def second_session(row, times):
 ROWS = [
     ("the keyring is killed, locked or frozen and started again", keyring_gone, 3, 30),
     ("a second session of the user starts the program", second_session, 1, 10),
+    ("the keyring asks without an answer, or is frozen", keyring_slow, 2, 10),
     ("the panel is killed, and frozen, and started again", panel_gone, 2, 20),
 ]
