@@ -39,6 +39,12 @@ QString describe(GError *error)
     return QString::fromUtf8(error->message);
 }
 
+bool isNobodyThere(const GError *error)
+{
+    return g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) ||
+           g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER);
+}
+
 /// Calls a method of the service, if that runs. Returns its reply; null after an error.
 GVariant *call(GDBusConnection *bus, const char *method, GVariant *arguments, GError **error)
 {
@@ -71,11 +77,13 @@ bool isThreadLeft()
 SecretResult toFailure(GError *error)
 {
     if (g_error_matches(error, SECRET_ERROR, SECRET_ERROR_IS_LOCKED))
-        return {SecretStatus::Locked, u"it is locked: "_s + describe(error)};
+        return {SecretStatus::Locked, u"the keyring is locked: "_s + describe(error)};
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CLOSED))
         return {SecretStatus::NotAvailable, u"the session bus cannot be reached: "_s + describe(error)};
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT))
         return {SecretStatus::NotAvailable, u"the Secret Service does not answer"_s};
+    if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY) || isNobodyThere(error))
+        return {SecretStatus::NotAvailable, u"the Secret Service has ended"_s};
     return {SecretStatus::Failed, u"the Secret Service failed: "_s + describe(error)};
 }
 
@@ -143,8 +151,7 @@ Failure SecretServiceLink::reachService()
         return reply != nullptr;
     };
     bool isReached = isAnswering();
-    if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) ||
-        g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER)) {
+    if (isNobodyThere(error)) {
         g_clear_error(&error);
         g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
             m_bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
@@ -158,7 +165,7 @@ Failure SecretServiceLink::reachService()
     return isReached ? std::nullopt : Failure(toFailure(error));
 }
 
-Failure SecretServiceLink::unlock(gpointer object, const QString &name)
+Failure SecretServiceLink::unlock(gpointer object)
 {
     gboolean isLocked = FALSE;
     g_object_get(object, "locked", &isLocked, nullptr);
@@ -167,7 +174,7 @@ Failure SecretServiceLink::unlock(gpointer object, const QString &name)
     const char *path = g_dbus_proxy_get_object_path(G_DBUS_PROXY(object));
     Failure failure = callWithConsent("Unlock", g_variant_new("(^ao)", std::array{path, noPath}.data()));
     if (failure && failure->status == SecretStatus::Locked)
-        failure->reason = name + u" is locked and was not unlocked"_s;
+        failure->reason = u"the keyring is locked and was not unlocked"_s;
     return failure;
 }
 
@@ -187,7 +194,7 @@ Failure SecretServiceLink::openDefaultCollection(bool mayCreate, Collection &col
     }
     if (failure || !collection)
         return failure;
-    return unlock(collection.get(), u"the keyring"_s);
+    return unlock(collection.get());
 }
 
 Failure SecretServiceLink::createDefaultCollection()
@@ -206,48 +213,53 @@ Failure SecretServiceLink::createDefaultCollection()
 Failure SecretServiceLink::callWithConsent(const char *method, GVariant *arguments)
 {
     g_autoptr(GVariant) held = g_variant_ref_sink(arguments);
-    const SecretResult refusal{SecretStatus::Locked};
     if (m_isRefused)
-        return refusal;
+        return SecretResult{SecretStatus::Locked};
     g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = call(m_bus.get(), method, held, &error);
     if (!reply)
         return toFailure(error);
     g_autoptr(GVariant) path = g_variant_get_child_value(reply, 1);
     const char *prompt = g_variant_get_string(path, nullptr);
-    m_isRefused = std::strcmp(prompt, "/") != 0 && !isConsentGiven(prompt);
-    return m_isRefused ? Failure(refusal) : std::nullopt;
+    Failure failure = std::strcmp(prompt, "/") == 0 ? std::nullopt : awaitConsent(prompt);
+    m_isRefused = failure.has_value();
+    return failure;
 }
 
 /// Waits for the user without end, but not for a service that is gone; libsecret's own wait misses that.
-bool SecretServiceLink::isConsentGiven(const char *prompt)
+Failure SecretServiceLink::awaitConsent(const char *prompt)
 {
-    struct Answer
-    {
-        bool isThere = false;
-        bool isConsent = false;
-    } answer;
-    const auto takeAnswer = [](GDBusConnection *, const char *, const char *, const char *,
-                               const char *signal, GVariant *parameters, gpointer data) {
+    using Outcome = std::optional<Failure>;
+    Outcome outcome;
+    const auto takeAnswer = [](GDBusConnection *, const char *, const char *, const char *, const char *,
+                               GVariant *parameters, gpointer data) {
         gboolean isDismissed = TRUE;
-        if (std::strcmp(signal, "Completed") == 0)
-            g_variant_get_child(parameters, 0, "b", &isDismissed);
-        *static_cast<Answer *>(data) = {true, !isDismissed};
+        g_variant_get_child(parameters, 0, "b", &isDismissed);
+        static_cast<Outcome *>(data)->emplace(isDismissed ? Failure(SecretResult{SecretStatus::Locked})
+                                                          : std::nullopt);
+    };
+    const auto takeEnd = [](GDBusConnection *, const char *, const char *, const char *, const char *,
+                            GVariant *, gpointer data) {
+        static_cast<Outcome *>(data)->emplace(
+            SecretResult{SecretStatus::NotAvailable, u"the Secret Service has ended"_s});
     };
     g_autofree char *owner = g_dbus_proxy_get_name_owner(G_DBUS_PROXY(service()));
     const std::array subscriptions{
         g_dbus_connection_signal_subscribe(m_bus.get(), owner, "org.freedesktop.Secret.Prompt", "Completed",
-                                           prompt, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, takeAnswer, &answer,
+                                           prompt, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, takeAnswer, &outcome,
                                            nullptr),
         g_dbus_connection_signal_subscribe(m_bus.get(), "org.freedesktop.DBus", "org.freedesktop.DBus",
                                            "NameOwnerChanged", "/org/freedesktop/DBus", owner,
-                                           G_DBUS_SIGNAL_FLAGS_NONE, takeAnswer, &answer, nullptr)};
+                                           G_DBUS_SIGNAL_FLAGS_NONE, takeEnd, &outcome, nullptr)};
+    g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
         m_bus.get(), owner, prompt, "org.freedesktop.Secret.Prompt", "Prompt", g_variant_new("(s)", ""),
-        nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()), nullptr, nullptr);
-    while (reply && !answer.isThere && !g_dbus_connection_is_closed(m_bus.get()))
+        nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()), nullptr, &error);
+    while (reply && !outcome && !g_dbus_connection_is_closed(m_bus.get()))
         g_main_context_iteration(m_context, TRUE);
     for (const guint subscription : subscriptions)
         g_dbus_connection_signal_unsubscribe(m_bus.get(), subscription);
-    return answer.isConsent;
+    if (!reply)
+        return toFailure(error);
+    return outcome.value_or(SecretResult{SecretStatus::NotAvailable, u"the session bus has ended"_s});
 }

@@ -41,8 +41,8 @@ public:
     /// The service, after a successful `open`.
     SecretService *service() const { return m_service.get(); }
     /// Unlocks the item or collection, after asking the user if need be. A user who refused is not asked
-    /// again. `name` stands for it in the reason of a failure.
-    [[nodiscard]] Failure unlock(gpointer object, const QString &name);
+    /// again.
+    [[nodiscard]] Failure unlock(gpointer object);
     /// Puts the default collection, unlocked, into `collection`. When there is none, it is created or, unless
     /// `mayCreate`, `collection` is null.
     [[nodiscard]] Failure openDefaultCollection(bool mayCreate, Collection &collection);
@@ -53,7 +53,7 @@ private:
     [[nodiscard]] Failure createDefaultCollection();
     /// Calls a method of the service that may need the user's consent, and waits for that.
     [[nodiscard]] Failure callWithConsent(const char *method, GVariant *arguments);
-    bool isConsentGiven(const char *prompt);
+    [[nodiscard]] Failure awaitConsent(const char *prompt);
 
     GMainContext *m_context = nullptr; ///< keeps what the service announces from other threads
     GObjectPointer<GDBusConnection> m_bus;

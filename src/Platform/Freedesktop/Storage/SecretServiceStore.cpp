@@ -87,7 +87,7 @@ enum class Extent {
     bool isDone = false;
     Failure locked;
     for (const auto &item : items) {
-        Failure failure = link.unlock(item.get(), u"it"_s);
+        Failure failure = link.unlock(item.get());
         if (failure && failure->status != SecretStatus::Locked)
             return failure;
         if (failure) {

@@ -348,14 +348,16 @@ private Q_SLOTS:
     void waitsForTheUser_data()
     {
         QTest::addColumn<QString>("end");
-        QTest::newRow("dismissed") << u"dismissed"_s;
-        QTest::newRow("the keyring ends") << u"killed"_s;
-        QTest::newRow("the store ends") << u"left"_s;
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("dismissed") << u"dismissed"_s << u"the keyring is locked and was not unlocked"_s;
+        QTest::newRow("the keyring ends") << u"killed"_s << u"the Secret Service has ended"_s;
+        QTest::newRow("the store ends") << u"left"_s << QString();
     }
 
     void waitsForTheUser()
     {
         QFETCH(QString, end);
+        QFETCH(QString, reason);
         startFilledKeyring();
         startKeyring({});
         Prompter prompter;
@@ -374,6 +376,8 @@ private Q_SLOTS:
             QTest::qWait(200);
         else
             QTRY_VERIFY(asked->isDone);
+        for (const Secrets::Lookup &result : std::as_const(asked->results))
+            QCOMPARE(result.reason, reason);
         uninstall();
         QCOMPARE(asked->isDone, end != u"left"_s);
         QCOMPARE(prompter.questions, 1);
