@@ -9,7 +9,6 @@
 #include <array>
 #include <chrono>
 #include <cstring>
-#include <utility>
 
 #include <pthread.h>
 #include <sys/eventfd.h>
@@ -48,9 +47,9 @@ bool isNobodyThere(const GError *error)
 /// Calls a method of the service, if that runs. Returns its reply; null after an error.
 GVariant *call(GDBusConnection *bus, const char *method, GVariant *arguments, GError **error)
 {
-    return g_dbus_connection_call_sync(
-        bus, serviceName, "/org/freedesktop/secrets", "org.freedesktop.Secret.Service", method, arguments,
-        nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()), nullptr, error);
+    return g_dbus_connection_call_sync(bus, serviceName, servicePath, serviceInterface, method, arguments,
+                                       nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()),
+                                       nullptr, error);
 }
 
 /// Returns whether there are more descriptors than one call of GLib takes, which ends the process without.
