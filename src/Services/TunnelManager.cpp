@@ -87,6 +87,7 @@ void TunnelManager::makeRunner(const QUuid &id)
     auto *runner = new TunnelRunner(id, m_services.launcher, m_services.scheduler, this);
     runner->onStateChange = [this] { Q_EMIT objectWillChange(); };
     runner->onProcessExited = [this](qint32 pid) { forgetChild(pid); };
+    connect(runner, &TunnelRunner::reasonChanged, this, &TunnelManager::announceLater);
     m_runners[id] = runner;
 }
 
@@ -187,10 +188,14 @@ void TunnelManager::startWith(const QList<StoredToken> &tokens)
 
 std::optional<qint32> TunnelManager::prepare(TunnelRunner &runner, const StoredToken &token)
 {
-    if (!token.reason.isEmpty())
-        runner.report(u"The token could not be read: "_s + token.reason);
+    const QString missing = u"Missing token: set it in Settings"_s;
+    QString reason = missing;
+    if (!token.reason.isEmpty()) {
+        reason = u"The token could not be read: "_s + token.reason;
+        runner.report(reason);
+    }
     if (token.token.value_or(QString()).isEmpty())
-        runner.fail(u"Missing token: set it in Settings"_s);
+        runner.fail(missing, reason);
     else if (!isCloudflaredExecutable())
         runner.fail(u"cloudflared not found at "_s + m_cloudflaredPath);
     else

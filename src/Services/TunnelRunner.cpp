@@ -15,6 +15,22 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::seconds stopDeadline(6);
+/// A child prints some plain lines before its own log begins.
+constexpr int firstLines = 10;
+
+/// Returns the setting in this program's environment, which children inherit, that keeps them from printing
+/// the lines that tell a tunnel's state, as "NAME=value"; none where they print them.
+std::optional<QString> blindingSetting()
+{
+    const std::initializer_list<std::pair<const char *, QByteArrayList>> settings = {
+        {"TUNNEL_LOG_OUTPUT", {"json"}}, {"TUNNEL_LOGLEVEL", {"warn", "error", "fatal", "panic"}}};
+    for (const auto &[name, values] : settings) {
+        const QByteArray value = qgetenv(name);
+        if (values.contains(value))
+            return QString::fromLatin1(name) + u'=' + QString::fromLatin1(value);
+    }
+    return std::nullopt;
+}
 
 } // namespace
 
@@ -47,6 +63,9 @@ std::optional<qint32> TunnelRunner::prepare(const QString &cloudflaredPath, cons
     m_process = std::move(prepared.child);
     const std::optional<qint32> pid = m_process ? std::optional(m_process->pid()) : std::nullopt;
     appendLog(u"▶︎ Starting: "_s + cloudflaredPath + u" tunnel run"_s);
+    if (const std::optional<QString> setting = blindingSetting())
+        warnOfState(u"the environment sets "_s + *setting);
+    m_outputStart = m_logLines.endNumber();
     setState(TunnelState::starting());
     if (!pid)
         failToStart(prepared.error);
@@ -79,11 +98,20 @@ void TunnelRunner::reset()
     m_stopRequested = false;
     m_lastErrorLine.reset();
     m_pendingOutput.clear();
+    m_linesToCheck = firstLines;
 }
 
-void TunnelRunner::failToStart(const QString &reason)
+/// The state is read from the child's usual lines, which this one prints otherwise or not at all.
+void TunnelRunner::warnOfState(const QString &cause)
 {
-    appendLog(u"✖︎ Could not start cloudflared: "_s + reason);
+    m_linesToCheck = 0;
+    appendLog(u"▶︎ The state shown may be wrong: "_s + cause);
+}
+
+void TunnelRunner::failToStart(const QString &error)
+{
+    m_failure = u"Could not start cloudflared: "_s + error;
+    report(m_failure);
     setState(TunnelState::failed(u"cloudflared could not be started"_s));
 }
 
@@ -91,8 +119,33 @@ void TunnelRunner::awaitToken()
 {
     if (m_process || m_state.isRunning())
         return;
+    reset();
     appendLog(u"▶︎ Waiting for the keyring to be unlocked"_s);
     setState(TunnelState::starting());
+}
+
+bool TunnelRunner::isTrying() const
+{
+    return m_state.kind() == TunnelState::Case::Starting || m_state.kind() == TunnelState::Case::Reconnecting;
+}
+
+QString TunnelRunner::reason() const
+{
+    if (m_state.kind() == TunnelState::Case::Failed)
+        return m_failure;
+    return isTrying() ? lastError() : QString();
+}
+
+QString TunnelRunner::lastErrorNote() const
+{
+    const QString error = isTrying() ? lastError() : QString();
+    return error.isEmpty() ? error : u"Last error: "_s + error;
+}
+
+/// Empty for none.
+QString TunnelRunner::lastError() const
+{
+    return m_lastErrorLine ? errorSummary(Text::fromUtf8(*m_lastErrorLine)) : QString();
 }
 
 void TunnelRunner::stop()
@@ -123,8 +176,9 @@ void TunnelRunner::report(const QString &message)
     appendLog(u"✖︎ "_s + message);
 }
 
-void TunnelRunner::fail(const QString &message)
+void TunnelRunner::fail(const QString &message, const QString &reason)
 {
+    m_failure = reason;
     report(message);
     setState(TunnelState::failed(message));
 }
@@ -156,12 +210,11 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
         appendLog(u"■ Tunnel stopped"_s);
         setState(TunnelState::stopped());
     } else if (m_lastErrorLine) {
-        const std::string &text = *m_lastErrorLine;
-        const QByteArrayView line(text.data(), qsizetype(text.size())); // NOLINT(clang-analyzer-*)
-        const QString summary = errorSummary(Text::fromUtf8(line));
-        fail(summary);
+        fail(lastError());
     } else {
-        fail(u"cloudflared exited (code %1)"_s.arg(status));
+        const QString message = u"cloudflared exited (code %1)"_s.arg(status);
+        const bool hasSpoken = m_logLines.endNumber() > m_outputStart && !m_logLines.isEmpty();
+        fail(message, hasSpoken ? m_logLines.line(m_logLines.size() - 1) : message);
     }
 }
 
@@ -184,6 +237,9 @@ void TunnelRunner::consume(QByteArrayView chunk)
     }
     m_pendingOutput.append(at, end);
     Q_EMIT logLinesChanged();
+    const QString now = reason();
+    if (std::exchange(m_toldReason, now) != now)
+        Q_EMIT reasonChanged();
 }
 
 void TunnelRunner::cutLine(QByteArrayView line)
@@ -194,6 +250,10 @@ void TunnelRunner::cutLine(QByteArrayView line)
 
 void TunnelRunner::handleLine(QByteArrayView line)
 {
+    const bool isAmongFirst = m_linesToCheck > 0;
+    m_linesToCheck -= isAmongFirst ? 1 : 0;
+    if (isAmongFirst && line.startsWith('{'))
+        warnOfState(u"cloudflared prints its log as JSON"_s);
     m_logLines.append(line);
     const OutputLine::Marks marks = OutputLine::marksOf(line);
     if (marks.isRegistration || marks.isLoss)

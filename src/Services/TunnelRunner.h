@@ -53,6 +53,13 @@ public:
     const LogBuffer &logLines() const { return m_logLines; }
     /// Returns whether a child lives or waits to have its end handled.
     bool hasChild() const { return m_process != nullptr; }
+    /// Returns why the tunnel is not connected, on one line: while it is starting or reconnecting the summary
+    /// of the last error line; after a failure its message, or the child's last line where the message gives
+    /// no more than an exit code. Empty in other states and when nothing is known.
+    QString reason() const;
+    /// Returns "Last error: " and the reason of a tunnel that is starting or reconnecting; else an empty
+    /// text.
+    QString lastErrorNote() const;
 
     /// Makes a child that waits for `run`, unless the state is a running one or a child is held (a tunnel can
     /// fail while its child lives, when it is started again without a token). The token reaches the child in
@@ -70,8 +77,9 @@ public:
     void stop();
     /// Logs `message` as something that went wrong.
     void report(const QString &message);
-    /// Logs `message` as a failure and sets the state to failed with it.
-    void fail(const QString &message);
+    /// Logs `message` as a failure and sets the state to failed with it; `reason()` returns `reason`.
+    void fail(const QString &message, const QString &reason);
+    void fail(const QString &message) { fail(message, message); }
     /// SIGKILL to a child that still runs; no log line, no change of state.
     void forceKill();
     void clearLog();
@@ -86,12 +94,17 @@ public:
 Q_SIGNALS:
     /// Lines may have been appended, or the log was cleared; once for each piece of output that was read.
     void logLinesChanged();
+    /// The reason may be another one although the state is the same; at most once for each piece of output.
+    void reasonChanged();
 
 private:
     /// Whether a start waits for its token.
     bool isWaiting() const { return !m_process && m_state.kind() == TunnelState::Case::Starting; }
     void reset();
-    void failToStart(const QString &reason);
+    void warnOfState(const QString &cause);
+    void failToStart(const QString &error);
+    bool isTrying() const;
+    QString lastError() const;
     void consume(QByteArrayView chunk);
     void cutLine(QByteArrayView line);
     void handleLine(QByteArrayView line);
@@ -115,6 +128,10 @@ private:
     std::unordered_set<std::string> m_activeConnections;
     bool m_hasEverConnected = false;
     bool m_stopRequested = false;
+    int m_linesToCheck = 0;    ///< of the child's output, for whether they are JSON
+    quint64 m_outputStart = 0; ///< the number in the log of the child's first line
+    QString m_failure;         ///< the reason for `Failed`
+    QString m_toldReason;      ///< by `reasonChanged`
     /// The last error line since the start or the last registration; summarised when it is asked for.
     std::optional<std::string> m_lastErrorLine;
 };

@@ -104,6 +104,7 @@ private Q_SLOTS:
         bench.start();
         QCOMPARE(bench.logged(), QStringList{u"✖\uFE0E Could not start cloudflared: Exec format error"_s});
         QCOMPARE(bench.told, (QStringList{u"Connecting…"_s, u"Error: cloudflared could not be started"_s}));
+        QCOMPARE(bench.runner.reason(), u"Could not start cloudflared: Exec format error"_s);
         QVERIFY(!bench.runner.hasChild());
     }
 
@@ -114,26 +115,33 @@ private Q_SLOTS:
         QTest::addColumn<int>("status");
         QTest::addColumn<QString>("state");
         QTest::addColumn<QString>("lastLine");
+        QTest::addColumn<QString>("reason");
 
         QTest::newRow("silent") << QByteArray() << false << 1 << u"Error: cloudflared exited (code 1)"_s
-                                << u"✖\uFE0E cloudflared exited (code 1)"_s;
+                                << u"✖\uFE0E cloudflared exited (code 1)"_s
+                                << u"cloudflared exited (code 1)"_s;
+        QTest::newRow("bare last line")
+            << QByteArray("INF a\nno such file\n") << false << 1 << u"Error: cloudflared exited (code 1)"_s
+            << u"✖\uFE0E cloudflared exited (code 1)"_s << u"no such file"_s;
         QTest::newRow("clean but unasked")
             << QByteArray("INF bye\n") << false << 0 << u"Error: cloudflared exited (code 0)"_s
-            << u"✖\uFE0E cloudflared exited (code 0)"_s;
+            << u"✖\uFE0E cloudflared exited (code 0)"_s << u"INF bye"_s;
         QTest::newRow("error field")
             << QByteArray("2024-01-01T00:00:00Z ERR Serve tunnel error error=\"x y\" connIndex=0\n") << false
-            << 1 << u"Error: x y"_s << u"✖\uFE0E x y"_s;
+            << 1 << u"Error: x y"_s << u"✖\uFE0E x y"_s << u"x y"_s;
         QTest::newRow("error in the unfinished line")
             << QByteArray("ERR a\ntoken is not valid") << false << 255 << u"Error: token is not valid"_s
-            << u"✖\uFE0E token is not valid"_s;
+            << u"✖\uFE0E token is not valid"_s << u"token is not valid"_s;
         QTest::newRow("error, then registered")
             << "x ERR broken\n" + registered(0) << false << 9 << u"Error: cloudflared exited (code 9)"_s
-            << u"✖\uFE0E cloudflared exited (code 9)"_s;
+            << u"✖\uFE0E cloudflared exited (code 9)"_s
+            << u"INF Registered tunnel connection connIndex=0 ip=1"_s;
         QTest::newRow("registration that is an error")
             << QByteArray("x ERR Registered tunnel connection\n") << false << 9
-            << u"Error: Registered tunnel connection"_s << u"✖\uFE0E Registered tunnel connection"_s;
+            << u"Error: Registered tunnel connection"_s << u"✖\uFE0E Registered tunnel connection"_s
+            << u"Registered tunnel connection"_s;
         QTest::newRow("stopped, full of errors")
-            << QByteArray("x ERR y\n") << true << 1 << u"Stopped"_s << u"■ Tunnel stopped"_s;
+            << QByteArray("x ERR y\n") << true << 1 << u"Stopped"_s << u"■ Tunnel stopped"_s << QString();
     }
 
     void ends()
@@ -149,9 +157,58 @@ private Q_SLOTS:
         bench.child().end(status);
         QTEST(bench.state(), "state");
         QTEST(linesOf(bench.runner).last(), "lastLine");
+        QTEST(bench.runner.reason(), "reason");
         QCOMPARE(bench.told.indexOf(u"exited 1000"_s), bench.told.size() - 2);
         QVERIFY(!bench.runner.hasChild());
         QCOMPARE(bench.scheduler.pendingCount(), 0);
+    }
+
+    void tellsTheReasonWhileItTries()
+    {
+        Bench bench;
+        QStringList reasons;
+        connect(&bench.runner, &TunnelRunner::reasonChanged, this,
+                [&] { reasons += bench.runner.lastErrorNote(); });
+        bench.start();
+        for (const QByteArray &output :
+             {QByteArray("x ERR a\nx ERR b\nINF c\n"), QByteArray("y ERR b\n"), QByteArray("x ERR d\n"),
+              registered(0), QByteArray("x ERR Connection terminated error=\"e\" connIndex=0\n")})
+            bench.child().write(output);
+        QCOMPARE(reasons,
+                 (QStringList{u"Last error: b"_s, u"Last error: d"_s, QString(), u"Last error: e"_s}));
+        bench.runner.stop();
+        QCOMPARE(bench.runner.reason(), QString());
+    }
+
+    void warnsWhereTheStateCannotBeRead_data()
+    {
+        QTest::addColumn<QByteArrayList>("setting");
+        QTest::addColumn<QByteArray>("output");
+        QTest::addColumn<QString>("cause");
+
+        const QByteArray json = "bare\n{\"level\":\"info\"}\n{}\n";
+        const QByteArrayList none{"TUNNEL_LOGLEVEL", "info"};
+        QTest::newRow("level") << QByteArrayList{"TUNNEL_LOGLEVEL", "error"} << QByteArray()
+                               << u"the environment sets TUNNEL_LOGLEVEL=error"_s;
+        QTest::newRow("format, once") << QByteArrayList{"TUNNEL_LOG_OUTPUT", "json"} << json
+                                      << u"the environment sets TUNNEL_LOG_OUTPUT=json"_s;
+        QTest::newRow("output") << none << json << u"cloudflared prints its log as JSON"_s;
+        QTest::newRow("late output") << none << QByteArray("plain\n").repeated(20) + json << QString();
+        QTest::newRow("nothing") << none << QByteArray("INF {}\n") << QString();
+    }
+    void warnsWhereTheStateCannotBeRead()
+    {
+        QFETCH(QByteArrayList, setting);
+        QFETCH(QByteArray, output);
+        QFETCH(QString, cause);
+        qputenv(setting[0], setting[1]);
+        const auto restore = qScopeGuard([&] { qunsetenv(setting[0]); });
+        Bench bench;
+        bench.start();
+        bench.child().write(output);
+        const QString sentence = u"▶\uFE0E The state shown may be wrong: "_s;
+        QCOMPARE(bench.logged().filter(sentence),
+                 cause.isEmpty() ? QStringList() : QStringList{sentence + cause});
     }
 
     void aNewStartForgetsTheLastRun()
