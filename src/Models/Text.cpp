@@ -89,7 +89,7 @@ QString Text::oneLine(const QString &text)
 
 QString Text::toolTip(const QString &text)
 {
-    return u"<div>%1</div>"_s.arg(oneLine(text).toHtmlEscaped());
+    return text.isEmpty() ? QString() : u"<div>%1</div>"_s.arg(oneLine(text).toHtmlEscaped());
 }
 
 QString Text::firstCharacters(const QString &text, int count)

@@ -22,7 +22,8 @@ QString trimmedOfBlanks(QStringView text);
 /// writing direction become blanks, unpaired surrogates U+FFFD. Cut after 4000 UTF-16 units.
 QString oneLine(const QString &text);
 
-/// Returns rich text for a tool tip that shows `oneLine(text)` as it is and wraps where it is long.
+/// Returns rich text for a tool tip that shows `oneLine(text)` as it is and wraps where it is long. Empty for
+/// an empty text.
 QString toolTip(const QString &text);
 
 /// Returns the first characters as a user perceives them (UAX #29), none of them cut.

@@ -229,6 +229,7 @@ void RunnerLogView::setRunner(TunnelRunner *runner)
             });
     }
     m_state->setText(runner ? runner->state().label() : QString());
+    m_state->setNote(runner ? runner->lastErrorNote() : QString());
 }
 
 ColorRole RunnerLogView::color(QStringView line)

@@ -170,6 +170,12 @@ ClampedLabel::ClampedLabel(FontRole font, ColorRole color, int maximumLines, QWi
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
 }
 
+void ClampedLabel::setNote(const QString &note)
+{
+    setToolTip(Text::toolTip(note));
+    setAccessibleDescription(note);
+}
+
 QSize ClampedLabel::sizeHint() const
 {
     return {fontMetrics().horizontalAdvance(Text::oneLine(text())) + 1,
@@ -210,7 +216,7 @@ bool ClampedLabel::event(QEvent *event)
         return TextLabel::event(event);
     const bool isCut = lines().join(QString()) != Text::oneLine(text());
     QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
-                       isCut ? Text::toolTip(text()) : QString(), this);
+                       (isCut ? Text::toolTip(text()) : QString()) + toolTip(), this);
     return true;
 }
 

@@ -71,13 +71,17 @@ private:
 };
 
 /// A text that gets no more than some lines: what does not fit is cut with an ellipsis, and the tooltip has
-/// the whole then. Its height is always that of all its lines, so that nothing moves when the text changes.
+/// the whole then, with the note below if there is one. Its height is always that of all its lines, so that
+/// nothing moves when the text changes.
 class ClampedLabel : public TextLabel
 {
     Q_OBJECT
 
 public:
     ClampedLabel(FontRole font, ColorRole color, int maximumLines, QWidget *parent = nullptr);
+
+    /// Says more about the text: in the tooltip, and as the accessible description. Empty for nothing.
+    void setNote(const QString &note);
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;

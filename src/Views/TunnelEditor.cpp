@@ -187,6 +187,7 @@ void TunnelEditor::refreshState()
 {
     m_toggle->setText(m_model.toggleTitle());
     m_state->setText(m_model.state().label());
+    m_state->setNote(m_model.lastErrorNote());
 }
 
 void TunnelEditor::setRevealToken(bool revealToken)

@@ -122,7 +122,9 @@ bool TunnelRow::helpEvent(QHelpEvent *event, QAbstractItemView *view, const QSty
     const QString hostname = Text::oneLine(index.data(TunnelListModel::HostnameRole).toString());
     const bool isCut = QFontMetrics(shown.font).horizontalAdvance(name) > parts.name.width() ||
                        QFontMetrics(parts.captionFont).horizontalAdvance(hostname) > parts.name.width();
-    QToolTip::showText(event->globalPos(), isCut ? Text::toolTip(name) + Text::toolTip(hostname) : QString(),
+    QToolTip::showText(event->globalPos(),
+                       (isCut ? Text::toolTip(name) + Text::toolTip(hostname) : QString()) +
+                           Text::toolTip(index.data(Qt::ToolTipRole).toString()),
                        view, view->visualRect(index));
     return true;
 }

@@ -6,7 +6,8 @@
 #include <QStyledItemDelegate>
 
 /// Draws one row of the list of tunnels: a dot in the colour of the tunnel's state, the name and below it the
-/// host name, where there is one. Each text has one line; the tooltip shows what had no room.
+/// host name, where there is one. Each text has one line; the tooltip shows what had no room, and the last
+/// error of a tunnel that is trying to connect.
 class TunnelRow : public QStyledItemDelegate
 {
     Q_OBJECT

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "Fakes.h"
+#include "LogView.h"
 #include "SettingsView.h"
 #include "ShownWidgets.h"
 #include "SymbolDrawing.h"
@@ -374,6 +375,44 @@ private Q_SLOTS:
         QTRY_COMPARE(QToolTip::text(), expected);
         QToolTip::hideText();
         QTRY_VERIFY(!QToolTip::isVisible());
+    }
+
+    /// Wherever the state is shown, and only while the tunnel is trying to connect.
+    void lastErrorStandsBesideTheState()
+    {
+        const QUuid id = add({u"a"_s}).first().id;
+        LogView logs(*manager, id);
+        logs.show();
+        show();
+        const auto notes = [&](const QString &state) {
+            const QModelIndex row = list->model()->index(0, 0);
+            QStringList tips{row.data(Qt::ToolTipRole).toString(),
+                             row.data(Qt::AccessibleDescriptionRole).toString()};
+            for (const QWidget *window : std::initializer_list<QWidget *>{view.get(), &logs}) {
+                QLabel *one = ShownWidgets::find<QLabel>(*window, state);
+                if (!one)
+                    continue;
+                QToolTip::hideText();
+                QHelpEvent event(QEvent::ToolTip, {}, one->mapToGlobal(QPoint()));
+                QCoreApplication::sendEvent(one, &event);
+                tips += {QToolTip::isVisible() ? QToolTip::text() : QString(),
+                         QAccessible::queryAccessibleInterface(one)->text(QAccessible::Description)};
+            }
+            QToolTip::hideText();
+            return tips;
+        };
+        manager->start(id);
+        QTRY_COMPARE(notes(u"Connecting…"_s),
+                     (QStringList{QString(), u"Connecting…"_s, QString(), QString(), QString(), QString()}));
+        const QString note = u"Last error: a < b"_s;
+        const QString tip = u"<div>Last error: a &lt; b</div>"_s;
+        world->launcher.last().write("x ERR a < b\n");
+        QTRY_COMPARE(notes(u"Connecting…"_s),
+                     (QStringList{note, u"Connecting… "_s + note, tip, note, tip, note}));
+        world->launcher.last().write("Registered tunnel connection connIndex=0\n");
+        const QString connected = u"Connected (1 connection)"_s;
+        QTRY_COMPARE(notes(connected),
+                     (QStringList{QString(), connected, QString(), QString(), QString(), QString()}));
     }
 
     void savedNoteComesAndGoes()

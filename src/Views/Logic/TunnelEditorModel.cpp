@@ -6,6 +6,7 @@
 #include "KeychainStore.h"
 #include "Text.h"
 #include "TunnelManager.h"
+#include "TunnelRunner.h"
 
 #include <utility>
 
@@ -55,6 +56,12 @@ QUuid TunnelEditorModel::save()
 TunnelState TunnelEditorModel::state() const
 {
     return m_tunnel ? m_manager.state(m_tunnel->id) : TunnelState::stopped();
+}
+
+QString TunnelEditorModel::lastErrorNote() const
+{
+    const TunnelRunner *runner = m_tunnel ? m_manager.runner(m_tunnel->id) : nullptr;
+    return runner ? runner->lastErrorNote() : QString();
 }
 
 void TunnelEditorModel::toggle()

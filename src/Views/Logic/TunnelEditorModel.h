@@ -38,6 +38,9 @@ public:
 
     /// Stopped for a new tunnel.
     TunnelState state() const;
+    /// Returns why the tunnel is still trying to connect, as a sentence; empty when it is not or nothing is
+    /// known.
+    QString lastErrorNote() const;
     /// Does what a click on the tunnel does anywhere; nothing for a new one.
     void toggle();
 

@@ -4,6 +4,7 @@
 #include "TunnelListModel.h"
 
 #include "TunnelManager.h"
+#include "TunnelRunner.h"
 
 #include <algorithm>
 #include <utility>
@@ -21,11 +22,12 @@ void TunnelListModel::refresh()
     if (!m_tunnels.isSharedWith(now))
         refreshTunnels(now);
     for (int row = 0; row < rowCount(); ++row) {
-        const TunnelState &state = m_manager.state(m_tunnels.at(row).id);
-        if (state == m_states.at(row))
+        const Status status = statusOf(m_tunnels.at(row));
+        if (status == m_statuses.at(row))
             continue;
-        m_states[row] = state;
-        Q_EMIT dataChanged(index(row), index(row), {StateRole, Qt::AccessibleDescriptionRole});
+        m_statuses[row] = status;
+        Q_EMIT dataChanged(index(row), index(row),
+                           {StateRole, Qt::ToolTipRole, Qt::AccessibleDescriptionRole});
     }
 }
 
@@ -48,9 +50,15 @@ void TunnelListModel::refreshTunnels(const QList<TunnelConfig> &now)
 void TunnelListModel::takeOver()
 {
     m_tunnels = m_manager.tunnels();
-    m_states.clear();
+    m_statuses.clear();
     for (const TunnelConfig &tunnel : std::as_const(m_tunnels))
-        m_states += m_manager.state(tunnel.id);
+        m_statuses += statusOf(tunnel);
+}
+
+TunnelListModel::Status TunnelListModel::statusOf(const TunnelConfig &tunnel) const
+{
+    const TunnelRunner *runner = m_manager.runner(tunnel.id);
+    return runner ? Status{runner->state(), runner->lastErrorNote()} : Status();
 }
 
 int TunnelListModel::rowOf(const QUuid &id) const
@@ -70,18 +78,21 @@ QVariant TunnelListModel::data(const QModelIndex &index, int role) const
     if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
         return {};
     const TunnelConfig &tunnel = m_tunnels[index.row()];
+    const Status &status = m_statuses[index.row()];
     switch (role) {
     case Qt::DisplayRole:
     case Qt::AccessibleTextRole:
         return tunnel.name;
     case Qt::AccessibleDescriptionRole:
-        return m_states[index.row()].label();
+        return QString(status.state.label() + u' ' + status.lastErrorNote).trimmed();
+    case Qt::ToolTipRole:
+        return status.lastErrorNote;
     case HostnameRole:
         return tunnel.hostname;
     case IdRole:
         return tunnel.id;
     case StateRole:
-        return QVariant::fromValue(m_states[index.row()]);
+        return QVariant::fromValue(status.state);
     default:
         return {};
     }

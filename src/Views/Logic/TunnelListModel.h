@@ -39,12 +39,22 @@ public:
                   const QModelIndex &destinationParent, int destinationChild) override;
 
 private:
+    /// What a row shows besides its tunnel's record.
+    struct Status
+    {
+        TunnelState state;
+        QString lastErrorNote;
+
+        bool operator==(const Status &) const = default;
+    };
+
     void refreshTunnels(const QList<TunnelConfig> &now);
     void takeOver();
+    Status statusOf(const TunnelConfig &tunnel) const;
 
     TunnelManager &m_manager;
     QList<TunnelConfig> m_tunnels; ///< shares its data with the manager's list until that changes
-    QList<TunnelState> m_states;
+    QList<Status> m_statuses;
 };
 
 Q_DECLARE_METATYPE(TunnelState)
