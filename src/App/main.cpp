@@ -5,6 +5,7 @@
 #include "AutostartLoginItem.h"
 #include "DisplayServer.h"
 #include "FreedesktopApplication.h"
+#include "FreedesktopNotifications.h"
 #include "FreedesktopStatusItem.h"
 #include "LinuxChildLauncher.h"
 #include "LinuxProcessTable.h"
@@ -17,6 +18,7 @@
 #include "StatusItemController.h"
 #include "TimerScheduler.h"
 #include "TunnelManager.h"
+#include "TunnelNotifications.h"
 #include "WindowPresenter.h"
 
 #include <QApplication>
@@ -45,12 +47,16 @@ public:
         , m_manager(
               TunnelServices{m_preferences, m_secrets, m_launcher, m_processes, m_loginItem, m_scheduler})
         , m_windows(m_manager, m_application)
+        , m_desktopNotifications(QDBusConnection::sessionBus())
+        , m_notifications(m_manager, m_windows, m_desktopNotifications, m_scheduler)
         , m_delegate(m_manager, m_windows, m_application, m_scheduler,
                      [this] { return makeStatusItemController(); })
     {
         m_launcher.endAllAtExit();
         connect(&m_application, &FreedesktopApplication::terminationRequested, this,
                 &Program::answerTerminationRequest);
+        connect(&m_desktopNotifications, &FreedesktopNotifications::activationTokenProvided, &m_application,
+                &FreedesktopApplication::setActivationToken);
         connect(&m_signals, &TerminationSignals::received, &m_application,
                 &FreedesktopApplication::terminate);
         connect(&m_instance, &SingleInstance::launched, this, &Program::takeActivationToken);
@@ -113,6 +119,7 @@ private:
     void answerTerminationRequest()
     {
         m_instance.setQuitting();
+        m_notifications.end();
         if (m_delegate.applicationShouldTerminate() == AppDelegate::TerminateReply::Now)
             m_application.replyToApplicationShouldTerminate(true);
     }
@@ -138,6 +145,8 @@ private:
     std::optional<FreedesktopStatusItem> m_statusItem; ///< on the bus from the moment it is made
     TunnelManager m_manager;
     WindowPresenter m_windows;
+    FreedesktopNotifications m_desktopNotifications;
+    TunnelNotifications m_notifications;
     AppDelegate m_delegate;
     TerminationSignals m_signals;
 };

@@ -39,10 +39,7 @@ LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget
     placeholder->setForegroundRole(QPalette::PlaceholderText);
     m_pages->addWidget(placeholder);
     m_pages->addWidget(makeContent());
-    connect(m_picker, &QComboBox::activated, this, [this] {
-        m_selection = m_picker->currentData().toUuid();
-        refresh();
-    });
+    connect(m_picker, &QComboBox::activated, this, [this] { select(m_picker->currentData().toUuid()); });
     connect(&manager, &TunnelManager::objectDidChange, this, [this] {
         if (isVisible())
             refresh();
@@ -71,6 +68,12 @@ QWidget *LogView::makeContent()
     column->addWidget(m_log, 1);
     column->addStretch();
     return content;
+}
+
+void LogView::select(const QUuid &tunnel)
+{
+    m_selection = tunnel;
+    refresh();
 }
 
 void LogView::changeEvent(QEvent *event)

@@ -24,6 +24,7 @@ public:
     explicit LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget *parent = nullptr);
 
     std::optional<QUuid> selection() const { return m_selection; }
+    void select(const QUuid &tunnel);
 
 protected:
     void changeEvent(QEvent *event) override;

@@ -25,6 +25,7 @@ public:
     {
         m_journal += QStringLiteral("logs") + (selecting ? selecting->toString() : QString());
     }
+    void showLog(const QUuid &tunnel) override { m_journal += QStringLiteral("log") + tunnel.toString(); }
 
 private:
     Journal &m_journal;

@@ -125,6 +125,11 @@ private Q_SLOTS:
         presenter->showLogs(first);
         QCOMPARE(view->selection(), std::optional(second));
         QVERIFY(logs().isVisible());
+
+        logs().close(); // but a click on a tunnel's notification is about that tunnel
+        presenter->showLog(first);
+        QCOMPARE(view->selection(), std::optional(first));
+        QVERIFY(logs().isVisible());
     }
 
     void keysWorkInBothWindows()

@@ -16,4 +16,6 @@ public:
     virtual void showSettings() = 0;
     /// The tunnel counts only when the window is made; a window that exists keeps its selection.
     virtual void showLogs(const std::optional<QUuid> &selecting) = 0;
+    /// Opens the Logs window with this tunnel selected, also where the window exists.
+    virtual void showLog(const QUuid &tunnel) = 0;
 };

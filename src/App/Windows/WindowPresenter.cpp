@@ -77,6 +77,13 @@ void WindowPresenter::showLogs(const std::optional<QUuid> &selecting)
     bringUp(*m_logsWindow);
 }
 
+void WindowPresenter::showLog(const QUuid &tunnel)
+{
+    if (m_logsWindow)
+        static_cast<LogView *>(m_logsWindow->centralWidget())->select(tunnel);
+    showLogs(tunnel);
+}
+
 /// Makes a window of a size that leaves `contentSize` below the menu bar.
 std::unique_ptr<QMainWindow> WindowPresenter::makeWindow(QWidget *content, QSize contentSize,
                                                          const QString &title)

@@ -31,6 +31,7 @@ public:
 
     void showSettings() override;
     void showLogs(const std::optional<QUuid> &selecting) override;
+    void showLog(const QUuid &tunnel) override;
 
     /// Returns null until the first request.
     QMainWindow *settingsWindow() const { return m_settingsWindow.get(); }

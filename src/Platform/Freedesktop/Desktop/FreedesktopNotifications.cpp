@@ -1,0 +1,159 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "FreedesktopNotifications.h"
+
+#include "NotificationServer.h"
+
+#include <QDBusPendingCallWatcher>
+#include <QDBusServiceWatcher>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int serversOwnTime = -1;
+const auto programId = u"com.ardentwick.Morvanel"_s;
+
+} // namespace
+
+FreedesktopNotifications::FreedesktopNotifications(const QDBusConnection &bus)
+    : m_bus(bus)
+{
+}
+
+FreedesktopNotifications::~FreedesktopNotifications() = default;
+
+void FreedesktopNotifications::show(const QUuid &tag, const QString &title, const QString &body)
+{
+    m_entries[tag].wanted = Note{title, body};
+    connectServer();
+    send(tag);
+}
+
+void FreedesktopNotifications::withdraw(const QUuid &tag)
+{
+    const auto entry = m_entries.find(tag);
+    if (entry == m_entries.end())
+        return;
+    entry->wanted.reset();
+    send(tag);
+}
+
+void FreedesktopNotifications::connectServer()
+{
+    if (m_server)
+        return;
+    const QString name = QString::fromLatin1(NotificationServer::staticInterfaceName());
+    m_server = std::make_unique<NotificationServer>(name, u"/org/freedesktop/Notifications"_s, m_bus);
+    connect(m_server.get(), &NotificationServer::NotificationClosed, this, &FreedesktopNotifications::forget);
+    connect(m_server.get(), &NotificationServer::ActivationToken, this,
+            [this](quint32 id, const QString &token) {
+                if (tagOf(id))
+                    Q_EMIT activationTokenProvided(token.toUtf8());
+            });
+    connect(m_server.get(), &NotificationServer::ActionInvoked, this, [this](quint32 id) {
+        const std::optional<QUuid> tag = tagOf(id);
+        if (tag && m_activated)
+            m_activated(*tag);
+    });
+    const auto *names =
+        new QDBusServiceWatcher(name, m_bus, QDBusServiceWatcher::WatchForUnregistration, m_server.get());
+    connect(names, &QDBusServiceWatcher::serviceUnregistered, this, &FreedesktopNotifications::forgetServer);
+}
+
+/// Its notifications are gone with it; the next server may know other things and give the same ids.
+void FreedesktopNotifications::forgetServer()
+{
+    m_entries.clear();
+    m_capabilities.reset();
+    m_question = nullptr;
+}
+
+QDBusPendingCallWatcher *
+FreedesktopNotifications::watch(const QDBusPendingCall &call,
+                                std::function<void(QDBusPendingCallWatcher *call)> finished)
+{
+    auto *watcher = new QDBusPendingCallWatcher(call, this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, std::move(finished));
+    connect(watcher, &QDBusPendingCallWatcher::finished, watcher, &QObject::deleteLater);
+    return watcher;
+}
+
+void FreedesktopNotifications::askCapabilities()
+{
+    if (m_question)
+        return;
+    m_question = watch(m_server->GetCapabilities(), [this](QDBusPendingCallWatcher *call) {
+        if (call != m_question)
+            return;
+        const QDBusPendingReply<QStringList> reply = *call;
+        if (reply.isError())
+            return forgetServer();
+        m_question = nullptr;
+        m_capabilities = reply.value();
+        for (const QUuid &tag : m_entries.keys())
+            send(tag);
+    });
+}
+
+/// Brings the server's notification of that tag in step with what is wanted, one call at a time.
+void FreedesktopNotifications::send(const QUuid &tag)
+{
+    Entry &entry = m_entries[tag];
+    if (entry.call)
+        return; // its answer leads here again
+    if (!entry.wanted) {
+        if (entry.id != 0)
+            m_server->CloseNotification(entry.id);
+        m_entries.remove(tag);
+        return;
+    }
+    if (!m_capabilities)
+        return askCapabilities();
+    const bool hasMarkup = m_capabilities->contains(u"body-markup"_s);
+    const bool hasActions = m_capabilities->contains(u"actions"_s);
+    const auto &[title, body] = *(entry.sent = entry.wanted);
+    entry.call =
+        watch(m_server->Notify(
+                  u"Morvanel"_s, entry.id, programId, title, hasMarkup ? body.toHtmlEscaped() : body,
+                  hasActions ? QStringList{u"default"_s, u"Log…"_s, u"log"_s, u"Log…"_s} : QStringList(),
+                  {{u"desktop-entry"_s, programId}}, serversOwnTime),
+              [this, tag](QDBusPendingCallWatcher *call) { finishSending(tag, call); });
+}
+
+void FreedesktopNotifications::finishSending(const QUuid &tag, QDBusPendingCallWatcher *call)
+{
+    const auto entry = m_entries.find(tag);
+    if (entry == m_entries.end() || entry->call != call)
+        return;
+    const QDBusPendingReply<uint> reply = *call;
+    if (reply.isError()) {
+        m_entries.erase(entry);
+        return;
+    }
+    entry->call = nullptr;
+    entry->id = reply.value();
+    if (entry->wanted != entry->sent)
+        send(tag);
+}
+
+void FreedesktopNotifications::forget(quint32 id)
+{
+    const std::optional<QUuid> tag = tagOf(id);
+    if (!tag)
+        return;
+    if (m_entries[*tag].call)
+        m_entries[*tag].id = 0;
+    else
+        m_entries.remove(*tag);
+}
+
+std::optional<QUuid> FreedesktopNotifications::tagOf(quint32 id) const
+{
+    for (auto entry = m_entries.cbegin(); entry != m_entries.cend(); ++entry) {
+        if (entry->id == id && id != 0)
+            return entry.key();
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,139 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "AppFakes.h"
+#include "Fakes.h"
+#include "Notifications.h"
+#include "TunnelNotifications.h"
+#include "TunnelRunner.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Holds what is on the screen.
+class FakeNotifications : public Notifications
+{
+public:
+    void show(const QUuid &tag, const QString &title, const QString &body) override
+    {
+        shown[tag] = title + u": "_s + body;
+        ++count;
+    }
+    void withdraw(const QUuid &tag) override { shown.remove(tag); }
+    void setActivated(std::function<void(const QUuid &tag)> newActivated) override
+    {
+        activated = std::move(newActivated);
+    }
+
+    QHash<QUuid, QString> shown;
+    int count = 0; ///< of those shown so far
+    std::function<void(const QUuid &tag)> activated;
+};
+
+struct Bench
+{
+    FakeWorld world;
+    Journal journal;
+    FakeWindows windows{journal};
+    FakeNotifications desktop;
+    TunnelManager manager{world.services()};
+    TunnelNotifications notifications{manager, windows, desktop, world.scheduler};
+    const QUuid id = FakeWorld::addTunnel(manager, u"a <b>\n"_s).id;
+
+    /// Does what the word says and lets the announcements arrive.
+    void perform(const QString &step)
+    {
+        if (step == u"start"_s)
+            manager.start(id);
+        else if (step == u"stop"_s)
+            manager.stop(id);
+        else if (step == u"remove"_s)
+            manager.remove(id);
+        else if (step == u"quit"_s)
+            notifications.end();
+        else if (step == u"exit"_s)
+            world.launcher.last().end(1);
+        else if (step == u"connect"_s)
+            world.launcher.last().write("Registered tunnel connection connIndex=0\n");
+        else if (step == u"lose"_s)
+            world.launcher.last().write("Connection terminated connIndex=0\n");
+        else if (step.endsWith(u's'))
+            world.scheduler.advance(std::chrono::seconds(step.chopped(1).toInt()));
+        else
+            world.launcher.last().write(step.toUtf8() + '\n');
+        QCoreApplication::processEvents();
+    }
+};
+
+} // namespace
+
+class TestTunnelNotifications : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void tells_data()
+    {
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<QString>("shown"); // at the end; the tunnel's name stands before it
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("timers"); // a stop has one of its own
+
+        const QString error = u"x ERR broken"_s;
+        QTest::newRow("failed") << QStringList{u"start"_s, error, u"exit"_s} << u"broken"_s << 1 << 0;
+        QTest::newRow("a bare last line")
+            << QStringList{u"start"_s, u"no <file>"_s, u"exit"_s} << u"no <file>"_s << 1 << 0;
+        QTest::newRow("silent") << QStringList{u"start"_s, u"exit"_s} << u"cloudflared exited (code 1)"_s << 1
+                                << 0;
+        QTest::newRow("failed twice") << QStringList{u"start"_s, error, u"exit"_s, u"start"_s, u"exit"_s}
+                                      << u"cloudflared exited (code 1)"_s << 2 << 0;
+        QTest::newRow("starting, not long")
+            << QStringList{u"start"_s, error, u"59s"_s} << QString() << 0 << 1;
+        QTest::newRow("starting") << QStringList{u"start"_s, u"59s"_s, error, u"1s"_s, u"300s"_s}
+                                  << u"broken"_s << 1 << 0;
+        QTest::newRow("starting, nothing known")
+            << QStringList{u"start"_s, u"60s"_s} << u"Connecting…"_s << 1 << 0;
+        QTest::newRow("starting, then failed")
+            << QStringList{u"start"_s, u"60s"_s, error, u"exit"_s} << u"broken"_s << 2 << 0;
+        QTest::newRow("reconnecting")
+            << QStringList{u"start"_s, u"connect"_s, u"lose"_s, error, u"60s"_s} << u"broken"_s << 1 << 0;
+        QTest::newRow("with a break")
+            << QStringList{u"start"_s, u"40s"_s, u"connect"_s, u"lose"_s, u"40s"_s} << QString() << 0 << 1;
+        QTest::newRow("connected after all")
+            << QStringList{u"start"_s, u"60s"_s, u"connect"_s} << QString() << 1 << 0;
+        QTest::newRow("stopped in vain")
+            << QStringList{u"start"_s, u"60s"_s, u"stop"_s} << QString() << 1 << 1;
+        QTest::newRow("stopped by the user")
+            << QStringList{u"start"_s, error, u"stop"_s, u"exit"_s} << QString() << 0 << 0;
+        QTest::newRow("failure cleared")
+            << QStringList{u"start"_s, u"exit"_s, u"stop"_s} << QString() << 1 << 0;
+        QTest::newRow("removed") << QStringList{u"start"_s, u"exit"_s, u"remove"_s} << QString() << 1 << 0;
+        QTest::newRow("quit") << QStringList{u"start"_s, u"60s"_s, u"quit"_s, u"exit"_s} << QString() << 1
+                              << 0;
+    }
+    void tells()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(QString, shown);
+        Bench bench;
+        for (const QString &step : std::as_const(steps))
+            bench.perform(step);
+        QCOMPARE(bench.desktop.shown.value(bench.id), shown.isEmpty() ? QString() : u"a <b> : "_s + shown);
+        QTEST(bench.desktop.count, "count");
+        QTEST(int(bench.world.scheduler.pendingCount()), "timers");
+    }
+
+    void aClickOpensTheLog()
+    {
+        Bench bench;
+        bench.desktop.activated(bench.id);
+        QCOMPARE(bench.journal, Journal{u"log"_s + bench.id.toString()});
+    }
+};
+
+QTEST_GUILESS_MAIN(TestTunnelNotifications)
+#include "tst_tunnelnotifications.moc"
