@@ -6,6 +6,7 @@
 #include <QEvent>
 #include <QLayout>
 #include <QScrollBar>
+#include <QShortcut>
 
 #include <limits>
 
@@ -42,6 +43,16 @@ void FormScroller::showEvent(QShowEvent *event)
     QScrollArea::showEvent(event);
     widget()->layout()->invalidate();
     widget()->layout()->activate();
+}
+
+void clickOnReturn(QPushButton *button, Qt::ShortcutContext where)
+{
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+        auto *shortcut = new QShortcut(key, button);
+        shortcut->setContext(where);
+        shortcut->setAutoRepeat(false);
+        QObject::connect(shortcut, &QShortcut::activated, button, &QPushButton::click);
+    }
 }
 
 TextField::TextField(QWidget *parent)

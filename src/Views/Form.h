@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QLineEdit>
+#include <QPushButton>
 #include <QScrollArea>
 
 /// Holds a form and lets it be scrolled up and down where the window is too low for it, as with a large font.
@@ -23,6 +24,9 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
     void showEvent(QShowEvent *event) override;
 };
+
+/// Lets Return and Enter click the button, within that part of its window, while it is enabled.
+void clickOnReturn(QPushButton *button, Qt::ShortcutContext where);
 
 /// A line of input that takes texts of any length.
 class TextField : public QLineEdit

@@ -13,7 +13,6 @@
 #include <QGraphicsOpacityEffect>
 #include <QPropertyAnimation>
 #include <QPushButton>
-#include <QShortcut>
 #include <QStyle>
 #include <QTimer>
 
@@ -65,7 +64,7 @@ TunnelEditor::TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> t
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(itemSpacing);
     column->addWidget(new FormScroller(makeForm(), this), 1);
-    column->addLayout(makeBottomBar());
+    column->addWidget(makeBottomBar());
     connectInput();
     setRevealToken(false);
     refreshInput();
@@ -87,14 +86,15 @@ QWidget *TunnelEditor::makeForm()
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(itemSpacing);
     column->addWidget(m_title);
-    column->addLayout(makeFields());
+    column->addWidget(makeFields());
     column->addWidget(explanation);
     column->addWidget(m_tokenWarning);
     column->addStretch();
     return content;
 }
 
-QLayout *TunnelEditor::makeFields()
+/// A widget of its own: a layout within another one would take that one's spacing instead of the style's.
+QWidget *TunnelEditor::makeFields()
 {
     m_name->setText(m_model.name);
     m_name->setPlaceholderText(u"e.g. Pemberlune Staging"_s);
@@ -113,18 +113,22 @@ QLayout *TunnelEditor::makeFields()
     tokenRow->addWidget(m_token, 1);
     tokenRow->addWidget(m_reveal);
 
-    auto *form = new QFormLayout;
+    auto *fields = new QWidget;
+    auto *form = new QFormLayout(fields);
+    form->setContentsMargins(0, 0, 0, 0);
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     form->addRow(u"Name"_s, m_name);
     form->addRow(u"Hostname"_s, m_hostname);
     form->addRow(tokenTitle, tokenRow);
-    form->addRow(nullptr, m_startOnLaunch);
-    return form;
+    form->addRow(m_startOnLaunch); // across both columns: its text is long
+    return fields;
 }
 
-QLayout *TunnelEditor::makeBottomBar()
+QWidget *TunnelEditor::makeBottomBar()
 {
-    auto *bar = new QHBoxLayout;
+    auto *buttons = new QWidget(this);
+    auto *bar = new QHBoxLayout(buttons);
+    bar->setContentsMargins(0, 0, 0, 0);
     bar->addWidget(m_toggle);
     bar->addWidget(m_state, 1); // a message has all the room there is
     if (m_model.isNew())
@@ -136,7 +140,7 @@ QLayout *TunnelEditor::makeBottomBar()
     m_savedNote->setText(u"Saved"_s);
     m_savedNote->hide();
     m_save->setDefault(true);
-    return bar;
+    return buttons;
 }
 
 void TunnelEditor::connectInput()
@@ -154,11 +158,7 @@ void TunnelEditor::connectInput()
     connect(m_reveal, &QToolButton::clicked, this, [this] { setRevealToken(!m_revealToken); });
     connect(m_toggle, &QPushButton::clicked, this, [this] { m_model.toggle(); });
     connect(m_save, &QPushButton::clicked, this, &TunnelEditor::save);
-    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
-        auto *shortcut = new QShortcut(key, m_save); // off while the button is disabled
-        shortcut->setAutoRepeat(false);
-        connect(shortcut, &QShortcut::activated, m_save, &QPushButton::click);
-    }
+    clickOnReturn(m_save, Qt::WindowShortcut);
     connect(m_fade, &QPropertyAnimation::finished, this,
             [this] { m_savedNote->setVisible(m_savedFeedback); });
 }

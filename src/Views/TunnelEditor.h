@@ -11,7 +11,6 @@
 
 class ClampedLabel;
 class QCheckBox;
-class QLayout;
 class QPropertyAnimation;
 class QPushButton;
 class SymbolButton;
@@ -41,8 +40,8 @@ public:
 
 private:
     QWidget *makeForm();
-    QLayout *makeFields();
-    QLayout *makeBottomBar();
+    QWidget *makeFields();
+    QWidget *makeBottomBar();
     void connectInput();
     void refreshInput();
     void refreshState();

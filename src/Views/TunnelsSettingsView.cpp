@@ -3,6 +3,7 @@
 
 #include "TunnelsSettingsView.h"
 
+#include "Form.h"
 #include "SymbolLabel.h"
 #include "TextLabel.h"
 #include "TunnelEditor.h"
@@ -112,7 +113,7 @@ public:
         auto *text = new TextLabel(FontRole::Headline);
         text->setText(hasTunnels ? u"Select a tunnel"_s : u"No tunnels configured"_s);
         auto *addButton = new QPushButton(u"Add Tunnel"_s);
-        addButton->setDefault(true);
+        clickOnReturn(addButton, Qt::WidgetShortcut);
         connect(addButton, &QPushButton::clicked, this, onAdd);
         auto *column = new QVBoxLayout(this);
         column->setSpacing(placeholderSpacing);
