@@ -72,6 +72,13 @@ QByteArrayView OutputLine::connectionIndex(QByteArrayView bytes)
     return bytes.sliced(qsizetype(begin), qsizetype(end - begin));
 }
 
+bool OutputLine::isBare(QByteArrayView line)
+{
+    constexpr const char *levels[] = {"DBG ", "INF ", "WRN ", "ERR ", "FTL "};
+    return !line.startsWith('{') && std::none_of(std::begin(levels), std::end(levels),
+                                                 [&](const char *level) { return line.contains(level); });
+}
+
 QString OutputLine::errorSummary(const QString &line)
 {
     constexpr auto field = "error=\""_L1;

@@ -22,6 +22,9 @@ Marks marksOf(QByteArrayView line);
 /// Returns the digits right after the first "connIndex="; empty when there are none.
 QByteArrayView connectionIndex(QByteArrayView line);
 
+/// Tells whether the line is a bare sentence, no entry of the log: one with a level or in JSON.
+bool isBare(QByteArrayView line);
+
 /// Returns the short message of an error line: the text of its `error="..."` field, else what follows " ERR
 /// ", else the whole line, the last two without blanks at the ends.
 QString errorSummary(const QString &line);

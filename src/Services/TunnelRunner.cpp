@@ -213,8 +213,10 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
         fail(lastError());
     } else {
         const QString message = u"cloudflared exited (code %1)"_s.arg(status);
-        const bool hasSpoken = m_logLines.endNumber() > m_outputStart && !m_logLines.isEmpty();
-        fail(message, hasSpoken ? m_logLines.line(m_logLines.size() - 1) : message);
+        const qsizetype last = m_logLines.size() - 1;
+        const bool hasLine = last >= 0 && m_logLines.endNumber() > m_outputStart;
+        fail(message,
+             hasLine && OutputLine::isBare(m_logLines.bytes(last)) ? m_logLines.line(last) : message);
     }
 }
 

@@ -54,8 +54,8 @@ public:
     /// Returns whether a child lives or waits to have its end handled.
     bool hasChild() const { return m_process != nullptr; }
     /// Returns why the tunnel is not connected, on one line: while it is starting or reconnecting the summary
-    /// of the last error line; after a failure its message, or the child's last line where the message gives
-    /// no more than an exit code. Empty in other states and when nothing is known.
+    /// of the last error line; after a failure its message, or the child's last line where that is a bare
+    /// sentence and the message no more than an exit code. Empty in other states and when nothing is known.
     QString reason() const;
     /// Returns "Last error: " and the reason of a tunnel that is starting or reconnecting; else an empty
     /// text.

@@ -125,7 +125,7 @@ private Q_SLOTS:
             << u"✖\uFE0E cloudflared exited (code 1)"_s << u"no such file"_s;
         QTest::newRow("clean but unasked")
             << QByteArray("INF bye\n") << false << 0 << u"Error: cloudflared exited (code 0)"_s
-            << u"✖\uFE0E cloudflared exited (code 0)"_s << u"INF bye"_s;
+            << u"✖\uFE0E cloudflared exited (code 0)"_s << u"cloudflared exited (code 0)"_s;
         QTest::newRow("error field")
             << QByteArray("2024-01-01T00:00:00Z ERR Serve tunnel error error=\"x y\" connIndex=0\n") << false
             << 1 << u"Error: x y"_s << u"✖\uFE0E x y"_s << u"x y"_s;
@@ -134,8 +134,7 @@ private Q_SLOTS:
             << u"✖\uFE0E token is not valid"_s << u"token is not valid"_s;
         QTest::newRow("error, then registered")
             << "x ERR broken\n" + registered(0) << false << 9 << u"Error: cloudflared exited (code 9)"_s
-            << u"✖\uFE0E cloudflared exited (code 9)"_s
-            << u"INF Registered tunnel connection connIndex=0 ip=1"_s;
+            << u"✖\uFE0E cloudflared exited (code 9)"_s << u"cloudflared exited (code 9)"_s;
         QTest::newRow("registration that is an error")
             << QByteArray("x ERR Registered tunnel connection\n") << false << 9
             << u"Error: Registered tunnel connection"_s << u"✖\uFE0E Registered tunnel connection"_s
