@@ -26,6 +26,8 @@ FreedesktopNotifications::~FreedesktopNotifications() = default;
 
 void FreedesktopNotifications::show(const QUuid &tag, const QString &title, const QString &body)
 {
+    if (!m_bus.isConnected())
+        return; // Qt would ask a bus that is gone who owns the server's name, and end the process over it
     m_entries[tag].wanted = Note{title, body};
     connectServer();
     send(tag);
