@@ -17,8 +17,8 @@ class NotificationServer;
 class QDBusPendingCall;
 class QDBusPendingCallWatcher;
 
-/// Notifications through org.freedesktop.Notifications (Desktop Notifications Specification 1.2). The server
-/// is not looked for before there is something to show.
+/// Notifications through org.freedesktop.Notifications (Desktop Notifications 1.2 of freedesktop.org). The
+/// server is not looked for before there is something to show.
 class FreedesktopNotifications : public QObject, public Notifications
 {
     Q_OBJECT
