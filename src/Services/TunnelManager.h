@@ -105,8 +105,8 @@ public:
 Q_SIGNALS:
     /// Sent just before a published property changes, and whenever a tunnel's state has changed.
     void objectWillChange();
-    /// Sent once on the next turn of the event loop after any number of `objectWillChange` and of other errors
-    /// that tunnels report: the time to read again what is shown.
+    /// Sent once on the next turn of the event loop after any number of `objectWillChange` and of other
+    /// errors that tunnels report: the time to read again what is shown.
     void objectDidChange();
     /// Sent after every assignment, also of the same value.
     void showsInDockAssigned(bool shows);

@@ -127,7 +127,8 @@ public:
             data = QByteArray(bytes, qsizetype(length));
             return true;
         };
-        const SecretResult result = attempt("lookup", key, [&] { return forItems(m_link, key, Extent::First, load); });
+        const SecretResult result =
+            attempt("lookup", key, [&] { return forItems(m_link, key, Extent::First, load); });
         return {result, data};
     }
 
