@@ -21,6 +21,9 @@ namespace {
 
 /// An open store answers sooner.
 constexpr std::chrono::milliseconds waitTime = 300ms;
+/// Number of tokens that are read in one go. The first tunnels of many start before the last token is read,
+/// and each start of so many children holds up the event loop for a short time only.
+constexpr qsizetype readsAtOnce = 32;
 
 SecretKey keyOf(const QUuid &id)
 {
@@ -38,7 +41,7 @@ SecretResult store(Secrets &secrets, const QUuid &id, const QString &token)
 
 } // namespace
 
-/// What the store is asked for in one go.
+/// Changes and reads that the store is asked for in one go.
 struct KeychainStore::Request
 {
     QHash<QUuid, std::optional<QString>> changes;
@@ -139,13 +142,14 @@ void KeychainStore::proceed()
         m_notice.reset();
         announceWait();
     });
-    m_secrets.perform([self = QPointer<KeychainStore>(this),
-                       request = Request{m_changes, m_awaited}](Secrets &secrets) -> std::function<void()> {
-        return [self, request, reply = Reply(request, secrets)] {
-            if (self)
-                self->finish(request, reply);
-        };
-    });
+    const Request request{m_changes, m_awaited.mid(0, readsAtOnce)};
+    m_secrets.perform(
+        [self = QPointer<KeychainStore>(this), request](Secrets &secrets) -> std::function<void()> {
+            return [self, request, reply = Reply(request, secrets)] {
+                if (self)
+                    self->finish(request, reply);
+            };
+        });
 }
 
 void KeychainStore::readFromMemory()

@@ -292,6 +292,12 @@ private Q_SLOTS:
         QCOMPARE(manager.state(manager.tunnels()[3].id),
                  TunnelState::failed(u"cloudflared could not be started"_s));
         QCOMPARE(ledgerOf(world), (QList<qint32>{1000, 1001}));
+
+        world.launcher.mostChildren = 200;
+        for (int i = 2; i < 100; ++i)
+            manager.add({QUuid::createUuid(), QString::number(i), {}, true}, u"t"_s);
+        manager.startLaunchTunnels();
+        QCOMPARE(ledgerOf(world).size(), 101);
     }
 
     void addsUpdatesAndRemoves()
