@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
-// What the Logs window costs: opened with a full log against an empty QPlainTextEdit, and shown while a child
+// Cost of the Logs window: opened with a full log against an empty QPlainTextEdit, and shown while a child
 // prints nearly 50,000 lines a second. The argument is the seconds of the flood.
 
 #include "Fakes.h"

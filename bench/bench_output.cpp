@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
-// How fast a child's output becomes a state and a log, against a bare read(2) loop over the same pipe and
-// data. Prints ratios of one run; an argument sets the number of lines.
+// Time in which a child's output becomes a state and a log, against a bare read(2) loop over the same pipe
+// and data. Prints ratios of one run; an argument sets the number of lines.
 
 #include "LinuxChildLauncher.h"
 #include "TimerScheduler.h"
@@ -26,7 +26,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Where child and reader run decides much of a single run: the best of many is the code's own.
+/// Number of runs. The processors that child and reader run on decide much of a single run; the best counts.
 constexpr int rounds = 9;
 
 struct Load

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
-// What the item in the panel costs. bench_panel.py runs it in a session with the program:
+// Cost of the item in the panel. bench_panel.py runs it in a session with the program:
 //   bench_panel tunnel run    a tunnel's child: connected, then prints what is written into its FIFO
 //   bench_panel client FIFO   a panel's side of the bus, that writes the child's lines itself
 //   bench_panel menus         building and comparing menus, without a bus
@@ -241,7 +241,7 @@ void reportBuilding()
         median(ten), median(hundred), median(hundred) / median(ten));
 }
 
-/// How many refreshes are under way: as many as follow once no more changes come.
+/// Number of refreshes under way: as many as follow once no more changes come.
 void reportOutstanding()
 {
     FakeWorld world;

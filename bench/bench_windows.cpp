@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
-// What the Settings window costs: from the request to its first painted frame against an empty QMainWindow
+// Cost of the Settings window: from the request to its first painted frame against an empty QMainWindow
 // with a QTabWidget and one word, the first time in a process and later; and what a changed state costs in a
 // list of 500 tunnels against one of 5. With an argument it opens that one window in a fresh process and
 // prints the milliseconds.
@@ -234,7 +234,7 @@ int main(int argc, char **argv)
     QGuiApplication::setQuitOnLastWindowClosed(false);
     if (argc > 1) {
         Parts parts(3);
-        // As the panel's menu has, long before.
+        // Done by the panel's menu long before.
         SymbolDrawing::image(StatusIcon::dot(TunnelState::stopped()).symbolName, 16, Qt::black);
         std::printf("%f\n", QByteArrayView(argv[1]) == "empty" ? emptyTime() : settingsTime(parts));
         return 0;

@@ -32,7 +32,7 @@ void writeServeEnded(const char *level, const std::string &reason, std::int64_t 
     writeStamped(level + (" Failed to serve quic connection error=\"" + reason + '"') + fields(index));
 }
 
-/// What comes before the first connection.
+/// Output before the first connection.
 void writeOpening()
 {
     for (const char *text :

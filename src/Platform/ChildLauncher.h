@@ -19,12 +19,12 @@ struct ChildCommand
     QStringList arguments;
     /// Entries that are set on top of a copy of this process's own environment.
     std::vector<std::pair<QByteArray, QByteArray>> environment;
-    /// Whether the program gets SIGTERM as soon as this process is gone, however it ended.
+    /// True if the program gets SIGTERM as soon as this process is gone, however it ended.
     bool endsWithThisProcess = false;
 };
 
 /// A child process. It waits until `run` lets it run its program, so that its id can be written down before.
-/// Should this process end in the meantime, the child ends as well and has run nothing.
+/// If this process ends first, the child exits without executing anything.
 ///
 /// Its standard output and standard error are one pipe, its standard input is the null device. It leads a
 /// process group of its own, with an empty signal mask and the limits that this process was started with;

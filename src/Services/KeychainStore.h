@@ -16,7 +16,7 @@ class ScheduledWork;
 class Scheduler;
 class SecretStore;
 
-/// What was read for one tunnel.
+/// Outcome of a read for one tunnel.
 struct StoredToken
 {
     QUuid id;

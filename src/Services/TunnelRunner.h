@@ -41,7 +41,7 @@ class TunnelRunner : public QObject
     Q_OBJECT
 
 public:
-    /// How the path of a child's program has to end for the next run to know a child that was left behind.
+    /// End of a program's path by which the next run knows a child that was left behind.
     static constexpr QLatin1StringView knownPathEnd{"/cloudflared"};
 
     /// `launcher` and `scheduler` outlive the runner.
@@ -98,7 +98,7 @@ Q_SIGNALS:
     void reasonChanged();
 
 private:
-    /// Whether a start waits for its token.
+    /// Returns whether a start waits for its token.
     bool isWaiting() const { return !m_process && m_state.kind() == TunnelState::Case::Starting; }
     void reset();
     void warnOfState(const QString &cause);

@@ -10,7 +10,7 @@
 #include <QStringList>
 #include <QUrl>
 
-/// What the program did to the desktop, in order, as text.
+/// Calls that reached the desktop, in order, as text.
 using Journal = QStringList;
 
 class FakeWindows : public Windows

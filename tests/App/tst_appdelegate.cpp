@@ -36,7 +36,7 @@ struct Bench
         delegate.applicationDidFinishLaunching();
         QCoreApplication::processEvents();
     }
-    /// What was asked for since the last call.
+    /// Returns the requests since the last call.
     QStringList asked() { return std::exchange(journal, {}); }
 };
 

@@ -96,7 +96,7 @@ struct Desk
         settle();
         return text(item.menu);
     }
-    /// What stands between the header and the rest of a menu with one tunnel.
+    /// The entries between the header and the rest of a menu with one tunnel.
     QStringList tunnelEntries() { return menu().mid(2, item.menu.size() - 2 - 7); }
 };
 

@@ -551,7 +551,7 @@ private Q_SLOTS:
         QCOMPARE(world.secrets.isAsking(), end != u"quit"_s);
     }
 
-    /// What is typed while the keyring is locked is used from memory until it is stored or given up.
+    /// A token that is typed while the keyring is locked is used from memory until it is stored or given up.
     void tokensWaitForTheKeyring_data()
     {
         QTest::addColumn<SecretStatus>("answer");

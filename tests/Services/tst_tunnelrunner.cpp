@@ -46,7 +46,7 @@ struct Bench
     void start() { runner.start(path, u"eyJ-token"_s); }
     FakeChildLauncher::Child &child() { return launcher.last(); }
     QString state() const { return runner.state().label(); }
-    /// What was logged after the line that tells of the start.
+    /// Returns the lines that were logged after the one that tells of the start.
     QStringList logged() const { return linesOf(runner).mid(1); }
 };
 

@@ -20,7 +20,7 @@ constexpr std::array handledSignals{SIGTERM, SIGINT, SIGHUP};
 std::atomic<int> handlerPipe{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
-/// What this process was started with. A fork handler can reach nothing but a static object, either.
+/// Limits that this process was started with. Static, because a fork handler gets no argument.
 struct Limits
 {
     rlimit openFiles;

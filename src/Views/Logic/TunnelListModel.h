@@ -39,7 +39,7 @@ public:
                   const QModelIndex &destinationParent, int destinationChild) override;
 
 private:
-    /// What a row shows besides its tunnel's record.
+    /// Contents of a row besides its tunnel's record.
     struct Status
     {
         TunnelState state;

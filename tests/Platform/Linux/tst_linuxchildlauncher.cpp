@@ -93,7 +93,7 @@ class TestLinuxChildLauncher : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        // As a program that was started by nohup(1) from a shell with these limits.
+        // Acts as a program that was started by nohup(1) from a shell with these limits.
         const rlimit openFiles{512, 4096};
         QCOMPARE(::setrlimit(RLIMIT_NOFILE, &openFiles), 0);
         const rlimit coreSize{4096, 8192};

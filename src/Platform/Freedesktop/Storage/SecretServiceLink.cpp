@@ -24,9 +24,9 @@ constexpr auto serviceInterface = "org.freedesktop.Secret.Service";
 constexpr auto defaultAlias = "default";
 constexpr const char *noPath = nullptr; ///< ends a list of paths
 
-/// How long a service may take to start; at log-in everything starts at once.
+/// Longest time for a service to start; at log-in everything starts at once.
 constexpr std::chrono::milliseconds startTime = 15s;
-/// How long one that runs may take to answer.
+/// Longest time for a running service to answer.
 constexpr std::chrono::milliseconds answerTime = 15s;
 
 /// Returns the words of an error, without the name that the bus put in front.
@@ -90,7 +90,7 @@ SecretServiceLink::~SecretServiceLink()
 {
     m_service.reset();
     if (m_context) {
-        // What waits there holds the connection, which holds the context.
+        // Sources that wait there hold the connection, which holds the context.
         while (g_main_context_iteration(m_context, FALSE)) {
         }
         m_bus.reset();

@@ -43,7 +43,7 @@ bool skipsTaskbar(const QWidget &window)
     return skips && state.contains(u"_NET_WM_STATE_SKIP_PAGER");
 }
 
-/// What a desktop hears of startup notifications: a client of the X server of its own.
+/// Startup notifications as a desktop hears them: a client of the X server of its own.
 class StartupListener
 {
 public:

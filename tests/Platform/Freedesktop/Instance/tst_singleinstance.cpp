@@ -52,7 +52,7 @@ public:
     void signal(int number) { ::kill(pid_t(m_process.processId()), number); }
     /// The next line of its standard input.
     void goOn() { m_process.write("\n"); }
-    /// Whether it waits for the end of another process.
+    /// Returns whether it waits for the end of another process.
     bool watchesAProcess() const
     {
         const QDir descriptors(u"/proc/%1/fd"_s.arg(m_process.processId()));

@@ -32,7 +32,7 @@ class TestRealPanels : public QObject
     Q_OBJECT
 
 private:
-    /// Where that colour is, as it is drawn on any ground; {-1, -1} for nowhere.
+    /// Returns a point of that colour, as it is drawn on any ground; {-1, -1} for none.
     static QPoint find(ColorRole role, const QRect &area)
     {
         const QColor color = SymbolDrawing::colorOnAnyGround(role);

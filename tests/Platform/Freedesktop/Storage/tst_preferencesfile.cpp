@@ -233,7 +233,7 @@ private Q_SLOTS:
         QCOMPARE(read(m_path), before);
         QCOMPARE(namesIn(m_folder->path()), QStringList{u"preferences.json"_s});
         QCOMPARE(errors.lines().size(), 1);
-        // What could not be written has precedence over what another wrote, and goes with the next write.
+        // A failed write has precedence over the change of another program, and goes with the next write.
         write(m_path, R"({"key": "another's", "more": "another's"})");
         QCOMPARE(preferences.string(key), u"new"_s);
         preferences.remove(u"absent"_s);

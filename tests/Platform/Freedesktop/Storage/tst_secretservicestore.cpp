@@ -77,7 +77,7 @@ private:
     QString m_path;
 };
 
-/// What became of a task.
+/// Outcome of a task.
 struct Asked
 {
     bool isDone = false;
