@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 The Morvanel authors
 # SPDX-License-Identifier: MIT
 
-"""How the program grows with the number of tunnels, under the usual limit of 1024 open files."""
+"""How the program grows with the number of tunnels, started with the usual soft limit of 1024 open files."""
 
 import os
 import resource
@@ -17,15 +17,17 @@ from session import Program, Session, tunnel, wait_for  # noqa: E402
 
 PROGRAM = Path(os.environ["MORVANEL_BENCH"]) / "morvanel"
 CLOUDFLARED = os.environ["MORVANEL_CLOUDFLARED"]
-COLUMNS = ("tunnels", "item ms", "MiB", "menu ms", "menu KiB", "Settings ms", "start s", "running", "MiB", "stop s")
+COLUMNS = ("tunnels", "item ms", "MiB", "menu ms", "menu KiB", "Settings ms", "start s", "held ms", "running", "MiB",
+           "stop s")
 
 
-def settled(count):
+def settled(count, meanwhile=lambda: None):
     """Waits until `count` stays as it is for two seconds; returns it and the seconds until then."""
     begin = last_change = time.monotonic()
     value = count()
     while time.monotonic() < last_change + 2:
-        time.sleep(0.02)
+        meanwhile()
+        time.sleep(0.005)
         if count() != value:
             value, last_change = count(), time.monotonic()
     return value, last_change - begin
@@ -46,7 +48,8 @@ def row(count):
         menu_bytes, menu_seconds = watcher.whole_menu()
         settings = open_and_close(session, watcher, "settings", "Morvanel Settings")
         watcher.action("start-all")
-        running, start = settled(lambda: len(program.children()))
+        answers = []
+        running, start = settled(lambda: len(program.children()), lambda: answers.append(watcher.answer()))
         settled(program.cpu_seconds)
         full = mib(program)
         begin = time.monotonic()
@@ -55,14 +58,15 @@ def row(count):
         stop = time.monotonic() - begin
         program.quit()
         return (count, f"{until_item * 1000:.0f}", f"{at_rest:.1f}", f"{menu_seconds * 1000:.1f}",
-                f"{menu_bytes / 1024:.0f}", f"{settings * 1000:.0f}", f"{start:.1f}", running, f"{full:.1f}", f"{stop:.1f}")
+                f"{menu_bytes / 1024:.0f}", f"{settings * 1000:.0f}", f"{start:.1f}",
+                f"{max(answers) * 1000:.0f}", running, f"{full:.1f}", f"{stop:.1f}")
 
 
 def main():
     _, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
     resource.setrlimit(resource.RLIMIT_NOFILE, (1024, hard))
     print(" ".join(f"{title:>11}" for title in COLUMNS))
-    for count in (5, 50, 500):
+    for count in (5, 50, 500, 2000):
         print(" ".join(f"{value:>11}" for value in row(count)), flush=True)
 
 

@@ -61,6 +61,13 @@ class Watcher(Bus):
                                            GLib.Variant("(iias)", (0, -1, [])), None, Gio.DBusCallFlags.NONE, 5000, None)
         return layout.get_size(), time.monotonic() - begin
 
+    def answer(self):
+        """The seconds that the program's main thread takes to answer."""
+        begin = time.monotonic()
+        self.call(NAME, "/MenuBar", "org.freedesktop.DBus.Properties", "Get",
+                  GLib.Variant("(ss)", ("com.canonical.dbusmenu", "Status")))
+        return time.monotonic() - begin
+
 
 def open_and_close(session, watcher, action, title):
     """Returns the seconds until the window is on the screen."""
