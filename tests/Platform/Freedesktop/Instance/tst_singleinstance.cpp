@@ -188,7 +188,7 @@ private Q_SLOTS:
         elapsed.start();
         Launch second;
         QTRY_VERIFY_WITH_TIMEOUT(second.ended(), 30'000);
-        QCOMPARE_GE(elapsed.elapsed(), 2900);
+        QCOMPARE_GE(elapsed.elapsed(), 2000); // of 3000; the timer in QtDBus is coarse
         QCOMPARE(second.process().exitStatus(), QProcess::NormalExit);
         QCOMPARE(second.process().exitCode(), 1);
         QVERIFY(second.errors().contains(QByteArray::number(first.process().processId())));
