@@ -115,12 +115,13 @@ void FreedesktopNotifications::send(const QUuid &tag)
         return askCapabilities();
     const bool hasMarkup = m_capabilities->contains(u"body-markup"_s);
     const bool hasActions = m_capabilities->contains(u"actions"_s);
+    // A label would make xfce4-notifyd 0.7 show a button for the default action too.
+    const QStringList actions{u"default"_s, QString(), u"log"_s, u"Log…"_s};
     const auto &[title, body] = *(entry.sent = entry.wanted);
     entry.call =
-        watch(m_server->Notify(
-                  u"Morvanel"_s, entry.id, programId, title, hasMarkup ? body.toHtmlEscaped() : body,
-                  hasActions ? QStringList{u"default"_s, u"Log…"_s, u"log"_s, u"Log…"_s} : QStringList(),
-                  {{u"desktop-entry"_s, programId}}, serversOwnTime),
+        watch(m_server->Notify(u"Morvanel"_s, entry.id, programId, title,
+                               hasMarkup ? body.toHtmlEscaped() : body, hasActions ? actions : QStringList(),
+                               {{u"desktop-entry"_s, programId}}, serversOwnTime),
               [this, tag](QDBusPendingCallWatcher *call) { finishSending(tag, call); });
 }
 

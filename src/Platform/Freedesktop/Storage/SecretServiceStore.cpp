@@ -177,7 +177,7 @@ private:
         const Failure failure = m_closed ? m_closed : operation();
         if (failure && failure->status == SecretStatus::NotAvailable)
             m_closed = failure;
-        const SecretResult result = failure.value_or(SecretResult());
+        SecretResult result = failure.value_or(SecretResult());
         qCDebug(keyringLog) << what << key.account
                             << (result.status == SecretStatus::NotFound  ? u"not found"_s
                                 : result.status == SecretStatus::Success ? u"done"_s
