@@ -27,7 +27,7 @@ using Failure = std::optional<SecretResult>;
 /// Returns the failure that an error of GLib, GDBus or libsecret stands for.
 SecretResult toFailure(GError *error);
 
-/// One conversation with the Secret Service, over a connection of its own: it lives and dies on one thread.
+/// One conversation with the Secret Service, on one thread from its begin to its end.
 class SecretServiceLink
 {
 public:

@@ -186,7 +186,7 @@ private:
     }
 
     SecretServiceLink m_link;
-    Failure m_closed; ///< why there is no service to ask
+    Failure m_closed; ///< of an earlier operation, which found no service that answers
 };
 
 } // namespace
@@ -230,8 +230,12 @@ void SecretServiceStore::perform(Task task)
 {
     try {
         std::thread([task, way = m_way] {
-            OpenSecrets secrets;
-            way->send(task(secrets));
+            // The next task must not get the shared bus connection while this thread's end tears it down.
+            std::function<void()> answer = [&task] {
+                OpenSecrets secrets;
+                return task(secrets);
+            }();
+            way->send(std::move(answer));
         }).detach();
     } catch (const std::system_error &) {
         OpenSecrets secrets(SecretResult{SecretStatus::NotAvailable, u"there are too many processes"_s});
