@@ -65,7 +65,6 @@ std::optional<qint32> TunnelRunner::prepare(const QString &cloudflaredPath, cons
     appendLog(u"▶︎ Starting: "_s + cloudflaredPath + u" tunnel run"_s);
     if (const std::optional<QString> setting = blindingSetting())
         warnOfState(u"the environment sets "_s + *setting);
-    m_outputStart = m_logLines.endNumber();
     setState(TunnelState::starting());
     if (!pid)
         failToStart(prepared.error);
@@ -97,7 +96,9 @@ void TunnelRunner::reset()
     m_hasEverConnected = false;
     m_stopRequested = false;
     m_lastErrorLine.reset();
+    m_toldReason.clear();
     m_pendingOutput.clear();
+    m_outputEnd = 0;
     m_linesToCheck = firstLines;
 }
 
@@ -110,9 +111,9 @@ void TunnelRunner::warnOfState(const QString &cause)
 
 void TunnelRunner::failToStart(const QString &error)
 {
-    m_failure = u"Could not start cloudflared: "_s + error;
-    report(m_failure);
-    setState(TunnelState::failed(u"cloudflared could not be started"_s));
+    const QString reason = u"Could not start cloudflared: "_s + error;
+    report(reason);
+    setFailed(u"cloudflared could not be started"_s, reason);
 }
 
 void TunnelRunner::awaitToken()
@@ -133,6 +134,8 @@ QString TunnelRunner::reason() const
 {
     if (m_state.kind() == TunnelState::Case::Failed)
         return m_failure;
+    if (isWaiting())
+        return u"Waiting for the keyring to be unlocked"_s;
     return isTrying() ? lastError() : QString();
 }
 
@@ -178,9 +181,16 @@ void TunnelRunner::report(const QString &message)
 
 void TunnelRunner::fail(const QString &message, const QString &reason)
 {
-    m_failure = reason;
     report(message);
+    setFailed(message, reason);
+}
+
+void TunnelRunner::setFailed(const QString &message, const QString &reason)
+{
+    m_failure = reason;
+    ++m_failureCount;
     setState(TunnelState::failed(message));
+    Q_EMIT reasonChanged();
 }
 
 void TunnelRunner::forceKill()
@@ -214,9 +224,9 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
     } else {
         const QString message = u"cloudflared exited (code %1)"_s.arg(status);
         const qsizetype last = m_logLines.size() - 1;
-        const bool hasLine = last >= 0 && m_logLines.endNumber() > m_outputStart;
+        const bool isChilds = last >= 0 && m_logLines.endNumber() == m_outputEnd;
         fail(message,
-             hasLine && OutputLine::isBare(m_logLines.bytes(last)) ? m_logLines.line(last) : message);
+             isChilds && OutputLine::isBare(m_logLines.bytes(last)) ? m_logLines.line(last) : message);
     }
 }
 
@@ -257,6 +267,7 @@ void TunnelRunner::handleLine(QByteArrayView line)
     if (isAmongFirst && line.startsWith('{'))
         warnOfState(u"cloudflared prints its log as JSON"_s);
     m_logLines.append(line);
+    m_outputEnd = m_logLines.endNumber();
     const OutputLine::Marks marks = OutputLine::marksOf(line);
     if (marks.isRegistration || marks.isLoss)
         trackConnection(line, marks.isRegistration);

@@ -54,12 +54,15 @@ public:
     /// Returns whether a child lives or waits to have its end handled.
     bool hasChild() const { return m_process != nullptr; }
     /// Returns why the tunnel is not connected, on one line: while it is starting or reconnecting the summary
-    /// of the last error line; after a failure its message, or the child's last line where that is a bare
-    /// sentence and the message no more than an exit code. Empty in other states and when nothing is known.
+    /// of the last error line, or that the keyring is waited for; after a failure its message, or the child's
+    /// last line where that is a bare sentence and the message no more than an exit code. Empty in other
+    /// states and when nothing is known.
     QString reason() const;
     /// Returns "Last error: " and the reason of a tunnel that is starting or reconnecting; else an empty
     /// text.
     QString lastErrorNote() const;
+    /// Returns how often the tunnel has failed so far; it tells failures with one reason apart.
+    int failureCount() const { return m_failureCount; }
 
     /// Makes a child that waits for `run`, unless the state is a running one or a child is held (a tunnel can
     /// fail while its child lives, when it is started again without a token). The token reaches the child in
@@ -94,7 +97,8 @@ public:
 Q_SIGNALS:
     /// Lines may have been appended, or the log was cleared; once for each piece of output that was read.
     void logLinesChanged();
-    /// The reason may be another one although the state is the same; at most once for each piece of output.
+    /// The reason may be another one although the state is the same, or the tunnel failed again; at most once
+    /// for each piece of output.
     void reasonChanged();
 
 private:
@@ -103,6 +107,7 @@ private:
     void reset();
     void warnOfState(const QString &cause);
     void failToStart(const QString &error);
+    void setFailed(const QString &message, const QString &reason);
     bool isTrying() const;
     QString lastError() const;
     void consume(QByteArrayView chunk);
@@ -128,10 +133,11 @@ private:
     std::unordered_set<std::string> m_activeConnections;
     bool m_hasEverConnected = false;
     bool m_stopRequested = false;
-    int m_linesToCheck = 0;    ///< of the child's output, for whether they are JSON
-    quint64 m_outputStart = 0; ///< the number in the log of the child's first line
-    QString m_failure;         ///< the reason for `Failed`
-    QString m_toldReason;      ///< by `reasonChanged`
+    int m_linesToCheck = 0;  ///< of the child's output, for whether they are JSON
+    quint64 m_outputEnd = 0; ///< the log's end after the child's last line; 0 while there is none
+    QString m_failure;       ///< the reason for `Failed`
+    int m_failureCount = 0;
+    QString m_toldReason; ///< by `reasonChanged`
     /// The last error line since the start or the last registration; summarised when it is asked for.
     std::optional<std::string> m_lastErrorLine;
 };

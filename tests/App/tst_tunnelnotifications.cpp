@@ -55,6 +55,10 @@ struct Bench
             manager.remove(id);
         else if (step == u"quit"_s)
             notifications.end();
+        else if (step == u"no keyring"_s)
+            world.secrets.failure = SecretStatus::NotAvailable;
+        else if (step == u"locked"_s)
+            world.secrets.isLocked = true;
         else if (step == u"exit"_s)
             world.launcher.last().end(1);
         else if (step == u"connect"_s)
@@ -89,8 +93,10 @@ private Q_SLOTS:
             << QStringList{u"start"_s, u"no <file>"_s, u"exit"_s} << u"no <file>"_s << 1 << 0;
         QTest::newRow("silent") << QStringList{u"start"_s, u"exit"_s} << u"cloudflared exited (code 1)"_s << 1
                                 << 0;
-        QTest::newRow("failed twice") << QStringList{u"start"_s, error, u"exit"_s, u"start"_s, u"exit"_s}
-                                      << u"cloudflared exited (code 1)"_s << 2 << 0;
+        QTest::newRow("failed twice") << QStringList{u"no keyring"_s, u"start"_s, u"start"_s}
+                                      << u"The token could not be read: the keyring is closed"_s << 2 << 0;
+        QTest::newRow("waiting for the keyring") << QStringList{u"locked"_s, u"start"_s, u"1s"_s, u"60s"_s}
+                                                 << u"Waiting for the keyring to be unlocked"_s << 1 << 0;
         QTest::newRow("starting, not long")
             << QStringList{u"start"_s, error, u"59s"_s} << QString() << 0 << 1;
         QTest::newRow("starting") << QStringList{u"start"_s, u"59s"_s, error, u"1s"_s, u"300s"_s}

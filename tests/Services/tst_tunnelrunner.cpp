@@ -175,6 +175,10 @@ private Q_SLOTS:
             bench.child().write(output);
         QCOMPARE(reasons,
                  (QStringList{u"Last error: b"_s, u"Last error: d"_s, QString(), u"Last error: e"_s}));
+        bench.child().end(1);
+        bench.start();
+        bench.child().write("x ERR e\n");
+        QCOMPARE(reasons.mid(4), (QStringList{QString(), u"Last error: e"_s}));
         bench.runner.stop();
         QCOMPARE(bench.runner.reason(), QString());
     }

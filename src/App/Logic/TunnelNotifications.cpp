@@ -49,9 +49,11 @@ void TunnelNotifications::refresh()
 void TunnelNotifications::follow(const QUuid &id, Followed &followed)
 {
     const TunnelState &state = m_manager.state(id);
-    if (state == followed.state)
+    const int failureCount = m_manager.runner(id)->failureCount();
+    if (state == followed.state && failureCount == followed.failureCount)
         return;
     followed.state = state;
+    followed.failureCount = failureCount;
     followed.patience.reset();
     switch (state.kind()) {
     case TunnelState::Case::Failed:

@@ -40,6 +40,7 @@ private:
     struct Followed
     {
         TunnelState state; ///< as it was seen last
+        int failureCount = 0;
         std::unique_ptr<ScheduledWork> patience;
     };
 
