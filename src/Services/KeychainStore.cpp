@@ -50,9 +50,9 @@ struct KeychainStore::Request
 
 struct KeychainStore::Reply
 {
-    QHash<QUuid, QString> refusals; ///< why a change was not made
+    QHash<QUuid, QString> refusals; ///< reasons for which changes were not made
     QHash<QUuid, StoredToken> tokens;
-    QString closed; ///< not empty: why the store could not be used at all
+    QString closed; ///< reason for which the store could not be used at all; else empty
 
     /// Makes the changes, then reads.
     Reply(const Request &request, Secrets &secrets)
@@ -116,13 +116,13 @@ void KeychainStore::readTokens(const QList<QUuid> &ids)
             m_awaited += id;
     }
     proceed();
-    if (m_isBusy && !m_notice)
+    if (m_isBusy && m_isWaitLong)
         announceWait();
 }
 
 void KeychainStore::announceWait()
 {
-    const QList<QUuid> ids = m_awaited; // who is told may take reads back
+    const QList<QUuid> ids = m_awaited; // a copy: reads may be taken back in answer
     for (const QUuid &id : ids)
         Q_EMIT waiting(id);
 }
@@ -138,10 +138,13 @@ void KeychainStore::proceed()
     if (m_isBusy || (m_awaited.isEmpty() && m_changes.isEmpty()))
         return;
     m_isBusy = true;
-    m_notice = m_scheduler.after(waitTime, [this] {
-        m_notice.reset();
-        announceWait();
-    });
+    if (!m_notice && !m_isWaitLong) {
+        m_notice = m_scheduler.after(waitTime, [this] {
+            m_notice.reset();
+            m_isWaitLong = true;
+            announceWait();
+        });
+    }
     const Request request{m_changes, m_awaited.mid(0, readsAtOnce)};
     m_secrets.perform(
         [self = QPointer<KeychainStore>(this), request](Secrets &secrets) -> std::function<void()> {
@@ -168,7 +171,6 @@ void KeychainStore::readFromMemory()
 void KeychainStore::finish(const Request &request, const Reply &reply)
 {
     m_isBusy = false;
-    m_notice.reset();
     const QHash<QUuid, QString> refusals = takeRefusals(request, reply);
     QList<StoredToken> read;
     for (const QUuid &id : std::as_const(m_awaited)) {
@@ -185,18 +187,26 @@ void KeychainStore::finish(const Request &request, const Reply &reply)
         Q_EMIT tokensRead(read);
     if (reply.closed.isEmpty())
         proceed();
+    if (m_isBusy)
+        return;
+    m_notice.reset();
+    m_isWaitLong = false;
 }
 
-/// Forgets the changes that were made or refused, and returns why tokens were not stored. A change that came
-/// during the wait shares its outcome, but a removal waits for a better time.
+/// Forgets the changes that were made or refused, and returns the reasons for which tokens were not stored. A
+/// change that came during the wait shares its outcome. A removal from a store that is closed is tried again
+/// with the next exchange.
 QHash<QUuid, QString> KeychainStore::takeRefusals(const Request &request, const Reply &reply)
 {
     QHash<QUuid, QString> refusals;
     for (auto tried = request.changes.begin(); tried != request.changes.end(); ++tried) {
         const QUuid &id = tried.key();
+        const QString reason = reply.refusals.value(id);
+        if (!*tried && !reason.isEmpty() && !reply.closed.isEmpty())
+            continue;
         if (m_changes.value(id) == *tried)
             m_changes.remove(id);
-        if (const QString reason = reply.refusals.value(id); !reason.isEmpty() && *tried)
+        if (!reason.isEmpty() && *tried)
             refusals[id] = reason;
         else if (!reason.isEmpty())
             writeToStandardError(u"cannot remove the token of tunnel %1: %2"_s.arg(tunnelIdText(id), reason));

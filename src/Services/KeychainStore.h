@@ -22,7 +22,7 @@ struct StoredToken
     QUuid id;
     /// None when nothing is stored, the store cannot be read, or the bytes are no UTF-8.
     std::optional<QString> token = {};
-    QString reason = {}; ///< why the store could not be read; else empty
+    QString reason = {}; ///< for which the store could not be read; else empty
 };
 
 /// The tokens, one item per tunnel in the user's secret store, found by the tunnel's id.
@@ -46,6 +46,8 @@ public:
     void readTokens(const QList<QUuid> &ids);
     /// Takes back what `readTokens` asked for.
     void cancelRead(const QUuid &id);
+    /// Returns whether a change is on its way to the store and has not taken long yet.
+    bool isStoring() const { return m_notice && !m_changes.isEmpty(); }
 
     /// Returns the bare token in whatever was pasted: the token itself or a command line that holds it.
     static QString normalizeToken(const QString &raw);
@@ -74,5 +76,6 @@ private:
     QHash<QUuid, std::optional<QString>> m_changes; ///< not stored yet; none: to be removed
     QList<QUuid> m_awaited;                         ///< in the order of the reads
     bool m_isBusy = false;                          ///< the store has been asked
+    bool m_isWaitLong = false;                      ///< and the wait has been announced
     std::unique_ptr<ScheduledWork> m_notice;        ///< while it is too early to speak of a wait
 };

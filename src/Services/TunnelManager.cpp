@@ -126,10 +126,10 @@ OverallStatus TunnelManager::overallStatus() const
     return connectedCount() > 0 ? OverallStatus::Connected : OverallStatus::Idle;
 }
 
-int TunnelManager::childCount() const
+bool TunnelManager::isBusy() const
 {
-    return int(m_retired.size() +
-               std::count_if(m_runners.begin(), m_runners.end(), std::mem_fn(&TunnelRunner::hasChild)));
+    return !m_retired.isEmpty() || m_keychain.isStoring() ||
+           std::any_of(m_runners.begin(), m_runners.end(), std::mem_fn(&TunnelRunner::hasChild));
 }
 
 bool TunnelManager::isCloudflaredExecutable() const

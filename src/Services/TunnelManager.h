@@ -62,8 +62,9 @@ public:
     /// Tunnels, not connections.
     int connectedCount() const;
     OverallStatus overallStatus() const;
-    /// Children that live or wait to have their end handled, those of removed tunnels included.
-    int childCount() const;
+    /// Returns whether a child lives or waits to have its end handled, that of a removed tunnel included, or
+    /// a token is on its way to the keyring.
+    bool isBusy() const;
     /// Returns whether `cloudflaredPath` names an executable file right now.
     bool isCloudflaredExecutable() const;
     bool launchesAtLogin() const;

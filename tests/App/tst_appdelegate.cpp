@@ -156,6 +156,23 @@ private Q_SLOTS:
         QVERIFY(bench.world.launcher.children.empty());
     }
 
+    void quitWaitsForATokenToBeStored()
+    {
+        for (const bool isStored : {true, false}) {
+            Bench bench;
+            bench.world.secrets.isLocked = true;
+            FakeWorld::addTunnel(bench.manager, u"t"_s);
+            QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Later);
+            bench.world.scheduler.advance(199ms);
+            if (isStored)
+                bench.world.secrets.answer();
+            bench.world.scheduler.advance(1ms);
+            QCOMPARE(bench.asked().size(), isStored ? 1 : 0);
+            bench.world.scheduler.advance(200ms);
+            QCOMPARE(bench.asked(), isStored ? QStringList() : QStringList{u"reply yes"_s});
+        }
+    }
+
     void quitWaitsForChildrenOfRemovedTunnels()
     {
         Bench bench;

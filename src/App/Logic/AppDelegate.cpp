@@ -54,7 +54,7 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate()
     if (m_isTerminating)
         return TerminateReply::Later;
     m_manager.refuseStarts();
-    if (m_manager.runningCount() < 1 && m_manager.childCount() == 0)
+    if (m_manager.runningCount() < 1 && !m_manager.isBusy())
         return TerminateReply::Now;
     m_isTerminating = true;
     m_manager.stopAll();
@@ -87,7 +87,7 @@ void AppDelegate::showsInDockAssigned(bool show)
 
 void AppDelegate::waitForTunnelsThenTerminate(Scheduler::Duration deadline)
 {
-    if (m_manager.childCount() > 0 && m_scheduler.now() <= deadline) {
+    if (m_manager.isBusy() && m_scheduler.now() <= deadline) {
         m_quitCheck =
             m_scheduler.after(quitCheckInterval, [this, deadline] { waitForTunnelsThenTerminate(deadline); });
         return;
