@@ -103,7 +103,7 @@ QWidget *TunnelEditor::makeFields()
     for (QLineEdit *field : {m_name, m_hostname})
         field->setCursorPosition(0); // shows where a long text begins
     m_token->setPlaceholderText(m_model.tokenPrompt());
-    m_token->setToolTip(m_model.tokenPrompt()); // it is longer than the field
+    m_token->setToolTip(m_model.tokenPrompt()); // with a large font it is longer than the field
     m_startOnLaunch->setChecked(m_model.startOnLaunch);
 
     auto *tokenTitle = new QLabel(u"Token"_s);

@@ -13,8 +13,8 @@ namespace ProcessSetup {
 /// Makes this process what it needs to be before anything else of it runs. Opens the null device where
 /// standard input, output or error is closed, so that no other file gets one of these numbers; unblocks
 /// signals; makes a closed pipe an error instead of a signal; allows as many open files as the system grants;
-/// and forbids core files, because its memory holds tokens. What is forked later, by whatever library, has
-/// the limits that this process was started with.
+/// and forbids core files, because its memory holds tokens. Processes that any library
+/// forks later have the limits that this process was started with.
 void prepare();
 
 /// Gives a child that was made with _Fork(3) what this process was started with: its limits, and default

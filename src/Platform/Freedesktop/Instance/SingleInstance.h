@@ -16,11 +16,11 @@
 
 /// Sees to it that a user runs one Morvanel, and takes the requests of launchers.
 ///
-/// The owner of the name `com.ardentwick.Morvanel` on the session bus is the session's one; the bus decides,
-/// so launches at the same time leave exactly one. Among the sessions of the user, who share tunnels and
-/// preferences, it is the one that holds the lock of a file; the kernel frees it at the end of the process,
-/// however it ended. It is made and asked before the application object is: a
-/// launch that hands over never connects to the display.
+/// In a session the owner of the name `com.ardentwick.Morvanel` on the bus is the one; the bus decides, so
+/// launches at the same time leave exactly one. Among the sessions of a user, which share tunnels and
+/// preferences, it is the holder of a file's lock, which the kernel frees at the end of the process, however
+/// that ended. An object of this class is made and asked before the application object, so that a launch that
+/// hands over never connects to the display.
 ///
 /// The platform data of a request are those of the Desktop Entry standard: "activation-token" (Wayland)
 /// and "desktop-startup-id" (X11) let the window that follows come to the front.
