@@ -3,8 +3,6 @@
 
 #pragma once
 
-#include "ColorRole.h"
-
 #include <QHash>
 #include <QJsonObject>
 #include <QList>
@@ -13,6 +11,9 @@
 #include <QUuid>
 
 #include <optional>
+
+/// A colour by its role; the palette and the theme decide the shade.
+enum class ColorRole { None, Green, Orange, Red, SecondaryLabel, TertiaryLabel };
 
 /// The configuration of one tunnel, edited by the user and kept in the preferences.
 ///

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "ColorRole.h"
+#include "TunnelConfig.h"
 
 #include <QString>
 

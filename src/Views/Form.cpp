@@ -3,12 +3,49 @@
 
 #include "Form.h"
 
+#include "TextLabel.h"
+
+#include <QAccessibleWidget>
 #include <QEvent>
+#include <QKeyEvent>
 #include <QLayout>
 #include <QScrollBar>
 #include <QShortcut>
 
 #include <limits>
+
+namespace {
+
+/// A masked field as assistive technology sees it. A line edit announces every change with the characters,
+/// whatever it shows; without a text interface no such announcement leaves the program.
+class MaskedFieldAccessible final : public QAccessibleWidget
+{
+public:
+    explicit MaskedFieldAccessible(TokenField *field)
+        : QAccessibleWidget(field, QAccessible::EditableText)
+        , m_field(field)
+    {
+    }
+    QAccessible::State state() const override
+    {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.passwordEdit = true;
+        state.editable = !m_field->isReadOnly();
+        state.readOnly = m_field->isReadOnly();
+        return state;
+    }
+
+private:
+    TokenField *m_field;
+};
+
+QAccessibleInterface *makeInterface(const QString &, QObject *object)
+{
+    auto *field = qobject_cast<TokenField *>(object);
+    return field && field->isMasked() ? new MaskedFieldAccessible(field) : nullptr;
+}
+
+} // namespace
 
 FormScroller::FormScroller(QWidget *form, QWidget *parent)
     : QScrollArea(parent)
@@ -59,4 +96,37 @@ TextField::TextField(QWidget *parent)
     : QLineEdit(parent)
 {
     setMaxLength(std::numeric_limits<int>::max());
+}
+
+TokenField::TokenField(QWidget *parent)
+    : TextField(parent)
+{
+    applyFontRole(this, FontRole::Monospaced);
+    QAccessible::installFactory(makeInterface); // again changes nothing
+    setRevealed(false);
+}
+
+/// The interface that assistive technology has had goes: the next one is made for the new mode.
+void TokenField::setRevealed(bool isRevealed)
+{
+    setEchoMode(isRevealed ? QLineEdit::Normal : QLineEdit::Password);
+    if (QAccessibleInterface *former = QAccessible::queryAccessibleInterface(this))
+        QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(former));
+}
+
+void TokenField::forget()
+{
+    const bool wasMasked = isMasked();
+    setRevealed(false); // what goes is announced as well
+    setText({});
+    setRevealed(!wasMasked);
+}
+
+/// The base would take the selection away without copying it.
+void TokenField::keyPressEvent(QKeyEvent *event)
+{
+    if (isMasked() && event->matches(QKeySequence::Cut))
+        event->accept();
+    else
+        TextField::keyPressEvent(event);
 }

@@ -36,3 +36,22 @@ class TextField : public QLineEdit
 public:
     explicit TextField(QWidget *parent = nullptr);
 };
+
+/// The field for a tunnel's token. While it is masked nothing of it can be copied or cut, and assistive
+/// technology is told of no character.
+class TokenField : public TextField
+{
+    Q_OBJECT
+
+public:
+    /// Starts masked.
+    explicit TokenField(QWidget *parent = nullptr);
+
+    void setRevealed(bool isRevealed);
+    bool isMasked() const { return echoMode() != QLineEdit::Normal; }
+    /// Clears the field and its undo history. It is masked meanwhile.
+    void forget();
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
+};

@@ -6,7 +6,6 @@
 #include "Form.h"
 #include "SymbolLabel.h"
 #include "TextLabel.h"
-#include "TokenField.h"
 
 #include <QCheckBox>
 #include <QFormLayout>
