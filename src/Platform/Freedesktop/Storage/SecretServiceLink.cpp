@@ -44,12 +44,12 @@ bool isNobodyThere(const GError *error)
            g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER);
 }
 
-/// Calls a method of the service, if that runs. Returns its reply; null after an error.
-GVariant *call(GDBusConnection *bus, const char *method, GVariant *arguments, GError **error)
+/// Calls a method of an object of the service, if that runs. Returns its reply; null after an error.
+GVariant *call(GDBusConnection *bus, const SecretServiceMethod &method, GVariant *arguments, GError **error)
 {
-    return g_dbus_connection_call_sync(bus, serviceName, servicePath, serviceInterface, method, arguments,
-                                       nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()),
-                                       nullptr, error);
+    return g_dbus_connection_call_sync(bus, serviceName, method.object, method.interface, method.name,
+                                       arguments, nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
+                                       int(answerTime.count()), nullptr, error);
 }
 
 /// Returns whether there are more descriptors than one call of GLib takes, which ends the process without.
@@ -145,8 +145,8 @@ Failure SecretServiceLink::reachService()
     g_autoptr(GError) error = nullptr;
     const auto isAnswering = [&] {
         g_clear_error(&error);
-        g_autoptr(GVariant) reply =
-            call(m_bus.get(), "ReadAlias", g_variant_new("(s)", defaultAlias), &error);
+        g_autoptr(GVariant) reply = call(m_bus.get(), {servicePath, serviceInterface, "ReadAlias"},
+                                         g_variant_new("(s)", defaultAlias), &error);
         return reply != nullptr;
     };
     bool isReached = isAnswering();
@@ -171,7 +171,8 @@ Failure SecretServiceLink::unlock(gpointer object)
     if (!isLocked)
         return std::nullopt;
     const char *path = g_dbus_proxy_get_object_path(G_DBUS_PROXY(object));
-    Failure failure = callWithConsent("Unlock", g_variant_new("(^ao)", std::array{path, noPath}.data()));
+    Failure failure = callWithConsent({servicePath, serviceInterface, "Unlock"},
+                                      g_variant_new("(^ao)", std::array{path, noPath}.data()));
     if (failure && failure->status == SecretStatus::Locked)
         failure->reason = u"the keyring is locked and was not unlocked"_s;
     return failure;
@@ -202,14 +203,24 @@ Failure SecretServiceLink::createDefaultCollection()
     g_variant_builder_init(&properties, G_VARIANT_TYPE_VARDICT);
     g_variant_builder_add(&properties, "{sv}", "org.freedesktop.Secret.Collection.Label",
                           g_variant_new_string("Default keyring"));
-    Failure failure =
-        callWithConsent("CreateCollection", g_variant_new("(a{sv}s)", &properties, defaultAlias));
+    Failure failure = callWithConsent({servicePath, serviceInterface, "CreateCollection"},
+                                      g_variant_new("(a{sv}s)", &properties, defaultAlias));
     if (failure && failure->status == SecretStatus::Locked)
         failure->reason = u"there is no keyring yet and none was created"_s;
     return failure;
 }
 
-Failure SecretServiceLink::callWithConsent(const char *method, GVariant *arguments)
+Failure SecretServiceLink::remove(SecretItem *item)
+{
+    const char *path = g_dbus_proxy_get_object_path(G_DBUS_PROXY(item));
+    Failure failure =
+        callWithConsent({path, "org.freedesktop.Secret.Item", "Delete"}, g_variant_new_tuple(nullptr, 0));
+    if (failure && failure->status == SecretStatus::Locked)
+        failure = SecretResult{SecretStatus::Failed, u"the removal was refused"_s};
+    return failure;
+}
+
+Failure SecretServiceLink::callWithConsent(const SecretServiceMethod &method, GVariant *arguments)
 {
     g_autoptr(GVariant) held = g_variant_ref_sink(arguments);
     if (m_isRefused)
@@ -218,7 +229,7 @@ Failure SecretServiceLink::callWithConsent(const char *method, GVariant *argumen
     g_autoptr(GVariant) reply = call(m_bus.get(), method, held, &error);
     if (!reply)
         return toFailure(error);
-    g_autoptr(GVariant) path = g_variant_get_child_value(reply, 1);
+    g_autoptr(GVariant) path = g_variant_get_child_value(reply, g_variant_n_children(reply) - 1);
     const char *prompt = g_variant_get_string(path, nullptr);
     Failure failure = std::strcmp(prompt, "/") == 0 ? std::nullopt : awaitConsent(prompt);
     m_isRefused = failure.has_value();

@@ -24,6 +24,14 @@ using Items = std::vector<GObjectPointer<SecretItem>>;
 /// None after a success.
 using Failure = std::optional<SecretResult>;
 
+/// A method of an object of the service, on the bus.
+struct SecretServiceMethod
+{
+    const char *object;
+    const char *interface;
+    const char *name;
+};
+
 /// Returns the failure that an error of GLib, GDBus or libsecret stands for.
 SecretResult toFailure(GError *error);
 
@@ -43,6 +51,8 @@ public:
     /// Unlocks the item or collection, after asking the user if need be. A user who refused is not asked
     /// again.
     [[nodiscard]] Failure unlock(gpointer object);
+    /// Removes an unlocked item; the service may ask the user first.
+    [[nodiscard]] Failure remove(SecretItem *item);
     /// Puts the default collection, unlocked, into `collection`. When there is none, it is created or, unless
     /// `mayCreate`, `collection` is null.
     [[nodiscard]] Failure openDefaultCollection(bool mayCreate, Collection &collection);
@@ -51,8 +61,9 @@ private:
     [[nodiscard]] Failure connectToBus();
     [[nodiscard]] Failure reachService();
     [[nodiscard]] Failure createDefaultCollection();
-    /// Calls a method of the service that may need the user's consent, and waits for that.
-    [[nodiscard]] Failure callWithConsent(const char *method, GVariant *arguments);
+    /// Calls a method that may need the user's consent, and waits for that. The path of the service's prompt
+    /// is the last of what the method returns.
+    [[nodiscard]] Failure callWithConsent(const SecretServiceMethod &method, GVariant *arguments);
     [[nodiscard]] Failure awaitConsent(const char *prompt);
 
     GMainContext *m_context = nullptr; ///< keeps what the service announces from other threads

@@ -79,7 +79,7 @@ enum class Extent {
 
 /// Does something with the items that match, the most recently changed one first.
 [[nodiscard]] Failure forItems(SecretServiceLink &link, const SecretKey &key, Extent extent,
-                               const std::function<bool(SecretItem *, GError **)> &action)
+                               const std::function<Failure(SecretItem *)> &action)
 {
     Items items;
     if (Failure failure = find(link, key, items))
@@ -94,9 +94,8 @@ enum class Extent {
             locked = failure;
             continue;
         }
-        g_autoptr(GError) error = nullptr;
-        if (!action(item.get(), &error))
-            return toFailure(error);
+        if (failure = action(item.get()); failure)
+            return failure;
         isDone = true;
         if (extent == Extent::First)
             break;
@@ -116,16 +115,16 @@ public:
     Lookup lookup(const SecretKey &key) override
     {
         QByteArray data;
-        const auto load = [&](SecretItem *item, GError **error) {
-            if (!secret_item_load_secret_sync(item, nullptr, error))
-                return false;
-            g_autoptr(SecretValue) value = secret_item_get_secret(item);
+        const auto load = [&](SecretItem *item) -> Failure {
+            g_autoptr(GError) error = nullptr;
+            const bool isLoaded = secret_item_load_secret_sync(item, nullptr, &error);
+            g_autoptr(SecretValue) value = isLoaded ? secret_item_get_secret(item) : nullptr;
             if (!value)
-                return false;
+                return toFailure(error);
             gsize length = 0;
             const char *bytes = secret_value_get(value, &length);
             data = QByteArray(bytes, qsizetype(length));
-            return true;
+            return std::nullopt;
         };
         const SecretResult result =
             attempt("lookup", key, [&] { return forItems(m_link, key, Extent::First, load); });
@@ -136,8 +135,10 @@ public:
     {
         return attempt("update", key, [&] {
             g_autoptr(SecretValue) value = secret_value_new(data.constData(), data.size(), "text/plain");
-            return forItems(m_link, key, Extent::Unlocked, [&](SecretItem *item, GError **error) {
-                return secret_item_set_secret_sync(item, value, nullptr, error) != FALSE;
+            return forItems(m_link, key, Extent::Unlocked, [&](SecretItem *item) {
+                g_autoptr(GError) error = nullptr;
+                return secret_item_set_secret_sync(item, value, nullptr, &error) ? std::nullopt
+                                                                                 : Failure(toFailure(error));
             });
         });
     }
@@ -164,9 +165,7 @@ public:
     SecretResult remove(const SecretKey &key) override
     {
         return attempt("remove", key, [&] {
-            return forItems(m_link, key, Extent::All, [](SecretItem *item, GError **error) {
-                return secret_item_delete_sync(item, nullptr, error) != FALSE;
-            });
+            return forItems(m_link, key, Extent::All, [&](SecretItem *item) { return m_link.remove(item); });
         });
     }
 
