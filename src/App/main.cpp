@@ -23,6 +23,7 @@
 
 #include <QApplication>
 #include <QDBusConnection>
+#include <QDesktopServices>
 #include <QFileInfo>
 #include <QStandardPaths>
 
@@ -44,6 +45,10 @@ public:
         : m_instance(instance)
         , m_preferences(PreferencesFile::defaultPath())
         , m_loginItem(AutostartLoginItem::defaultFolder(), QCoreApplication::applicationFilePath())
+        , m_application([](const QUrl &url) {
+            const ProcessSetup::OriginalLimits limits;
+            QDesktopServices::openUrl(url);
+        })
         , m_manager(
               TunnelServices{m_preferences, m_secrets, m_launcher, m_processes, m_loginItem, m_scheduler})
         , m_windows(m_manager, m_application)

@@ -3,7 +3,6 @@
 
 #include "ProcessSetup.h"
 
-#include <pthread.h>
 #include <sys/resource.h>
 
 #include <array>
@@ -20,21 +19,22 @@ constexpr std::array handledSignals{SIGTERM, SIGINT, SIGHUP};
 std::atomic<int> handlerPipe{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
-/// Limits that this process was started with. Static, because a fork handler gets no argument.
 struct Limits
 {
     rlimit openFiles;
     rlimit coreSize;
 };
 std::optional<Limits> limitsAtStart;
+std::optional<Limits> ownLimits;
 sigset_t ignoredAtStart; // none until the process has looked
 
-extern "C" void restoreLimits()
+/// Does nothing in a process that never called `prepare`.
+void apply(const std::optional<Limits> &limits)
 {
-    if (!limitsAtStart)
+    if (!limits)
         return;
-    ::setrlimit(RLIMIT_NOFILE, &limitsAtStart->openFiles);
-    ::setrlimit(RLIMIT_CORE, &limitsAtStart->coreSize);
+    ::setrlimit(RLIMIT_NOFILE, &limits->openFiles);
+    ::setrlimit(RLIMIT_CORE, &limits->coreSize);
 }
 
 extern "C" void writeToPipe(int)
@@ -92,11 +92,10 @@ void takeOverLimits()
     ::getrlimit(RLIMIT_NOFILE, &limits.openFiles);
     ::getrlimit(RLIMIT_CORE, &limits.coreSize);
     limitsAtStart = limits;
-    ::pthread_atfork(nullptr, nullptr, restoreLimits); // for what Qt starts
-    const rlimit allFiles{limits.openFiles.rlim_max, limits.openFiles.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &allFiles);
-    const rlimit noCore{0, limits.coreSize.rlim_max};
-    ::setrlimit(RLIMIT_CORE, &noCore);
+    limits.openFiles.rlim_cur = limits.openFiles.rlim_max;
+    limits.coreSize.rlim_cur = 0;
+    ownLimits = limits;
+    apply(ownLimits);
 }
 
 } // namespace
@@ -117,7 +116,17 @@ void ProcessSetup::restoreInChild()
         action.sa_handler = ::sigismember(&ignoredAtStart, number) ? SIG_IGN : SIG_DFL;
         ::sigaction(number, &action, nullptr);
     }
-    restoreLimits();
+    apply(limitsAtStart);
+}
+
+ProcessSetup::OriginalLimits::OriginalLimits()
+{
+    apply(limitsAtStart);
+}
+
+ProcessSetup::OriginalLimits::~OriginalLimits()
+{
+    apply(ownLimits);
 }
 
 TerminationSignals::TerminationSignals(QObject *parent)

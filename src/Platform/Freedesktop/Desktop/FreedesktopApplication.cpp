@@ -5,7 +5,6 @@
 
 #include "X11Windows.h"
 
-#include <QDesktopServices>
 #include <QEvent>
 #include <QGuiApplication>
 #include <QPalette>
@@ -87,8 +86,8 @@ void completePalette()
 
 } // namespace
 
-FreedesktopApplication::FreedesktopApplication(QObject *parent)
-    : QObject(parent)
+FreedesktopApplication::FreedesktopApplication(std::function<void(const QUrl &url)> openAddress)
+    : m_openAddress(std::move(openAddress))
     , m_isOnX11(X11Windows::isAvailable())
 {
     QGuiApplication::setQuitOnLastWindowClosed(false);
@@ -222,7 +221,7 @@ void FreedesktopApplication::replyToApplicationShouldTerminate(bool shouldTermin
 /// Opens it on a later turn of the event loop, so that a menu that was just clicked closes first.
 void FreedesktopApplication::open(const QUrl &url)
 {
-    QTimer::singleShot(0, this, [url] { QDesktopServices::openUrl(url); });
+    QTimer::singleShot(0, this, [this, url] { m_openAddress(url); });
 }
 
 /// A window that opens is on its way to the window manager first, which may ask for the launch that the

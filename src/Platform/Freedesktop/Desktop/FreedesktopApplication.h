@@ -5,10 +5,13 @@
 
 #include "Application.h"
 
+#include <QDesktopServices>
 #include <QList>
 #include <QObject>
 #include <QPointer>
 #include <QWindow>
+
+#include <functional>
 
 /// This program on a freedesktop.org desktop. Created after the `QGuiApplication` and gone before it.
 ///
@@ -20,7 +23,9 @@ class FreedesktopApplication : public QObject, public Application
     Q_OBJECT
 
 public:
-    explicit FreedesktopApplication(QObject *parent = nullptr);
+    /// `openAddress` starts the user's program for an address.
+    explicit FreedesktopApplication(
+        std::function<void(const QUrl &url)> openAddress = QDesktopServices::openUrl);
 
     void setActivationPolicy(ActivationPolicy policy) override;
     /// Brings forward also the windows that are shown before the event loop's next turn.
@@ -53,6 +58,7 @@ private:
     void confirm(QWindow &window);
     void passFocusOnFrom(QWindow &window);
 
+    const std::function<void(const QUrl &url)> m_openAddress;
     const bool m_isOnX11;
     ActivationPolicy m_policy = ActivationPolicy::Regular;
     QByteArray m_activationToken;
