@@ -4,6 +4,7 @@
 #pragma once
 
 class QUrl;
+class QWindow;
 
 /// Visibility of the program's windows in the task bar and the window switcher.
 enum class ActivationPolicy {
@@ -19,8 +20,12 @@ public:
 
     /// Takes effect for open windows as well.
     virtual void setActivationPolicy(ActivationPolicy policy) = 0;
-    /// Brings the program's windows in front of those of other programs.
+    /// Brings the program's windows in front of those of other programs; the one that was last in use gets
+    /// the keyboard.
     virtual void activateIgnoringOtherApps() = 0;
+    /// Brings a shown window in front of everything else and gives it the keyboard. Returns false where the
+    /// desktop does that for new windows only.
+    [[nodiscard]] virtual bool activate(QWindow &window) = 0;
     /// Ends a termination that was postponed: true lets it proceed.
     virtual void replyToApplicationShouldTerminate(bool shouldTerminate) = 0;
     /// Asks for the program's orderly end.

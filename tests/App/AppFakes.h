@@ -44,6 +44,11 @@ public:
             policy == ActivationPolicy::Regular ? QStringLiteral("regular") : QStringLiteral("accessory");
     }
     void activateIgnoringOtherApps() override { m_journal += QStringLiteral("activate"); }
+    bool activate(QWindow &) override
+    {
+        m_journal += QStringLiteral("activate window");
+        return true;
+    }
     void replyToApplicationShouldTerminate(bool shouldTerminate) override
     {
         m_journal += shouldTerminate ? QStringLiteral("reply yes") : QStringLiteral("reply no");

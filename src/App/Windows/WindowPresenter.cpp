@@ -40,16 +40,6 @@ void centre(QWidget &window)
     window.move(std::max(frame.x(), available.x()), std::max(frame.y(), available.y()));
 }
 
-/// Brings a window in front of the others of this program, also from the minimised state, and gives it the
-/// keyboard.
-void orderFront(QWidget &window)
-{
-    window.setWindowState((window.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
-    window.show();
-    window.raise();
-    window.activateWindow();
-}
-
 } // namespace
 
 WindowPresenter::WindowPresenter(TunnelManager &manager, Application &application, QObject *parent)
@@ -63,7 +53,6 @@ WindowPresenter::~WindowPresenter() = default;
 
 void WindowPresenter::showSettings()
 {
-    m_application.activateIgnoringOtherApps();
     if (!m_settingsWindow)
         m_settingsWindow = makeWindow(new SettingsView(m_manager), settingsSize, u"Morvanel Settings"_s);
     bringUp(*m_settingsWindow);
@@ -71,7 +60,6 @@ void WindowPresenter::showSettings()
 
 void WindowPresenter::showLogs(const std::optional<QUuid> &selecting)
 {
-    m_application.activateIgnoringOtherApps();
     if (!m_logsWindow)
         m_logsWindow = makeWindow(new LogView(m_manager, selecting), logsSize, u"Tunnel Logs"_s);
     bringUp(*m_logsWindow);
@@ -98,7 +86,7 @@ std::unique_ptr<QMainWindow> WindowPresenter::makeWindow(QWidget *content, QSize
     auto *bar = new WindowMenuBar(*window, [this] { return openWindows(); });
     connect(bar, &WindowMenuBar::chosen, this,
             [this, window = window.get()](MainMenu::Action action) { perform(action, *window); });
-    connect(bar, &WindowMenuBar::windowChosen, this, [](QWidget *chosen) { orderFront(*chosen); });
+    connect(bar, &WindowMenuBar::windowChosen, this, [this](QWidget *chosen) { orderFront(*chosen); });
     window->setMenuBar(bar);
     const int barHeight = bar->isNativeMenuBar() ? 0 : bar->heightForWidth(contentSize.width());
     window->resize(contentSize.width(), contentSize.height() + barHeight);
@@ -130,6 +118,18 @@ void WindowPresenter::bringUp(QWidget &window)
             hidden->show();
     }
     orderFront(window);
+}
+
+/// Also from the minimised state.
+void WindowPresenter::orderFront(QWidget &window)
+{
+    const bool wasVisible = window.isVisible();
+    window.setWindowState((window.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+    window.show();
+    if (!m_application.activate(*window.windowHandle()) && wasVisible) {
+        window.hide();
+        window.show();
+    }
 }
 
 QList<QWidget *> WindowPresenter::openWindows() const

@@ -44,6 +44,7 @@ protected:
 private:
     std::unique_ptr<QMainWindow> makeWindow(QWidget *content, QSize contentSize, const QString &title);
     void bringUp(QWidget &window);
+    void orderFront(QWidget &window);
     QList<QWidget *> openWindows() const;
     void perform(MainMenu::Action action, QWidget &window);
     void showSettingsAction() { showSettings(); }

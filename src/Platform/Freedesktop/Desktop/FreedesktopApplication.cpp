@@ -15,6 +15,7 @@
 #include <link.h>
 
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -112,41 +113,31 @@ void FreedesktopApplication::setActivationPolicy(ActivationPolicy policy)
 
 void FreedesktopApplication::activateIgnoringOtherApps()
 {
-    if (!m_isActivating) {
-        m_isActivating = true;
-        QTimer::singleShot(0, this, [this] { finishActivation(); });
-    }
-    QWindow *last = QGuiApplication::focusWindow();
-    const QList<QWindow *> windows = shownWindows();
-    for (QWindow *window : windows) {
-        if (window->windowStates() & Qt::WindowMinimized || window == last)
-            continue;
-        activate(*window);
-    }
-    if (last && isListed(*last))
-        activate(*last);
+    QList<QWindow *> windows = shownWindows();
+    windows.removeIf([](const QWindow *window) { return window->windowStates() & Qt::WindowMinimized; });
+    if (windows.isEmpty())
+        return;
+    for (QWindow *window : std::as_const(windows))
+        window->raise();
+    QWindow *last = m_lastFocused;
+    (void)activate(windows.contains(last) ? *last : *windows.last());
 }
 
-void FreedesktopApplication::activate(QWindow &window)
+/// The token is good for one window. On Wayland Qt asks for another one on behalf of the window that has the
+/// keyboard; without such a window a compositor would leave this one where it is.
+bool FreedesktopApplication::activate(QWindow &window)
 {
     window.raise();
+    const QByteArray token = std::exchange(m_activationToken, {});
     if (m_isOnX11) {
-        X11Windows::activate(window, startupTime(m_activationToken));
-        return;
+        X11Windows::activate(window, startupTime(token));
+        return true;
     }
-    if (!m_activationToken.isEmpty())
-        qputenv("XDG_ACTIVATION_TOKEN", m_activationToken); // where Qt looks for it, and takes it from
+    if (!token.isEmpty())
+        qputenv("XDG_ACTIVATION_TOKEN", token); // where Qt looks for it, and takes it from
+    const bool isAsked = !token.isEmpty() || QGuiApplication::focusWindow();
     window.requestActivate();
-}
-
-void FreedesktopApplication::finishActivation()
-{
-    for (const QPointer<QWindow> &window : std::exchange(m_shownMeanwhile, {})) {
-        if (window && window->isVisible())
-            activate(*window);
-    }
-    m_isActivating = false;
-    m_activationToken.clear();
+    return isAsked || !QGuiApplication::platformName().startsWith(u"wayland");
 }
 
 bool FreedesktopApplication::eventFilter(QObject *watched, QEvent *event)
@@ -179,8 +170,6 @@ void FreedesktopApplication::prepare(QWindow &window)
         m_unconfirmed.removeAll(nullptr); // windows that went unseen
         m_unconfirmed.append(&window);
     }
-    if (m_isActivating)
-        m_shownMeanwhile.append(&window);
 }
 
 /// The window manager shows the window by now. One that saw an earlier withdrawal of it only after it had
@@ -205,7 +194,7 @@ void FreedesktopApplication::passFocusOnFrom(QWindow &window)
     if (next) {
         const auto passOn = [this, window = QPointer(next)] {
             if (window && window->isVisible())
-                activate(*window);
+                (void)activate(*window);
         };
         QTimer::singleShot(0, this, passOn);
     }

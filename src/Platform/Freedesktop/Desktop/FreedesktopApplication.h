@@ -28,8 +28,8 @@ public:
         std::function<void(const QUrl &url)> openAddress = QDesktopServices::openUrl);
 
     void setActivationPolicy(ActivationPolicy policy) override;
-    /// Brings forward also the windows that are shown before the event loop's next turn.
     void activateIgnoringOtherApps() override;
+    [[nodiscard]] bool activate(QWindow &window) override;
     void replyToApplicationShouldTerminate(bool shouldTerminate) override;
     void terminate() override { Q_EMIT terminationRequested(); }
     void open(const QUrl &url) override;
@@ -52,8 +52,6 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
-    void activate(QWindow &window);
-    void finishActivation();
     void prepare(QWindow &window);
     void confirm(QWindow &window);
     void passFocusOnFrom(QWindow &window);
@@ -62,8 +60,6 @@ private:
     const bool m_isOnX11;
     ActivationPolicy m_policy = ActivationPolicy::Regular;
     QByteArray m_activationToken;
-    bool m_isActivating = false;
-    QList<QPointer<QWindow>> m_shownMeanwhile;
     QList<QPointer<QWindow>> m_unconfirmed; ///< prepared for the window manager, not on the screen yet
     QPointer<QWindow> m_lastFocused;
 };

@@ -80,6 +80,13 @@ class TestFreedesktopApplication : public QObject
 {
     Q_OBJECT
 
+private:
+    static void show(FreedesktopApplication &application, QWidget &window)
+    {
+        window.show();
+        QVERIFY(application.activate(*window.windowHandle()));
+    }
+
 private Q_SLOTS:
     void accessoryWindowsSkipTheTaskbar()
     {
@@ -134,9 +141,10 @@ private Q_SLOTS:
         QTRY_VERIFY(!QApplication::activeWindow());
         QWidget second;
         application.setActivationToken("morvanel_TIME0");
-        application.activateIgnoringOtherApps();
-        second.show();
+        show(application, second);
         QTRY_VERIFY(second.isActiveWindow());
+        show(application, first); // while the other one has the keyboard
+        QTRY_VERIFY(first.isActiveWindow());
         for (QProcess *process : {&other, &third}) {
             process->terminate();
             QVERIFY(process->waitForFinished());
@@ -149,12 +157,10 @@ private Q_SLOTS:
         FreedesktopApplication application;
         application.setActivationPolicy(ActivationPolicy::Accessory);
         QWidget first;
-        application.activateIgnoringOtherApps();
-        first.show();
+        show(application, first);
         QVERIFY(QTest::qWaitForWindowActive(&first));
         QWidget second;
-        application.activateIgnoringOtherApps();
-        second.show();
+        show(application, second);
         QVERIFY(QTest::qWaitForWindowActive(&second));
         QDialog dialog(&first);
         dialog.show();
