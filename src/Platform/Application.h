@@ -24,7 +24,7 @@ public:
     /// the keyboard.
     virtual void activateIgnoringOtherApps() = 0;
     /// Brings a shown window in front of everything else and gives it the keyboard. Returns false where the
-    /// desktop does that for new windows only.
+    /// desktop may decline, and only new windows are sure to come to the front.
     [[nodiscard]] virtual bool activate(QWindow &window) = 0;
     /// Ends a termination that was postponed: true lets it proceed.
     virtual void replyToApplicationShouldTerminate(bool shouldTerminate) = 0;

@@ -15,17 +15,22 @@
 #include <QMessageBox>
 #include <QScreen>
 #include <QShortcut>
+#include <QTimer>
 #include <QWindow>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
 constexpr QSize settingsSize(720, 460);
 constexpr QSize logsSize(820, 480);
+/// After this the desktop has declined to activate a window.
+constexpr auto timeToActivate = 300ms;
 
 /// Centres the window, its frame included, on the screen where the user is working; its title stays on the
 /// screen in any case.
@@ -126,10 +131,14 @@ void WindowPresenter::orderFront(QWidget &window)
     const bool wasVisible = window.isVisible();
     window.setWindowState((window.windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
     window.show();
-    if (!m_application.activate(*window.windowHandle()) && wasVisible) {
-        window.hide();
-        window.show();
-    }
+    if (m_application.activate(*window.windowHandle()) || !wasVisible)
+        return;
+    QTimer::singleShot(timeToActivate, &window, [&window] {
+        if (window.isVisible() && !window.isActiveWindow()) {
+            window.hide();
+            window.show();
+        }
+    });
 }
 
 QList<QWidget *> WindowPresenter::openWindows() const

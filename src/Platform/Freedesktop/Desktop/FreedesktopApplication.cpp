@@ -123,8 +123,8 @@ void FreedesktopApplication::activateIgnoringOtherApps()
     (void)activate(windows.contains(last) ? *last : *windows.last());
 }
 
-/// The token is good for one window. On Wayland Qt asks for another one on behalf of the window that has the
-/// keyboard; without such a window a compositor would leave this one where it is.
+/// The token is good for one window. On Wayland, without one, Qt asks the compositor for a token on behalf of
+/// the window that has the keyboard, and for nothing where no window of this program has it.
 bool FreedesktopApplication::activate(QWindow &window)
 {
     window.raise();
@@ -135,9 +135,8 @@ bool FreedesktopApplication::activate(QWindow &window)
     }
     if (!token.isEmpty())
         qputenv("XDG_ACTIVATION_TOKEN", token); // where Qt looks for it, and takes it from
-    const bool isAsked = !token.isEmpty() || QGuiApplication::focusWindow();
     window.requestActivate();
-    return isAsked || !QGuiApplication::platformName().startsWith(u"wayland");
+    return !QGuiApplication::platformName().startsWith(u"wayland");
 }
 
 bool FreedesktopApplication::eventFilter(QObject *watched, QEvent *event)
