@@ -39,6 +39,17 @@ void endChildrenAtExit()
     ::_exit(0); // the objects of the program are still alive, so nothing else may be destroyed
 }
 
+QtMessageHandler handleMessageAsBefore = nullptr;
+
+/// Qt says that the Wayland compositor is gone and then leaves by _exit(2), which calls nothing; unless the
+/// desktop has told it to wait for the compositor's return.
+void endChildrenWithCompositor(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    handleMessageAsBefore(type, context, text);
+    if (text.startsWith(u"The Wayland connection ") && !qEnvironmentVariableIsSet("QT_WAYLAND_RECONNECT"))
+        endChildrenAtExit();
+}
+
 } // namespace
 
 /// One child until its exit status has been collected. Once abandoned its output is read and thrown away, so
@@ -228,8 +239,10 @@ LinuxChildLauncher::LinuxChildLauncher()
 
 LinuxChildLauncher::~LinuxChildLauncher()
 {
-    if (endedAtExit == this)
-        endedAtExit = nullptr;
+    if (endedAtExit != this)
+        return;
+    endedAtExit = nullptr;
+    qInstallMessageHandler(handleMessageAsBefore);
 }
 
 ChildLauncher::Prepared LinuxChildLauncher::prepare(const ChildCommand &command,
@@ -268,6 +281,8 @@ void LinuxChildLauncher::endAll(std::chrono::milliseconds patience)
 
 void LinuxChildLauncher::endAllAtExit()
 {
-    if (!std::exchange(endedAtExit, this))
-        std::atexit(endChildrenAtExit);
+    if (std::exchange(endedAtExit, this))
+        return;
+    std::atexit(endChildrenAtExit);
+    handleMessageAsBefore = qInstallMessageHandler(endChildrenWithCompositor);
 }

@@ -29,7 +29,8 @@ public:
     /// them and calls nothing back: for the end of the process only.
     void endAll(std::chrono::milliseconds patience);
     /// Ends the children also where the process ends without its event loop: Qt leaves by exit(3) as soon as
-    /// the display server is gone, which is how many desktop sessions end. For one launcher at a time.
+    /// the X server is gone, or by _exit(2) with the Wayland compositor, which is how many desktop sessions
+    /// end. For one launcher at a time.
     void endAllAtExit();
 
 private:
