@@ -13,7 +13,7 @@ done
 root=$(cd "$(dirname "$0")/.." && pwd)
 
 build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libsecret-1-dev libxcb1-dev libqt6svg6"
-run_packages="dbus libglib2.0-bin"
+run_packages="dbus libglib2.0-bin qt6-wayland"
 # The demonstration: on the user's display, and what its own virtual desktop needs besides.
 demo_packages="gnome-keyring libsecret-tools python3 python3-gi"
 desktop_packages="xvfb x11-utils x11-xserver-utils xdotool imagemagick openbox xfce4-panel adwaita-icon-theme

@@ -161,8 +161,8 @@ private:
 std::vector<char *> argumentsForQt(int argc, char **argv, const DisplayServer &display)
 {
     std::vector<char *> arguments(argv, argv + argc);
-    if (!display.isReachable()) {
-        writeToStandardError(u"no display can be reached; running without windows"_s);
+    if (!display.problem().isEmpty()) {
+        writeToStandardError(display.problem() + u"; running without windows"_s);
         static std::array<char, sizeof "-platform"> option{"-platform"};
         static std::array<char, sizeof "offscreen"> value{"offscreen"};
         arguments.insert(arguments.end(), {option.data(), value.data()});

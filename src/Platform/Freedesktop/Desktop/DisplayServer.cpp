@@ -6,12 +6,16 @@
 #include "FileDescriptor.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
+#include <QDir>
 
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <xcb/xcb.h>
 
 #include <algorithm>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -30,12 +34,31 @@ bool hasCompositor()
     return ::connect(socket.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
 }
 
+/// It is a package of its own, and without it Qt ends the process.
+bool hasWaylandPlugin()
+{
+    const QStringList folders = QCoreApplication::libraryPaths();
+    return std::any_of(folders.cbegin(), folders.cend(), [](const QString &folder) {
+        return !QDir(folder + u"/platforms"_s).entryList({u"libqwayland*"_s}).isEmpty();
+    });
+}
+
 } // namespace
 
 DisplayServer::DisplayServer()
     : m_connection(nullptr, &::xcb_disconnect)
-    , m_isReachable(!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || hasCompositor() || connectToXServer())
 {
+    const QByteArray platform = qgetenv("QT_QPA_PLATFORM"); // may name several, the best one first
+    const bool wantsWayland = platform.startsWith("wayland") && !platform.contains(';');
+    if (!platform.isEmpty() && !wantsWayland)
+        return;
+    const bool isOnWayland = wantsWayland || hasCompositor();
+    if (isOnWayland && hasWaylandPlugin())
+        return;
+    if (!wantsWayland && connectToXServer())
+        return;
+    m_problem = isOnWayland ? u"Qt's plug-in for Wayland is missing (package qt6-wayland)"_s
+                            : u"no display can be reached"_s;
 }
 
 bool DisplayServer::connectToXServer()

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <QString>
+
 #include <memory>
 
 struct xcb_connection_t;
@@ -17,13 +19,13 @@ class DisplayServer
 public:
     DisplayServer();
 
-    /// Returns whether windows can be shown: a Wayland compositor or an X server could be connected to, or
-    /// the user chose one of Qt's platforms.
-    bool isReachable() const { return m_isReachable; }
+    /// Returns why no windows can be shown; empty where they can: a Wayland compositor or an X server could
+    /// be connected to, or the user chose one of Qt's platforms.
+    const QString &problem() const { return m_problem; }
 
 private:
     bool connectToXServer();
 
     std::unique_ptr<xcb_connection_t, void (*)(xcb_connection_t *)> m_connection;
-    bool m_isReachable;
+    QString m_problem;
 };
