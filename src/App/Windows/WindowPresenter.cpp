@@ -134,7 +134,7 @@ void WindowPresenter::orderFront(QWidget &window)
     if (m_application.activate(*window.windowHandle()) || !wasVisible)
         return;
     QTimer::singleShot(timeToActivate, &window, [&window] {
-        if (window.isVisible() && !window.isActiveWindow()) {
+        if (window.isVisible() && !window.isActiveWindow() && !QApplication::activeModalWidget()) {
             window.hide();
             window.show();
         }
