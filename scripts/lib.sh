@@ -19,7 +19,7 @@ demo_packages="gnome-keyring libsecret-tools python3 python3-gi"
 desktop_packages="xvfb x11-utils x11-xserver-utils xdotool imagemagick openbox xfce4-panel adwaita-icon-theme
     fonts-dejavu-core"
 test_packages="$demo_packages $desktop_packages clang-format clang-tidy dbus-x11 trayer at-spi2-core
-    gir1.2-atspi-2.0 desktop-file-utils appstream dpkg-dev lintian man-db"
+    gir1.2-atspi-2.0 sway waybar wtype wl-clipboard desktop-file-utils appstream dpkg-dev lintian man-db"
 fuzz_packages="clang libclang-rt-dev"
 
 fail() {
@@ -96,7 +96,8 @@ check_tools() {
     modules=
     demo_tools="python3 secret-tool dbus-daemon dbus-send"
     desktop_tools="gnome-keyring-daemon Xvfb openbox xfce4-panel xfconf-query xdotool xprop xwininfo xsetroot import"
-    test_tools="dbus-run-session gdbus gapplication trayer identify desktop-file-validate appstreamcli man readelf"
+    test_tools="dbus-run-session gdbus gapplication trayer sway waybar wtype wl-paste identify
+        desktop-file-validate appstreamcli man readelf"
     case $1 in
     demo) tools="$tools $demo_tools" modules=Gio-2.0 ;;
     desktop) tools="$tools $demo_tools $desktop_tools" modules=Gio-2.0 ;;

@@ -19,7 +19,8 @@ class Accessibility:
     """The accessibility bus of a session with that environment. A process can read that of one session only."""
 
     def __init__(self, environment):
-        os.environ |= {name: environment[name] for name in ("DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR")}
+        names = {"DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR"}
+        os.environ |= {name: environment[name] for name in names & environment.keys()}
         os.environ.pop("AT_SPI_BUS_ADDRESS", None)
         Atspi.init()
         Atspi.set_timeout(3000, 3000)
@@ -63,6 +64,10 @@ def find(top, role, name=None):
 def has_state(accessible, state):
     """Whether it has the state of that name, such as "focused"."""
     return accessible.get_state_set().contains(getattr(Atspi.StateType, state.upper()))
+
+
+def take_keyboard_to(accessible):
+    Atspi.Component.grab_focus(accessible)
 
 
 def text_of(accessible):
