@@ -18,18 +18,6 @@ constexpr std::string_view stateName = "_NET_WM_STATE";
 constexpr std::string_view skipTaskbarName = "_NET_WM_STATE_SKIP_TASKBAR";
 constexpr std::string_view skipPagerName = "_NET_WM_STATE_SKIP_PAGER";
 
-std::vector<quint32> atomList(quint32 window, quint32 property)
-{
-    constexpr uint32_t most = 1024;
-    const auto request = xcb_get_property(X11::connection(), false, window, property, XCB_ATOM_ATOM, 0, most);
-    const X11::Reply<xcb_get_property_reply_t> reply(
-        xcb_get_property_reply(X11::connection(), request, nullptr));
-    if (!reply || reply->format != 32)
-        return {};
-    const auto *first = static_cast<const quint32 *>(xcb_get_property_value(reply.get()));
-    return {first, first + reply->value_len};
-}
-
 QByteArray quoted(QByteArray text)
 {
     text.replace('\\', "\\\\").replace('"', "\\\"");
@@ -94,7 +82,7 @@ void X11Windows::prepareSkipsTaskbar(const QWindow &window, bool skips)
 {
     const auto id = xcb_window_t(window.winId());
     const xcb_atom_t state = X11::atom(stateName);
-    std::vector<quint32> states = atomList(id, state);
+    std::vector<quint32> states = X11::property(id, state, XCB_ATOM_ATOM);
     for (const xcb_atom_t skip : {X11::atom(skipTaskbarName), X11::atom(skipPagerName)}) {
         std::erase(states, skip);
         if (skips)

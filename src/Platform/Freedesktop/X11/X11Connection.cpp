@@ -35,3 +35,14 @@ quint32 X11::atom(std::string_view name)
     const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection(), request, nullptr));
     return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
 }
+
+std::vector<quint32> X11::property(xcb_window_t window, quint32 name, quint32 type)
+{
+    constexpr uint32_t most = 1024;
+    const auto request = xcb_get_property(connection(), false, window, name, type, 0, most);
+    const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(connection(), request, nullptr));
+    if (!reply || reply->format != 32)
+        return {};
+    const auto *first = static_cast<const quint32 *>(xcb_get_property_value(reply.get()));
+    return {first, first + reply->value_len};
+}

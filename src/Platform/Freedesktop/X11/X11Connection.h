@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 /// The connection to the X server that Qt's windows use. Needs the application object.
 namespace X11 {
@@ -31,5 +32,8 @@ xcb_window_t root();
 
 /// Returns the atom of that name; 0 (none) when the server is out of memory or gone.
 quint32 atom(std::string_view name);
+
+/// Returns a window's property of 32-bit values of that type; empty where it has none.
+std::vector<quint32> property(xcb_window_t window, quint32 name, quint32 type);
 
 } // namespace X11
