@@ -115,22 +115,32 @@ QVariantMap ExportedMenu::draw(const MenuItem &item)
         properties[u"shortcut"_s] = QVariant::fromValue(MenuShortcut{shortcut});
     if (const QString description = m_quirks.accessibleDescription(item); !description.isEmpty())
         properties[u"accessible-desc"_s] = description;
-    if (const QByteArray picture = item.image ? png(*item.image) : QByteArray(); !picture.isEmpty())
+    QByteArray picture;
+    if (item.image)
+        picture = png(*item.image);
+    else if (m_quirks.needsEmptyPicture(item))
+        picture = png({});
+    if (!picture.isEmpty())
         properties[u"icon-data"_s] = picture;
     return properties;
 }
 
-/// Returns a picture for a menu that the panel draws itself, on a ground of its own; empty for a symbol that
-/// does not exist.
+/// Returns a picture for a menu that the panel draws itself, on a ground of its own and at its own scale: it
+/// makes it smaller. Transparent for a symbol without a name, empty for one that does not exist.
 QByteArray ExportedMenu::png(const Symbol &symbol)
 {
-    constexpr int menuIconSide = 16;
+    constexpr int side = 32;
     QByteArray &png = m_pngs[symbol.symbolName + QString::number(int(symbol.color))];
     QBuffer buffer(&png);
-    if (png.isEmpty() && buffer.open(QIODevice::WriteOnly)) {
-        SymbolDrawing::image(symbol.symbolName, menuIconSide, SymbolDrawing::colorOnAnyGround(symbol.color))
-            .save(&buffer, "PNG");
+    if (!png.isEmpty() || !buffer.open(QIODevice::WriteOnly))
+        return png;
+    QImage image(side, side, QImage::Format_ARGB32);
+    image.fill(Qt::transparent);
+    if (!symbol.symbolName.isEmpty()) {
+        const QColor color = SymbolDrawing::colorOnAnyGround(symbol.color);
+        image = SymbolDrawing::image(symbol.symbolName, side, color);
     }
+    image.save(&buffer, "PNG");
     return png;
 }
 

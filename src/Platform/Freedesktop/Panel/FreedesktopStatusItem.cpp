@@ -152,7 +152,8 @@ void FreedesktopStatusItem::connectPanels()
     connect(&m_watcher, &NotifierWatcher::quirksChanged, this, [this] {
         m_statusMenu.setQuirks(m_watcher.quirks());
         m_dockMenu.setQuirks(m_watcher.quirks());
-        m_item.setRefusesActivate(m_watcher.quirks().refusesActivate);
+        m_item.setQuirks(m_watcher.quirks());
+        m_item.setContent(m_content);
     });
     m_settling.setSingleShot(true);
     m_settling.setInterval(settlingTime);

@@ -18,9 +18,20 @@ struct Row
     HostQuirks quirks;
 };
 
+constexpr HostQuirks plasma{.twoLineLabels = false,
+                            .refusesActivate = true,
+                            .blursFiles = true,
+                            .namesKeys = false,
+                            .imagesPushTitles = false};
+constexpr HostQuirks lxqt{.twoLineLabels = false, .namesKeys = false, .imagesPushTitles = false};
+constexpr HostQuirks gnome{.undoublesOnce = true, .imagesPushTitles = false};
+constexpr HostQuirks xfce{.showsBothTexts = true};
+
 constexpr std::array table{
-    Row{u"org.kde.plasmashell", {}, {.twoLineLabels = false, .refusesActivate = true}},
-    Row{{}, u"lxqt-panel", {.twoLineLabels = false, .refusesActivate = false}},
+    Row{u"org.kde.plasmashell", {}, plasma},
+    Row{{}, u"lxqt-panel", lxqt},
+    Row{{}, u"gnome-shell", gnome},
+    Row{u"org.xfce.Panel", {}, xfce},
 };
 
 /// Limits in user-perceived characters: the longest title beside a detail, since a menu could not hold more,
@@ -66,14 +77,26 @@ QString HostQuirks::lines(const MenuItem &item) const
 
 QString HostQuirks::label(const MenuItem &item) const
 {
-    return lines(item).replace(u'_', u"__"_s);
+    QString label = lines(item);
+    if (!undoublesOnce)
+        return label.replace(u'_', u"__"_s);
+    for (qsizetype i = label.indexOf(u'_'); i >= 0 && i + 1 < label.size(); i = label.indexOf(u'_', i + 1)) {
+        if (label[i + 1] != u'_')
+            return label.insert(i, u'_');
+    }
+    return label;
 }
 
 QStringList HostQuirks::shortcut(const MenuItem &item) const
 {
     if (item.shortcut.isEmpty())
         return {};
-    return {u"Control"_s, item.shortcut == u"," ? u"comma"_s : item.shortcut};
+    return {u"Control"_s, namesKeys && item.shortcut == u"," ? u"comma"_s : item.shortcut};
+}
+
+bool HostQuirks::needsEmptyPicture(const MenuItem &item) const
+{
+    return imagesPushTitles && item.indentation > 0 && !item.image;
 }
 
 QString HostQuirks::accessibleDescription(const MenuItem &item) const

@@ -17,6 +17,11 @@ struct HostQuirks
 {
     bool twoLineLabels = true;    ///< false: "name — detail", because a line break is squeezed or dropped
     bool refusesActivate = false; ///< an error reply to `Activate` makes the panel open the menu itself
+    bool blursFiles = false;      ///< on a scaled screen, where pixmaps stay sharp
+    bool namesKeys = true;        ///< false: a key is the character itself, "," instead of "comma"
+    bool undoublesOnce = false;   ///< only the first underscore that another character follows needs another
+    bool showsBothTexts = false;  ///< the icon's description as a part of the tooltip
+    bool imagesPushTitles = true; ///< false: menus have a column for images, also beside entries without one
 
     bool operator==(const HostQuirks &) const = default;
 
@@ -33,9 +38,12 @@ struct HostQuirks
     QString lines(const MenuItem &item) const;
     /// Returns the `label` of com.canonical.dbusmenu, in which an underscore would mark a mnemonic.
     QString label(const MenuItem &item) const;
-    /// Returns the key as com.canonical.dbusmenu names it, such as {"Control", "comma"}; empty for no key. Of
-    /// the characters that have a name there only the comma is in use.
+    /// Returns the key for com.canonical.dbusmenu, such as {"Control", "comma"}; empty for no key. Of the
+    /// characters that have a name only the comma is in use.
     QStringList shortcut(const MenuItem &item) const;
+    /// Returns whether an entry needs an empty picture to begin where its indentation says: further in than
+    /// the title above it, which stands behind a picture.
+    bool needsEmptyPicture(const MenuItem &item) const;
     /// Returns the text for a screen reader: the title and the meaning of its image. Empty where the label
     /// alone says it.
     QString accessibleDescription(const MenuItem &item) const;

@@ -8,6 +8,7 @@
 
 #include <QDBusError>
 #include <QDBusObjectPath>
+#include <QGuiApplication>
 #include <QtEndian>
 
 #include <algorithm>
@@ -54,7 +55,10 @@ StatusNotifierItem::StatusNotifierItem(QDBusConnection bus, const QString &menuP
 void StatusNotifierItem::setContent(const StatusItemContent &content)
 {
     const PanelIcon icon(content.image, content.title);
-    const QString iconName = m_iconFolder.isEmpty() ? QString() : icon.writeTo(m_iconFolder);
+    const bool isTemplate = content.image && content.image->isTemplate; // only a file can be tinted
+    const bool isBlurred = m_quirks.blursFiles && qGuiApp->devicePixelRatio() > 1;
+    const bool usesFile = !m_iconFolder.isEmpty() && (isTemplate || !isBlurred);
+    const QString iconName = usesFile ? icon.writeTo(m_iconFolder) : QString();
     IconPixmapList pixmaps;
     ItemToolTip toolTip{iconName, {}, content.toolTip, {}};
     for (const QImage &image : icon.images()) {
@@ -64,8 +68,9 @@ void StatusNotifierItem::setContent(const StatusItemContent &content)
     }
     const bool isNewName = change("IconName", iconName);
     const bool isNewPicture = change("IconPixmap", QVariant::fromValue(pixmaps));
+    const bool isDescribed = content.image && !m_quirks.showsBothTexts;
     const bool isNewMeaning =
-        change("IconAccessibleDesc", content.image ? content.image->description : QString());
+        change("IconAccessibleDesc", isDescribed ? content.image->description : QString());
     if (isNewName || isNewPicture || isNewMeaning)
         Q_EMIT NewIcon();
     if (change("Title", u"Morvanel"_s + content.title))
@@ -84,7 +89,7 @@ bool StatusNotifierItem::change(const char *property, const QVariant &value)
 
 void StatusNotifierItem::activate()
 {
-    if (!m_refusesActivate) {
+    if (!m_quirks.refusesActivate) {
         QMetaObject::invokeMethod(this, &StatusNotifierItem::activated, Qt::QueuedConnection);
         return;
     }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "BusTypes.h"
+#include "HostQuirks.h"
 #include "StatusItem.h"
 
 #include <QDBusConnection>
@@ -35,8 +36,8 @@ public:
     /// Draws the content and announces it as far as it looks different. To be repeated after a change of the
     /// palette, in whose text colour a template image is drawn.
     void setContent(const StatusItemContent &content);
-    /// Decides whether to answer `Activate` and its like with an error, for panels that then open the menu.
-    void setRefusesActivate(bool refuses) { m_refusesActivate = refuses; }
+    /// Takes effect on the icon with the next `setContent`.
+    void setQuirks(const HostQuirks &quirks) { m_quirks = quirks; }
 
     // The methods of the interface.
     void ContextMenu(int, int) { activate(); }
@@ -63,5 +64,5 @@ private:
     void activate();
 
     QString m_iconFolder; ///< empty where files cannot be written
-    bool m_refusesActivate = false;
+    HostQuirks m_quirks;
 };

@@ -90,7 +90,7 @@ private Q_SLOTS:
         QCOMPARE(entries[1].properties, QVariantMap({{u"type"_s, u"separator"_s}}));
         QCOMPARE(labelOf(entries[2]), u"tunnel__1\nStopped · click to start"_s);
         const QByteArray dot = entries[2].properties.value(u"icon-data"_s).toByteArray();
-        QCOMPARE(QImage::fromData(dot, "PNG").size(), QSize(16, 16));
+        QCOMPARE(QImage::fromData(dot, "PNG").size(), QSize(32, 32));
         const auto keysOf = [](const MenuLayout &entry) {
             return qdbus_cast<MenuShortcut>(entry.properties.value(u"shortcut"_s));
         };

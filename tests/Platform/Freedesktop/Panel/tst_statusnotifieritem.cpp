@@ -165,7 +165,7 @@ private Q_SLOTS:
     {
         const QSignalSpy activated(m_item.get(), &StatusNotifierItem::activated);
         for (const bool refuses : {false, true}) {
-            m_item->setRefusesActivate(refuses);
+            m_item->setQuirks({.refusesActivate = refuses});
             const auto expected = refuses ? QDBusMessage::ErrorMessage : QDBusMessage::ReplyMessage;
             QCOMPARE(answerTo(m_panel.Activate(1, 2)).type(), expected);
             QCOMPARE(answerTo(m_panel.SecondaryActivate(1, 2)).type(), expected);
