@@ -8,7 +8,7 @@ file(MAKE_DIRECTORY ${MORVANEL_INSTALLED_FILES})
 
 # The application icon in the sizes that desktops ask for when they do not draw SVG.
 add_executable(morvanel_render_icon tools/RenderIcon.cpp)
-target_link_libraries(morvanel_render_icon PRIVATE Qt6::Svg)
+target_link_libraries(morvanel_render_icon PRIVATE morvanel_app morvanel_panel Qt6::Svg)
 set(icon_arguments)
 set(icon_files)
 foreach(size 48 64 96 128 192 256)
@@ -23,6 +23,17 @@ add_custom_command(
     OUTPUT ${icon_files}
     COMMAND morvanel_render_icon ${MORVANEL_RESOURCES}/icons/${MORVANEL_ID}.svg ${icon_arguments}
     DEPENDS morvanel_render_icon ${MORVANEL_RESOURCES}/icons/${MORVANEL_ID}.svg
+    VERBATIM)
+# The icons of the panel's item.
+set(panel_folder ${MORVANEL_INSTALLED_FILES}/panel)
+set(panel_icons)
+foreach(state idle connecting connected problem)
+    list(APPEND panel_icons ${panel_folder}/morvanel-${state}.svg)
+endforeach()
+add_custom_command(
+    OUTPUT ${panel_icons}
+    COMMAND morvanel_render_icon --panel ${panel_folder}
+    DEPENDS morvanel_render_icon
     VERBATIM)
 
 # The files that tell the version. Debian's change log wants the date as mails have it.
@@ -45,6 +56,7 @@ morvanel_compress(${MORVANEL_INSTALLED_FILES}/debian/changelog ${MORVANEL_INSTAL
 morvanel_compress(${CMAKE_SOURCE_DIR}/CHANGELOG.md ${MORVANEL_INSTALLED_FILES}/changelog.gz)
 add_custom_target(morvanel_installed_files ALL DEPENDS
     ${icon_files}
+    ${panel_icons}
     ${MORVANEL_INSTALLED_FILES}/morvanel.1.gz
     ${MORVANEL_INSTALLED_FILES}/changelog.Debian.gz
     ${MORVANEL_INSTALLED_FILES}/changelog.gz)
@@ -77,7 +89,4 @@ set(icons ${MORVANEL_RESOURCES}/icons)
 set(hicolor ${CMAKE_INSTALL_DATADIR}/icons/hicolor)
 install(FILES ${icons}/${MORVANEL_ID}.svg DESTINATION ${hicolor}/scalable/apps)
 install(FILES ${icons}/${MORVANEL_ID}-symbolic.svg DESTINATION ${hicolor}/symbolic/apps)
-install(FILES
-    ${icons}/morvanel-connecting.svg ${icons}/morvanel-connected.svg ${icons}/morvanel-problem.svg
-    DESTINATION ${hicolor}/scalable/status)
-install(FILES ${icons}/morvanel-idle-symbolic.svg DESTINATION ${hicolor}/symbolic/status)
+install(DIRECTORY ${panel_folder}/hicolor/22x22 ${panel_folder}/hicolor/scalable DESTINATION ${hicolor})

@@ -22,8 +22,7 @@ Symbol image(OverallStatus status)
     case OverallStatus::Idle:
         break;
     }
-    return {u"bolt.horizontal.icloud"_s, u"No active tunnels"_s, u"morvanel-idle-symbolic"_s, ColorRole::None,
-            true};
+    return {u"bolt.horizontal.icloud"_s, u"No active tunnels"_s, u"morvanel-idle"_s, ColorRole::None, true};
 }
 
 QList<Symbol> images()

@@ -3,7 +3,6 @@
 
 #include "SymbolDrawing.h"
 
-#include <QFile>
 #include <QPainter>
 #include <QTest>
 
@@ -135,19 +134,6 @@ private Q_SLOTS:
             for (const ColorRole role :
                  {ColorRole::None, ColorRole::Green, ColorRole::Orange, ColorRole::Red})
                 QVERIFY(SymbolDrawing::contrast(SymbolDrawing::colorOnAnyGround(role), panel) >= 3);
-    }
-
-    void themeIconsAreTheSymbols()
-    {
-        const QStringList icons{u"morvanel-idle-symbolic"_s, u"morvanel-connecting"_s,
-                                u"morvanel-connected"_s, u"morvanel-problem"_s};
-        const QList<ColorRole> roles{ColorRole::None, ColorRole::Orange, ColorRole::Green, ColorRole::Red};
-        for (qsizetype i = 0; i < icons.size(); ++i) {
-            QFile file(u"%1/%2.svg"_s.arg(QStringLiteral(ICON_DIRECTORY), icons[i]));
-            QVERIFY(file.open(QIODevice::ReadOnly));
-            QCOMPARE(file.readAll(),
-                     SymbolDrawing::svg(statusSymbols[i], SymbolDrawing::colorOnAnyGround(roles[i])));
-        }
     }
 };
 

@@ -6,6 +6,7 @@
 #include "LauncherEntryAdaptor.h"
 #include "PanelIcon.h"
 #include "StandardError.h"
+#include "SymbolDrawing.h"
 #include "X11Connection.h"
 
 #include <QAbstractNativeEventFilter>
@@ -20,6 +21,7 @@
 #include <functional>
 #include <string>
 #include <utility>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -57,17 +59,32 @@ public:
     }
 
     /// Returns false on other window systems too.
-    bool isThere() const
+    bool isThere() const { return owner() != XCB_NONE; }
+
+    /// Returns the colour in which the tray wants symbolic icons; where it does not say so, a grey for any
+    /// ground.
+    QColor textColor() const
     {
-        xcb_connection_t *connection = X11::connection();
-        if (!connection)
-            return false;
-        const X11::Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
-            connection, xcb_get_selection_owner(connection, m_selection), nullptr));
-        return reply && reply->owner != XCB_NONE;
+        // Red, green and blue of 16 bits each, of the text first of all.
+        const std::vector<quint32> colors =
+            X11::property(owner(), X11::atom("_NET_SYSTEM_TRAY_COLORS"), XCB_ATOM_CARDINAL);
+        if (colors.size() < 3)
+            return SymbolDrawing::colorOnAnyGround(ColorRole::None);
+        const auto channel = [&colors](size_t index) { return int(colors[index] >> 8 & 0xff); };
+        return {channel(0), channel(1), channel(2)};
     }
 
 private:
+    xcb_window_t owner() const
+    {
+        xcb_connection_t *connection = X11::connection();
+        if (!connection)
+            return XCB_NONE;
+        const X11::Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+            connection, xcb_get_selection_owner(connection, m_selection), nullptr));
+        return reply ? reply->owner : xcb_window_t(XCB_NONE);
+    }
+
     bool nativeEventFilter(const QByteArray &, void *message, qintptr *) override
     {
         const auto *event = static_cast<xcb_client_message_event_t *>(message);
@@ -182,7 +199,7 @@ void FreedesktopStatusItem::drawContent()
     if (!m_tray)
         return;
     QIcon icon;
-    for (const QImage &image : PanelIcon(m_content.image, m_content.title).images())
+    for (const QImage &image : PanelIcon(m_content.image, m_content.title).images(m_x11Tray->textColor()))
         icon.addPixmap(QPixmap::fromImage(image));
     m_tray->setIcon(icon);
     m_tray->setToolTip(m_content.toolTip);

@@ -6,11 +6,12 @@
 #include "StatusItem.h"
 
 #include <QByteArray>
+#include <QColor>
 #include <QImage>
 #include <QList>
 #include <QString>
 
-/// The icon in the panel: a symbol with the count drawn in, as one SVG that is sharp at every size.
+/// The icon in the panel: a symbol with the count drawn in.
 ///
 /// A panel may be light or dark whatever the palette says, so the shades are ones that stand out from both.
 class PanelIcon
@@ -22,9 +23,8 @@ public:
     explicit PanelIcon(const std::optional<Symbol> &symbol, const QString &title = {});
 
     bool isNull() const { return m_symbol.iconName.isEmpty(); }
-    /// Returns the pictures in all sizes that panels use. A template image is drawn in the palette's text
-    /// colour.
-    QList<QImage> images() const;
+    /// Returns the pictures in all sizes that panels use; a template image in the colour `tint`.
+    QList<QImage> images(const QColor &tint) const;
     /// Writes the icon into an icon theme folder: the freedesktop.org "hicolor" theme and, for readers of
     /// loose files, the same file beside it. Returns the name for panels: one within the theme or, for an
     /// icon with a count, the file. Empty for no picture and where files cannot be written.
@@ -35,8 +35,8 @@ public:
     QString writeTo(const QString &folder) const;
 
 private:
-    QByteArray drawn(const QColor &color) const;
-    QByteArray svg() const;
+    QByteArray drawn(const QColor &color, int side) const;
+    QByteArray svg(int side) const;
 
     Symbol m_symbol;
     QString m_count; ///< as drawn in; empty for none

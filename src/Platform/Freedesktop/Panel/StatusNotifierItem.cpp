@@ -9,6 +9,7 @@
 #include <QDBusError>
 #include <QDBusObjectPath>
 #include <QGuiApplication>
+#include <QPalette>
 #include <QtEndian>
 
 #include <algorithm>
@@ -61,7 +62,7 @@ void StatusNotifierItem::setContent(const StatusItemContent &content)
     const QString iconName = usesFile ? icon.writeTo(m_iconFolder) : QString();
     IconPixmapList pixmaps;
     ItemToolTip toolTip{iconName, {}, content.toolTip, {}};
-    for (const QImage &image : icon.images()) {
+    for (const QImage &image : icon.images(QGuiApplication::palette().color(QPalette::WindowText))) {
         pixmaps += pixmap(image);
         if (image.width() == toolTipSide)
             toolTip.pixmaps += pixmaps.last();

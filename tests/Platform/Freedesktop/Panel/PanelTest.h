@@ -168,8 +168,7 @@ inline Menu menu(int tunnels)
 
 inline Symbol idle()
 {
-    return {u"bolt.horizontal.icloud"_s, u"No active tunnels"_s, u"morvanel-idle-symbolic"_s, ColorRole::None,
-            true};
+    return {u"bolt.horizontal.icloud"_s, u"No active tunnels"_s, u"morvanel-idle"_s, ColorRole::None, true};
 }
 inline Symbol online()
 {

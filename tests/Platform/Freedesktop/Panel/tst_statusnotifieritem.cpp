@@ -133,7 +133,7 @@ private Q_SLOTS:
         QCOMPARE(pictures.size(), 5);
         QVERIFY(QFile::exists(file(u"hicolor/index.theme"_s)));
         m_item->setContent(content(idle(), 0));
-        QCOMPARE(iconName(), u"morvanel-idle-symbolic"_s);
+        QCOMPARE(iconName(), u"morvanel-idle"_s);
     }
 
     void readingWritesNothing()
