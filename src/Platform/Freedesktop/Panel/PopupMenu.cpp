@@ -46,6 +46,22 @@ struct Texts
     }
 };
 
+MenuItem itemOf(const QAction *action)
+{
+    return action->data().value<MenuItem>();
+}
+
+/// Returns an entry's picture in a shade for that ground.
+QIcon iconOf(const MenuItem &item, const QColor &ground, const QColor &text)
+{
+    if (!item.image)
+        return {};
+    QPalette palette;
+    palette.setColor(QPalette::Window, ground);
+    palette.setColor(QPalette::WindowText, text);
+    return SymbolDrawing::icon(item.image->symbolName, SymbolDrawing::color(item.image->color, palette));
+}
+
 QFont smallFont(const QFont &font)
 {
     QFont small = font;
@@ -109,8 +125,12 @@ private:
 
         QRect iconRect(inside.left(), 0, iconSide, iconSide);
         iconRect.moveTop(titleLine.center().y() - iconSide / 2);
-        option.icon.paint(painter, place(iconRect), Qt::AlignCenter,
-                          isEnabled ? QIcon::Normal : QIcon::Disabled);
+        const auto *menu = qobject_cast<const QMenu *>(widget);
+        const QIcon icon = isSelected && menu ? iconOf(itemOf(menu->actionAt(option.rect.center())),
+                                                       option.palette.color(QPalette::Highlight),
+                                                       option.palette.color(QPalette::HighlightedText))
+                                              : option.icon;
+        icon.paint(painter, place(iconRect), Qt::AlignCenter, isEnabled ? QIcon::Normal : QIcon::Disabled);
 
         painter->save();
         QColor color = option.palette.color(isEnabled ? QPalette::Active : QPalette::Disabled,
@@ -130,11 +150,6 @@ private:
         painter->restore();
     }
 };
-
-MenuItem itemOf(const QAction *action)
-{
-    return action->data().value<MenuItem>();
-}
 
 } // namespace
 
@@ -202,7 +217,5 @@ void PopupMenu::draw(QAction *action, const MenuItem &item) const
     action->setToolTip(item.toolTip);
     action->setEnabled(item.isEnabled);
     action->setShortcut(item.shortcut.isEmpty() ? QKeySequence() : QKeySequence(u"Ctrl+"_s + item.shortcut));
-    action->setIcon(item.image ? SymbolDrawing::icon(item.image->symbolName,
-                                                     SymbolDrawing::color(item.image->color, palette()))
-                               : QIcon());
+    action->setIcon(iconOf(item, palette().color(QPalette::Window), palette().color(QPalette::WindowText)));
 }

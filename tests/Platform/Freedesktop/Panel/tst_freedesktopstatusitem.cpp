@@ -4,6 +4,7 @@
 #include "FreedesktopStatusItem.h"
 #include "PanelTest.h"
 #include "StatusNotifierItemProxy.h"
+#include "SymbolDrawing.h"
 #include "dbusmenuProxy.h"
 
 #include <QAction>
@@ -14,6 +15,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 class TestFreedesktopStatusItem : public QObject
@@ -148,6 +150,28 @@ private Q_SLOTS:
                           popup()->actionGeometry(popup()->actions()[2]).center());
         QTRY_COMPARE(m_events.last(), u"tunnel-1"_s);
         QVERIFY(!popup());
+    }
+
+    void dotOfTheChosenEntryStandsOut()
+    {
+        const auto item = makeItem();
+        item->setMenu({Samples::connected(1)});
+        activate();
+        QTRY_VERIFY(popup());
+        QAction *connected = popup()->actions().first();
+        for (const QColor &highlight : {QColor(0x30, 0x8c, 0xc6), QColor(0x23, 0x9a, 0x47)}) {
+            QPalette palette = popup()->palette();
+            palette.setColor(QPalette::Highlight, highlight);
+            popup()->setPalette(palette);
+            popup()->setActiveAction(connected);
+            const QImage entry = popup()->grab(popup()->actionGeometry(connected)).toImage();
+            double best = 0;
+            for (int x = 8; x < 24; ++x)
+                for (int y = 4; y < entry.height() - 4; ++y)
+                    best = std::max(best, SymbolDrawing::contrast(entry.pixelColor(x, y), highlight));
+            QVERIFY2(best >= 3, qPrintable(QString::number(best)));
+        }
+        popup()->close();
     }
 
     void openPopupFollowsInPlace()
