@@ -18,6 +18,7 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QShowEvent>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -255,6 +256,7 @@ SettingsView::SettingsView(TunnelManager &manager, QWidget *parent)
     m_tabs->addTab(new GeneralSettingsView(manager), u"General"_s);
     auto *page = new QVBoxLayout(this); // with the style's own margins
     page->addWidget(m_tabs);
+    m_tabs->tabBar()->setFocusPolicy(Qt::StrongFocus); // else a click hands the keyboard to the first field
     m_tabs->installEventFilter(this);
     drawIcons();
 }

@@ -9,6 +9,7 @@
 #include <QCheckBox>
 #include <QFileDialog>
 #include <QPushButton>
+#include <QTabBar>
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
@@ -65,6 +66,17 @@ private Q_SLOTS:
         QCOMPARE(tabs->tabText(1), u"General"_s);
         QVERIFY(!tabs->tabIcon(0).isNull() && !tabs->tabIcon(1).isNull());
         QCOMPARE(view->minimumSize(), QSize(640, 400));
+    }
+
+    void clickOnTheTabLeavesThePathAlone()
+    {
+        tabs->setCurrentIndex(0);
+        tabs->currentWidget()->setFocus();
+        const QTabBar *bar = tabs->tabBar();
+        QTest::mouseClick(tabs->tabBar(), Qt::LeftButton, {}, bar->tabRect(1).center());
+        QCOMPARE(tabs->currentIndex(), 1);
+        QTest::keyClicks(QApplication::focusWidget(), u"x"_s);
+        QCOMPARE(manager->cloudflaredPath(), world->cloudflaredPath);
     }
 
     void pathIsWrittenAsItIsTyped()
