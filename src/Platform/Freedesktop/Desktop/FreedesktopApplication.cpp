@@ -3,10 +3,13 @@
 
 #include "FreedesktopApplication.h"
 
+#include "SymbolDrawing.h"
 #include "X11Windows.h"
 
 #include <QEvent>
 #include <QGuiApplication>
+#include <QImage>
+#include <QPainter>
 #include <QPalette>
 #include <QThreadPool>
 #include <QTimer>
@@ -14,6 +17,7 @@
 
 #include <link.h>
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -45,9 +49,18 @@ quint32 startupTime(const QByteArray &token)
 }
 
 /// Makes the thread that Qt paints large areas with, as the only one and for as long as the program runs.
-/// Qt 6.4 makes such threads when it first paints, and waits for ever where the system has none left.
+/// Qt 6.4 makes such threads when it first paints, and waits for ever where the system has none left. Qt 6.8
+/// has a pool of its own for them, and asks the environment at its first painting whether to do without.
 void keepOnePaintingThread()
 {
+    constexpr auto withoutPool = "QT_NO_GUI_THREADPOOL";
+    const bool isSetByUser = qEnvironmentVariableIsSet(withoutPool);
+    qputenv(withoutPool, "1");
+    QImage small(8, 8, QImage::Format_ARGB32_Premultiplied);
+    QPainter(&small).fillRect(small.rect(), QLinearGradient(0, 0, 8, 8));
+    if (!isSetByUser)
+        qunsetenv(withoutPool); // children would inherit it
+
     constexpr int never = -1;
     QThreadPool *pool = QThreadPool::globalInstance();
     pool->setMaxThreadCount(1);
@@ -55,32 +68,45 @@ void keepOnePaintingThread()
     pool->start([] {}); // the pool makes its thread with its first task
 }
 
-/// Returns whether dimmed text can be told from the ground and from other text.
-bool hasDimmedText(const QPalette &palette)
+/// Returns the contrast of a colour that may be translucent to the one of a window's two grounds on which it
+/// is read worse.
+double contrastToGrounds(const QPalette &palette, const QColor &color)
 {
-    const QColor dimmed = palette.color(QPalette::PlaceholderText);
-    const auto base = float(qGray(palette.color(QPalette::Base).rgb()));
-    const auto text = float(qGray(palette.color(QPalette::Text).rgb()));
-    const float shown = base + (float(qGray(dimmed.rgb())) - base) * dimmed.alphaF();
-    constexpr float weakest = 0.3F;
-    constexpr float strongest = 0.9F;
-    const float share = text == base ? 0 : (shown - base) / (text - base);
-    return share >= weakest && share <= strongest;
+    const auto contrastTo = [&color](const QColor &ground) {
+        const auto blended = [&color](float under, float over) {
+            return under + (over - under) * color.alphaF();
+        };
+        const QColor shown =
+            QColor::fromRgbF(blended(ground.redF(), color.redF()), blended(ground.greenF(), color.greenF()),
+                             blended(ground.blueF(), color.blueF()));
+        return SymbolDrawing::contrast(shown, ground);
+    };
+    return std::min(contrastTo(palette.color(QPalette::Base)), contrastTo(palette.color(QPalette::Window)));
 }
 
-/// Gives the application's palette a colour for dimmed text, the text's own, half as strong, where it has
-/// none that can be read: Qt's reader of Plasma's colours leaves it black on whatever ground. Only this
-/// colour is set: the others go on to follow the desktop.
+/// Gives the application's palette a colour for dimmed text, the text's own at no more strength than it needs
+/// to be read, where it has none that can be read and is dimmed: Qt's reader of Plasma's colours leaves it
+/// black on whatever ground. Only this colour is set: the others go on to follow the desktop.
 void completePalette()
 {
+    constexpr double readable = 4.5; // of small text, as WCAG 2 has it
+    constexpr double dimmed = 0.9;
     QPalette palette = QGuiApplication::palette();
-    if (hasDimmedText(palette) || palette.color(QPalette::Text) == palette.color(QPalette::Base))
+    const QColor text = palette.color(QPalette::Text);
+    const double strongest = dimmed * contrastToGrounds(palette, text);
+    const double present = contrastToGrounds(palette, palette.color(QPalette::PlaceholderText));
+    if (strongest < readable || (present >= readable && present <= strongest))
         return;
-    constexpr float dimmed = 0.5F;
+    constexpr int steps = 20;
+    int step = steps / 2;
+    QColor color = text;
+    do
+        color.setAlphaF(float(step) / steps);
+    while (contrastToGrounds(palette, color) < readable && ++step < steps);
     for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
-        QColor color = palette.color(group, QPalette::Text);
-        color.setAlphaF(dimmed);
-        palette.setColor(group, QPalette::PlaceholderText, color);
+        QColor own = palette.color(group, QPalette::Text);
+        own.setAlphaF(color.alphaF());
+        palette.setColor(group, QPalette::PlaceholderText, own);
     }
     QGuiApplication::setPalette(palette);
 }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "FreedesktopApplication.h"
+#include "SymbolDrawing.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -219,23 +220,43 @@ private Q_SLOTS:
         QCOMPARE(opened.readAll(), "https://example.com/a?b=c&d");
     }
 
+    void dimmedTextCanBeReadOnEveryGround_data()
+    {
+        QTest::addColumn<QColor>("ground");
+        QTest::addColumn<QColor>("text");
+        QTest::addColumn<QColor>("dimmed");
+        QTest::addColumn<bool>("isKept");
+        QTest::newRow("darker than the ground")
+            << QColor(0x1b1e20) << QColor(Qt::white) << QColor(Qt::black) << false;
+        QTest::newRow("not dimmed at all")
+            << QColor(Qt::white) << QColor(0x232629) << QColor(0x232629) << false;
+        QTest::newRow("too faint") << QColor(0xefefef) << QColor(Qt::black) << QColor(0, 0, 0, 128) << false;
+        QTest::newRow("the desktop's own")
+            << QColor(0x1b1e20) << QColor(Qt::white) << QColor(0xa1a9b1) << true;
+    }
+
     void dimmedTextCanBeReadOnEveryGround()
     {
+        QFETCH(QColor, ground);
+        QFETCH(QColor, text);
+        QFETCH(QColor, dimmed);
+        QFETCH(bool, isKept);
         const FreedesktopApplication application;
         const QPalette before = QApplication::palette();
-        const auto shown = [](const QColor &base, const QColor &text, const QColor &dimmed) {
-            QPalette theme;
-            theme.setColor(QPalette::Base, base);
-            theme.setColor(QPalette::Text, text);
-            theme.setColor(QPalette::PlaceholderText, dimmed);
-            QApplication::setPalette(theme);
-            return QApplication::palette().color(QPalette::PlaceholderText).name(QColor::HexArgb);
-        };
-        QCOMPARE(shown(0x1b1e20, Qt::white, Qt::black), u"#80ffffff"); // darker than the ground
-        QCOMPARE(shown(Qt::white, 0x232629, 0x232629), u"#80232629");  // not dimmed at all
-        QCOMPARE(shown(0x1b1e20, Qt::white, 0xa1a9b1), u"#ffa1a9b1");  // the desktop's own choice
-        QCOMPARE(shown(Qt::white, Qt::black, QColor(0, 0, 0, 128)), u"#80000000");
+        QPalette theme;
+        theme.setColor(QPalette::Base, ground);
+        theme.setColor(QPalette::Window, ground);
+        theme.setColor(QPalette::Text, text);
+        theme.setColor(QPalette::PlaceholderText, dimmed);
+        QApplication::setPalette(theme);
+        const QColor set = QApplication::palette().color(QPalette::PlaceholderText);
         QApplication::setPalette(before);
+        QCOMPARE(set == dimmed, isKept);
+        QImage page(1, 1, QImage::Format_RGB32);
+        page.fill(ground);
+        QPainter(&page).fillRect(page.rect(), set);
+        const double contrast = SymbolDrawing::contrast(page.pixelColor(0, 0), ground);
+        QVERIFY(contrast >= 4.4 && contrast < 0.91 * SymbolDrawing::contrast(text, ground));
     }
 
     void paintingMakesNoThread()
