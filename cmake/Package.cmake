@@ -27,12 +27,8 @@ not part of this package.")
 
 # Libraries, with the versions whose symbols are used; the plug-in for X11 comes with them.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# The theme whose index makes the icons be found, Qt's plug-in for Wayland, and the one that draws SVG icons: part of the
-# library until Debian 12.
-string(JOIN ", " CPACK_DEBIAN_PACKAGE_DEPENDS
-    hicolor-icon-theme
-    qt6-wayland
-    "qt6-svg-plugins | libqt6svg6 (<< 6.7.2-5~)")
+# The theme whose index makes the icons be found, and Qt's plug-in for Wayland.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "hicolor-icon-theme, qt6-wayland")
 # A place for tokens, a session bus, and the tool that runs desktop actions for launchers without D-Bus.
 string(JOIN ", " CPACK_DEBIAN_PACKAGE_RECOMMENDS
     "default-dbus-session-bus | dbus-session-bus"

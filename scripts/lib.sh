@@ -12,7 +12,7 @@ for argument; do
 done
 root=$(cd "$(dirname "$0")/.." && pwd)
 
-build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libsecret-1-dev libxcb1-dev libqt6svg6"
+build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libsecret-1-dev libxcb1-dev"
 run_packages="dbus libglib2.0-bin qt6-wayland"
 # The demonstration: on the user's display, and what its own virtual desktop needs besides.
 demo_packages="gnome-keyring libsecret-tools python3 python3-gi"
@@ -136,8 +136,7 @@ need() {
         return
     fi
     [ -n "$(apt-cache pkgnames qt6-svg)" ] || step "Fetching apt's lists" as_root apt-get update -q
-    # The plug-in that draws SVG icons is a package of its own since Debian 13.
-    packages="$build_packages $run_packages $(apt-cache pkgnames qt6-svg-plugins)"
+    packages="$build_packages $run_packages"
     case $1 in
     # Tokens need a Secret Service; any that is installed will do.
     build) grep -qs '^Name=org.freedesktop.secrets$' /usr/share/dbus-1/services/*.service ||

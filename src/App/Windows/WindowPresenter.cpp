@@ -6,6 +6,7 @@
 #include "Application.h"
 #include "LogView.h"
 #include "SettingsView.h"
+#include "SymbolDrawing.h"
 #include "WindowMenuBar.h"
 
 #include <QApplication>
@@ -82,7 +83,7 @@ std::unique_ptr<QMainWindow> WindowPresenter::makeWindow(QWidget *content, QSize
                                                          const QString &title)
 {
     if (QApplication::windowIcon().isNull()) // drawn only once there is a window to show it
-        QApplication::setWindowIcon(QIcon(u":/icons/com.ardentwick.Morvanel.svg"_s));
+        QApplication::setWindowIcon(SymbolDrawing::icon(u"com.ardentwick.Morvanel"_s, Qt::black));
     auto window = std::make_unique<QMainWindow>();
     window->setWindowTitle(title);
     window->setAttribute(Qt::WA_QuitOnClose, false);
