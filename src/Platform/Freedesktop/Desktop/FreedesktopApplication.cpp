@@ -68,8 +68,8 @@ void keepOnePaintingThread()
     pool->start([] {}); // the pool makes its thread with its first task
 }
 
-/// Returns the contrast of a colour that may be translucent to the one of a window's two grounds on which it
-/// is read worse.
+/// Returns the contrast of a colour that may be translucent to the one of a window's grounds on which it is
+/// read worst.
 double contrastToGrounds(const QPalette &palette, const QColor &color)
 {
     const auto contrastTo = [&color](const QColor &ground) {
@@ -81,7 +81,10 @@ double contrastToGrounds(const QPalette &palette, const QColor &color)
                              blended(ground.blueF(), color.blueF()));
         return SymbolDrawing::contrast(shown, ground);
     };
-    return std::min(contrastTo(palette.color(QPalette::Base)), contrastTo(palette.color(QPalette::Window)));
+    constexpr int pageOfTabs = 150; // in percent of the window's lightness, in Qt's own style
+    const QColor window = palette.color(QPalette::Window);
+    return std::min({contrastTo(palette.color(QPalette::Base)), contrastTo(window),
+                     contrastTo(window.lighter(pageOfTabs))});
 }
 
 /// Gives the application's palette a colour for dimmed text, the text's own at no more strength than it needs
