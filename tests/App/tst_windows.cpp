@@ -91,8 +91,8 @@ private Q_SLOTS:
         showLogs();
         QVERIFY(!settings().isActiveWindow());
         application->activatesShownWindows = false;
-        showSettings();
-        QVERIFY(logs().isVisible());
+        presenter->showSettings();
+        QTRY_VERIFY(settings().isActiveWindow());
     }
 
     /// With a large font the content needs more than its size. By the time the window is on the screen it
