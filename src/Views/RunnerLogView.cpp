@@ -8,7 +8,6 @@
 #include "TunnelRunner.h"
 
 #include <QClipboard>
-#include <QFontDatabase>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QPlainTextDocumentLayout>
@@ -96,11 +95,8 @@ public:
         setDocument(document);
         m_colors = new LogColors(document);
         m_colors->setPalette(palette());
-        QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-        font.setPixelSize(11);
-        setFont(font);
         setFrameShape(NoFrame);
-        setTabStopDistance(8 * fontMetrics().horizontalAdvance(u' '));
+        applyFontRole(this, FontRole::Log);
         setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
         setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
         setAccessibleName(u"Log"_s);
@@ -135,6 +131,8 @@ protected:
         QPlainTextEdit::changeEvent(event);
         if (event->type() == QEvent::PaletteChange)
             m_colors->setPalette(palette());
+        else if (event->type() == QEvent::FontChange)
+            setTabStopDistance(8 * fontMetrics().horizontalAdvance(u' '));
     }
     void resizeEvent(QResizeEvent *event) override
     {

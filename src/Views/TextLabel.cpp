@@ -16,12 +16,16 @@
 #include <QTextLayout>
 #include <QToolTip>
 
+#include <algorithm>
+
 namespace {
 
 constexpr int preferredLineLength = 40;
 constexpr qsizetype mostMeasured = 64;
 constexpr auto roleProperty = "fontRole";
 constexpr qreal captionScale = 0.85;
+constexpr qreal logScale = 11.0 / 13;
+constexpr int smallestLogPixels = 11;
 constexpr qreal titleScale = 1.3;
 constexpr float dividerOpacity = 0.15F;
 
@@ -41,12 +45,16 @@ protected:
 QFont fontFor(FontRole role, const QFont &base)
 {
     const qreal points = QFontInfo(base).pointSizeF(); // also of a font that is measured in pixels
-    QFont font = role == FontRole::Monospaced ? QFontDatabase::systemFont(QFontDatabase::FixedFont) : base;
+    const bool isFixed = role == FontRole::Monospaced || role == FontRole::Log;
+    QFont font = isFixed ? QFontDatabase::systemFont(QFontDatabase::FixedFont) : base;
     switch (role) {
     case FontRole::Body:
         break;
     case FontRole::Monospaced:
         font.setPointSizeF(points);
+        break;
+    case FontRole::Log:
+        font.setPixelSize(std::max(smallestLogPixels, qRound(QFontInfo(base).pixelSize() * logScale)));
         break;
     case FontRole::Caption:
         font.setPointSizeF(points * captionScale);

@@ -14,6 +14,7 @@
 enum class FontRole {
     Body,
     Monospaced, ///< the body's size in the desktop's fixed-width font
+    Log,        ///< the desktop's fixed-width font, a little smaller, of 11 pixels at least
     Caption,    ///< notes: smaller
     Headline,   ///< bold
     Title,      ///< of a pane: larger, semibold
@@ -33,7 +34,8 @@ void renewFontRoles(QWidget *root);
 /// ground.
 QColor dividerColor(const QPalette &palette);
 
-/// Returns a quiet line between two parts of a window, as `QFrame::HLine` or `QFrame::VLine`.
+/// Returns a quiet line between two parts of a window, as `QFrame::HLine` or `QFrame::VLine`, or an area in
+/// its colour (`QFrame::Box`), of which the widget inside leaves a border.
 QFrame *makeDivider(QFrame::Shape shape, QWidget *parent = nullptr);
 
 /// A plain text with a font and a colour by their roles. Its colour follows the palette.
