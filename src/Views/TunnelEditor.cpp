@@ -74,9 +74,10 @@ QWidget *TunnelEditor::makeForm()
 {
     auto *content = new QWidget(this);
     auto *explanation = new TextLabel(FontRole::Caption, ColorRole::SecondaryLabel);
-    explanation->setText(
-        u"Paste either the bare token or the whole `cloudflared tunnel run --token …` command: the token is "
-        "extracted automatically and stored in the macOS Keychain."_s);
+    // The word joiner keeps a line from being broken inside the flag.
+    explanation->setText(u"Paste either the bare token or the whole `cloudflared tunnel run --\u2060token …` "
+                         u"command: the token is "
+                         "extracted automatically and stored in the macOS Keychain."_s);
     explanation->setWraps();
     m_tokenWarning->setContent(u"exclamationmark.triangle"_s,
                                u"This doesn't look like a tunnel token: they usually start with \"eyJ\"."_s,
