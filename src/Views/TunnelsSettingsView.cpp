@@ -13,7 +13,9 @@
 #include <QDrag>
 #include <QKeyEvent>
 #include <QListView>
+#include <QPainter>
 #include <QPushButton>
+#include <QStyleOption>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -38,6 +40,7 @@ protected:
     void dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
                      const QList<int> &roles) override;
     void keyPressEvent(QKeyEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
     void startDrag(Qt::DropActions supported) override;
 
 private:
@@ -73,6 +76,20 @@ void TunnelListView::keyPressEvent(QKeyEvent *event)
         moveSelectedRow(event->key() == Qt::Key_Up ? -1 : 1);
     else
         QListView::keyPressEvent(event);
+}
+
+/// The base draws no line for a drop below the last row.
+void TunnelListView::paintEvent(QPaintEvent *event)
+{
+    QListView::paintEvent(event);
+    if (state() != DraggingState || dropIndicatorPosition() != OnViewport)
+        return;
+    const QRect last = visualRect(model()->index(model()->rowCount() - 1, 0));
+    QStyleOption line;
+    line.initFrom(this);
+    line.rect = QRect(last.left(), last.bottom(), last.width(), 0);
+    QPainter painter(viewport());
+    style()->drawPrimitive(QStyle::PE_IndicatorItemViewItemDrop, &line, &painter, this);
 }
 
 /// The base would hold the picture of the row where it was taken, over the line that shows where it goes.
@@ -147,6 +164,18 @@ TunnelsSettingsView::TunnelsSettingsView(TunnelManager &manager, QWidget *parent
     connectActions();
 }
 
+/// Puts the list into a frame. The list's own loses its right side where a pixel of the layout is no whole
+/// number of the screen's (Fusion of Qt 6.4 at 150 %).
+QWidget *TunnelsSettingsView::makeBorderedList()
+{
+    m_list->setFrameShape(QFrame::NoFrame);
+    QFrame *border = makeDivider(QFrame::Box, this);
+    auto *inside = new QVBoxLayout(border);
+    inside->setContentsMargins(0, 0, 0, 0); // inside the line of the frame
+    inside->addWidget(m_list);
+    return border;
+}
+
 QWidget *TunnelsSettingsView::makeSidebar()
 {
     auto *sidebar = new QWidget(this);
@@ -166,7 +195,7 @@ QWidget *TunnelsSettingsView::makeSidebar()
     auto *column = new QVBoxLayout(sidebar);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    column->addWidget(m_list, 1);
+    column->addWidget(makeBorderedList(), 1);
     column->addLayout(bar);
     return sidebar;
 }
