@@ -27,7 +27,7 @@ add_custom_command(
 # The icons of the panel's item.
 set(panel_folder ${MORVANEL_INSTALLED_FILES}/panel)
 set(panel_icons)
-foreach(state idle connecting connected problem)
+foreach(state idle idle-symbolic connecting connected problem)
     list(APPEND panel_icons ${panel_folder}/morvanel-${state}.svg)
 endforeach()
 add_custom_command(

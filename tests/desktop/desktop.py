@@ -119,7 +119,7 @@ class Desktop(unittest.TestCase):
     def first_launch_leads_to_the_form(self):
         self.screen.wait_for_window(SETTINGS)
         self.assertEqual(self.item.labels()[:4], ["Morvanel", "-", "No tunnels configured", "Add Tunnel…"])
-        self.assertEqual(self.item.icon, "morvanel-idle")
+        self.assertEqual(self.item.icon, "morvanel-idle-symbolic")
         self.wait_for_text("New Tunnel")
         self.assertFalse(has_state(self.object(BUTTON, "Add"), "enabled"))
 

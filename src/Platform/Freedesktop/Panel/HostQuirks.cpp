@@ -25,13 +25,12 @@ constexpr HostQuirks plasma{.twoLineLabels = false,
                             .imagesPushTitles = false};
 constexpr HostQuirks lxqt{.twoLineLabels = false, .namesKeys = false, .imagesPushTitles = false};
 constexpr HostQuirks gnome{.undoublesOnce = true, .imagesPushTitles = false};
+constexpr HostQuirks cinnamon{.hidesSymbolicIcons = true};
 constexpr HostQuirks xfce{.showsBothTexts = true};
 
 constexpr std::array table{
-    Row{u"org.kde.plasmashell", {}, plasma},
-    Row{{}, u"lxqt-panel", lxqt},
-    Row{{}, u"gnome-shell", gnome},
-    Row{u"org.xfce.Panel", {}, xfce},
+    Row{u"org.kde.plasmashell", {}, plasma}, Row{{}, u"lxqt-panel", lxqt},     Row{{}, u"gnome-shell", gnome},
+    Row{{}, u"xapp-sn-watcher", cinnamon},   Row{u"org.xfce.Panel", {}, xfce},
 };
 
 /// Limits in user-perceived characters: the longest title beside a detail, since a menu could not hold more,

@@ -123,16 +123,20 @@ QString PanelIcon::writeTo(const QString &folder) const
     if (isNull())
         return {};
     const QString name = m_count.isEmpty() ? m_symbol.iconName : m_symbol.iconName + u'-' + m_count;
-    const QString file = u'/' + name + u".svg"_s;
+    QStringList names{name};
+    if (m_symbol.isTemplate)
+        names += name + symbolicEnd;
     const QByteArray picture = svg(int(grid));
     const auto write = [&](const QString &subfolder, const QByteArray &data) {
-        return QDir().mkpath(folder + subfolder) && ensureFile(folder + subfolder + file, data);
+        return QDir().mkpath(folder + subfolder) && std::ranges::all_of(names, [&](const QString &each) {
+                   return ensureFile(folder + subfolder + u'/' + each + u".svg"_s, data);
+               });
     };
     if (!write({}, picture) || !write(u"/hicolor/scalable/status"_s, picture) ||
         !write(u"/hicolor/22x22/status"_s, svg(croppedSide)) ||
         !ensureFile(folder + u"/hicolor/index.theme"_s, themeIndex))
         return {};
-    return m_count.isEmpty() ? name : folder + file;
+    return m_count.isEmpty() ? name : folder + u'/' + name + u".svg"_s;
 }
 
 /// Returns the symbol's document with the count in it. Strokes are on whole pixels at one and a half times

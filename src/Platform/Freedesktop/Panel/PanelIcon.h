@@ -27,12 +27,16 @@ public:
     QList<QImage> images(const QColor &tint) const;
     /// Writes the icon into an icon theme folder: the freedesktop.org "hicolor" theme and, for readers of
     /// loose files, the same file beside it. Returns the name for panels: one within the theme or, for an
-    /// icon with a count, the file. Empty for no picture and where files cannot be written.
+    /// icon with a count, the file. Empty for no picture and where files cannot be written. A template image
+    /// is written once more under a name that ends with `symbolicEnd`.
     ///
     /// A panel keeps the picture that it read under a name, and looks for new names late or never. So a name
     /// always means the same picture, such as "morvanel-connected-2", and icons without a count are to be
     /// written before a panel first looks.
     QString writeTo(const QString &folder) const;
+
+    /// End of the names of icons that GTK draws in the text's colour. Cinnamon draws none of them.
+    static constexpr QLatin1StringView symbolicEnd{"-symbolic"};
 
 private:
     QByteArray drawn(const QColor &color, int side) const;

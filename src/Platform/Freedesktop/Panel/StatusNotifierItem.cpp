@@ -59,7 +59,9 @@ void StatusNotifierItem::setContent(const StatusItemContent &content)
     const bool isTemplate = content.image && content.image->isTemplate; // only a file can be tinted
     const bool isBlurred = m_quirks.blursFiles && qGuiApp->devicePixelRatio() > 1;
     const bool usesFile = !m_iconFolder.isEmpty() && (isTemplate || !isBlurred);
-    const QString iconName = usesFile ? icon.writeTo(m_iconFolder) : QString();
+    QString iconName = usesFile ? icon.writeTo(m_iconFolder) : QString();
+    if (isTemplate && iconName == content.image->iconName && !m_quirks.hidesSymbolicIcons)
+        iconName += PanelIcon::symbolicEnd;
     IconPixmapList pixmaps;
     ItemToolTip toolTip{iconName, {}, content.toolTip, {}};
     for (const QImage &image : icon.images(QGuiApplication::palette().color(QPalette::WindowText))) {

@@ -133,7 +133,12 @@ private Q_SLOTS:
         QCOMPARE(pictures.size(), 5);
         QVERIFY(QFile::exists(file(u"hicolor/index.theme"_s)));
         m_item->setContent(content(idle(), 0));
+        QCOMPARE(iconName(), u"morvanel-idle-symbolic"_s);
+        m_item->setQuirks({.hidesSymbolicIcons = true});
+        m_item->setContent(content(idle(), 0));
         QCOMPARE(iconName(), u"morvanel-idle"_s);
+        for (const auto &size : {u"22x22"_s, u"scalable"_s})
+            QVERIFY(QFile::exists(file(u"hicolor/%1/status/morvanel-idle-symbolic.svg"_s.arg(size))));
     }
 
     void readingWritesNothing()
