@@ -4,19 +4,31 @@
 
 """Does to the program what may befall it and prints a table of what was tried, how often and what was lost.
 
-torture.py [--short] [GROUP...]: the groups are crash and session, both by default. Ends with 1 if anything was lost.
+torture.py [--short]. Ends with 1 if anything was lost.
 """
 
+import contextlib
+import os
+import random
+import shutil
+import signal
+import subprocess
 import sys
 import time
 import traceback
+from functools import partial
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "desktop"))
-import torture_crash  # noqa: E402
-import torture_session  # noqa: E402
+from desktop_reader import NAME, Bus  # noqa: E402
+from session import Program, Session, processes, tunnel, wait_for  # noqa: E402
 
-GROUPS = {"crash": torture_crash.ROWS, "session": torture_session.ROWS}
+PROGRAM = Path(os.environ["MORVANEL_PROGRAM"])
+CHATTY = "opening\nregistered 0\nmark\npause 100\nprint INF Still here\nloop"
+SILENT = "wait"
+TUNNELS = 3
+ORPHAN_SECONDS = 4
+SECRETS = "org.freedesktop.secrets"
 
 
 class Row:
@@ -28,10 +40,186 @@ class Row:
         self.lost = []
 
     def check(self, holds, loss):
-        """Notes a loss unless `holds`; returns whether it does."""
+        """Notes a loss unless `holds`."""
         if not holds:
             self.lost.append(loss)
-        return bool(holds)
+
+
+def configure(session, **others):
+    """Gives the session's user tunnels that start by themselves, and its own copy of the stand-in."""
+    cloudflared = session.home / "cloudflared"
+    shutil.copy(os.environ["MORVANEL_CLOUDFLARED"], cloudflared)
+    tunnels = [tunnel(f"t{number}", start=True) for number in range(TUNNELS)]
+    session.configure(tunnels, cloudflared, lambda _: "eyJtoken", **others)
+    return cloudflared
+
+
+def start(session, script=CHATTY):
+    return Program(session, PROGRAM, {"MORVANEL_SCRIPT": script})
+
+
+def running(program):
+    """The ids of the processes that run this file, zombies left out."""
+    return {pid for pid, path in processes().items() if path == str(program)}
+
+
+def ledger(session):
+    """The children that the program has written down."""
+    return set(session.read_preferences().get("childPIDs", []))
+
+
+def all_say(bus, text):
+    """Whether the menu says this of every tunnel."""
+    return sum(text in label for label in bus.labels()) == TUNNELS
+
+
+def stop_all(bus):
+    bus.action("stop-all")
+    wait_for(lambda: all_say(bus, "Stopped"), "all tunnels are stopped")
+
+
+def kill_at_random_moments(row, times, script):
+    chance = random.Random(script)
+    operations = 0
+    with Session() as session:
+        cloudflared, bus, orphans = configure(session), Bus(session), set()
+        before = session.read_preferences()
+        for number in range(times):
+            program = start(session, script)
+            wait_for(lambda: bus.owner_process(NAME) == program.pid, "the program is on the bus")
+            end = time.monotonic() + chance.uniform(0, 1.5)
+            while (left := end - time.monotonic()) > 0:
+                bus.action(chance.choice(["start-all", "start-all", "stop-all"]))
+                time.sleep(min(left, chance.uniform(0, 0.1)))
+                operations += 1
+            children = set(program.children())
+            program.process.kill()
+            program.process.wait()
+            session.started.remove(program.process)
+            stored = session.read_preferences()  # fails when half of it was written
+            row.check(all(stored[key] == before[key] for key in before), f"run {number}: a setting is lost")
+            unknown = (children & running(cloudflared)) - ledger(session)
+            row.check(not unknown, f"run {number}: {len(unknown)} children are unknown to the next run")
+            orphans |= children
+        program = start(session, script)
+        program.wait_for_children(TUNNELS)
+        with contextlib.suppress(AssertionError):
+            wait_for(lambda: not orphans & running(cloudflared), "the orphans have ended", ORPHAN_SECONDS)
+        row.check(not orphans & running(cloudflared), "children stayed without an owner")
+        row.check(program.quit()[0] == 0, "the program did not end well")
+        row.check(not running(cloudflared), "children outlived the program")
+    row.times = f"{times} kills, {operations} operations"
+
+
+@contextlib.contextmanager
+def small_disk(folder):
+    """A file system in memory that is easily filled. Needs root."""
+    folder.mkdir(parents=True)
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "morvanel-torture", folder], check=True)
+    try:
+        yield
+    finally:
+        subprocess.run(["umount", "-l", folder], check=True)
+
+
+def full_disk(row, times):
+    if os.geteuid() != 0:
+        row.times = "not tried: needs root"
+        return
+    with Session() as session, small_disk(session.preferences.parent):
+        configure(session)
+        before = session.read_preferences()
+        program, bus = start(session), Bus(session)
+        filler = session.preferences.parent / "filler"
+        for _ in range(times):
+            children = set(program.wait_for_children(TUNNELS))
+            wait_for(lambda: ledger(session) == children, "what could not be saved at first is saved later")
+            with contextlib.suppress(OSError), open(filler, "ab", buffering=0) as full:
+                while True:
+                    full.write(b"x" * 4096)
+            stop_all(bus)
+            filler.unlink()
+            bus.action("start-all")
+        program.wait_for_children(TUNNELS)
+        row.check(program.quit()[0] == 0, "the program did not end well")
+        stored = session.read_preferences()
+        row.check(all(stored[key] == before[key] for key in before), "a setting is lost")
+        left = {entry.name for entry in session.preferences.parent.iterdir()} - {session.preferences.name, "lock"}
+        row.check(not left, f"files are left: {left}")
+        row.check("preferences are not stored" in program.errors(), "the user is not told")
+    row.times = f"{times} times"
+
+
+def freeze_keyring(session):
+    os.kill(Bus(session).owner_process(SECRETS), signal.SIGSTOP)
+
+
+def end_keyring(session, bus):
+    while owner := bus.owner_process(SECRETS):  # the bus may have started another, locked one
+        os.kill(owner, signal.SIGKILL)
+        wait_for(lambda: bus.owner_process(SECRETS) != owner, "the keyring is gone")
+
+
+def keyring_slow(row, times):
+    """A question that nobody answers, on the screen, and a keyring that is frozen: all the rest goes on."""
+    slowest = 0.0
+    with Session(display="1280x900") as session:
+        configure(session, showsInDock=False)
+        program, bus = start(session), Bus(session)
+        program.wait_for_children(TUNNELS)
+        for number in range(2 * times):
+            stop_all(bus)
+            (Session.lock_keyring, freeze_keyring)[number % 2](session)
+            bus.action("start-all")
+            wait_for(lambda: all_say(bus, "Connecting"), "the tunnels wait")
+            begin = time.monotonic()
+            while (now := time.monotonic()) < begin + 1:
+                bus.labels()
+                slowest = max(slowest, time.monotonic() - now)
+            row.check(not program.children(), "a child was started without a token")
+            if number == 2 * times - 1:
+                break
+            end_keyring(session, bus)
+            session.start_keyring()
+            bus.action("start-all")
+            program.wait_for_children(TUNNELS)
+        status, seconds = program.quit()
+        row.check(status == 0 and seconds < 4.2, f"the program ended with {status} after {seconds:.1f} s")
+        row.check(slowest < 0.2, f"the menu took {slowest:.3f} s while the keyring took its time")
+        end_keyring(session, bus)
+    row.times = f"{times} times each"
+
+
+def second_session(row, times):
+    for _ in range(times):
+        with Session() as session:
+            configure(session)
+            program = start(session)
+            children = set(program.wait_for_children(TUNNELS))
+            wait_for(lambda: ledger(session) == children, "all are listed")
+            session._start_bus()  # what starts now is in a session of its own
+            session.start_keyring()
+            second = start(session)
+            row.check(second.process.wait(15) == 1, "the second session's program stayed")
+            row.check(set(program.children()) == children, "the second session's program ended children")
+            row.check(ledger(session) == children, "the second session's program changed the ledger")
+            successor = start(session)
+            time.sleep(0.5)
+            program.process.kill()
+            successor.wait_for_children(TUNNELS)
+            wait_for(lambda: not children & set(processes()), "the first session's children have ended")
+            row.check(successor.quit()[0] == 0, "the program did not end well")
+    row.times = f"{times} times"
+
+
+#: Each row: what is tried, how, and how often in the short and in the long form.
+ROWS = [
+    ("kill -9 at random moments, children that write", partial(kill_at_random_moments, script=CHATTY), 20, 150),
+    ("kill -9 at random moments, children that never write", partial(kill_at_random_moments, script=SILENT), 20, 150),
+    ("the disk is full while tunnels stop", full_disk, 10, 60),
+    ("a second session of the user starts the program", second_session, 1, 10),
+    ("the keyring asks without an answer, or is frozen", keyring_slow, 1, 5),
+]
 
 
 def tried(what, action, times):
@@ -59,11 +247,8 @@ def show(rows):
 
 
 def main():
-    arguments = sys.argv[1:]
-    is_short = "--short" in arguments
-    groups = [argument for argument in arguments if argument != "--short"] or GROUPS
-    rows = [tried(what, action, short if is_short else long)
-            for group in groups for what, action, short, long in GROUPS[group]]
+    is_short = "--short" in sys.argv[1:]
+    rows = [tried(what, action, short if is_short else long) for what, action, short, long in ROWS]
     show(rows)
     return 1 if any(row.lost for row in rows) else 0
 
