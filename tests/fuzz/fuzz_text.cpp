@@ -7,13 +7,12 @@
 #include "KeychainStore.h"
 #include "OutputLine.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+extern "C" int LLVMFuzzerTestOneInput(const char *data, std::size_t size)
 {
-    const QString text = QString::fromUtf8(Fuzz::bytes(data, size));
+    const QString text = QString::fromUtf8(data, qsizetype(size));
     const QString token = KeychainStore::normalizeToken(text);
-    Fuzz::expect(text.contains(token), "the token is part of what was pasted");
-    Fuzz::expect(KeychainStore::normalizeToken(token) == token, "a token alone stays as it is");
-    const QString summary = OutputLine::errorSummary(text);
-    Fuzz::expect(text.contains(summary), "the summary is part of the line");
+    expect(text.contains(token), "the token is part of what was pasted");
+    expect(KeychainStore::normalizeToken(token) == token, "a token alone stays as it is");
+    expect(text.contains(OutputLine::errorSummary(text)), "the summary is part of the line");
     return 0;
 }
