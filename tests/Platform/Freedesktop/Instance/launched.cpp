@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 // A program that is only launched, asked and quit: one line on standard output for everything that happens.
-// It listens to requests at once, or with the argument "late" after the first line on standard input. Once it
-// was told to quit it ends with the next line, or at the end of the input.
+// Once it was told to quit it ends with its standard input.
 
 #include "SingleInstance.h"
 
@@ -12,7 +11,6 @@
 
 #include <unistd.h>
 
-#include <array>
 #include <cstdio>
 
 using namespace Qt::StringLiterals;
@@ -38,8 +36,9 @@ int main(int argc, char **argv)
         return *status;
 
     QCoreApplication app(argc, argv);
-    bool isQuitting = false;
     QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
+    input.setEnabled(false);
+    QObject::connect(&input, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
     QObject::connect(&instance, &SingleInstance::launched, &app,
                      [](const QVariantMap &data) { tell(u"launched"_s, data); });
     QObject::connect(&instance, &SingleInstance::activated, &app,
@@ -49,27 +48,12 @@ int main(int argc, char **argv)
                          tell(name, data);
                          if (name == "quit"_L1) {
                              instance.setQuitting();
-                             isQuitting = true;
-                             if (!input.isEnabled())
-                                 QCoreApplication::quit();
+                             input.setEnabled(true);
                          }
                      });
-
-    QObject::connect(&input, &QSocketNotifier::activated, &app, [&] {
-        std::array<char, 64> line;
-        const bool isAtEnd = ::read(STDIN_FILENO, line.data(), line.size()) <= 0;
-        input.setEnabled(!isAtEnd);
-        if (isQuitting)
-            return QCoreApplication::quit();
-        if (isAtEnd)
-            return;
-        tell(u"listens"_s);
-        instance.listen();
-    });
     if (const QString action = instance.launchAction(); !action.isEmpty())
         tell(u"for "_s + action);
-    if (!app.arguments().contains("late"_L1))
-        instance.listen();
+    instance.listen();
     tell(u"runs"_s);
     return app.exec();
 }
