@@ -91,6 +91,7 @@ private Q_SLOTS:
         const rlimit coreSize{4096, 8192};
         QCOMPARE(::setrlimit(RLIMIT_CORE, &coreSize), 0);
         std::signal(SIGHUP, SIG_IGN);
+        std::signal(SIGCHLD, SIG_IGN);
         sigset_t blocked;
         ::sigfillset(&blocked);
         ::sigprocmask(SIG_SETMASK, &blocked, nullptr);

@@ -186,6 +186,8 @@ private Q_SLOTS:
         QVERIFY(first.errors().contains("does not hand out the name com.ardentwick.Morvanel"));
         bus.kill();
         QVERIFY(bus.waitForFinished());
+        QTRY_VERIFY(first.errors().contains("The session bus is gone"));
+        QVERIFY(!first.ended());
     }
 
     void yieldsToAnotherSession()

@@ -37,6 +37,13 @@ QString secretTool(const QString &command, const QStringList &more = {}, const Q
     return QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError());
 }
 
+void write(const QString &path, const QString &content)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(content.toUtf8());
+}
+
 void stop(QProcess &process)
 {
     process.kill();
@@ -73,13 +80,14 @@ private:
 
 } // namespace
 
-/// On a session bus that starts nothing by itself, with GNOME's keyring on it.
+/// On a session bus of its own, with GNOME's keyring on it.
 class SecretServiceStoreTest : public QObject
 {
     Q_OBJECT
 
 private:
     std::unique_ptr<QTemporaryDir> m_folder; ///< the keyring's
+    QTemporaryDir m_services;                ///< that the bus can start; none at first
     QProcess m_bus;
     QProcess m_keyring;
     std::unique_ptr<SecretServiceStore> m_store;
@@ -121,8 +129,12 @@ private:
     /// Starts a bus under a new address, as after a log-in.
     void startBus()
     {
-        m_bus.start(u"dbus-daemon"_s,
-                    {u"--nofork"_s, u"--print-address"_s, u"--config-file"_s, QFINDTESTDATA("bus.conf")});
+        const QString config = m_services.filePath(u"bus.conf"_s);
+        write(config,
+              u"<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><servicedir>%1</servicedir>"
+              "<policy context='default'><allow send_destination='*'/><allow receive_sender='*'/>"
+              "<allow own='*'/></policy></busconfig>"_s.arg(m_services.path()));
+        m_bus.start(u"dbus-daemon"_s, {u"--nofork"_s, u"--print-address"_s, u"--config-file"_s, config});
         QVERIFY(m_bus.waitForReadyRead());
         qputenv("DBUS_SESSION_BUS_ADDRESS", m_bus.readLine().trimmed());
     }
@@ -194,7 +206,6 @@ private Q_SLOTS:
     void keepsSecrets_data()
     {
         QTest::addColumn<QByteArray>("data");
-        QTest::newRow("text") << secret;
         QTest::newRow("empty") << QByteArray();
         QTest::newRow("no UTF-8, with NUL") << QByteArray("\xff\0\xfe\n", 4);
         QTest::newRow("100 kB") << QByteArray(100'000, 'x');
@@ -331,6 +342,25 @@ private Q_SLOTS:
         prompter.dismiss(busConnection());
         QTest::qWait(200);
         QVERIFY(asked->isEmpty());
+    }
+
+    void hasTheServiceStarted()
+    {
+        const QString file = m_services.filePath(u"org.freedesktop.secrets.service"_s);
+        write(file, u"[D-BUS Service]\nName=org.freedesktop.secrets\n"
+                    "Exec=/bin/sh -c \"echo | XDG_DATA_HOME=%1 XDG_RUNTIME_DIR=%1 "
+                    "exec gnome-keyring-daemon --foreground --components=secrets --unlock\"\n"_s.arg(
+                        m_folder->path()));
+        const auto reload = [] {
+            busConnection().call(
+                QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                               u"org.freedesktop.DBus"_s, u"ReloadConfig"_s));
+        };
+        reload();
+        QCOMPARE(lookup().status, SecretStatus::NotFound);
+        QVERIFY(QFile::remove(file));
+        reload();
+        ::kill(pid_t(busConnection().interface()->servicePid(u"org.freedesktop.secrets"_s).value()), SIGKILL);
     }
 
     /// The last one: the connection that GLib shares in the process may outlive its bus for a while.
