@@ -256,10 +256,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<bool>("isRun");
         QTest::addColumn<bool>("endsWithLauncher");
-        QTest::addColumn<QByteArray>("lastWords"); // which kill a process whose output nobody reads
+        QTest::addColumn<QByteArray>("lastWords"); // more than a pipe holds, so somebody has to read them
         QTest::newRow("without a run") << false << false << QByteArray();
         QTest::newRow("with its launcher") << true << true << QByteArray();
-        QTest::newRow("when the next run asks it to") << true << false << QByteArray("raw bye\n");
+        QTest::newRow("when the next run asks it to") << true << false << QByteArray("blast 1000 100\n");
     }
 
     void endsThoughItsLauncherIsGone()
