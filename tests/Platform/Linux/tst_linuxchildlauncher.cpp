@@ -98,6 +98,7 @@ private Q_SLOTS:
         ::close(STDIN_FILENO);
         ProcessSetup::prepare();
         QVERIFY(::fcntl(STDIN_FILENO, F_GETFD) != -1);
+        ::dup2(STDERR_FILENO, STDIN_FILENO); // no child may get it
         ::sigprocmask(SIG_SETMASK, nullptr, &blocked);
         QVERIFY(::sigisemptyset(&blocked));
         ::raise(SIGPIPE); // as when the reader of its output is gone
