@@ -360,7 +360,9 @@ private Q_SLOTS:
         QCOMPARE(lookup().status, SecretStatus::NotFound);
         QVERIFY(QFile::remove(file));
         reload();
-        ::kill(pid_t(busConnection().interface()->servicePid(u"org.freedesktop.secrets"_s).value()), SIGKILL);
+        const uint keyring = busConnection().interface()->servicePid(u"org.freedesktop.secrets"_s);
+        QVERIFY(keyring > 0);
+        ::kill(pid_t(keyring), SIGKILL);
     }
 
     /// The last one: the connection that GLib shares in the process may outlive its bus for a while.
