@@ -7,32 +7,35 @@
 
 using namespace Qt::StringLiterals;
 
-/// Characters as a user perceives them, which Qt's own rule does not always find.
 class TestText : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void cutsBetweenCharacters_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("count");
-        QTest::addColumn<QString>("first");
-        QTest::addColumn<QString>("shortened");
-        QTest::newRow("letters") << u"abcdef"_s << 4 << u"abcd"_s << u"ab…f"_s;
-        QTest::newRow("nothing to cut") << u"abcd"_s << 4 << u"abcd"_s << u"abcd"_s;
-        QTest::newRow("flag behind a family")
-            << u"👩‍👩‍👧🇩🇪🇫🇷xyz"_s << 4 << u"👩‍👩‍👧🇩🇪🇫🇷x"_s
-            << u"👩‍👩‍👧🇩🇪…z"_s;
-        QTest::newRow("marks") << u"e\u0301a\u0308ou"_s << 2 << u"e\u0301a\u0308"_s << u"e\u0301…"_s;
-    }
-
+    /// Characters as a user perceives them, which Qt's own rule does not always find.
     void cutsBetweenCharacters()
     {
-        QFETCH(QString, text);
-        QFETCH(int, count);
-        QTEST(Text::firstCharacters(text, count), "first");
-        QTEST(Text::shortenedInMiddle(text, count), "shortened");
+        struct Row
+        {
+            QString text;
+            QString first;
+            QString shortened;
+        };
+        for (const auto &[text, first, shortened] :
+             {Row{u"abcdef"_s, u"abcd"_s, u"ab…f"_s}, Row{u"abcd"_s, u"abcd"_s, u"abcd"_s},
+              Row{u"👩‍👩‍👧🇦🇿🇫🇷xyz"_s, u"👩‍👩‍👧🇦🇿🇫🇷x"_s,
+                  u"👩‍👩‍👧🇦🇿…z"_s}}) {
+            QCOMPARE(Text::firstCharacters(text, 4), first);
+            QCOMPARE(Text::shortenedInMiddle(text, 4), shortened);
+        }
+    }
+
+    /// Nothing breaks the line, turns its direction or is half a character.
+    void oneLine()
+    {
+        QCOMPARE(Text::oneLine(u"a\n\u2028\u2029\u202A\u202E\u2066\u2069b\U0001F9FF"_s + QChar(0xD83E) +
+                               u'c' + QChar(0xDDFF)),
+                 u"a       b\U0001F9FF\uFFFDc\uFFFD"_s);
     }
 };
 
