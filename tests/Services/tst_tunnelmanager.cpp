@@ -48,35 +48,27 @@ class TestTunnelManager : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void loads_data()
-    {
-        QTest::addColumn<QByteArray>("stored");
-        QTest::addColumn<QStringList>("names");
-
-        const QByteArray a = record("3F2504E0-4F89-41D3-9A0C-0305E82C3301", "a");
-        const QByteArray b = record("3f2504e0-4f89-41d3-9a0c-0305e82c3302", "b");
-        QTest::newRow("two") << "[" + b + "," + a + "]" << QStringList{u"b"_s, u"a"_s};
-        QTest::newRow("one is damaged") << "[" + a + "," + record("nonsense", "b") + "]" << QStringList();
-        QTest::newRow("an element is no record") << "[" + a + ",7]" << QStringList();
-        QTest::newRow("no array") << a << QStringList();
-        QTest::newRow("no JSON") << QByteArray("[{") << QStringList();
-        QTest::newRow("empty") << QByteArray() << QStringList();
-    }
-
     void loads()
     {
-        QFETCH(QByteArray, stored);
-        QFETCH(QStringList, names);
-        FakeWorld world;
-        world.preferences.setData(u"tunnels"_s, stored);
-        TunnelManager manager(world.services());
-        QCOMPARE(namesOf(manager), names);
-        for (const TunnelConfig &tunnel : manager.tunnels())
-            QVERIFY(manager.runner(tunnel.id));
-        QCOMPARE(world.preferences.data(u"tunnels"_s), stored);
+        const QByteArray a = record("3F2504E0-4F89-41D3-9A0C-0305E82C3301", "a");
+        const QByteArray b = record("3f2504e0-4f89-41d3-9a0c-0305e82c3302", "b");
+        const QList<std::pair<QByteArray, QStringList>> rows{
+            {"[" + b + "," + a + "]", {u"b"_s, u"a"_s}},
+            {"[" + a + "," + record("nonsense", "b") + "]", {}},
+            {"[" + a + ",7]", {}},
+            {"[{", {}}};
+        for (const auto &[stored, names] : rows) {
+            FakeWorld world;
+            world.preferences.setData(u"tunnels"_s, stored);
+            TunnelManager manager(world.services());
+            QCOMPARE(namesOf(manager), names);
+            for (const TunnelConfig &tunnel : manager.tunnels())
+                QVERIFY(manager.runner(tunnel.id));
+            QCOMPARE(world.preferences.data(u"tunnels"_s), stored);
 
-        FakeWorld::addTunnel(manager, u"new"_s);
-        QCOMPARE(namesOf(TunnelManager(world.services())), names + QStringList{u"new"_s});
+            FakeWorld::addTunnel(manager, u"new"_s);
+            QCOMPARE(namesOf(TunnelManager(world.services())), names + QStringList{u"new"_s});
+        }
     }
 
     void path()
@@ -97,70 +89,49 @@ private Q_SLOTS:
         }
     }
 
-    void executableFiles_data()
-    {
-        QTest::addColumn<QString>(
-            "path"); // from the folder of a program, a plain file, a folder and a broken link
-        QTest::addColumn<bool>("isExecutable");
-
-        QTest::newRow("program") << u"cloudflared"_s << true;
-        QTest::newRow("link to it") << u"link"_s << true;
-        QTest::newRow("folder") << u"folder"_s << false;
-        QTest::newRow("plain file") << u"plain"_s << false;
-        QTest::newRow("broken link") << u"broken"_s << false;
-        QTest::newRow("nothing there") << u"nothing"_s << false;
-        QTest::newRow("blank at the end") << u"cloudflared "_s << false;
-        QTest::newRow("NUL") << u"cloudflared\0"_s << false;
-        QTest::newRow("empty") << QString() << false;
-    }
     void executableFiles()
     {
-        QFETCH(QString, path);
         FakeWorld world;
         const auto at = [&](const QString &name) { return world.folder.filePath(name); };
         QVERIFY(QDir(world.folder.path()).mkdir(u"folder"_s) &&
-                QFile::link(world.cloudflaredPath, at(u"link"_s)));
-        QVERIFY(QFile::link(at(u"nothing"_s), at(u"broken"_s)));
+                QFile::link(world.cloudflaredPath, at(u"link"_s)) &&
+                QFile::link(at(u"nothing"_s), at(u"broken"_s)));
         FakeWorld::install(at(u"plain"_s));
         QVERIFY(QFile::setPermissions(at(u"plain"_s), QFile::ReadOwner | QFile::WriteOwner));
         TunnelManager manager(world.services());
-        manager.setCloudflaredPath(path.isEmpty() ? path : at(path));
-        QTEST(manager.isCloudflaredExecutable(), "isExecutable");
-    }
-
-    void normalizeToken_data()
-    {
-        QTest::addColumn<QString>("raw");
-        QTest::addColumn<QString>("token");
-
-        QTest::newRow("bare") << u"  eyJabc \n"_s << u"eyJabc"_s;
-        QTest::newRow("command") << u"cloudflared tunnel run --token eyJabc"_s << u"eyJabc"_s;
-        QTest::newRow("command over lines")
-            << u"sudo cloudflared \\\n tunnel run\u2028--token\r\n\"eyJabc\"\n"_s << u"eyJabc"_s;
-        QTest::newRow("other token") << u"cloudflared tunnel run --token abc"_s << u"abc"_s;
-        QTest::newRow("equals") << u"--token=abc"_s << u"abc"_s;
-        QTest::newRow("equals and quotes") << u"--token='abc'"_s << u"abc"_s;
-        QTest::newRow("mixed quotes") << u"\"'\"abc'\"'"_s << u"abc"_s;
-        QTest::newRow("typographic quotes") << u"“abc”"_s << u"“abc”"_s;
-        QTest::newRow("recognised before the flag") << u"x eyJ1 --token eyJ2"_s << u"eyJ1"_s;
-        QTest::newRow("other case") << u"a EYJ1 --TOKEN b"_s << u"a EYJ1 --TOKEN b"_s;
-        QTest::newRow("flag alone") << u"--token"_s << u"--token"_s;
-        QTest::newRow("flag at the end") << u" run --token= "_s << u"run --token="_s;
-        QTest::newRow("flag twice") << u"--token --token abc"_s << u"--token"_s;
-        QTest::newRow("two words") << u" abc  def "_s << u"abc  def"_s;
-        QTest::newRow("empty") << u""_s << u""_s;
-        QTest::newRow("blanks") << u" \t\n"_s << u""_s;
-        QTest::newRow("quotes only") << u" \"'' "_s << u"\"''"_s;
-        QTest::newRow("padded") << u"eyJabc=="_s << u"eyJabc"_s;
-        QTest::newRow("no-break space") << u"\u00A0eyJabc\u0085x"_s << u"eyJabc"_s;
-        QTest::newRow("huge") << u"x "_s + u"eyJ"_s + QString(100'000, u'a')
-                              << u"eyJ"_s + QString(100'000, u'a');
+        const QList<std::pair<QString, bool>> rows{{world.cloudflaredPath, true},
+                                                   {at(u"link"_s), true},
+                                                   {at(u"folder"_s), false},
+                                                   {at(u"plain"_s), false},
+                                                   {at(u"broken"_s), false},
+                                                   {world.cloudflaredPath + u' ', false},
+                                                   {world.cloudflaredPath + QChar(), false},
+                                                   {{}, false}};
+        for (const auto &[path, isExecutable] : rows) {
+            manager.setCloudflaredPath(path);
+            QCOMPARE(manager.isCloudflaredExecutable(), isExecutable);
+        }
     }
 
     void normalizeToken()
     {
-        QFETCH(QString, raw);
-        QTEST(KeychainStore::normalizeToken(raw), "token");
+        const QList<std::pair<QString, QString>> rows{
+            {u"  eyJabc== \n"_s, u"eyJabc"_s},
+            {u"sudo cloudflared \\\n tunnel run\u2028--token\r\n\"eyJabc\"\n"_s, u"eyJabc"_s},
+            {u"cloudflared tunnel run --token abc"_s, u"abc"_s},
+            {u"--token='abc'"_s, u"abc"_s},
+            {u"\"'\"abc'\"'"_s, u"abc"_s},
+            {u"x eyJ1 --token eyJ2"_s, u"eyJ1"_s},
+            {u"a EYJ1 --TOKEN b"_s, u"a EYJ1 --TOKEN b"_s},
+            {u"--token"_s, u"--token"_s},
+            {u" run --token= "_s, u"run --token="_s},
+            {u"--token --token abc"_s, u"--token"_s},
+            {u" abc  def "_s, u"abc  def"_s},
+            {u" \t\n"_s, u""_s},
+            {u" \"'' "_s, u"\"''"_s},
+            {u"\u00A0eyJabc\u0085x"_s, u"eyJabc"_s}};
+        for (const auto &[raw, token] : rows)
+            QCOMPARE(KeychainStore::normalizeToken(raw), token);
     }
 
     void overallStatus_data()
@@ -170,8 +141,6 @@ private Q_SLOTS:
         QTest::addColumn<int>("running");
         QTest::addColumn<int>("connected");
 
-        QTest::newRow("none") << u""_s << OverallStatus::Idle << 0 << 0;
-        QTest::newRow("stopped") << u"oo"_s << OverallStatus::Idle << 0 << 0;
         QTest::newRow("failed and connected") << u"fc"_s << OverallStatus::Problem << 1 << 1;
         QTest::newRow("reconnecting and starting") << u"sr"_s << OverallStatus::Problem << 2 << 0;
         QTest::newRow("starting and connected") << u"cs"_s << OverallStatus::Connecting << 2 << 1;
@@ -205,44 +174,38 @@ private Q_SLOTS:
         QCOMPARE(manager.state(QUuid::createUuid()), TunnelState::stopped());
     }
 
-    void startChecks_data()
+    void aStartNeedsATokenAndAProgram()
     {
-        QTest::addColumn<std::optional<QString>>("token");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("message"); // null: started
-
-        const QString good; // null: the executable file
-        QTest::newRow("no token") << std::optional<QString>() << u""_s
-                                  << u"Missing token: set it in Settings"_s;
-        QTest::newRow("empty token") << std::optional<QString>(u""_s) << good
-                                     << u"Missing token: set it in Settings"_s;
-        QTest::newRow("blank token") << std::optional<QString>(u" "_s) << good << QString();
-        QTest::newRow("wrong path") << std::optional<QString>(u"eyJ"_s) << u" /x"_s
-                                    << u"cloudflared not found at  /x"_s;
-        QTest::newRow("empty path") << std::optional<QString>(u"eyJ"_s) << u""_s
-                                    << u"cloudflared not found at "_s;
-    }
-
-    void startChecks()
-    {
-        QFETCH(std::optional<QString>, token);
-        QFETCH(QString, path);
-        QFETCH(QString, message);
-        FakeWorld world;
-        TunnelManager manager(world.services());
-        const QUuid id = FakeWorld::addTunnel(manager, u"t"_s, {}, token.value_or(QString())).id;
-        if (!token)
-            world.secrets.items.clear();
-        if (!path.isNull())
-            manager.setCloudflaredPath(path);
-        manager.start(id);
-        if (message.isNull()) {
-            QCOMPARE(manager.state(id), TunnelState::starting());
-            return;
+        struct Case
+        {
+            SecretStatus failure;
+            QByteArray token;
+            QString path; ///< null: there is a program
+            QStringList lines;
+        };
+        const auto notFound = [](const QString &path) {
+            return QStringList{u"✖\uFE0E cloudflared not found at "_s + path};
+        };
+        for (const auto &[failure, token, path, lines] :
+             {Case{SecretStatus::Success, "", u""_s, {missing}},
+              Case{SecretStatus::Success, "eyJ\xff", {}, {missing}},
+              Case{SecretStatus::NotFound, "eyJ", {}, {missing}},
+              Case{SecretStatus::Locked, "eyJ", {}, {notRead, missing}},
+              Case{SecretStatus::NotAvailable, "eyJ", {}, {notRead, missing}},
+              Case{SecretStatus::Success, "eyJ", u" /x"_s, notFound(u" /x"_s)}}) {
+            FakeWorld world;
+            TunnelManager manager(world.services());
+            const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
+            world.secrets.items[tunnelIdText(id)] = token;
+            world.secrets.failure = failure;
+            if (!path.isNull())
+                manager.setCloudflaredPath(path);
+            manager.start(id);
+            QVERIFY(world.launcher.children.empty());
+            QCOMPARE(logOf(manager, id), lines);
+            QCOMPARE(manager.state(id), TunnelState::failed(lines.last().sliced(3)));
+            QCOMPARE(world.scheduler.pendingCount(), 0);
         }
-        QVERIFY(world.launcher.children.empty());
-        QCOMPARE(manager.state(id), TunnelState::failed(message));
-        QCOMPARE(manager.runner(id)->logLines().text(), u"✖\uFE0E "_s + message);
     }
 
     /// All children exist and are remembered, once for all, before the first one runs.
@@ -292,12 +255,6 @@ private Q_SLOTS:
         QCOMPARE(manager.state(manager.tunnels()[3].id),
                  TunnelState::failed(u"cloudflared could not be started"_s));
         QCOMPARE(ledgerOf(world), (QList<qint32>{1000, 1001}));
-
-        world.launcher.mostChildren = 200;
-        for (int i = 2; i < 100; ++i)
-            manager.add({QUuid::createUuid(), QString::number(i), {}, true}, u"t"_s);
-        manager.startLaunchTunnels();
-        QCOMPARE(ledgerOf(world).size(), 101);
     }
 
     void addsUpdatesAndRemoves()
@@ -353,87 +310,54 @@ private Q_SLOTS:
         QCOMPARE(world.scheduler.pendingCount(), 0);
     }
 
-    void aTunnelMayBeRemovedWhileItsStateChanges_data()
-    {
-        QTest::addColumn<QString>("change");
-        QTest::newRow("start") << u"start"_s;
-        QTest::newRow("output") << u"output"_s;
-        QTest::newRow("stop all") << u"stop all"_s;
-        QTest::newRow("remove") << u"remove"_s;
-    }
-
     void aTunnelMayBeRemovedWhileItsStateChanges()
     {
-        QFETCH(QString, change);
-        FakeWorld world;
-        TunnelManager manager(world.services());
-        const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
-        if (change != u"start"_s)
-            manager.start(id);
-        FakeWorld::addTunnel(manager, u"other"_s);
-        QMetaObject::Connection connection = connect(&manager, &TunnelManager::objectWillChange, this, [&] {
-            disconnect(connection);
-            manager.remove(id);
-        });
-        if (change == u"start"_s)
-            manager.start(id);
-        auto &child = world.launcher.last();
-        if (change == u"output"_s)
-            child.write("Registered tunnel connection connIndex=0\nmore\n");
-        else if (change == u"stop all"_s)
-            manager.stopAll();
-        else if (change == u"remove"_s)
-            manager.remove(id);
-        QVERIFY(!child.isWaiting);
-        QVERIFY(child.signalsSent.contains(15));
-        child.end(0);
-        QVERIFY(!manager.isBusy());
-        QCOMPARE(namesOf(manager), QStringList{u"other"_s});
-    }
-
-    void moves_data()
-    {
-        QTest::addColumn<QList<int>>("from");
-        QTest::addColumn<int>("to");
-        QTest::addColumn<QString>("order");
-
-        QTest::newRow("last to the top") << QList<int>{4} << 0 << u"eabcd"_s;
-        QTest::newRow("first to the end") << QList<int>{0} << 5 << u"bcdea"_s;
-        QTest::newRow("one down") << QList<int>{1} << 3 << u"acbde"_s;
-        QTest::newRow("onto itself") << QList<int>{1} << 1 << u"abcde"_s;
-        QTest::newRow("just behind itself") << QList<int>{1} << 2 << u"abcde"_s;
-        QTest::newRow("several") << QList<int>{0, 2, 4} << 3 << u"baced"_s;
-        QTest::newRow("offsets that are none") << QList<int>{-1, 7} << 9 << u"abcde"_s;
+        for (const auto change : {"start"_L1, "output"_L1, "stop all"_L1, "remove"_L1}) {
+            FakeWorld world;
+            TunnelManager manager(world.services());
+            const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
+            if (change != "start"_L1)
+                manager.start(id);
+            FakeWorld::addTunnel(manager, u"other"_s);
+            connect(
+                &manager, &TunnelManager::objectWillChange, this, [&] { manager.remove(id); },
+                Qt::SingleShotConnection);
+            if (change == "start"_L1)
+                manager.start(id);
+            auto &child = world.launcher.last();
+            if (change == "output"_L1)
+                child.write("Registered tunnel connection connIndex=0\nmore\n");
+            else if (change == "stop all"_L1)
+                manager.stopAll();
+            else if (change == "remove"_L1)
+                manager.remove(id);
+            QVERIFY(!child.isWaiting);
+            QVERIFY(child.signalsSent.contains(15));
+            child.end(0);
+            QVERIFY(!manager.isBusy());
+            QCOMPARE(namesOf(manager), QStringList{u"other"_s});
+        }
     }
 
     void moves()
     {
-        QFETCH(QList<int>, from);
-        QFETCH(int, to);
-        FakeWorld world;
-        TunnelManager manager(world.services());
-        for (const auto name : u"abcde"_s)
-            FakeWorld::addTunnel(manager, name);
-        manager.moveTunnels(std::set<qsizetype>(from.begin(), from.end()), to);
-        QTEST(namesOf(manager).join(QString()), "order");
-        QCOMPARE(TunnelManager(world.services()).tunnels(), manager.tunnels());
-    }
-
-    void keepsTheLedger()
-    {
-        FakeWorld world;
-        TunnelManager manager(world.services());
-        const QUuid a = FakeWorld::addTunnel(manager, u"a"_s).id;
-        const QUuid b = FakeWorld::addTunnel(manager, u"b"_s).id;
-        manager.start(a);
-        world.launcher.nextPid = 1000; // an id can come again; both entries go with it
-        manager.start(b);
-        QCOMPARE(ledgerOf(world), (QList<qint32>{1000, 1000}));
-        world.launcher.last().end(0);
-        QCOMPARE(ledgerOf(world), QList<qint32>());
-        world.launcher.error = u"no"_s;
-        manager.start(b);
-        QCOMPARE(ledgerOf(world), QList<qint32>());
+        struct Move
+        {
+            std::set<qsizetype> from;
+            int to;
+            QString order;
+        };
+        for (const auto &[from, to, order] :
+             {Move{{4}, 0, u"eabcd"_s}, Move{{0}, 5, u"bcdea"_s}, Move{{1}, 3, u"acbde"_s},
+              Move{{1}, 2, u"abcde"_s}, Move{{0, 2, 4}, 3, u"baced"_s}, Move{{-1, 7}, 9, u"abcde"_s}}) {
+            FakeWorld world;
+            TunnelManager manager(world.services());
+            for (const auto name : u"abcde"_s)
+                FakeWorld::addTunnel(manager, name);
+            manager.moveTunnels(from, to);
+            QCOMPARE(namesOf(manager).join(QString()), order);
+            QCOMPARE(TunnelManager(world.services()).tunnels(), manager.tunnels());
+        }
     }
 
     void terminatesOrphans()
@@ -449,32 +373,6 @@ private Q_SLOTS:
         manager.terminateOrphanedProcesses();
         QCOMPARE(world.processes.terminated, (QList<qint32>{12, 10}));
         QVERIFY(!world.preferences.values.contains(u"childPIDs"_s));
-    }
-
-    void aStartSaysWhyThereIsNoToken_data()
-    {
-        QTest::addColumn<SecretStatus>("failure");
-        QTest::addColumn<bool>("isSaid");
-        QTest::newRow("no UTF-8") << SecretStatus::Success << false;
-        QTest::newRow("nothing stored") << SecretStatus::NotFound << false;
-        QTest::newRow("locked") << SecretStatus::Locked << true;
-        QTest::newRow("nothing there") << SecretStatus::NotAvailable << true;
-        QTest::newRow("other") << SecretStatus::Failed << true;
-    }
-
-    void aStartSaysWhyThereIsNoToken()
-    {
-        QFETCH(bool, isSaid);
-        QFETCH(SecretStatus, failure);
-        FakeWorld world;
-        TunnelManager manager(world.services());
-        const QUuid id = FakeWorld::addTunnel(manager, u"t"_s).id;
-        world.secrets.items[tunnelIdText(id)] = "eyJ\xff";
-        world.secrets.failure = failure;
-        manager.start(id);
-        QCOMPARE(manager.state(id), missingToken);
-        QCOMPARE(logOf(manager, id), (isSaid ? QStringList{notRead} : QStringList()) + QStringList{missing});
-        QCOMPARE(world.scheduler.pendingCount(), 0);
     }
 
     /// An open keyring shows no wait; a closed one is asked once for all.
@@ -512,85 +410,73 @@ private Q_SLOTS:
         QVERIFY(!world.secrets.items.contains(tunnelIdText(ids[4])));
     }
 
-    void aWaitEnds_data()
-    {
-        QTest::addColumn<QString>("end");
-        QTest::newRow("dismissed") << u"dismissed"_s;
-        QTest::newRow("stop all") << u"stop all"_s;
-        QTest::newRow("quit") << u"quit"_s;
-    }
-
     void aWaitEnds()
     {
-        QFETCH(QString, end);
-        FakeWorld world;
-        TunnelManager manager(world.services());
-        const QUuid a = FakeWorld::addTunnel(manager, u"a"_s).id;
-        const QUuid late = FakeWorld::addTunnel(manager, u"late"_s).id;
-        world.secrets.isLocked = true;
-        manager.start(a);
-        world.scheduler.advance(1s);
-        manager.start(late);
-        QCOMPARE(manager.state(late), TunnelState::starting());
-        if (end == u"quit"_s)
-            manager.refuseStarts();
-        if (end != u"dismissed"_s)
-            manager.stopAll();
-        QCOMPARE(manager.runningCount(), end == u"dismissed"_s ? 2 : 0);
-        QVERIFY(world.secrets.isAsking());
-        world.secrets.answer(end == u"dismissed"_s ? SecretStatus::Locked : SecretStatus::Success);
-        QVERIFY(!world.secrets.isAsking());
-        QVERIFY(world.launcher.children.empty());
-        for (const QUuid &id : {a, late}) {
-            QCOMPARE(manager.state(id), end == u"dismissed"_s ? missingToken : TunnelState::stopped());
-            QCOMPARE(logOf(manager, id).mid(1),
-                     end == u"dismissed"_s ? QStringList({notRead, missing}) : QStringList());
+        for (const auto end : {"dismissed"_L1, "stop all"_L1, "quit"_L1}) {
+            const bool isDismissed = end == "dismissed"_L1;
+            FakeWorld world;
+            TunnelManager manager(world.services());
+            const QUuid a = FakeWorld::addTunnel(manager, u"a"_s).id;
+            const QUuid late = FakeWorld::addTunnel(manager, u"late"_s).id;
+            world.secrets.isLocked = true;
+            manager.start(a);
+            world.scheduler.advance(1s);
+            manager.start(late);
+            QCOMPARE(manager.state(late), TunnelState::starting());
+            if (end == "quit"_L1)
+                manager.refuseStarts();
+            if (!isDismissed)
+                manager.stopAll();
+            QCOMPARE(manager.runningCount(), isDismissed ? 2 : 0);
+            QVERIFY(world.secrets.isAsking());
+            world.secrets.answer(isDismissed ? SecretStatus::Locked : SecretStatus::Success);
+            QVERIFY(!world.secrets.isAsking());
+            QVERIFY(world.launcher.children.empty());
+            for (const QUuid &id : {a, late}) {
+                QCOMPARE(manager.state(id), isDismissed ? missingToken : TunnelState::stopped());
+                QCOMPARE(logOf(manager, id).mid(1),
+                         isDismissed ? QStringList({notRead, missing}) : QStringList());
+            }
+            world.secrets.isLocked = true;
+            manager.start(a);
+            QCOMPARE(world.secrets.isAsking(), end != "quit"_L1);
         }
-        world.secrets.isLocked = true;
-        manager.start(a);
-        QCOMPARE(world.secrets.isAsking(), end != u"quit"_s);
     }
 
     /// A token that is typed while the keyring is locked is used from memory until it is stored or given up.
-    void tokensWaitForTheKeyring_data()
-    {
-        QTest::addColumn<SecretStatus>("answer");
-        QTest::newRow("unlocked") << SecretStatus::Success;
-        QTest::newRow("dismissed") << SecretStatus::Locked;
-    }
-
     void tokensWaitForTheKeyring()
     {
-        QFETCH(SecretStatus, answer);
-        const bool isStored = answer == SecretStatus::Success;
-        FakeWorld world;
-        TunnelManager manager(world.services());
-        TunnelConfig waiting = FakeWorld::addTunnel(manager, u"waiting"_s, {}, u"old"_s);
-        const QUuid removed = FakeWorld::addTunnel(manager, u"removed"_s, {}, u"gone"_s).id;
-        world.secrets.isLocked = true;
-        manager.start(waiting.id);
-        world.scheduler.advance(1s);
-        manager.update(waiting, u"typed"_s);
-        QCOMPARE(world.launcher.last().command.environment.front().second, "typed");
-        const QUuid added = FakeWorld::addTunnel(manager, u"added"_s, {}, u"first"_s).id;
-        manager.update(manager.tunnels().last(), u"second"_s);
-        manager.start(added);
-        QCOMPARE(world.launcher.last().command.environment.front().second, "second");
-        QCOMPARE(world.launcher.children.size(), 2U);
-        manager.remove(removed);
+        for (const SecretStatus answer : {SecretStatus::Success, SecretStatus::Locked}) {
+            const bool isStored = answer == SecretStatus::Success;
+            FakeWorld world;
+            TunnelManager manager(world.services());
+            TunnelConfig waiting = FakeWorld::addTunnel(manager, u"waiting"_s, {}, u"old"_s);
+            const QUuid removed = FakeWorld::addTunnel(manager, u"removed"_s, {}, u"gone"_s).id;
+            world.secrets.isLocked = true;
+            manager.start(waiting.id);
+            world.scheduler.advance(1s);
+            manager.update(waiting, u"typed"_s);
+            QCOMPARE(world.launcher.last().command.environment.front().second, "typed");
+            const QUuid added = FakeWorld::addTunnel(manager, u"added"_s, {}, u"first"_s).id;
+            manager.update(manager.tunnels().last(), u"second"_s);
+            manager.start(added);
+            QCOMPARE(world.launcher.last().command.environment.front().second, "second");
+            QCOMPARE(world.launcher.children.size(), 2U);
+            manager.remove(removed);
 
-        world.secrets.answer(answer);
-        QVERIFY(!world.secrets.isAsking());
-        QCOMPARE(world.secrets.items.value(tunnelIdText(waiting.id)), isStored ? "typed" : "old");
-        QCOMPARE(world.secrets.items.value(tunnelIdText(added)), isStored ? "second" : QByteArray());
-        QCOMPARE(world.secrets.items.contains(tunnelIdText(removed)), !isStored);
-        const QString notStored = u"✖\uFE0E The token could not be stored: the keyring is closed"_s;
-        for (const QUuid &id : {waiting.id, added})
-            QCOMPARE(logOf(manager, id).count(notStored), isStored ? 0 : 1);
+            world.secrets.answer(answer);
+            QVERIFY(!world.secrets.isAsking());
+            QCOMPARE(world.secrets.items.value(tunnelIdText(waiting.id)), isStored ? "typed" : "old");
+            QCOMPARE(world.secrets.items.value(tunnelIdText(added)), isStored ? "second" : QByteArray());
+            QCOMPARE(world.secrets.items.contains(tunnelIdText(removed)), !isStored);
+            const QString notStored = u"✖\uFE0E The token could not be stored: the keyring is closed"_s;
+            for (const QUuid &id : {waiting.id, added})
+                QCOMPARE(logOf(manager, id).count(notStored), isStored ? 0 : 1);
 
-        world.secrets.failure = SecretStatus::Success;
-        manager.update(waiting, u"typed"_s);
-        QVERIFY(!world.secrets.items.contains(tunnelIdText(removed)));
+            world.secrets.failure = SecretStatus::Success;
+            manager.update(waiting, u"typed"_s);
+            QVERIFY(!world.secrets.items.contains(tunnelIdText(removed)));
+        }
     }
 };
 
