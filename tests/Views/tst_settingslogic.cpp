@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "Fakes.h"
-#include "LoginSwitch.h"
 #include "TunnelEditorModel.h"
 #include "TunnelListModel.h"
 #include "TunnelsSelection.h"
@@ -33,78 +32,57 @@ private Q_SLOTS:
     void init()
     {
         world.preferences.values.remove(u"tunnels"_s);
-        world.loginItem = {};
         manager = std::make_unique<TunnelManager>(world.services());
     }
 
-    void input_data()
-    {
-        QTest::addColumn<bool>("isNew");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("token");
-        QTest::addColumn<bool>("canSave");
-        QTest::addColumn<bool>("warns");
-
-        QTest::newRow("new, no token") << true << u"a"_s << u""_s << false << false;
-        QTest::newRow("new, no name") << true << u""_s << u"eyJx"_s << false << false;
-        QTest::newRow("new, command line")
-            << true << u"a"_s << u"cloudflared tunnel run\n --token \"eyJx==\"\n"_s << true << false;
-        QTest::newRow("new, token in other case") << true << u"a"_s << u"EYJx"_s << true << true;
-        QTest::newRow("new, blank token") << true << u"a"_s << u" "_s << false << true;
-        QTest::newRow("new, quotes only") << true << u"a"_s << u"''"_s << true << true;
-        QTest::newRow("blank name") << true << u" \t\u00a0\u3000"_s << u"eyJx"_s << false << false;
-        QTest::newRow("name of a line break") << true << u"\n"_s << u"eyJx"_s << true << false;
-        QTest::newRow("existing, no token") << false << u"a"_s << u""_s << true << false;
-        QTest::newRow("existing, blank token") << false << u"a"_s << u" "_s << true << true;
-        QTest::newRow("existing, no name") << false << u" "_s << u"eyJx"_s << false << false;
-    }
     void input()
     {
-        QFETCH(bool, isNew);
-        QFETCH(QString, name);
-        QFETCH(QString, token);
-        TunnelEditorModel model(*manager, isNew ? std::nullopt : std::optional(add(u"stored"_s)));
-        model.load();
-        QCOMPARE(model.name, isNew ? QString() : u"stored"_s);
-        model.name = name;
-        model.token = token;
-        QTEST(model.canSave(), "canSave");
-        QTEST(model.showsTokenWarning(), "warns");
-        QCOMPARE(model.saveTitle(), isNew ? u"Add"_s : u"Save"_s);
-        QCOMPARE(model.tokenPrompt(),
-                 isNew ? u"Paste the tunnel token"_s : u"Stored in the Keychain · paste to replace it"_s);
+        struct Row
+        {
+            bool isNew;
+            QString name;
+            QString token;
+            bool canSave;
+            bool warns;
+        };
+        for (const auto &[isNew, name, token, canSave, warns] :
+             {Row{true, u"a"_s, u""_s, false, false}, Row{true, u""_s, u"eyJx"_s, false, false},
+              Row{true, u"\n"_s, u"run\n --token \"eyJx\""_s, true, false},
+              Row{true, u"a"_s, u"EYJx"_s, true, true}, Row{true, u"a"_s, u" "_s, false, true},
+              Row{false, u"a"_s, u""_s, true, false},
+              Row{false, u" \t\u00a0\u3000"_s, u"eyJx"_s, false, false}}) {
+            TunnelEditorModel model(*manager, isNew ? std::nullopt : std::optional(add(u"stored"_s)));
+            model.load();
+            QCOMPARE(model.name, isNew ? QString() : u"stored"_s);
+            model.name = name;
+            model.token = token;
+            QCOMPARE(model.canSave(), canSave);
+            QCOMPARE(model.showsTokenWarning(), warns);
+            QCOMPARE(model.saveTitle(), isNew ? u"Add"_s : u"Save"_s);
+            QCOMPARE(model.tokenPrompt(),
+                     isNew ? u"Paste the tunnel token"_s : u"Stored in the Keychain · paste to replace it"_s);
+        }
     }
 
     void saves_data()
     {
         QTest::addColumn<bool>("isNew");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("hostname");
-        QTest::addColumn<QString>("token");
+        QTest::addColumn<QStringList>("typed"); // name, host name, token
         QTest::addColumn<QStringList>("saved");
-        QTest::addColumn<QByteArray>("storedToken");
 
-        const QByteArray old("eyJ-old");
         QTest::newRow("blank token keeps the old one")
-            << false << u"b"_s << u""_s << u" \n"_s << QStringList{u"b"_s, u""_s} << old;
+            << false << QStringList{u"\t<b>&\"\n نفق\u202e\u2003"_s, u" https://h/p a\t"_s, u" \n"_s}
+            << QStringList{u"<b>&\"\n نفق\u202e"_s, u"https://h/p a"_s, u"eyJ-old"_s};
         QTest::newRow("replaces the token")
-            << false << u"b"_s << u""_s << u"cloudflared tunnel run --token=abc"_s
-            << QStringList{u"b"_s, u""_s} << QByteArray("abc");
-        QTest::newRow("blanks go") << false << u"\t b c \u2003"_s << u" h.example\t"_s << u""_s
-                                   << QStringList{u"b c"_s, u"h.example"_s} << old;
-        QTest::newRow("line breaks stay") << false << u" \n b\r\n"_s << u"\u2028h\n "_s << u""_s
-                                          << QStringList{u"\n b\r\n"_s, u"\u2028h\n"_s} << old;
-        QTest::newRow("as it is") << false << u"<b>&\"نفق\u202e"_s << u"https://h/p a"_s << u""_s
-                                  << QStringList{u"<b>&\"نفق\u202e"_s, u"https://h/p a"_s} << old;
-        QTest::newRow("new") << true << u" b "_s << u""_s << u"cloudflared tunnel run --token eyJnew"_s
-                             << QStringList{u"b"_s, u""_s} << QByteArray("eyJnew");
+            << false << QStringList{u"b"_s, u""_s, u"cloudflared tunnel run --token=abc"_s}
+            << QStringList{u"b"_s, u""_s, u"abc"_s};
+        QTest::newRow("new") << true << QStringList{u" b "_s, u""_s, u"eyJnew"_s}
+                             << QStringList{u"b"_s, u""_s, u"eyJnew"_s};
     }
     void saves()
     {
         QFETCH(bool, isNew);
-        QFETCH(QString, name);
-        QFETCH(QString, hostname);
-        QFETCH(QString, token);
+        QFETCH(QStringList, typed);
         QFETCH(QStringList, saved);
         const QUuid id = add(u"a"_s).id;
         const TunnelConfig stored{id, u"a"_s, u"a.example"_s, true};
@@ -114,16 +92,16 @@ private Q_SLOTS:
         QCOMPARE(model.hostname, isNew ? QString() : u"a.example"_s);
         QCOMPARE(model.startOnLaunch, !isNew);
 
-        model.name = name;
-        model.hostname = hostname;
-        model.token = token;
+        model.name = typed[0];
+        model.hostname = typed[1];
+        model.token = typed[2];
         const QUuid savedId = model.save();
         QCOMPARE(savedId == id, !isNew);
         QCOMPARE(manager->tunnels().size(), isNew ? 2 : 1);
         QCOMPARE(manager->tunnels().last(), (TunnelConfig{savedId, saved[0], saved[1], !isNew}));
-        QTEST(world.secrets.items[tunnelIdText(savedId)], "storedToken");
+        QCOMPARE(world.secrets.items[tunnelIdText(savedId)], saved[2].toLatin1());
         QVERIFY(isNew || model.token.isEmpty());
-        QCOMPARE(model.name, name); // the fields go on showing what was typed
+        QCOMPARE(model.name, typed[0]); // the fields go on showing what was typed
     }
 
     void selection()
@@ -163,51 +141,6 @@ private Q_SLOTS:
         QVERIFY(!selection.selection() && !selection.pane().hasTunnels);
     }
 
-    void loginSwitch_data()
-    {
-        QTest::addColumn<LoginItemStatus>("before");
-        QTest::addColumn<QString>("refusal");
-        QTest::addColumn<bool>("wish");
-        QTest::addColumn<int>("requests");
-        QTest::addColumn<bool>("isOn");
-
-        using Status = LoginItemStatus;
-        QTest::newRow("on") << Status::NotRegistered << u""_s << true << 1 << true;
-        QTest::newRow("off") << Status::Enabled << u""_s << false << 1 << false;
-        QTest::newRow("on, refused") << Status::NotRegistered << u"no"_s << true << 1 << false;
-        QTest::newRow("off, refused") << Status::Enabled << u"no"_s << false << 1 << true;
-        QTest::newRow("on, needs approval") << Status::RequiresApproval << u""_s << true << 1 << true;
-        QTest::newRow("as it is") << Status::Enabled << u"no"_s << true << 0 << true;
-    }
-    void loginSwitch()
-    {
-        QFETCH(LoginItemStatus, before);
-        QFETCH(QString, refusal);
-        QFETCH(bool, wish);
-        QFETCH(int, requests);
-        world.loginItem.current = before;
-        world.loginItem.refusal = refusal;
-        LoginSwitch loginSwitch(*manager);
-        loginSwitch.appear();
-        QCOMPARE(loginSwitch.launchAtLogin(), before == LoginItemStatus::Enabled);
-        loginSwitch.set(wish);
-        QCOMPARE(world.loginItem.requests, requests);
-        QTEST(loginSwitch.launchAtLogin(), "isOn");
-        const QString message = requests ? refusal : QString();
-        QCOMPARE(loginSwitch.loginError().value_or(QString()), message);
-
-        const bool isOn = !loginSwitch.launchAtLogin(); // changed elsewhere: nothing is requested
-        world.loginItem.current = isOn ? LoginItemStatus::Enabled : LoginItemStatus::RequiresApproval;
-        loginSwitch.set(isOn);
-        loginSwitch.appear();
-        QCOMPARE(loginSwitch.launchAtLogin(), isOn);
-        QCOMPARE(world.loginItem.requests, requests);
-        QCOMPARE(loginSwitch.loginError().value_or(QString()), message);
-        world.loginItem.refusal.clear();
-        loginSwitch.set(!isOn);
-        QCOMPARE(loginSwitch.loginError(), std::nullopt);
-    }
-
     void listFollowsTheManager()
     {
         const TunnelConfig a = add(u"a"_s);
@@ -236,32 +169,26 @@ private Q_SLOTS:
         QCOMPARE(model.rowOf(a.id), -1);
     }
 
-    void listMoves_data()
-    {
-        QTest::addColumn<int>("row");
-        QTest::addColumn<int>("before");
-        QTest::addColumn<QString>("order");
-
-        QTest::newRow("last to the top") << 3 << 0 << u"dabc"_s;
-        QTest::newRow("first to the end") << 0 << 4 << u"bcda"_s;
-        QTest::newRow("up by one") << 2 << 1 << u"acbd"_s;
-        QTest::newRow("to its own place") << 1 << 1 << u"abcd"_s;
-        QTest::newRow("above the top") << 0 << -1 << u"abcd"_s;
-        QTest::newRow("below the end") << 3 << 5 << u"abcd"_s;
-    }
     void listMoves()
     {
-        for (const QString &name : {u"a"_s, u"b"_s, u"c"_s, u"d"_s})
+        for (const QString &name : {u"a"_s, u"b"_s, u"c"_s})
             add(name);
         TunnelListModel model(*manager);
         const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-        QFETCH(int, row);
-        QFETCH(int, before);
-        QFETCH(QString, order);
-        model.moveRow({}, row, {}, before);
-        QCOMPARE(namesIn(model), order);
-        TunnelManager nextRun(world.services());
-        QCOMPARE(namesIn(TunnelListModel(nextRun)), order);
+        struct Move
+        {
+            int row;
+            int before;
+            QString order;
+        };
+        for (const auto &[row, before, order] :
+             {Move{2, 0, u"cab"_s}, Move{0, 3, u"abc"_s}, Move{2, 1, u"acb"_s}, Move{0, -1, u"acb"_s},
+              Move{2, 4, u"acb"_s}}) {
+            model.moveRow({}, row, {}, before);
+            QCOMPARE(namesIn(model), order);
+            TunnelManager nextRun(world.services());
+            QCOMPARE(namesIn(TunnelListModel(nextRun)), order);
+        }
     }
 };
 

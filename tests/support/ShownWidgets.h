@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <QAbstractButton>
+#include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
 
@@ -32,6 +34,35 @@ inline QLineEdit *field(const QWidget &top, const QString &label)
 {
     const auto *found = find<QLabel>(top, label);
     return found ? qobject_cast<QLineEdit *>(found->buddy()) : nullptr;
+}
+
+/// Returns whether something stands out from the ground there.
+inline bool hasInk(QWidget &widget, const QRect &part)
+{
+    const QImage image = widget.grab(part).toImage();
+    QImage ground(image.size(), image.format());
+    ground.setDevicePixelRatio(image.devicePixelRatio());
+    ground.fill(image.pixelColor(0, 0));
+    return image != ground;
+}
+
+/// Returns whether all pieces can be seen and none lies over another one.
+inline bool areApart(const QWidget &top)
+{
+    QRegion taken;
+    for (const QWidget *piece : top.findChildren<QWidget *>()) {
+        const bool isPiece = qobject_cast<const QLabel *>(piece) || qobject_cast<const QLineEdit *>(piece) ||
+                             qobject_cast<const QAbstractButton *>(piece) ||
+                             qobject_cast<const QComboBox *>(piece) || piece->inherits("QListView") ||
+                             piece->inherits("QPlainTextEdit");
+        if (!isPiece || !piece->isVisible())
+            continue;
+        const QRegion place = piece->visibleRegion().translated(piece->mapTo(&top, QPoint()));
+        if (place.isEmpty() || taken.intersects(place))
+            return false;
+        taken += place;
+    }
+    return true;
 }
 
 } // namespace ShownWidgets
