@@ -6,7 +6,9 @@
 #include "SettingsView.h"
 #include "ShownWidgets.h"
 #include "SymbolDrawing.h"
+#include "SymbolLabel.h"
 #include "TextLabel.h"
+#include "TunnelRunner.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -15,7 +17,6 @@
 #include <QHelpEvent>
 #include <QListView>
 #include <QMainWindow>
-#include <QPaintEvent>
 #include <QPushButton>
 #include <QTabBar>
 #include <QTest>
@@ -25,30 +26,20 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Gathers what is painted of a widget.
-class PaintWatch : public QObject
-{
-public:
-    explicit PaintWatch(QWidget *widget)
-        : QObject(widget)
-    {
-        widget->installEventFilter(this);
-    }
-    QRegion painted;
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (event->type() == QEvent::Paint)
-            painted += static_cast<QPaintEvent *>(event)->region();
-        return QObject::eventFilter(watched, event);
-    }
-};
-
 /// The bus passes on what is typed only where it can read the text.
 bool isRead(QObject *field)
 {
     return QAccessible::queryAccessibleInterface(field)->textInterface();
+}
+
+QString toolTipOf(QWidget &widget)
+{
+    QToolTip::hideText();
+    QHelpEvent event(QEvent::ToolTip, {}, widget.mapToGlobal(QPoint()));
+    QCoreApplication::sendEvent(&widget, &event);
+    const QString text = QToolTip::isVisible() ? QToolTip::text() : QString();
+    QToolTip::hideText();
+    return text;
 }
 
 QString accessibleName(QObject *object)
@@ -108,6 +99,11 @@ class TestTunnelsSettings : public QObject
         return ShownWidgets::find<QAbstractButton>(*view, title);
     }
     QLineEdit *field(const QString &title) const { return ShownWidgets::field(*view, title); }
+    bool symbolHasInk() const
+    {
+        auto *symbol = ShownWidgets::find<SymbolView>(*view, [](const SymbolView *) { return true; });
+        return symbol && ShownWidgets::hasInk(*symbol, symbol->rect());
+    }
     QLabel *label(const QString &text) const { return ShownWidgets::find<QLabel>(*view, text); }
 
 private Q_SLOTS:
@@ -176,6 +172,7 @@ private Q_SLOTS:
         show();
         clickRow(1);
         QCOMPARE(field(u"Hostname"_s)->text(), u"b.example"_s);
+        QVERIFY(button(u"Start this tunnel when the app opens"_s)->isChecked());
         field(u"Name"_s)->setFocus();
         field(u"Name"_s)->selectAll();
         press(Qt::Key_Delete);
@@ -185,6 +182,9 @@ private Q_SLOTS:
         click(u"Save"_s);
         QCOMPARE(manager->tunnels()[1], (TunnelConfig{id, u"c"_s, u"b.example"_s, true}));
         QTRY_COMPARE(list->model()->index(1, 0).data(), u"c"_s);
+        click(u"Start this tunnel when the app opens"_s);
+        click(u"Save"_s);
+        QVERIFY(!manager->tunnels()[1].startOnLaunch);
 
         type(u"unsaved"_s);
         clickRow(0);
@@ -272,16 +272,30 @@ private Q_SLOTS:
         QTRY_COMPARE(dot(), shade(ColorRole::Red));
     }
 
-    void aStatePaintsOneRow()
+    /// Every text and symbol shows, beside the others.
+    void everythingCanBeSeen()
     {
-        const QList<TunnelConfig> tunnels = add(QString(100, u'a').split(QString(), Qt::SkipEmptyParts));
         show();
-        QCoreApplication::processEvents();
-        auto *watch = new PaintWatch(list->viewport());
-        manager->start(tunnels[3].id);
-        manager->start(tunnels[99].id); // out of sight
-        QTRY_VERIFY(!watch->painted.isEmpty());
-        QCOMPARE(watch->painted.boundingRect(), rowRect(3));
+        field(u"Token"_s)->setFocus();
+        type(u"x"_s);
+        QVERIFY(ShownWidgets::areApart(*view));
+        QVERIFY(symbolHasInk()); // beside the warning
+        const QUuid id = add({u"a"_s, u"b"_s}).first().id;
+        manager->runner(id)->fail(u"broken"_s);
+        QTRY_COMPARE(list->model()->rowCount(), 2);
+        clickRow(0);
+        QVERIFY(ShownWidgets::areApart(*view));
+        QRect row = rowRect(1).adjusted(20, 0, 0, -rowRect(1).height() / 2);
+        QVERIFY(ShownWidgets::hasInk(*list->viewport(), row)); // the name
+        row.translate(0, row.height());
+        QVERIFY(ShownWidgets::hasInk(*list->viewport(), row)); // the host name
+        for (QWidget *one :
+             std::initializer_list<QWidget *>{label(u"Error: broken"_s), button(u"Add tunnel"_s),
+                                              button(u"Delete the selected tunnel"_s), button(u"Show"_s)})
+            QVERIFY(ShownWidgets::hasInk(*one, one->rect()));
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, Qt::ControlModifier, rowRect(0).center());
+        QVERIFY(label(u"Select a tunnel"_s) && ShownWidgets::areApart(*view));
+        QVERIFY(symbolHasInk());
     }
 
     void restsWhileHidden()
@@ -304,12 +318,8 @@ private Q_SLOTS:
     {
         add({u"a"_s, u"b"_s, u"c"_s});
         show();
-        const std::initializer_list<std::pair<Qt::Key, QString>> steps = {
-            {Qt::Key_Up, u"abc"_s}, // is the first already
-            {Qt::Key_Down, u"bac"_s},
-            {Qt::Key_Down, u"bca"_s},
-            {Qt::Key_Down, u"bca"_s},
-            {Qt::Key_Up, u"bac"_s}};
+        const QList<std::pair<Qt::Key, QString>> steps{
+            {Qt::Key_Up, u"abc"_s}, {Qt::Key_Down, u"bac"_s}, {Qt::Key_Up, u"abc"_s}};
         for (const auto &[key, order] : steps) {
             press(key, Qt::AltModifier);
             QCOMPARE(names(), order);
@@ -350,31 +360,23 @@ private Q_SLOTS:
         QVERIFY(!isRead(token));
     }
 
-    void cutTextsHaveTooltips_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("lines");
-        QTest::addColumn<bool>("isCut");
-
-        QTest::newRow("fits on two lines") << u"failed & why"_s << 2 << false;
-        QTest::newRow("words") << u"failed <b> "_s.repeated(20) << 2 << true;
-        QTest::newRow("without blanks") << QString(200, u'm') << 1 << true;
-    }
     void cutTextsHaveTooltips()
     {
-        QFETCH(QString, text);
-        QFETCH(int, lines);
-        QFETCH(bool, isCut);
-        ClampedLabel label(FontRole::Caption, ColorRole::None, lines);
-        label.setText(text);
-        label.resize(80, label.sizeHint().height());
-        label.show();
-        QHelpEvent event(QEvent::ToolTip, {}, label.mapToGlobal(QPoint()));
-        QCoreApplication::sendEvent(&label, &event);
-        const QString expected = isCut ? u"<div>"_s + text.toHtmlEscaped() + u"</div>"_s : QString();
-        QTRY_COMPARE(QToolTip::text(), expected);
-        QToolTip::hideText();
-        QTRY_VERIFY(!QToolTip::isVisible());
+        struct Row
+        {
+            QString text;
+            int lines;
+            bool isCut;
+        };
+        for (const auto &[text, lines, isCut] :
+             {Row{u"failed & why"_s, 2, false}, Row{u"failed <b> "_s.repeated(20), 2, true},
+              Row{QString(200, u'm'), 1, true}}) {
+            ClampedLabel label(FontRole::Caption, ColorRole::None, lines);
+            label.setText(text);
+            label.resize(80, label.sizeHint().height());
+            label.show();
+            QCOMPARE(toolTipOf(label), isCut ? u"<div>"_s + text.toHtmlEscaped() + u"</div>"_s : QString());
+        }
     }
 
     /// Wherever the state is shown, and only while the tunnel is trying to connect.
@@ -386,33 +388,27 @@ private Q_SLOTS:
         show();
         const auto notes = [&](const QString &state) {
             const QModelIndex row = list->model()->index(0, 0);
-            QStringList tips{row.data(Qt::ToolTipRole).toString(),
-                             row.data(Qt::AccessibleDescriptionRole).toString()};
+            QStringList found{row.data(Qt::ToolTipRole).toString(),
+                              row.data(Qt::AccessibleDescriptionRole).toString()};
             for (const QWidget *window : std::initializer_list<QWidget *>{view.get(), &logs}) {
-                QLabel *one = ShownWidgets::find<QLabel>(*window, state);
-                if (!one)
-                    continue;
-                QToolTip::hideText();
-                QHelpEvent event(QEvent::ToolTip, {}, one->mapToGlobal(QPoint()));
-                QCoreApplication::sendEvent(one, &event);
-                tips += {QToolTip::isVisible() ? QToolTip::text() : QString(),
-                         QAccessible::queryAccessibleInterface(one)->text(QAccessible::Description)};
+                if (QLabel *shown = ShownWidgets::find<QLabel>(*window, state))
+                    found += {toolTipOf(*shown),
+                              QAccessible::queryAccessibleInterface(shown)->text(QAccessible::Description)};
             }
-            QToolTip::hideText();
-            return tips;
+            return found;
         };
-        manager->start(id);
-        QTRY_COMPARE(notes(u"Connecting…"_s),
-                     (QStringList{QString(), u"Connecting…"_s, QString(), QString(), QString(), QString()}));
+        const QString connecting = u"Connecting…"_s;
+        const QString connected = u"Connected (1 connection)"_s;
         const QString note = u"Last error: a < b"_s;
         const QString tip = u"<div>Last error: a &lt; b</div>"_s;
+        manager->start(id);
+        QTRY_COMPARE(notes(connecting), (QStringList{{}, connecting, {}, {}, {}, {}}));
         world->launcher.last().write("x ERR a < b\n");
-        QTRY_COMPARE(notes(u"Connecting…"_s),
-                     (QStringList{note, u"Connecting… "_s + note, tip, note, tip, note}));
+        QTRY_COMPARE(notes(connecting), (QStringList{note, connecting + u' ' + note, tip, note, tip, note}));
         world->launcher.last().write("Registered tunnel connection connIndex=0\n");
-        const QString connected = u"Connected (1 connection)"_s;
-        QTRY_COMPARE(notes(connected),
-                     (QStringList{QString(), connected, QString(), QString(), QString(), QString()}));
+        QTRY_COMPARE(notes(connected), (QStringList{{}, connected, {}, {}, {}, {}}));
+        world->launcher.last().write("Registered tunnel connection connIndex=1\n");
+        QTRY_VERIFY(label(u"Connected (2 connections)"_s));
     }
 
     void savedNoteComesAndGoes()
@@ -442,18 +438,11 @@ private Q_SLOTS:
         QCOMPARE(row->text(QAccessible::Description), u"Connecting…"_s);
     }
 
-    void largeFontFromTheStart_data()
-    {
-        QTest::addColumn<qreal>("points");
-        for (const int points : {12, 14, 16, 18, 24})
-            QTest::addRow("%d points", points) << qreal(points);
-    }
     void largeFontFromTheStart()
     {
-        QFETCH(qreal, points);
         const auto restore = qScopeGuard([font = QApplication::font()] { QApplication::setFont(font); });
         QFont large = QApplication::font();
-        large.setPointSizeF(points);
+        large.setPointSizeF(18);
         QApplication::setFont(large);
         add({u"a"_s});
         QMainWindow window;
