@@ -10,6 +10,8 @@
 #include <QStringList>
 #include <QUrl>
 
+#include <algorithm>
+
 /// Calls that reached the desktop, in order, as text.
 using Journal = QStringList;
 
@@ -77,15 +79,12 @@ public:
     void setDockMenu(const Menu &newMenu) override { dockMenu = newMenu; }
 
     /// The entry of that title as it is drawn now; an empty one when there is none.
-    static MenuItem entry(const Menu &menu, const QString &title)
+    MenuItem entry(const QString &title) const
     {
-        for (const MenuItem &item : menu) {
-            if (item.title == title)
-                return item;
-        }
-        return {};
+        const auto isIt = [&title](const MenuItem &item) { return item.title == title; };
+        const auto found = std::find_if(menu.begin(), menu.end(), isIt);
+        return found == menu.end() ? MenuItem() : *found;
     }
-    MenuItem entry(const QString &title) const { return entry(menu, title); }
 
     Callbacks callbacks;
     StatusItemContent content;

@@ -76,9 +76,11 @@ private Q_SLOTS:
         QCOMPARE(&settings(), window);
         QCOMPARE(window->pos(), moved);
         presenter->showSettings();
-        QCOMPARE(journal, Journal(3, u"activate window"_s));
-
+        settings().showMinimized();
+        showSettings();
+        QVERIFY(!settings().isMinimized());
         showLogs();
+        QCOMPARE(journal, Journal(5, u"activate window"_s));
         QCOMPARE(logs().windowTitle(), u"Tunnel Logs"_s);
         QCOMPARE(logs().centralWidget()->size(), QSize(820, 480));
         logs().resize(1, 1);
@@ -100,7 +102,7 @@ private Q_SLOTS:
     void windowsAreCentredAsTheyAre()
     {
         const QFont usual = QApplication::font();
-        for (const int points : {usual.pointSize(), 18, 30}) {
+        for (const int points : {usual.pointSize(), 30}) {
             presenter = std::make_unique<WindowPresenter>(*manager, *application);
             QFont font = usual;
             font.setPointSize(points);
@@ -176,23 +178,13 @@ private Q_SLOTS:
 
         name->setReadOnly(true);
         field(u"Token"_s)->setFocus();
+        QTest::keyClicks(field(u"Token"_s), u"secret"_s);
+        field(u"Token"_s)->selectAll(); // and hidden text is not given away
+        QCOMPARE(enabledEditing(settings()), (QStringList{u"Undo"_s, u"Paste"_s, u"Select All"_s}));
+        action(settings(), u"Copy"_s)->trigger();
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"home"_s);
         name->setFocus();
         QCOMPARE(enabledEditing(settings()), (QStringList{u"Select All"_s}));
-    }
-
-    void hiddenTextIsNotGivenAway()
-    {
-        showSettings();
-        QLineEdit *token = field(u"Token"_s);
-        token->setFocus();
-        QTest::keyClicks(token, u"secret"_s);
-        QTest::keyClick(token, Qt::Key_A, Qt::ControlModifier);
-        QVERIFY(!enabledEditing(settings()).contains(u"Copy"_s) &&
-                !enabledEditing(settings()).contains(u"Cut"_s));
-        action(settings(), u"Copy"_s)->trigger();
-        QTest::keyClick(token, Qt::Key_C, Qt::ControlModifier);
-        QTest::keyClick(token, Qt::Key_X, Qt::ControlModifier);
-        QCOMPARE(QGuiApplication::clipboard()->text(), QString());
     }
 
     void editsTheLog()
