@@ -17,7 +17,7 @@
 #include <QVariant>
 
 #include <algorithm>
-#include <list>
+#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -129,17 +129,20 @@ public:
     Duration now() const override { return m_now; }
     std::unique_ptr<ScheduledWork> after(Duration delay, std::function<void()> work) override
     {
-        m_entries.push_back({m_now + delay, std::move(work)});
-        return std::make_unique<Handle>(*this, std::prev(m_entries.end()));
+        auto entry = std::make_shared<std::function<void()>>(std::move(work));
+        m_entries.emplace(m_now + delay, entry);
+        return std::make_unique<Handle>(std::move(entry));
     }
 
     /// Lets the time pass and runs what falls due, in order.
     void advance(Duration duration)
     {
         const Duration end = m_now + duration;
-        for (auto due = earliest(); due != m_entries.end() && due->time <= end; due = earliest()) {
-            m_now = due->time;
-            std::exchange(due->work, {})(); // its handle takes the entry away
+        while (!m_entries.empty() && m_entries.begin()->first <= end) {
+            const auto due = m_entries.extract(m_entries.begin());
+            m_now = due.key();
+            if (const auto work = std::exchange(*due.mapped(), {}))
+                work();
         }
         m_now = end;
     }
@@ -147,42 +150,24 @@ public:
     qsizetype pendingCount() const
     {
         return std::count_if(m_entries.begin(), m_entries.end(),
-                             [](const Entry &entry) { return bool(entry.work); });
+                             [](const auto &entry) { return bool(*entry.second); });
     }
 
 private:
-    struct Entry
+    using Entry = std::shared_ptr<std::function<void()>>;
+    struct Handle : ScheduledWork
     {
-        Duration time;
-        std::function<void()> work;
-    };
-    class Handle : public ScheduledWork
-    {
-    public:
-        Handle(FakeScheduler &owner, std::list<Entry>::iterator entry)
-            : m_owner(owner)
-            , m_entry(entry)
+        explicit Handle(Entry newEntry)
+            : entry(std::move(newEntry))
         {
         }
-        ~Handle() override { m_owner.m_entries.erase(m_entry); }
+        ~Handle() override { *entry = {}; }
 
-    private:
-        FakeScheduler &m_owner;
-        std::list<Entry>::iterator m_entry;
+        Entry entry;
     };
 
-    std::list<Entry>::iterator earliest()
-    {
-        auto first = m_entries.end();
-        for (auto entry = m_entries.begin(); entry != m_entries.end(); ++entry) {
-            if (entry->work && (first == m_entries.end() || entry->time < first->time))
-                first = entry;
-        }
-        return first;
-    }
-
     Duration m_now{0};
-    std::list<Entry> m_entries;
+    std::multimap<Duration, Entry> m_entries;
 };
 
 /// Children driven by hand: a test writes their output and ends them.
@@ -218,13 +203,12 @@ public:
     {
         if (!prepareError.isEmpty() || int(children.size()) == mostChildren)
             return {nullptr, prepareError};
-        children.push_back(std::make_shared<Child>(Child{nextPid++, command, std::move(callbacks)}));
+        children.push_back(std::make_shared<Child>(Child{m_nextPid++, command, std::move(callbacks)}));
         return {std::make_unique<Handle>(*this, children.back()), {}};
     }
     Child &last() { return *children.back(); }
 
     std::vector<std::shared_ptr<Child>> children;
-    qint32 nextPid = 1000;
     QString error;        ///< not empty: no program can be run, for this reason
     QString prepareError; ///< not empty: there is no process for it, for this reason
     int mostChildren = -1;
@@ -258,6 +242,8 @@ private:
         FakeChildLauncher &m_launcher;
         std::shared_ptr<Child> m_child;
     };
+
+    qint32 m_nextPid = 1000;
 };
 
 class FakeProcessTable : public ProcessTable
