@@ -57,7 +57,9 @@ inline bool areApart(const QWidget &top)
                              piece->inherits("QPlainTextEdit");
         if (!isPiece || !piece->isVisible())
             continue;
-        const QRegion place = piece->visibleRegion().translated(piece->mapTo(&top, QPoint()));
+        QRect place(piece->mapTo(&top, QPoint()), piece->size());
+        for (const QWidget *one = piece->parentWidget(); one != &top; one = one->parentWidget())
+            place &= QRect(one->mapTo(&top, QPoint()), one->size()); // the rest can be scrolled to
         if (place.isEmpty() || taken.intersects(place))
             return false;
         taken += place;
