@@ -75,10 +75,7 @@ struct Desk
             return manager.runner(id)->fail(u"no %1 way"_s);
         if (state == TunnelState::Case::Stopped)
             return;
-        auto &child = world.connect(manager, id, state == TunnelState::Case::Starting ? 0 : 2);
-        if (state == TunnelState::Case::Reconnecting)
-            child.write("INF Unregistered tunnel connection connIndex=0\n"
-                        "INF Unregistered tunnel connection connIndex=1\n");
+        world.connect(manager, id, state == TunnelState::Case::Starting ? 0 : 2);
         if (state == TunnelState::Case::Stopping)
             manager.stop(id);
     }
@@ -145,11 +142,9 @@ private Q_SLOTS:
         const auto isConnected = [row](const QString &hostname, const QStringList &open) {
             row(hostname, connected, u"Connected (2 connections)"_s, u"stop"_s, u"green"_s, open);
         };
-        isConnected(u"a b"_s, {});
         isConnected(u" API.Example.org "_s, {u"    Open API.Example.org -> open https://api.example.org"_s});
         isConnected(u"HTTP://http:80/b?c"_s, {u"    Open http -> open http://http:80/b?c"_s});
         isConnected(u"file:///srv/a%20b"_s, {u"    Open file:///srv/a%20b -> open file:///srv/a%20b"_s});
-        row(u"a.example"_s, TunnelState::Case::Reconnecting, u"Reconnecting…"_s, u"stop"_s, u"orange"_s);
         row({}, TunnelState::Case::Stopping, u"Stopping…"_s, u"stop"_s, u"orange"_s);
         row({}, stopped, u"Stopped · click to start"_s, u"start"_s, u"grey"_s);
         row(u" a.example "_s, stopped, u"Stopped ·  a.example "_s, u"start"_s, u"grey"_s);

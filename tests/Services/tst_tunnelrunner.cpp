@@ -162,34 +162,31 @@ private Q_SLOTS:
         QCOMPARE(bench.runner.reason(), QString());
     }
 
-    void warnsWhereTheStateCannotBeRead_data()
-    {
-        QTest::addColumn<QByteArrayList>("setting");
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<QString>("cause");
-
-        const QByteArray json = "bare\n{\"level\":\"info\"}\n{}\n";
-        const QByteArrayList none{"TUNNEL_LOGLEVEL", "info"};
-        QTest::newRow("level") << QByteArrayList{"TUNNEL_LOGLEVEL", "error"} << QByteArray()
-                               << u"the environment sets TUNNEL_LOGLEVEL=error"_s;
-        QTest::newRow("format, once") << QByteArrayList{"TUNNEL_LOG_OUTPUT", "json"} << json
-                                      << u"the environment sets TUNNEL_LOG_OUTPUT=json"_s;
-        QTest::newRow("output") << none << json << u"cloudflared prints its log as JSON"_s;
-        QTest::newRow("late output") << none << QByteArray("INF {}\n").repeated(20) + json << QString();
-    }
     void warnsWhereTheStateCannotBeRead()
     {
-        QFETCH(QByteArrayList, setting);
-        QFETCH(QByteArray, output);
-        QFETCH(QString, cause);
-        qputenv(setting[0], setting[1]);
-        const auto restore = qScopeGuard([&] { qunsetenv(setting[0]); });
-        Bench bench;
-        bench.start();
-        bench.child().write(output);
-        const QString sentence = u"▶\uFE0E The state shown may be wrong: "_s;
-        QCOMPARE(bench.logged().filter(sentence),
-                 cause.isEmpty() ? QStringList() : QStringList{sentence + cause});
+        struct Row
+        {
+            const char *variable;
+            QByteArray value;
+            QByteArray output;
+            QString cause; ///< empty for none
+        };
+        const QByteArray json = "bare\n{\"level\":\"info\"}\n{}\n";
+        const char *const level = "TUNNEL_LOGLEVEL";
+        for (const auto &[variable, value, output, cause] :
+             {Row{level, "error", {}, u"the environment sets TUNNEL_LOGLEVEL=error"_s},
+              Row{"TUNNEL_LOG_OUTPUT", "json", json, u"the environment sets TUNNEL_LOG_OUTPUT=json"_s},
+              Row{level, "info", json, u"cloudflared prints its log as JSON"_s},
+              Row{level, "info", QByteArray("INF {}\n").repeated(20) + json, {}}}) {
+            qputenv(variable, value);
+            Bench bench;
+            bench.start();
+            qunsetenv(variable);
+            bench.child().write(output);
+            const QString sentence = u"▶\uFE0E The state shown may be wrong: "_s;
+            QCOMPARE(bench.logged().filter(sentence),
+                     cause.isEmpty() ? QStringList() : QStringList{sentence + cause});
+        }
     }
 
     void aNewStartForgetsTheLastRun()

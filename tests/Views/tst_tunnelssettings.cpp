@@ -16,7 +16,6 @@
 #include <QClipboard>
 #include <QHelpEvent>
 #include <QListView>
-#include <QMainWindow>
 #include <QPushButton>
 #include <QTabBar>
 #include <QTest>
@@ -407,24 +406,6 @@ private Q_SLOTS:
         QVERIFY(label(u"Saved"_s));
         QTRY_VERIFY(!label(u"Saved"_s));
         QVERIFY2(sinceSave.elapsed() >= 1400, qPrintable(QString::number(sinceSave.elapsed())));
-    }
-
-    void largeFontFromTheStart()
-    {
-        const auto restore = qScopeGuard([font = QApplication::font()] { QApplication::setFont(font); });
-        QFont large = QApplication::font();
-        large.setPointSizeF(18);
-        QApplication::setFont(large);
-        add({u"a"_s});
-        QMainWindow window;
-        window.setCentralWidget(view.get());
-        const auto takeBack = qScopeGuard([&window] { window.takeCentralWidget(); });
-        window.resize(640, 400);
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
-        const QAbstractButton *longest = button(u"Start this tunnel when the app opens"_s);
-        QTRY_VERIFY(longest->width() >= longest->sizeHint().width());
-        QVERIFY(label(u"Name"_s)->width() >= label(u"Name"_s)->sizeHint().width());
     }
 
     void followsFontAndPalette()
