@@ -31,14 +31,14 @@ bool isRead(QObject *field)
     return QAccessible::queryAccessibleInterface(field)->textInterface();
 }
 
-QString toolTipOf(QWidget &widget)
+QString toolTipOf(QWidget &widget, const QPoint &at = {})
 {
-    QToolTip::hideText();
-    QHelpEvent event(QEvent::ToolTip, {}, widget.mapToGlobal(QPoint()));
+    QToolTip::hideText(); // some time later
+    if (!QTest::qWaitFor([] { return !QToolTip::isVisible(); }))
+        return u"a tooltip that stays"_s;
+    QHelpEvent event(QEvent::ToolTip, at, widget.mapToGlobal(at));
     QCoreApplication::sendEvent(&widget, &event);
-    const QString text = QToolTip::isVisible() ? QToolTip::text() : QString();
-    QToolTip::hideText();
-    return text;
+    return QToolTip::isVisible() ? QToolTip::text() : QString();
 }
 
 QString accessibleName(QObject *object)
@@ -361,6 +361,13 @@ private Q_SLOTS:
             label.show();
             QCOMPARE(toolTipOf(label), isCut ? u"<div>"_s + text.toHtmlEscaped() + u"</div>"_s : QString());
         }
+
+        const QString name(200, u'm');
+        add({name, u"b"_s});
+        show();
+        QCOMPARE(toolTipOf(*list->viewport(), rowRect(0).center()),
+                 u"<div>%1</div><div>%1.example</div>"_s.arg(name));
+        QCOMPARE(toolTipOf(*list->viewport(), rowRect(1).center()), QString());
     }
 
     /// Wherever the state is shown, and only while the tunnel is trying to connect.
