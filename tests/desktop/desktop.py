@@ -6,12 +6,13 @@
 
 import os
 import signal
+import subprocess
 import sys
 import unittest
 from pathlib import Path
 
 from accessibility import BUTTON, Accessibility, find, has_state, label_of, showing, offers_text, text_of
-from desktop_reader import Bus, Launcher, Screen, StatusItem
+from desktop_reader import WATCHER, Bus, Launcher, Screen, StatusItem
 from session import PANEL_HEIGHT, Program, Session, tunnel, wait_for
 
 PROGRAM = Path(os.environ["MORVANEL_PROGRAM"])
@@ -20,6 +21,7 @@ SETTINGS = "Morvanel Settings"
 LOGS = "Tunnel Logs"
 SECRET = "eyJsecret.scenario.connected"
 GREEN, RED = (0x23, 0x9A, 0x47), (0xE5, 0x48, 0x4D)  # of the status icons
+WHITE = (0xFF, 0xFF, 0xFF)  # the ground of the program's own menu
 
 
 class Desktop(unittest.TestCase):
@@ -28,7 +30,7 @@ class Desktop(unittest.TestCase):
         cls.session = Session(display="1280x900")
         cls.addClassCleanup(cls.session.close)
         cls.session.environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
-        cls.session.start_panel()
+        cls.panel = cls.session.start_panel()
         cls.bus = Bus(cls.session)
         cls.screen = Screen(cls.session)
         cls.accessibility = Accessibility(cls.session.environment)
@@ -103,6 +105,28 @@ class Desktop(unittest.TestCase):
                 text = text.partition(part)[2]
             return True
         wait_for(holds, f"the log says {parts}")
+
+    def test_an_old_tray_gives_way_to_a_panel(self):
+        """Their icons and menus, as they are drawn and clicked."""
+        tray, panel, between = "1280x40+0+860", f"1280x{PANEL_HEIGHT}+0+0", "1280x800+0+50"
+        self.panel.terminate()
+        self.panel.wait()
+        wait_for(lambda: not self.session.owner(WATCHER), "the panel is gone")
+        old = self.session.spawn("trayer", "--edge", "bottom", "--height", "32", stderr=subprocess.DEVNULL)
+        self.session.configure([tunnel("launched", start=True)], CLOUDFLARED, lambda _: SECRET, showsInDock=False)
+        self.program = Program(self.session, PROGRAM, {"MORVANEL_SPEED": "10"})
+        self.screen.click(GREEN, tray)
+        wait_for(lambda: self.screen.find(WHITE, between), "the menu is open")
+        self.screen.key("Escape")
+        wait_for(lambda: not self.screen.find(WHITE, between), "the menu is closed")
+
+        type(self).panel = self.session.start_panel()
+        self.screen.click(GREEN, panel)
+        self.screen.click(GREEN, between)  # the tunnel's dot
+        wait_for(lambda: not self.program.children(), "the tunnel is stopped")
+        wait_for(lambda: not self.screen.find(GREEN, tray), "the tray shows the icon no more")
+        old.terminate()
+        old.wait()
 
     def test_first_minutes_and_the_next_log_in(self):
         self.launch()

@@ -4,7 +4,7 @@
 """What a desktop and its user see of Morvanel, and how they answer.
 
 Each class looks from outside the program: `StatusItem` and `Launcher` over the session bus as a panel and a dock do,
-`Screen` at the windows and the pixels, with the keyboard. What a screen reader gets is in accessibility.py.
+`Screen` at the windows and the pixels, with keyboard and mouse. What a screen reader gets is in accessibility.py.
 """
 
 import os
@@ -128,7 +128,7 @@ class Launcher:
 
 
 class Screen:
-    """The display of a session: its windows, its pixels and its keyboard."""
+    """The display of a session: its windows, its pixels, its keyboard and its mouse."""
 
     def __init__(self, session):
         self.session = session
@@ -169,3 +169,13 @@ class Screen:
             if all(abs(pixels[i + c] - colour[c]) < 12 for c in range(3)):
                 return left + i // 3 % width, top + i // 3 // width
         return None
+
+    def click(self, colour, geometry):
+        """Clicks at the first point that has the colour, once it stays in place."""
+        seen = [None]
+
+        def rests():
+            seen.append(self.find(colour, geometry))
+            return seen[-1] and seen[-1] == seen[-2]
+        wait_for(rests, f"something of the colour {colour} is in {geometry}")
+        self.session.run("xdotool", "mousemove", *map(str, seen[-1]), "click", "1")
