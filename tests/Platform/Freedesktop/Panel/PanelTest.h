@@ -15,14 +15,16 @@
 
 using namespace Qt::StringLiterals;
 
-/// Another program on the test's session bus.
+/// Another program on a bus, as a rule the test's session bus.
 class BusClient
 {
 public:
-    explicit BusClient(const QString &name)
+    explicit BusClient(const QString &name,
+                       const QString &address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS"))
         : m_name(name)
-        , m_bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, name))
+        , m_bus(QDBusConnection::connectToBus(address, name))
     {
+        registerBusTypes(); // before anything listens for them
     }
     ~BusClient() { vanish(); }
 
@@ -65,32 +67,26 @@ inline QVariantMap propertiesOf(const QDBusAbstractInterface &proxy)
 }
 
 /// A panel's side of org.kde.StatusNotifierWatcher, under the control of a test.
-class FakeWatcher : public QObject
+class FakeWatcher : public QObject, public BusClient
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
     Q_PROPERTY(bool IsStatusNotifierHostRegistered MEMBER m_hasHost)
 
 public:
-    explicit FakeWatcher(const QString &connection)
-        : client(connection)
-    {
-        offerOn(client.bus());
-    }
+    using BusClient::BusClient;
 
-    void offerOn(QDBusConnection bus)
+    bool start()
     {
-        bus.registerObject(u"/StatusNotifierWatcher"_s, this, QDBusConnection::ExportAllContents);
+        bus().registerObject(u"/StatusNotifierWatcher"_s, this, QDBusConnection::ExportAllContents);
+        return bus().registerService(u"org.kde.StatusNotifierWatcher"_s);
     }
-    bool start() { return client.bus().registerService(busName); }
     void setHost(bool present)
     {
         m_hasHost = present;
         present ? Q_EMIT StatusNotifierHostRegistered() : Q_EMIT StatusNotifierHostUnregistered();
     }
 
-    const QString busName = u"org.kde.StatusNotifierWatcher"_s;
-    BusClient client;
     QStringList items;     ///< registered so far
     int refusals = 0;      ///< how many registrations to answer with an error
     bool isFrozen = false; ///< takes registrations without ever answering
@@ -101,7 +97,7 @@ public Q_SLOTS:
         if (isFrozen || refusals > 0)
             message.setDelayedReply(true);
         if (!isFrozen && refusals-- > 0) {
-            client.bus().send(message.createErrorReply(QDBusError::UnknownObject, QString()));
+            bus().send(message.createErrorReply(QDBusError::UnknownObject, QString()));
             return;
         }
         items += service;

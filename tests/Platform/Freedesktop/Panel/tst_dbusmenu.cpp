@@ -30,7 +30,7 @@ class TestDBusMenu : public QObject
 private:
     QList<MenuLayout> children(int depth = -1, const QStringList &names = {})
     {
-        const QDBusMessage answer = answerTo(m_panel->GetLayout(ExportedMenu::rootId, depth, names));
+        const QDBusMessage answer = answerTo(m_panel.GetLayout(ExportedMenu::rootId, depth, names));
         QList<MenuLayout> children;
         for (const QVariant &child : qdbus_cast<MenuLayout>(answer.arguments().value(1)).children)
             children += qdbus_cast<MenuLayout>(child);
@@ -47,40 +47,30 @@ private:
     /// Sets the menu and returns the signals that the panel hears of it.
     std::pair<MenuPropertiesList, MenuPropertyNamesList> changesOf(const Menu &menu)
     {
-        m_properties->clear();
-        m_layouts->clear();
+        m_properties.clear();
+        m_layouts.clear();
         m_menu->setMenu(menu);
         children(0); // what was sent before has come by now
-        const QVariantList change = m_properties->value(0);
+        const QVariantList change = m_properties.value(0);
         return {change.value(0).value<MenuPropertiesList>(), change.value(1).value<MenuPropertyNamesList>()};
     }
 
-    std::unique_ptr<BusClient> m_client;
+    BusClient m_client{u"client"_s};
+    dbusmenuProxy m_panel = m_client.proxy<dbusmenuProxy>(u"/MenuBar"_s);
+    QSignalSpy m_properties{&m_panel, &dbusmenuProxy::ItemsPropertiesUpdated};
+    QSignalSpy m_layouts{&m_panel, &dbusmenuProxy::LayoutUpdated};
     std::unique_ptr<DBusMenu> m_menu;
-    std::unique_ptr<dbusmenuProxy> m_panel;
-    std::unique_ptr<QSignalSpy> m_properties;
-    std::unique_ptr<QSignalSpy> m_layouts;
     QStringList m_chosen;
 
 private Q_SLOTS:
     void init()
     {
-        m_client = std::make_unique<BusClient>(u"client"_s);
         m_menu = std::make_unique<DBusMenu>(QDBusConnection::sessionBus(), u"/MenuBar"_s);
-        m_panel.reset(
-            new dbusmenuProxy(QDBusConnection::sessionBus().baseService(), u"/MenuBar"_s, m_client->bus()));
-        m_properties = std::make_unique<QSignalSpy>(m_panel.get(), &dbusmenuProxy::ItemsPropertiesUpdated);
-        m_layouts = std::make_unique<QSignalSpy>(m_panel.get(), &dbusmenuProxy::LayoutUpdated);
-        m_menu->setMenu(Samples::menu(3));
         m_chosen.clear();
         connect(m_menu.get(), &DBusMenu::chosen, this, [this](const MenuItem &item) { m_chosen += item.id; });
+        changesOf(Samples::menu(3));
     }
-    void cleanup()
-    {
-        m_panel.reset();
-        m_menu.reset();
-        m_client.reset();
-    }
+    void cleanup() { m_menu.reset(); }
 
     void layoutIsComplete()
     {
@@ -98,45 +88,44 @@ private Q_SLOTS:
         QCOMPARE(keysOf(entries[7]), (MenuShortcut{{u"Control"_s, u"q"_s}}));
         QCOMPARE(children(0).size(), 0);
         QCOMPARE(children(1, {u"label"_s})[0].properties.keys(), QStringList{u"label"_s});
-        QCOMPARE(propertiesOf(*m_panel), QVariantMap({{u"Version"_s, 3U},
-                                                      {u"Status"_s, u"normal"_s},
-                                                      {u"TextDirection"_s, u"ltr"_s},
-                                                      {u"IconThemePath"_s, QStringList()}}));
+        QCOMPARE(propertiesOf(m_panel), QVariantMap({{u"Version"_s, 3U},
+                                                     {u"Status"_s, u"normal"_s},
+                                                     {u"TextDirection"_s, u"ltr"_s},
+                                                     {u"IconThemePath"_s, QStringList()}}));
     }
 
     void groupsAnswerForTheEntriesThatExist()
     {
         const int quit = numberOf(u"Quit"_s);
         const auto first = [](const QDBusPendingCall &call) { return answerTo(call).arguments().value(0); };
-        QCOMPARE(first(m_panel->GetProperty(quit, u"label"_s)).value<QDBusVariant>().variant(),
-                 QVariant(u"Quit Morvanel"_s));
-        QCOMPARE(first(m_panel->GetProperty(quit, u"enabled"_s)).value<QDBusVariant>().variant(),
-                 QVariant(true));
+        for (const auto &[name, value] : {std::pair(u"label"_s, QVariant(u"Quit Morvanel"_s)),
+                                          std::pair(u"enabled"_s, QVariant(true))}) // written, and by default
+            QCOMPARE(first(m_panel.GetProperty(quit, name)).value<QDBusVariant>().variant(), value);
         const auto group = [&](const QList<int> &ids) {
-            return qdbus_cast<MenuPropertiesList>(first(m_panel->GetGroupProperties(ids, {u"label"_s})));
+            return qdbus_cast<MenuPropertiesList>(first(m_panel.GetGroupProperties(ids, {u"label"_s})));
         };
         QCOMPARE(group({quit, unknown, quit}),
                  (MenuPropertiesList{{quit, {{u"label"_s, u"Quit Morvanel"_s}}}}));
         QCOMPARE(group({}).size(), Samples::menu(3).size() + 1);
-        const QVariantList shown = answerTo(m_panel->AboutToShowGroup({0, unknown})).arguments();
+        const QVariantList shown = answerTo(m_panel.AboutToShowGroup({0, unknown})).arguments();
         QCOMPARE(qdbus_cast<QList<int>>(shown.value(0)), QList<int>());
         QCOMPARE(qdbus_cast<QList<int>>(shown.value(1)), QList<int>{unknown});
         const MenuEventList events{{quit, u"hovered"_s, none, 0}, {unknown, u"clicked"_s, none, 0}};
-        QCOMPARE(qdbus_cast<QList<int>>(first(m_panel->EventGroup(events))), QList<int>{unknown});
+        QCOMPARE(qdbus_cast<QList<int>>(first(m_panel.EventGroup(events))), QList<int>{unknown});
     }
 
     void badCallsGetAnError()
     {
         const QList<QDBusPendingCall> calls{
-            m_panel->GetLayout(unknown, -1, {}),
-            m_panel->GetLayout(-1, 0, {}),
-            m_panel->GetGroupProperties({unknown, unknown + 1}, {}),
-            m_panel->GetProperty(unknown, u"label"_s),
-            m_panel->GetProperty(0, u"nonsense"_s),
-            m_panel->Event(unknown, u"clicked"_s, none, 0),
-            m_panel->EventGroup({{unknown, u"clicked"_s, none, 0}}),
-            m_panel->AboutToShow(unknown),
-            m_panel->AboutToShowGroup({unknown}),
+            m_panel.GetLayout(unknown, -1, {}),
+            m_panel.GetLayout(-1, 0, {}),
+            m_panel.GetGroupProperties({unknown, unknown + 1}, {}),
+            m_panel.GetProperty(unknown, u"label"_s),
+            m_panel.GetProperty(0, u"nonsense"_s),
+            m_panel.Event(unknown, u"clicked"_s, none, 0),
+            m_panel.EventGroup({{unknown, u"clicked"_s, none, 0}}),
+            m_panel.AboutToShow(unknown),
+            m_panel.AboutToShowGroup({unknown}),
         };
         for (const QDBusPendingCall &call : calls)
             QCOMPARE(answerTo(call).errorName(), u"org.freedesktop.DBus.Error.InvalidArgs"_s);
@@ -146,22 +135,22 @@ private Q_SLOTS:
     {
         const int number = numberOf(u"tunnel__2"_s);
         Menu next = Samples::menu(3);
-        QVERIFY(changesOf(next).first.isEmpty() && m_properties->isEmpty() && m_layouts->isEmpty());
+        QVERIFY(changesOf(next).first.isEmpty() && m_properties.isEmpty() && m_layouts.isEmpty());
 
         next[3] = Samples::connected(2);
         const auto [updated, removed] = changesOf(next);
         QCOMPARE(updated.value(0).id, number);
         QCOMPARE(updated.value(0).properties.keys(),
                  QStringList({u"accessible-desc"_s, u"icon-data"_s, u"label"_s}));
-        QVERIFY(updated.size() == 1 && removed.isEmpty() && m_layouts->isEmpty());
+        QVERIFY(updated.size() == 1 && removed.isEmpty() && m_layouts.isEmpty());
 
         next[0].isEnabled = true;
         QCOMPARE(changesOf(next).second, (MenuPropertyNamesList{{children()[0].id, {u"enabled"_s}}}));
 
-        m_properties->clear();
+        m_properties.clear();
         m_menu->setQuirks({.twoLineLabels = false, .refusesActivate = false});
-        QTRY_COMPARE(m_properties->size(), 1);
-        const auto labels = m_properties->first().first().value<MenuPropertiesList>();
+        QTRY_COMPARE(m_properties.size(), 1);
+        const auto labels = m_properties.first().first().value<MenuPropertiesList>();
         QCOMPARE(labels.size(), 3); // entries with a detail
         QCOMPARE(labels.first().properties.keys(), QStringList{u"label"_s});
     }
@@ -169,12 +158,12 @@ private Q_SLOTS:
     void numbersStayWithTheirEntries()
     {
         const int first = numberOf(u"tunnel__1"_s);
-        const uint revision = answerTo(m_panel->GetLayout(0, 0, {})).arguments().value(0).toUInt();
+        const uint revision = answerTo(m_panel.GetLayout(0, 0, {})).arguments().value(0).toUInt();
         Menu next = Samples::menu(3);
         next.insert(3, Samples::openAddress(1, u"a.example"_s));
         next.swapItemsAt(2, 4);
         changesOf(next);
-        QCOMPARE(m_layouts->value(0), QVariantList({revision + 1, 0}));
+        QCOMPARE(m_layouts.value(0), QVariantList({revision + 1, 0}));
         const int address = numberOf(u"    Open a.example"_s);
         QCOMPARE(numberOf(u"tunnel__1"_s), first);
 
@@ -196,13 +185,13 @@ private Q_SLOTS:
     {
         const QList<MenuLayout> entries = children();
         for (const int row : {0, 1, 3}) // header, separator and a tunnel
-            answerTo(m_panel->Event(entries[row].id, u"clicked"_s, none, 0));
+            answerTo(m_panel.Event(entries[row].id, u"clicked"_s, none, 0));
         QTRY_COMPARE(m_chosen, QStringList{u"tunnel-2"_s});
         m_menu->Event(entries[4].id, u"clicked"_s, none, 0);
         m_menu->setMenu(Samples::menu(1)); // gone before the click acts
         QTRY_COMPARE(m_chosen.size(), 2);
         QCOMPARE(m_chosen.last(), u"tunnel-3"_s);
-        QVERIFY(answerTo(m_panel->Event(entries[4].id, u"clicked"_s, none, 0)).type() ==
+        QVERIFY(answerTo(m_panel.Event(entries[4].id, u"clicked"_s, none, 0)).type() ==
                 QDBusMessage::ErrorMessage);
     }
 
@@ -211,11 +200,11 @@ private Q_SLOTS:
         int tunnels = 5;
         connect(m_menu.get(), &DBusMenu::aboutToShow, m_menu.get(),
                 [this, &tunnels] { m_menu->setMenu(Samples::menu(tunnels)); });
-        QCOMPARE(answerTo(m_panel->AboutToShow(0)).arguments().value(0), QVariant(true));
+        QCOMPARE(answerTo(m_panel.AboutToShow(0)).arguments().value(0), QVariant(true));
         QCOMPARE(children().size(), Samples::menu(5).size());
-        QCOMPARE(answerTo(m_panel->AboutToShow(0)).arguments().value(0), QVariant(false));
+        QCOMPARE(answerTo(m_panel.AboutToShow(0)).arguments().value(0), QVariant(false));
         tunnels = 6;
-        answerTo(m_panel->Event(0, u"opened"_s, none, 0)); // all that some panels send
+        answerTo(m_panel.Event(0, u"opened"_s, none, 0)); // all that some panels send
         QTRY_COMPARE(children().size(), Samples::menu(6).size());
     }
 };
