@@ -38,8 +38,7 @@ private:
     QTemporaryDir m_folder;
     std::unique_ptr<StatusNotifierItem> m_item;
     BusClient m_client{u"client"_s};
-    StatusNotifierItemProxy m_panel{QDBusConnection::sessionBus().baseService(), u"/StatusNotifierItem"_s,
-                                    m_client.bus()};
+    StatusNotifierItemProxy m_panel = m_client.proxy<StatusNotifierItemProxy>(u"/StatusNotifierItem"_s);
 
 private Q_SLOTS:
     void init() { makeItem(m_folder.path()); }
@@ -64,7 +63,6 @@ private Q_SLOTS:
         QVERIFY(!properties.contains(u"XAyatanaLabel"_s));
         const auto toolTip = qdbus_cast<ItemToolTip>(properties.value(u"ToolTip"_s));
         QCOMPARE(toolTip.title, u"Morvanel: Tunnels connected"_s);
-        QCOMPARE(toolTip.text, QString());
         QCOMPARE(toolTip.pixmaps.size(), 1);
     }
 
@@ -141,14 +139,6 @@ private Q_SLOTS:
             QVERIFY(QFile::exists(file(u"hicolor/%1/status/morvanel-idle-symbolic.svg"_s.arg(size))));
     }
 
-    void readingWritesNothing()
-    {
-        m_item->setContent(content(online(), 2));
-        QVERIFY(QDir(m_folder.filePath(u"morvanel"_s)).removeRecursively());
-        propertiesOf(m_panel);
-        QVERIFY(!QFile::exists(m_folder.filePath(u"morvanel"_s)));
-    }
-
     void withoutAFolderThePixmapsRemain()
     {
         makeItem(u"/proc/nowhere"_s);
@@ -188,6 +178,7 @@ private Q_SLOTS:
         const QSignalSpy updates(&launcher, &LauncherEntryProxy::Update);
         LauncherEntry entry(QDBusConnection::sessionBus(), u"/DockMenu"_s);
         QTRY_COMPARE(updates.size(), 1);
+        QCOMPARE(updates.last().last().toMap().value(u"count-visible"_s), QVariant(false));
         entry.setBadge(u"3"_s);
         entry.setBadge(u"3"_s);
         QTRY_COMPARE(updates.size(), 2);
@@ -195,12 +186,10 @@ private Q_SLOTS:
             {u"count"_s, qint64(3)}, {u"count-visible"_s, true}, {u"quicklist"_s, u"/DockMenu"_s}};
         QCOMPARE(updates.last(),
                  QVariantList({u"application://com.ardentwick.Morvanel.desktop"_s, properties}));
-        LauncherEntryProxy proxy(QDBusConnection::sessionBus().baseService(),
-                                 u"/com/canonical/unity/launcherentry/morvanel"_s, m_client.bus());
+        auto proxy = m_client.proxy<LauncherEntryProxy>(u"/com/canonical/unity/launcherentry/morvanel"_s);
         QCOMPARE(qdbus_cast<QVariantMap>(answerTo(proxy.Query()).arguments().value(1)), properties);
         entry.setBadge({});
         QTRY_COMPARE(updates.size(), 3);
-        QCOMPARE(updates.last().last().toMap().value(u"count-visible"_s), QVariant(false));
         QVERIFY(m_client.bus().registerService(u"com.canonical.Unity"_s));
         QTRY_COMPARE(updates.size(), 4); // a launcher that starts late
     }
