@@ -4,6 +4,7 @@
 #include "FreedesktopApplication.h"
 #include "SymbolDrawing.h"
 
+#include <QAbstractNativeEventFilter>
 #include <QApplication>
 #include <QDialog>
 #include <QDir>
@@ -17,9 +18,6 @@
 #include <QTimer>
 
 #include <xcb/xcb.h>
-
-#include <cstdlib>
-#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -44,35 +42,22 @@ bool skipsTaskbar(const QWidget &window)
     return skips && state.contains(u"_NET_WM_STATE_SKIP_PAGER");
 }
 
-/// Startup notifications as a desktop hears them: a client of the X server of its own.
-class StartupListener
+/// Startup notifications as a desktop hears them: Qt listens to the root window too.
+class StartupListener : private QAbstractNativeEventFilter
 {
 public:
-    StartupListener()
-    {
-        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(m_connection.get())).data->root;
-        const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-        xcb_change_window_attributes(m_connection.get(), root, XCB_CW_EVENT_MASK, &mask);
-        std::free(
-            xcb_get_input_focus_reply(m_connection.get(), xcb_get_input_focus(m_connection.get()), nullptr));
-    }
+    StartupListener() { qApp->installNativeEventFilter(this); }
 
-    /// The text so far; a NUL ends each message.
-    QByteArray heard()
-    {
-        while (auto *event = xcb_poll_for_event(m_connection.get())) {
-            const auto *message = reinterpret_cast<xcb_client_message_event_t *>(event);
-            if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE && message->format == 8)
-                m_heard.append(reinterpret_cast<const char *>(message->data.data8), 20);
-            std::free(event);
-        }
-        return m_heard;
-    }
+    QByteArray heard; ///< the text so far; a NUL ends each message
 
 private:
-    std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> m_connection{xcb_connect(nullptr, nullptr),
-                                                                              &xcb_disconnect};
-    QByteArray m_heard;
+    bool nativeEventFilter(const QByteArray &, void *event, qintptr *) override
+    {
+        const auto *message = static_cast<xcb_client_message_event_t *>(event);
+        if ((message->response_type & 0x7f) == XCB_CLIENT_MESSAGE && message->format == 8)
+            heard.append(reinterpret_cast<const char *>(message->data.data8), 20);
+        return false;
+    }
 };
 
 } // namespace
@@ -179,9 +164,9 @@ private Q_SLOTS:
         FreedesktopApplication application;
         application.completeStartup({});
         application.completeStartup("a_TIME7");
-        QTRY_COMPARE(desktop.heard(), "remove: ID=\"a_TIME7\"" + QByteArray(20, '\0'));
+        QTRY_COMPARE(desktop.heard, "remove: ID=\"a_TIME7\"" + QByteArray(20, '\0'));
         application.completeStartup("a \"b\\_TIME12345678");
-        QTRY_COMPARE(desktop.heard().mid(40),
+        QTRY_COMPARE(desktop.heard.mid(40),
                      QByteArray("remove: ID=\"a \\\"b\\\\_TIME12345678\"").leftJustified(40, '\0'));
     }
 
@@ -220,43 +205,35 @@ private Q_SLOTS:
         QCOMPARE(opened.readAll(), "https://example.com/a?b=c&d");
     }
 
-    void dimmedTextCanBeReadOnEveryGround_data()
-    {
-        QTest::addColumn<QColor>("ground");
-        QTest::addColumn<QColor>("text");
-        QTest::addColumn<QColor>("dimmed");
-        QTest::addColumn<bool>("isKept");
-        QTest::newRow("darker than the ground")
-            << QColor(0x1b1e20) << QColor(Qt::white) << QColor(Qt::black) << false;
-        QTest::newRow("not dimmed at all")
-            << QColor(Qt::white) << QColor(0x232629) << QColor(0x232629) << false;
-        QTest::newRow("too faint") << QColor(0xefefef) << QColor(Qt::black) << QColor(0, 0, 0, 128) << false;
-        QTest::newRow("the desktop's own")
-            << QColor(0x1b1e20) << QColor(Qt::white) << QColor(0xa1a9b1) << true;
-    }
-
     void dimmedTextCanBeReadOnEveryGround()
     {
-        QFETCH(QColor, ground);
-        QFETCH(QColor, text);
-        QFETCH(QColor, dimmed);
-        QFETCH(bool, isKept);
+        struct Theme
+        {
+            QColor ground, text, dimmed;
+            bool isKept;
+        };
         const FreedesktopApplication application;
         const QPalette before = QApplication::palette();
-        QPalette theme;
-        theme.setColor(QPalette::Base, ground);
-        theme.setColor(QPalette::Window, ground);
-        theme.setColor(QPalette::Text, text);
-        theme.setColor(QPalette::PlaceholderText, dimmed);
-        QApplication::setPalette(theme);
-        const QColor set = QApplication::palette().color(QPalette::PlaceholderText);
-        QApplication::setPalette(before);
-        QCOMPARE(set == dimmed, isKept);
-        QImage page(1, 1, QImage::Format_RGB32);
-        page.fill(ground);
-        QPainter(&page).fillRect(page.rect(), set);
-        const double contrast = SymbolDrawing::contrast(page.pixelColor(0, 0), ground);
-        QVERIFY(contrast >= 4.4 && contrast < 0.91 * SymbolDrawing::contrast(text, ground));
+        for (const auto &[ground, text, dimmed, isKept] :
+             {Theme{0x1b1e20, Qt::white, Qt::black, false},            // darker than the ground
+              Theme{Qt::white, 0x232629, 0x232629, false},             // not dimmed at all
+              Theme{0xefefef, Qt::black, QColor(0, 0, 0, 128), false}, // too faint
+              Theme{0x1b1e20, Qt::white, 0xa1a9b1, true}}) {           // the desktop's own
+            QPalette theme;
+            theme.setColor(QPalette::Base, ground);
+            theme.setColor(QPalette::Window, ground);
+            theme.setColor(QPalette::Text, text);
+            theme.setColor(QPalette::PlaceholderText, dimmed);
+            QApplication::setPalette(theme);
+            const QColor set = QApplication::palette().color(QPalette::PlaceholderText);
+            QApplication::setPalette(before);
+            QCOMPARE(set == dimmed, isKept);
+            QImage page(1, 1, QImage::Format_RGB32);
+            page.fill(ground);
+            QPainter(&page).fillRect(page.rect(), set);
+            const double contrast = SymbolDrawing::contrast(page.pixelColor(0, 0), ground);
+            QVERIFY(contrast >= 4.4 && contrast < 0.91 * SymbolDrawing::contrast(text, ground));
+        }
     }
 
     void paintingMakesNoThread()
