@@ -70,8 +70,7 @@ class Pictures(Screen):
     def menu(self):
         """Opens the menu by a click on the icon; it is saved, and left open."""
         before = self.popups()
-        x, y = self.find(PROBLEM_RED, PANEL)
-        self.session.run("xdotool", "mousemove", str(x), str(y), "click", "1")
+        self.click(PROBLEM_RED, PANEL)
         opened = wait_for(lambda: [g for w, g in self.popups().items() if w not in before], "the menu is open")
         wait_for(lambda: self.find(PROBLEM_RED, opened[0]), "the menu shows its dots")
         self.save("menu", opened[0])

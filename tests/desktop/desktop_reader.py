@@ -149,10 +149,6 @@ class Screen:
                  f"the window {title} is active")
         return window
 
-    def states(self, window):
-        """The _NET_WM_STATE of a window."""
-        return set(re.findall(r"_NET_WM_STATE_\w+", self.session.run("xprop", "-id", window, "_NET_WM_STATE")))
-
     def key(self, *keys):
         self.session.run("xdotool", "key", *keys)
 
