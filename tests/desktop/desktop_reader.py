@@ -3,8 +3,8 @@
 
 """What a desktop and its user see of Morvanel, and how they answer.
 
-Each class looks from outside the program: `StatusItem` and `Launcher` over the session bus as a panel and a dock do,
-`Screen` at the windows and the pixels, with keyboard and mouse. What a screen reader gets is in accessibility.py.
+Each class looks from outside the program: `StatusItem` over the session bus as a panel does, `Screen` at the windows
+and the pixels, with keyboard and mouse. What a screen reader gets is in accessibility.py.
 """
 
 import os
@@ -105,26 +105,6 @@ class StatusItem:
         entry = next(entry for entry in self.bus.menu(self.get("Menu")) if entry.label.startswith(label))
         self.bus.call(self.owner, self.get("Menu"), "com.canonical.dbusmenu", "Event",
                       GLib.Variant("(isvu)", (entry.id, "clicked", GLib.Variant("s", ""), 0)))
-
-
-class Launcher:
-    """A dock that remembers what it was told last about the program's badge."""
-
-    def __init__(self, bus):
-        self.uri = ""
-        self.properties = {}
-        bus.connection.signal_subscribe(None, "com.canonical.Unity.LauncherEntry", "Update", None, None,
-                                        Gio.DBusSignalFlags.NONE, self._update)
-
-    def _update(self, _connection, _sender, _path, _interface, _signal, arguments):
-        self.uri, self.properties = arguments.unpack()
-
-    @property
-    def badge(self):
-        """The number beside the icon; None while there is none."""
-        while GLib.MainContext.default().iteration(False):
-            pass
-        return self.properties.get("count") if self.properties.get("count-visible") else None
 
 
 class Screen:

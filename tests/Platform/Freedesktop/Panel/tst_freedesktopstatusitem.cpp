@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "FreedesktopStatusItem.h"
+#include "LauncherEntryProxy.h"
 #include "PanelTest.h"
 #include "StatusNotifierItemProxy.h"
 #include "SymbolDrawing.h"
@@ -177,6 +178,30 @@ private Q_SLOTS:
         after[3]->trigger();
         QTRY_COMPARE(m_events.last(), u"open-1"_s);
         popup()->close();
+    }
+
+    void launcherHearsOfTheBadge()
+    {
+        LauncherEntryProxy anyone({}, {}, m_client.bus()); // a launcher listens to every program
+        const QSignalSpy updates(&anyone, &LauncherEntryProxy::Update);
+        const auto isShown = [&] { return updates.last().last().toMap().value(u"count-visible"_s).toBool(); };
+        const auto item = makeItem();
+        QTRY_COMPARE(updates.size(), 1);
+        QVERIFY(!isShown());
+        item->setContent(Samples::content(Samples::online(), 3));
+        QTRY_COMPARE(updates.size(), 2);
+        const QVariantMap properties{
+            {u"count"_s, qint64(3)}, {u"count-visible"_s, true}, {u"quicklist"_s, u"/DockMenu"_s}};
+        QCOMPARE(updates.last(),
+                 QVariantList({u"application://com.ardentwick.Morvanel.desktop"_s, properties}));
+        auto entry = m_client.proxy<LauncherEntryProxy>(u"/com/canonical/unity/launcherentry/morvanel"_s);
+        QCOMPARE(qdbus_cast<QVariantMap>(answerTo(entry.Query()).arguments().value(1)), properties);
+        item->setContent(Samples::content(Samples::problem(), 0));
+        QTRY_COMPARE(updates.size(), 3);
+        QVERIFY(!isShown());
+        item->setContent(Samples::content(Samples::idle(), 0)); // the same badge
+        QVERIFY(m_client.bus().registerService(u"com.canonical.Unity"_s));
+        QTRY_COMPARE(updates.size(), 4); // a launcher that starts late
     }
 
     void runsWithoutABus()

@@ -1,8 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
-#include "FreedesktopStatusItem.h"
-#include "LauncherEntryProxy.h"
 #include "PanelTest.h"
 #include "StatusNotifierItem.h"
 #include "StatusNotifierItemProxy.h"
@@ -169,29 +167,6 @@ private Q_SLOTS:
             QTRY_COMPARE(activated.size(), 4);
         }
         QCOMPARE(answerTo(m_panel.Scroll(1, u"vertical"_s)).type(), QDBusMessage::ReplyMessage);
-    }
-
-    void launcherHearsOfTheBadge()
-    {
-        // A launcher listens to every program.
-        LauncherEntryProxy launcher({}, {}, m_client.bus());
-        const QSignalSpy updates(&launcher, &LauncherEntryProxy::Update);
-        LauncherEntry entry(QDBusConnection::sessionBus(), u"/DockMenu"_s);
-        QTRY_COMPARE(updates.size(), 1);
-        QCOMPARE(updates.last().last().toMap().value(u"count-visible"_s), QVariant(false));
-        entry.setBadge(u"3"_s);
-        entry.setBadge(u"3"_s);
-        QTRY_COMPARE(updates.size(), 2);
-        const QVariantMap properties{
-            {u"count"_s, qint64(3)}, {u"count-visible"_s, true}, {u"quicklist"_s, u"/DockMenu"_s}};
-        QCOMPARE(updates.last(),
-                 QVariantList({u"application://com.ardentwick.Morvanel.desktop"_s, properties}));
-        auto proxy = m_client.proxy<LauncherEntryProxy>(u"/com/canonical/unity/launcherentry/morvanel"_s);
-        QCOMPARE(qdbus_cast<QVariantMap>(answerTo(proxy.Query()).arguments().value(1)), properties);
-        entry.setBadge({});
-        QTRY_COMPARE(updates.size(), 3);
-        QVERIFY(m_client.bus().registerService(u"com.canonical.Unity"_s));
-        QTRY_COMPARE(updates.size(), 4); // a launcher that starts late
     }
 };
 
