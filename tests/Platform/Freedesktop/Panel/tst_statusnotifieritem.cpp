@@ -122,11 +122,11 @@ private Q_SLOTS:
             read(themed.filePath(icon.iconName + u".svg"_s));
         m_item->setContent(content(online(), 2));
         QVERIFY(QDir(m_folder.filePath(u"morvanel"_s)).removeRecursively());
-        m_item->setContent(content(online(), 12));
-        read(iconName());
-        m_item->setContent(content(online(), 1234));
-        read(iconName());
-        QCOMPARE(pictures.size(), 5);
+        for (const int count : {12, 90, 1234}) {
+            m_item->setContent(content(online(), count));
+            read(iconName());
+        }
+        QCOMPARE(pictures.size(), 6);
         QVERIFY(QFile::exists(file(u"hicolor/index.theme"_s)));
         m_item->setContent(content(idle(), 0));
         QCOMPARE(iconName(), u"morvanel-idle-symbolic"_s);
