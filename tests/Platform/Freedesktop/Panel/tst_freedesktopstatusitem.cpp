@@ -181,6 +181,7 @@ private Q_SLOTS:
     {
         LauncherEntryProxy anyone({}, {}, m_client.bus()); // a launcher listens to every program
         const QSignalSpy updates(&anyone, &LauncherEntryProxy::Update);
+        labelOfFirstTunnel(); // the bus knows by now who listens
         const auto isShown = [&] { return updates.last().last().toMap().value(u"count-visible"_s).toBool(); };
         const auto item = makeItem();
         QTRY_COMPARE(updates.size(), 1);

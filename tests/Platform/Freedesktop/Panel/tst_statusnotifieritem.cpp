@@ -89,6 +89,7 @@ private Q_SLOTS:
             iconName(); // what was sent before has come by now
             return QList<qsizetype>{icons.size(), titles.size(), toolTips.size()};
         };
+        heard(); // the bus knows by now who listens
         StatusItemContent shown = content(online(), 2);
         m_item->setContent(shown);
         m_item->setContent(shown);
