@@ -51,6 +51,9 @@ StatusNotifierItem::StatusNotifierItem(QDBusConnection bus, const QString &menuP
     setContent({});
     new StatusNotifierItemAdaptor(this);
     bus.registerObject(u"/StatusNotifierItem"_s, this, QDBusConnection::ExportAdaptors);
+    // Plasma's settings have changed. It draws the icon in its new colours only when it reads it again.
+    bus.connect(QString(), u"/KGlobalSettings"_s, u"org.kde.KGlobalSettings"_s, u"notifyChange"_s, this,
+                SIGNAL(NewIcon()));
 }
 
 void StatusNotifierItem::setContent(const StatusItemContent &content)

@@ -110,6 +110,16 @@ private Q_SLOTS:
         QGuiApplication::setPalette(palette);
     }
 
+    void plasmaIsToldToReadTheIconInItsNewColors()
+    {
+        const QSignalSpy icons(&m_panel, &StatusNotifierItemProxy::NewIcon);
+        QDBusMessage settings = QDBusMessage::createSignal(u"/KGlobalSettings"_s,
+                                                           u"org.kde.KGlobalSettings"_s, u"notifyChange"_s);
+        settings << 0 << 0;
+        QVERIFY(m_client.bus().send(settings));
+        QTRY_COMPARE(icons.size(), 1);
+    }
+
     void everyPictureHasAFileOfItsOwn()
     {
         const QDir themed(file(u"hicolor/scalable/status"_s));
