@@ -21,11 +21,12 @@ struct Row
 constexpr HostQuirks plasma{.twoLineLabels = false,
                             .refusesActivate = true,
                             .blursFiles = true,
+                            .wantsSymbolicNames = false,
                             .namesKeys = false,
                             .imagesPushTitles = false};
 constexpr HostQuirks lxqt{.twoLineLabels = false, .namesKeys = false, .imagesPushTitles = false};
 constexpr HostQuirks gnome{.undoublesOnce = true, .imagesPushTitles = false};
-constexpr HostQuirks cinnamon{.hidesSymbolicIcons = true};
+constexpr HostQuirks cinnamon{.wantsSymbolicNames = false};
 constexpr HostQuirks xfce{.showsBothTexts = true};
 
 constexpr std::array table{

@@ -15,11 +15,11 @@
 /// The texts may hold anything that a user or a child process wrote.
 struct HostQuirks
 {
-    bool twoLineLabels = true;    ///< false: "name — detail", because a line break is squeezed or dropped
-    bool refusesActivate = false; ///< an error reply to `Activate` makes the panel open the menu itself
-    bool blursFiles = false;      ///< on a scaled screen, where pixmaps stay sharp
-    bool hidesSymbolicIcons = false; ///< draws no icon file whose name holds "symbolic"
-    bool namesKeys = true;           ///< false: a key is the character itself, "," instead of "comma"
+    bool twoLineLabels = true;      ///< false: "name — detail", because a line break is squeezed or dropped
+    bool refusesActivate = false;   ///< an error reply to `Activate` makes the panel open the menu itself
+    bool blursFiles = false;        ///< on a scaled screen, where pixmaps stay sharp
+    bool wantsSymbolicNames = true; ///< false: tints icons by their style, or shows none with such a name
+    bool namesKeys = true;          ///< false: a key is the character itself, "," instead of "comma"
     bool undoublesOnce = false;   ///< only the first underscore that another character follows needs another
     bool showsBothTexts = false;  ///< the icon's description as a part of the tooltip
     bool imagesPushTitles = true; ///< false: menus have a column for images, also beside entries without one

@@ -63,7 +63,7 @@ void StatusNotifierItem::setContent(const StatusItemContent &content)
     const bool isBlurred = m_quirks.blursFiles && qGuiApp->devicePixelRatio() > 1;
     const bool usesFile = !m_iconFolder.isEmpty() && (isTemplate || !isBlurred);
     QString iconName = usesFile ? icon.writeTo(m_iconFolder) : QString();
-    if (isTemplate && iconName == content.image->iconName && !m_quirks.hidesSymbolicIcons)
+    if (isTemplate && iconName == content.image->iconName && m_quirks.wantsSymbolicNames)
         iconName += PanelIcon::symbolicEnd;
     IconPixmapList pixmaps;
     ItemToolTip toolTip{iconName, {}, content.toolTip, {}};

@@ -141,7 +141,7 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(file(u"hicolor/index.theme"_s)));
         m_item->setContent(content(idle(), 0));
         QCOMPARE(iconName(), u"morvanel-idle-symbolic"_s);
-        m_item->setQuirks({.hidesSymbolicIcons = true});
+        m_item->setQuirks({.wantsSymbolicNames = false});
         m_item->setContent(content(idle(), 0));
         QCOMPARE(iconName(), u"morvanel-idle"_s);
         for (const auto &size : {u"22x22"_s, u"scalable"_s})
