@@ -94,14 +94,18 @@ NotifierWatcher::NotifierWatcher(const QDBusConnection &bus)
 }
 
 /// Registers before it is known who owns the name: the main thread starts tunnels now, and an answer would
-/// have to wait.
+/// have to wait. The owner is asked for just before: a reply does not name its sender in Qt 6.8.
 void NotifierWatcher::announceAtOnce()
 {
+    callLater(m_bus, busCall(u"GetNameOwner"_s, watcherName()), this, [this](const QDBusMessage &reply) {
+        m_announcedTo = isError(reply) ? QString() : reply.arguments().value(0).toString();
+    });
     QDBusMessage call = registration(watcherName(), m_bus);
     call.setAutoStartService(false);
     callLater(m_bus, call, this, [this](const QDBusMessage &reply) {
         qCDebug(panelLog) << "registration at once:" << outcome(reply);
-        m_announcedTo = isError(reply) ? QString() : reply.service();
+        if (isError(reply))
+            m_announcedTo.clear();
         watch(watcherName());
     });
 }
