@@ -28,7 +28,7 @@ double difference(const QImage &one, const QImage &other)
     return sum / (one.width() * one.height());
 }
 
-/// How much of its area a picture covers.
+/// Returns the share of its area that a picture covers.
 double coverage(const QImage &image)
 {
     QImage nothing(image.size(), QImage::Format_ARGB32);
