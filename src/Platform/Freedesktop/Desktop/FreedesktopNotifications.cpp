@@ -20,16 +20,19 @@ const auto programId = u"com.ardentwick.Morvanel"_s;
 FreedesktopNotifications::FreedesktopNotifications(const QDBusConnection &bus)
     : m_bus(bus)
 {
+    // Made while the bus is known to be there: Qt asks it for the server's owner, and ends the process when
+    // it finds the bus gone.
+    if (m_bus.isConnected())
+        connectServer();
 }
 
 FreedesktopNotifications::~FreedesktopNotifications() = default;
 
 void FreedesktopNotifications::show(const QUuid &tag, const QString &title, const QString &body)
 {
-    if (!m_bus.isConnected())
-        return; // Qt would ask a bus that is gone who owns the server's name, and end the process over it
+    if (!m_server)
+        return;
     m_entries[tag].wanted = Note{title, body};
-    connectServer();
     send(tag);
 }
 
@@ -44,8 +47,6 @@ void FreedesktopNotifications::withdraw(const QUuid &tag)
 
 void FreedesktopNotifications::connectServer()
 {
-    if (m_server)
-        return;
     const QString name = QString::fromLatin1(NotificationServer::staticInterfaceName());
     m_server = std::make_unique<NotificationServer>(name, u"/org/freedesktop/Notifications"_s, m_bus);
     connect(m_server.get(), &NotificationServer::NotificationClosed, this, &FreedesktopNotifications::forget);
