@@ -12,7 +12,7 @@ from pathlib import Path
 
 from watcher import Watcher, open_and_close
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/desktop"))
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "demo"))
 from session import Program, Session, tunnel  # noqa: E402
 
 BUILD = Path(os.environ["MORVANEL_BENCH"])

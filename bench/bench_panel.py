@@ -10,7 +10,7 @@ import sys
 import time
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/desktop"))
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "demo"))
 from session import Program, Session, tunnel, wait_for  # noqa: E402
 
 BUILD = Path(os.environ["MORVANEL_BENCH"])

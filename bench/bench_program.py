@@ -9,7 +9,7 @@ import sys
 import time
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/desktop"))
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "demo"))
 from session import Program, Session, tunnel  # noqa: E402
 
 PROGRAM = os.environ["MORVANEL_PROGRAM"]

@@ -9,7 +9,7 @@ from pathlib import Path
 
 from gi.repository import Gio, GLib
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/desktop"))
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "demo"))
 from desktop_reader import NAME, WATCHER, Bus  # noqa: E402
 from session import wait_for  # noqa: E402
 

@@ -14,11 +14,10 @@ import re
 import sys
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests/desktop"))
-from desktop_reader import Bus, StatusItem  # noqa: E402
-from pictures import PANEL, PROBLEM_RED, SIZE, Pictures  # noqa: E402
-from session import Program, Session, tunnel, wait_for  # noqa: E402
-from sessions import BorrowedDisplay, DarkSession  # noqa: E402
+from demo_sessions import BorrowedDisplay, DarkSession
+from desktop_reader import Bus, StatusItem
+from pictures import PANEL, PROBLEM_RED, SIZE, Pictures
+from session import Program, Session, tunnel, wait_for
 
 # What each tunnel plays; the last one is stopped through the menu once it is connected.
 TUNNELS = {

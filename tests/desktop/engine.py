@@ -5,6 +5,7 @@
 """The whole program over a real bus, keyring and children, without a display."""
 
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -14,10 +15,16 @@ from pathlib import Path
 from gi.repository import GLib
 
 from desktop_reader import Bus
-from session import Program, Session, ignores, processes, tunnel, wait_for
+from session import Program, Session, processes, tunnel, wait_for
 
 PROGRAM = Path(os.environ["MORVANEL_PROGRAM"])
 CLOUDFLARED = Path(os.environ["MORVANEL_CLOUDFLARED"])
+
+
+def ignores(pid, number):
+    """Whether the process ignores that signal."""
+    mask = re.search(r"SigIgn:\s+(\w+)", Path(f"/proc/{pid}/status").read_text())[1]
+    return bool(int(mask, 16) >> (number - 1) & 1)
 
 
 def says(bus, text):

@@ -19,7 +19,7 @@ import traceback
 from functools import partial
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "desktop"))
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent.parent / "demo"))
 from desktop_reader import NAME, Bus  # noqa: E402
 from session import Program, Session, processes, tunnel, wait_for  # noqa: E402
 

@@ -65,12 +65,6 @@ def parent(pid):
         return 0
 
 
-def ignores(pid, number):
-    """Whether the process ignores that signal."""
-    mask = re.search(r"SigIgn:\s+(\w+)", Path(f"/proc/{pid}/status").read_text())[1]
-    return bool(int(mask, 16) >> (number - 1) & 1)
-
-
 class Session:
     """`display` adds an X server of that size with a window manager."""
 
