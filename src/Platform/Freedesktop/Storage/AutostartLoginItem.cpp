@@ -41,8 +41,6 @@ QString escapeValue(QString value)
         .replace(u'\n', u"\\n"_s)
         .replace(u'\t', u"\\t"_s)
         .replace(u'\r', u"\\r"_s);
-    if (value.startsWith(u' '))
-        value.replace(0, 1, u"\\s"_s);
     return value;
 }
 
