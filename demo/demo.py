@@ -99,7 +99,7 @@ def show_on_own_display(program, cloudflared):
 
 
 def main():
-    program, cloudflared, folder = (Path(argument) for argument in sys.argv[1:])
+    program, cloudflared, folder = (Path(argument).absolute() for argument in sys.argv[1:])
     if os.environ.get("DISPLAY") or os.environ.get("WAYLAND_DISPLAY"):
         show_on_own_display(program, cloudflared)
     folder.mkdir(parents=True, exist_ok=True)
