@@ -14,7 +14,7 @@ namespace {
 struct Row
 {
     QStringView busName; ///< has an owner where this panel runs; empty: not told by a name
-    QStringView process; ///< owns the notifier watcher where this panel runs; empty: not told by it
+    QStringView process; ///< the name in /proc of the notifier watcher's owner; empty: not told by it
     HostQuirks quirks;
 };
 
@@ -27,8 +27,9 @@ constexpr HostQuirks plasma{.twoLineLabels = false,
 constexpr HostQuirks lxqt{.twoLineLabels = false, .namesKeys = false, .imagesPushTitles = false};
 constexpr HostQuirks gnome{.undoublesOnce = true, .imagesPushTitles = false};
 constexpr HostQuirks cinnamon{.wantsSymbolicNames = false};
-constexpr HostQuirks xfce{.showsBothTexts = true};
+constexpr HostQuirks xfce{.showsDescription = true};
 
+/// Of several rows that fit the first one counts.
 constexpr std::array table{
     Row{u"org.kde.plasmashell", {}, plasma}, Row{{}, u"lxqt-panel", lxqt},     Row{{}, u"gnome-shell", gnome},
     Row{{}, u"xapp-sn-watcher", cinnamon},   Row{u"org.xfce.Panel", {}, xfce},

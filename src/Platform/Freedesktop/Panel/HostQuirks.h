@@ -9,8 +9,8 @@
 #include <QString>
 #include <QStringList>
 
-/// One panel's differences from the others, and the texts of a menu entry as that panel shows them.
-/// Everything that is known of single panels stands in the table of HostQuirks.cpp and nowhere else.
+/// One panel's differences from the others, and the texts of a menu entry as that panel shows them. The
+/// panels and their differences stand in the table of HostQuirks.cpp alone.
 ///
 /// The texts may hold anything that a user or a child process wrote.
 struct HostQuirks
@@ -20,9 +20,9 @@ struct HostQuirks
     bool blursFiles = false;        ///< on a scaled screen, where pixmaps stay sharp
     bool wantsSymbolicNames = true; ///< false: tints icons by their style, or shows none with such a name
     bool namesKeys = true;          ///< false: a key is the character itself, "," instead of "comma"
-    bool undoublesOnce = false;   ///< only the first underscore that another character follows needs another
-    bool showsBothTexts = false;  ///< the icon's description as a part of the tooltip
-    bool imagesPushTitles = true; ///< false: menus have a column for images, also beside entries without one
+    bool undoublesOnce = false;    ///< only the first underscore that another character follows needs another
+    bool showsDescription = false; ///< adds the icon's accessible description to the tooltip
+    bool imagesPushTitles = true;  ///< false: menus have a column for images, also beside entries without one
 
     bool operator==(const HostQuirks &) const = default;
 

@@ -74,7 +74,7 @@ void StatusNotifierItem::setContent(const StatusItemContent &content)
     }
     const bool isNewName = change("IconName", iconName);
     const bool isNewPicture = change("IconPixmap", QVariant::fromValue(pixmaps));
-    const bool isDescribed = content.image && !m_quirks.showsBothTexts;
+    const bool isDescribed = content.image && !m_quirks.showsDescription;
     const bool isNewMeaning =
         change("IconAccessibleDesc", isDescribed ? content.image->description : QString());
     if (isNewName || isNewPicture || isNewMeaning)
