@@ -26,7 +26,7 @@ QString oneLine(const QString &text);
 /// an empty text.
 QString toolTip(const QString &text);
 
-/// Returns the first characters as a user perceives them (UAX #29), none of them cut.
+/// Returns the first `count` characters as a user perceives them (UAX #29).
 QString firstCharacters(const QString &text, int count);
 /// Returns the text, or its beginning and end with "…" in between where it has more than `count`
 /// user-perceived characters.

@@ -12,7 +12,7 @@
 
 #include <optional>
 
-/// A colour by its role; the palette and the theme decide the shade.
+/// A colour by its role; `SymbolDrawing::color` has the shades.
 enum class ColorRole { None, Green, Orange, Red, SecondaryLabel, TertiaryLabel };
 
 /// The configuration of one tunnel, edited by the user and kept in the preferences.
