@@ -45,8 +45,8 @@ private:
     int m_fd = -1;
 };
 
-/// Both ends of a pipe, which no started program inherits. Neither is open when the system has no more;
-/// `errno` says which it lacks, right after the creation.
+/// Both ends of a pipe, which no started program inherits. Neither is open when the system refuses one;
+/// `errno` says why, right after the creation.
 struct Pipe
 {
     /// @param flags for both ends, such as O_NONBLOCK
