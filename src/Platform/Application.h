@@ -8,8 +8,8 @@ class QWindow;
 
 /// Visibility of the program's windows in the task bar and the window switcher.
 enum class ActivationPolicy {
-    Regular,   ///< they do
-    Accessory, ///< they skip both; the program lives in the panel alone
+    Regular,   ///< shown in both
+    Accessory, ///< in neither; the program lives in the panel alone
 };
 
 /// The desktop's view of the program as a whole.
@@ -26,7 +26,7 @@ public:
     /// Brings a shown window in front of everything else and gives it the keyboard. Returns false where the
     /// desktop may decline, and only new windows are sure to come to the front.
     [[nodiscard]] virtual bool activate(QWindow &window) = 0;
-    /// Ends a termination that was postponed: true lets it proceed.
+    /// Decides a termination that was postponed: true lets it proceed.
     virtual void replyToApplicationShouldTerminate(bool shouldTerminate) = 0;
     /// Asks for the program's orderly end.
     virtual void terminate() = 0;

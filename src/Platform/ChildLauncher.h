@@ -33,8 +33,8 @@ struct ChildCommand
 ///
 /// Calls any number of `output`, then `ended` exactly once; both on the main thread from the event loop.
 /// All output that the child wrote is delivered before `ended`. Destroying the handle ends the
-/// calls. It ends a child that still waits; any other goes on by itself, and its launcher reads its output
-/// away and collects its exit status. The handle may be destroyed from inside its own callbacks.
+/// calls. It ends a child that still waits; any other goes on by itself, and its launcher reads and drops
+/// its output and collects its exit status. The handle may be destroyed from inside its own callbacks.
 class ChildProcess
 {
 public:

@@ -7,7 +7,7 @@
 
 #include <stdexcept>
 
-/// The start of this program by the desktop when the user logs in.
+/// State of a `LoginItem`.
 enum class LoginItemStatus {
     NotRegistered,
     Enabled,

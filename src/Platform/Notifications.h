@@ -19,6 +19,6 @@ public:
     virtual void show(const QUuid &tag, const QString &title, const QString &body) = 0;
     /// Does nothing where the tag has none.
     virtual void withdraw(const QUuid &tag) = 0;
-    /// `activated` is called on the main thread when the user clicks a notification.
+    /// Has `activated` called on the main thread when the user clicks a notification.
     virtual void setActivated(std::function<void(const QUuid &tag)> activated) = 0;
 };

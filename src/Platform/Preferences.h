@@ -16,10 +16,10 @@
 class Preferences
 {
 public:
-    /// Moment at which a setter returns. All but `setIntegers` wait for the disk.
+    /// Assurance with which a setter returns. `setIntegers` takes either, all others give `OnDisk`.
     enum class Durability {
-        OnDisk,     ///< survives a loss of power from the setter's return on
-        Eventually, ///< survives the end of this process; the disk follows within seconds
+        OnDisk,     ///< the value survives a loss of power
+        Eventually, ///< it survives the end of this process; the disk follows within seconds
     };
 
     virtual ~Preferences() = default;

@@ -32,8 +32,8 @@ struct SecretKey
     QString account;
 };
 
-/// The user's secrets. Each call waits for its answer, and the first one that finds the store locked for the
-/// user to unlock it; once the user refused, or the store did not answer, the others fail at once.
+/// The user's secrets. Each call waits for its answer. The first one that finds the store locked waits for
+/// the user to unlock it; once the user has refused, or the store has not answered, all others fail at once.
 class Secrets
 {
 public:
@@ -59,13 +59,13 @@ public:
 class SecretStore
 {
 public:
-    /// Returns what is left to do on the main thread. It takes with it whatever it needs: the store may be
-    /// gone before the task has ended.
+    /// Uses the secrets and returns what is left to do on the main thread. Owns whatever it needs: the store
+    /// may be gone before the task has ended.
     using Task = std::function<std::function<void()>(Secrets &)>;
 
     virtual ~SecretStore() = default;
 
-    /// Runs `task` where its waiting holds up nothing, then, on the main thread, what it returned. That is
-    /// left out when the store is destroyed meanwhile. One task at a time: the next one after the answer.
+    /// Runs `task` where its waiting holds up nothing, then, on the main thread, what it returned; that is
+    /// left out when the store is destroyed meanwhile. Not to be called again before both have run.
     virtual void perform(Task task) = 0;
 };

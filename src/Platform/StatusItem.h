@@ -29,7 +29,7 @@ class StatusItem
 public:
     struct Callbacks
     {
-        std::function<void()> menuAboutToShow; ///< a menu set now is what the user sees
+        std::function<void()> menuAboutToShow; ///< a menu set in this call is what the user sees
         /// The entry as it was drawn when the user chose it.
         std::function<void(const MenuItem &)> itemChosen;
     };
@@ -39,6 +39,6 @@ public:
     virtual void setCallbacks(Callbacks callbacks) = 0;
     virtual void setContent(const StatusItemContent &content) = 0;
     virtual void setMenu(const Menu &menu) = 0;
-    /// The menu of the program's icon in the launcher or task bar.
+    /// Sets the menu of the program's icon in the launcher or task bar.
     virtual void setDockMenu(const Menu &menu) = 0;
 };

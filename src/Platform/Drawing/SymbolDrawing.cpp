@@ -63,7 +63,7 @@ private:
     qreal m_opacity;
 };
 
-/// Relative luminance as WCAG 2 defines it, 0 to 1.
+/// Returns the relative luminance as WCAG 2 defines it, 0 to 1.
 double luminance(const QColor &color)
 {
     const auto linear = [](double channel) {
@@ -84,7 +84,7 @@ bool isDark(const QColor &ground)
     return SymbolDrawing::contrast(Qt::white, ground) > SymbolDrawing::contrast(Qt::black, ground);
 }
 
-/// The shade, moved towards black or white until it can be told from the ground.
+/// Returns the shade, moved towards black or white until it can be told from the ground.
 QColor readable(const QColor &shade, const QColor &ground)
 {
     const QColor limit = isDark(ground) ? Qt::white : Qt::black;
