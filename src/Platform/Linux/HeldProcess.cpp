@@ -112,8 +112,8 @@ template <typename T> void send(int control, const T &value)
     [[maybe_unused]] const ssize_t count = ::send(control, &value, sizeof value, MSG_NOSIGNAL);
 }
 
-/// The new process. Makes only calls that are allowed between fork(2) and execve(2) of a process with
-/// threads.
+/// Goes on in the new process. Makes only calls that are allowed between fork(2) and execve(2) of a process
+/// with threads.
 [[noreturn]] void waitAndRun(const ProgramTexts &texts, int input, int output, int control, pid_t parent)
 {
     ::setpgid(0, 0);

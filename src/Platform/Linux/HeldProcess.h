@@ -22,8 +22,8 @@ public:
     /// Returns the reason why there is no child; empty when there is one.
     const QString &error() const { return m_error; }
     qint32 pid() const { return m_pid; }
-    /// Lets the child exec, and waits until it did. Returns an empty text, and the process is the caller's to
-    /// collect; or why the program cannot be run, and the process is gone.
+    /// Lets the child exec, and waits until it did. Returns an empty text when it runs its program: the
+    /// caller then collects it. Otherwise returns why the program cannot be run, and the process is gone.
     [[nodiscard]] QString run();
     /// Leaves the process as it is to the caller.
     void release() { m_pid = 0; }

@@ -43,8 +43,8 @@ void endChildrenAtExit()
 
 QtMessageHandler handleMessageAsBefore = nullptr;
 
-/// Qt says that the Wayland compositor is gone and then leaves by _exit(2), which calls nothing; unless the
-/// desktop has told it to wait for the compositor's return.
+/// Ends the children when Qt says that the Wayland compositor is gone: it then leaves by _exit(2), which
+/// calls nothing, unless the desktop has told it to wait for the compositor's return.
 void endChildrenWithCompositor(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
     handleMessageAsBefore(type, context, text);
@@ -99,7 +99,7 @@ void DescriptorWatcher::dispatch()
 class LinuxChild
 {
 public:
-    /// `forget` is called when the child is gone for good; it may drop the last reference.
+    /// Calls `forget` when the child is gone for good; that may drop the last reference.
     LinuxChild(std::unique_ptr<HeldProcess> process, FileDescriptor output, DescriptorWatcher &watcher,
                std::vector<char> &readBuffer, ChildProcess::Callbacks callbacks, std::function<void()> forget)
         : m_process(std::move(process))
@@ -119,7 +119,7 @@ public:
     }
     Q_DISABLE_COPY_MOVE(LinuxChild)
 
-    /// Returns whether the end of the child can be noticed; `errno` says why not.
+    /// Watches output and end of the child. Returns whether that works; `errno` says why not.
     [[nodiscard]] bool watch()
     {
         if (!m_pidfd.isOpen())
@@ -132,7 +132,7 @@ public:
     bool isRunning() const { return !m_hasEnded; }
     [[nodiscard]] QString run();
     void send(int signal) { ::pidfd_send_signal(m_pidfd.get(), signal, nullptr, 0); }
-    /// Returns whether the child has ended by then.
+    /// Waits for the end of the child; returns false when it has not come by then.
     bool waitForEnd(steady_clock::time_point deadline) const;
     /// Calls nothing back any more.
     void abandon();

@@ -28,7 +28,7 @@ std::optional<Limits> limitsAtStart;
 std::optional<Limits> ownLimits;
 sigset_t ignoredAtStart; // none until the process has looked
 
-/// Does nothing in a process that never called `prepare`.
+/// Sets the limits; does nothing in a process that never called `prepare`.
 void apply(const std::optional<Limits> &limits)
 {
     if (!limits)
@@ -68,8 +68,8 @@ void openMissingStandardStreams()
         ::close(fd);
 }
 
-/// A blocked SIGTERM would make this process deaf, an ignored SIGCHLD would lose its children's exit
-/// statuses.
+/// Unblocks all signals, since a blocked SIGTERM would make this process deaf, and stops ignoring SIGCHLD,
+/// which would lose its children's exit statuses. Notes which others are ignored.
 void takeOverSignals()
 {
     sigset_t none;
