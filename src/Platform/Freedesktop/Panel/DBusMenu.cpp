@@ -125,8 +125,8 @@ QVariantMap ExportedMenu::draw(const MenuItem &item)
     return properties;
 }
 
-/// Returns a picture for a menu that the panel draws itself, on a ground of its own and at its own scale: it
-/// makes it smaller. Transparent for a symbol without a name, empty for one that does not exist.
+/// Returns a picture for a menu that the panel draws, on a ground and at a scale that are not known: large
+/// enough to be made smaller. Transparent for a symbol without a name, empty for one that does not exist.
 QByteArray ExportedMenu::png(const Symbol &symbol)
 {
     constexpr int side = 32;

@@ -79,7 +79,8 @@ public:
     const ExportedMenu &exported() const { return m_exported; }
 
     // The methods of the interface. A call that names no known entry is answered with an error.
-    /// `recursionDepth` counts the levels below the entry, a negative one means all.
+    /// Fills in the entry with `recursionDepth` levels below it, all for a negative number. Returns the
+    /// menu's revision.
     uint GetLayout(int parentId, int recursionDepth, const QStringList &propertyNames,
                    MenuLayout &layout) const;
     /// Leaves unknown and repeated numbers out: a short question has no endless answer. No numbers at all

@@ -28,7 +28,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// A panel that knows both kinds of item brings them up one after the other.
+/// Time for a panel that knows both kinds of item, which it brings up one after the other.
 constexpr auto settlingTime = 500ms;
 /// Time for the panel to appear; at log-in the program may well start before it.
 constexpr auto timeForPanelToStart = 10s;

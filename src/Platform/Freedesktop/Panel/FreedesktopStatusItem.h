@@ -31,10 +31,10 @@ public:
     /// @param quicklistPath the com.canonical.dbusmenu object of the icon's menu
     LauncherEntry(QDBusConnection bus, const QString &quicklistPath);
 
-    /// A number; anything else takes the badge away.
+    /// Shows a number; any other text takes the badge away.
     void setBadge(const QString &badge);
 
-    /// The method of the interface.
+    /// Returns the address of the program's desktop file and fills in what `Update` announces.
     QString Query(QVariantMap &properties) const;
 
 Q_SIGNALS:
@@ -63,7 +63,7 @@ class FreedesktopStatusItem : public QObject, public StatusItem
 
 public:
     /// @param bus the session bus; the program runs without one as well
-    /// @param runtimeFolder, icons see StatusNotifierItem
+    /// @param runtimeFolder, icons as for StatusNotifierItem
     FreedesktopStatusItem(const QDBusConnection &bus, const QString &runtimeFolder,
                           const QList<Symbol> &icons);
     ~FreedesktopStatusItem() override;
@@ -74,7 +74,7 @@ public:
     void setDockMenu(const Menu &menu) override;
 
 Q_SIGNALS:
-    /// The panel's xdg-activation token for the window that the user's click opens.
+    /// Sent with the panel's xdg-activation token for the window that the user's click opens.
     void activationTokenProvided(const QByteArray &token);
 
 protected:
@@ -103,8 +103,8 @@ private:
     NotifierWatcher m_watcher;
     std::unique_ptr<X11Tray> m_x11Tray;
     std::unique_ptr<PopupMenu> m_popup; ///< made when first needed
-    /// Qt decides once per process, when its tray is first used, which kind of panel it speaks to. So it is
-    /// not made before it is known that no panel for StatusNotifierItem is there.
+    /// Made once it is known that no panel for StatusNotifierItem is there: Qt decides when its tray is first
+    /// used, and once per process, which kind of panel it speaks to.
     std::unique_ptr<QSystemTrayIcon> m_tray;
     QTimer m_settling;
 };

@@ -17,12 +17,12 @@ struct HostQuirks
 {
     bool twoLineLabels = true;      ///< false: "name — detail", because a line break is squeezed or dropped
     bool refusesActivate = false;   ///< an error reply to `Activate` makes the panel open the menu itself
-    bool blursFiles = false;        ///< on a scaled screen, where pixmaps stay sharp
+    bool blursFiles = false;        ///< icons from files, on a scaled screen; pixmaps stay sharp
     bool wantsSymbolicNames = true; ///< false: tints icons by their style, or shows none with such a name
     bool namesKeys = true;          ///< false: a key is the character itself, "," instead of "comma"
-    bool undoublesOnce = false;    ///< only the first underscore that another character follows needs another
-    bool showsDescription = false; ///< adds the icon's accessible description to the tooltip
-    bool imagesPushTitles = true;  ///< false: menus have a column for images, also beside entries without one
+    bool undoublesOnce = false;     ///< only the first underscore before another character needs doubling
+    bool showsDescription = false;  ///< adds the icon's accessible description to the tooltip
+    bool imagesPushTitles = true; ///< false: menus have a column for images, also beside entries without one
 
     bool operator==(const HostQuirks &) const = default;
 

@@ -20,7 +20,7 @@ namespace {
 
 Q_LOGGING_CATEGORY(panelLog, "morvanel.panel", QtWarningMsg)
 
-/// A watcher may own its name before it answers to it.
+/// Limits for registering: a watcher may own its name before it answers to it.
 constexpr int attempts = 5;
 constexpr auto pauseBetweenAttempts = 200ms;
 
@@ -118,7 +118,7 @@ void NotifierWatcher::watch(const QString &name)
     });
 }
 
-/// Nobody tells any more that the panel is gone.
+/// Takes every panel for gone: without the bus nobody tells of their end.
 void NotifierWatcher::forgetBus()
 {
     m_presentNames.clear();

@@ -49,10 +49,10 @@ private:
 
     QDBusConnection m_bus;
     QDBusServiceWatcher m_names;
-    QSet<QString> m_presentNames; ///< of those that tell panels apart
+    QSet<QString> m_presentNames; ///< those of `HostQuirks::busNames` that have an owner
     QString m_owner;              ///< unique name of the watcher; empty for none
     QString m_process;            ///< its process's name
-    QString m_announcedTo;        ///< by the first call, as long as the owner is not known
+    QString m_announcedTo;        ///< owner that `announceAtOnce` reached, until `setWatcher` hears of it
     Host m_host = Host::Unknown;
     HostQuirks m_quirks;
 };

@@ -44,7 +44,7 @@ public:
     void Activate(int, int) { activate(); }
     void SecondaryActivate(int, int) { activate(); }
     void XAyatanaSecondaryActivate(uint) { activate(); }
-    /// There is nothing to scroll through; the answer alone keeps panels from complaining.
+    /// Does nothing: the answer alone keeps panels from complaining.
     void Scroll(int, const QString &) {}
     void ProvideXdgActivationToken(const QString &token) { Q_EMIT activationTokenProvided(token.toUtf8()); }
 
@@ -53,9 +53,9 @@ Q_SIGNALS:
     void NewIcon();
     void NewToolTip();
 
-    /// The user clicked and the panel leaves it to the program to show something.
+    /// Sent when the user clicked and the panel leaves it to the program to show something.
     void activated();
-    /// The panel hands over an xdg-activation token, with which the window that the next click opens comes to
+    /// Sent with the panel's xdg-activation token, with which the window that the next click opens comes to
     /// the front.
     void activationTokenProvided(const QByteArray &token);
 
