@@ -34,7 +34,8 @@ bool hasCompositor()
     return ::connect(socket.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
 }
 
-/// It is a package of its own, and without it Qt ends the process.
+/// Returns whether Qt's plug-in for Wayland is there: it is a package of its own, and without it Qt ends the
+/// process.
 bool hasWaylandPlugin()
 {
     const QStringList folders = QCoreApplication::libraryPaths();

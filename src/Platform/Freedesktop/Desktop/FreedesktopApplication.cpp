@@ -40,7 +40,8 @@ QList<QWindow *> shownWindows()
     return shown;
 }
 
-/// The X server's time in a startup notification id, which ends in "_TIME" and the time; 0 without one.
+/// Returns the X server's time in a startup notification id, which ends in "_TIME" and the time; 0 without
+/// one.
 quint32 startupTime(const QByteArray &token)
 {
     constexpr std::string_view mark = "_TIME";
@@ -152,8 +153,8 @@ void FreedesktopApplication::activateIgnoringOtherApps()
     (void)activate(windows.contains(last) ? *last : *windows.last());
 }
 
-/// The token is good for one window. On Wayland, without one, Qt asks the compositor for a token on behalf of
-/// the window that has the keyboard, and for nothing where no window of this program has it.
+/// Uses the token up: it is good for one window. On Wayland, without one, Qt asks the compositor for a token
+/// on behalf of the window that has the keyboard, and for nothing where no window of this program has it.
 bool FreedesktopApplication::activate(QWindow &window)
 {
     window.raise();
@@ -190,7 +191,7 @@ bool FreedesktopApplication::eventFilter(QObject *watched, QEvent *event)
     return QObject::eventFilter(watched, event);
 }
 
-/// The window is about to be shown.
+/// Asks the window manager for the policy before the window is shown.
 void FreedesktopApplication::prepare(QWindow &window)
 {
     if (m_isOnX11) {
@@ -200,16 +201,16 @@ void FreedesktopApplication::prepare(QWindow &window)
     }
 }
 
-/// The window manager shows the window by now. One that saw an earlier withdrawal of it only after it had
-/// been prepared has thrown that away.
+/// Asks once more when the window is on the screen: a window manager that saw an earlier withdrawal of it
+/// only after `prepare` has thrown away what that asked for.
 void FreedesktopApplication::confirm(QWindow &window)
 {
     if (window.isExposed() && m_unconfirmed.removeAll(&window) > 0)
         X11Windows::requestSkipsTaskbar(window, m_policy == ActivationPolicy::Accessory);
 }
 
-/// Some window managers give the keyboard to nobody rather than to a window that skips the task bar. So an
-/// accessory sees to it itself that its next window has it when the one that had it goes.
+/// Gives the keyboard to an accessory's next window when the one that had it goes: some window managers give
+/// it to nobody rather than to a window that skips the task bar.
 void FreedesktopApplication::passFocusOnFrom(QWindow &window)
 {
     if (!m_isOnX11 || m_policy != ActivationPolicy::Accessory || m_lastFocused != &window)
@@ -228,7 +229,7 @@ void FreedesktopApplication::passFocusOnFrom(QWindow &window)
     }
 }
 
-/// The event loop may not run yet: the end then comes with its first turn.
+/// Ends the event loop on its next turn, which is the first one where it does not run yet.
 void FreedesktopApplication::replyToApplicationShouldTerminate(bool shouldTerminate)
 {
     if (shouldTerminate)
@@ -241,8 +242,8 @@ void FreedesktopApplication::open(const QUrl &url)
     QTimer::singleShot(0, this, [this, url] { m_openAddress(url); });
 }
 
-/// A window that opens is on its way to the window manager first, which may ask for the launch that the
-/// window belongs to.
+/// Tells so after a window that opens for the launch has reached the window manager, which may ask for the
+/// launch that the window belongs to.
 void FreedesktopApplication::completeStartup(const QByteArray &id)
 {
     if (m_isOnX11 && !id.isEmpty())

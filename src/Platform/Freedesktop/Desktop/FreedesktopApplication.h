@@ -44,7 +44,7 @@ public:
     void completeStartup(const QByteArray &id);
 
 Q_SIGNALS:
-    /// The user, the session or a signal asks for the program's end. To be answered with
+    /// Sent when the user, the session or a signal asks for the program's end. To be answered with
     /// `replyToApplicationShouldTerminate`, now or later.
     void terminationRequested();
 

@@ -65,7 +65,8 @@ void FreedesktopNotifications::connectServer()
     connect(names, &QDBusServiceWatcher::serviceUnregistered, this, &FreedesktopNotifications::forgetServer);
 }
 
-/// Its notifications are gone with it; the next server may know other things and give the same ids.
+/// Forgets what a server that is gone has shown and said: its notifications went with it, and the next one
+/// may have other capabilities and give the same ids.
 void FreedesktopNotifications::forgetServer()
 {
     m_entries.clear();

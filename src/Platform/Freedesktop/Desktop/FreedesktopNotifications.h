@@ -35,7 +35,7 @@ public:
     }
 
 Q_SIGNALS:
-    /// The xdg-activation token that a click came with, just before the click itself is told.
+    /// Sent with the xdg-activation token of a click, just before the click itself is told.
     void activationTokenProvided(const QByteArray &token);
 
 private:

@@ -14,8 +14,8 @@ namespace X11Windows {
 /// Returns whether this process shows its windows on an X server; nothing else here may be called otherwise.
 bool isAvailable();
 
-/// Leaves a window that is about to be shown out of the task bar and the window switcher, or not. To be told
-/// each time: a window manager forgets it when a window is withdrawn.
+/// Leaves a window that is about to be shown out of the task bar and the window switcher, or not. To be
+/// called each time: a window manager forgets it when a window is withdrawn.
 void prepareSkipsTaskbar(const QWindow &window, bool skips);
 /// Does the same for a window that is shown or minimised.
 void requestSkipsTaskbar(const QWindow &window, bool skips);
