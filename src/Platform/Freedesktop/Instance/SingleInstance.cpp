@@ -29,8 +29,8 @@ constexpr QLatin1StringView object{"/com/ardentwick/Morvanel"};
 /// The error with which a program that is quitting turns requests down.
 constexpr QLatin1StringView quittingError{"com.ardentwick.Morvanel.Error.Quitting"};
 
-/// Time limit for an answer of the bus or of another instance: 3 seconds, also when the timer,
-/// which is a coarse one, fires early.
+/// Time limit for an answer of the bus or of another instance: 3 seconds, also when the timer, which is a
+/// coarse one, fires early.
 constexpr std::chrono::milliseconds answerTimeout = 3100ms;
 constexpr std::chrono::milliseconds quitTimeout = 6s; // quitting takes 4.2 seconds at the most
 constexpr int maxAttempts = 10; // there is another one only when the instance found has just ended
@@ -50,7 +50,7 @@ QVariantMap platformDataOfLauncher()
     return data;
 }
 
-/// Returns whether a message bus started this process. The variables are taken away: a program that
+/// Returns whether a message bus started this process. Takes the variables that say so away: a program that
 /// is started from here was not started by the bus.
 bool takeStartedByBus()
 {
@@ -204,7 +204,7 @@ QString SingleInstance::launchAction()
     return m_kept.isEmpty() ? QString() : m_kept.first().action;
 }
 
-/// Returns whether this process owns the program's name; also when the bus would not say who does.
+/// Returns whether this process owns the program's name; true as well when the bus does not hand it out.
 bool SingleInstance::isTheOne()
 {
     const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =

@@ -60,13 +60,13 @@ public:
     void ActivateAction(const QString &name, const QVariantList &parameter, const QVariantMap &platformData);
 
 Q_SIGNALS:
-    /// The bus started this process to answer this request: the launch itself, not a second one.
+    /// Sent when the bus started this process for this request: the launch itself, not a second one.
     void launched(const QVariantMap &platformData);
-    /// The program was started again, or its icon was clicked.
+    /// Sent when the program was started again, or its icon was clicked.
     void activated(const QVariantMap &platformData);
-    /// One of "settings", "logs", "start-all", "stop-all" and "quit" is to be done.
+    /// Sent when "settings", "logs", "start-all", "stop-all" or "quit" is to be done.
     void actionRequested(const QString &name, const QVariantMap &platformData);
-    /// The request, one of the three above, has been served.
+    /// Sent when a request, one of the three above, has been served.
     void served(const QVariantMap &platformData);
 
 private Q_SLOTS:
