@@ -57,7 +57,7 @@ QString temporaryPrefix(const QString &path)
     return u"%1/.%2.new-"_s.arg(info.path(), info.fileName());
 }
 
-/// Removes what runs that were killed while they wrote left behind.
+/// Removes the temporary files of runs that were killed while they wrote.
 void removeLeftovers(const QString &path)
 {
     const QString prefix = temporaryPrefix(path);
@@ -204,8 +204,8 @@ void PreferencesFile::set(const QString &key, const QJsonValue &value, Durabilit
     reportOnce(write(durability));
 }
 
-/// Takes over what is in the file unless it is the one that was last read. After a failure it must not be
-/// written.
+/// Takes over what is in the file unless that is the one that was last read. After a failure the file must
+/// not be written.
 PreferencesFile::Failure PreferencesFile::read(const QString &target) const
 {
     struct stat status = {};

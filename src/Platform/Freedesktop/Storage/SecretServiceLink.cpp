@@ -123,8 +123,8 @@ Failure SecretServiceLink::open()
     return m_service ? std::nullopt : Failure(toFailure(error));
 }
 
-/// The end of the session bus must end this connection and not the process. GLib shares one connection in the
-/// process and hands out a closed one for as long as anybody holds it.
+/// Connects so that the end of the session bus does not end the process. Fails on a closed connection: GLib
+/// shares one in the process and hands that out for as long as anybody holds it.
 Failure SecretServiceLink::connectToBus()
 {
     g_autoptr(GError) error = nullptr;

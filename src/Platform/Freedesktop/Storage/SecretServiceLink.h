@@ -21,7 +21,7 @@ template <typename T> using GObjectPointer = std::unique_ptr<T, Unref>;
 using Collection = GObjectPointer<SecretCollection>;
 using Items = std::vector<GObjectPointer<SecretItem>>;
 
-/// None after a success.
+/// The reason why a step has failed; none after a success.
 using Failure = std::optional<SecretResult>;
 
 /// A method of an object of the service, on the bus.
@@ -35,7 +35,7 @@ struct SecretServiceMethod
 /// Returns the failure that an error of GLib, GDBus or libsecret stands for.
 SecretResult toFailure(GError *error);
 
-/// One conversation with the Secret Service, on one thread from its begin to its end.
+/// One conversation with the Secret Service, on one thread from beginning to end.
 class SecretServiceLink
 {
 public:
@@ -46,15 +46,15 @@ public:
     /// Makes sure of a service with a session, starting the service where there is none. It has 15 seconds to
     /// start and 15 to answer.
     [[nodiscard]] Failure open();
-    /// The service, after a successful `open`.
+    /// Returns the service, after a successful `open`.
     SecretService *service() const { return m_service.get(); }
     /// Unlocks the item or collection, after asking the user if need be. A user who refused is not asked
     /// again.
     [[nodiscard]] Failure unlock(gpointer object);
     /// Removes an unlocked item; the service may ask the user first.
     [[nodiscard]] Failure remove(SecretItem *item);
-    /// Puts the default collection, unlocked, into `collection`. When there is none, it is created or, unless
-    /// `mayCreate`, `collection` is null.
+    /// Puts the default collection, unlocked, into `collection`. When there is none, creates it if
+    /// `mayCreate`, else sets `collection` to null.
     [[nodiscard]] Failure openDefaultCollection(bool mayCreate, Collection &collection);
 
 private:

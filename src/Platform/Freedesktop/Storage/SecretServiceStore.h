@@ -16,9 +16,9 @@
 /// which the service may ask the user; of several items those that stay locked are left as they are, and
 /// `Locked` comes back when all do, or when one that is to be removed does.
 ///
-/// Each task has a thread of its own. A missing service, a restarted one, one that does not
-/// answer and the end of the session bus end in a status. At the end of the program a task that still waits
-/// is left behind, and with it the question that the user was asked.
+/// Each task has a thread of its own. A missing service, a restarted one, one that does not answer and the
+/// end of the session bus end in a status. At the end of the program a task that still waits is left behind,
+/// and with it the question that the user was asked.
 class SecretServiceStore final : public SecretStore
 {
 public:
