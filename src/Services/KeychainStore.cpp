@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// An open store answers sooner.
+/// Time after which `waiting` is sent; an open store answers sooner.
 constexpr std::chrono::milliseconds waitTime = 300ms;
 /// Number of tokens that are read in one go. The first tunnels of many start before the last token is read,
 /// and each start of so many children holds up the event loop for a short time only.

@@ -34,7 +34,7 @@ class KeychainStore : public QObject
     Q_OBJECT
 
 public:
-    /// Both outlive this.
+    /// Both outlive this object.
     KeychainStore(SecretStore &secrets, Scheduler &scheduler);
     /// Tells on standard error of tokens that there was no time to store.
     ~KeychainStore() override;
@@ -53,12 +53,12 @@ public:
     static QString normalizeToken(const QString &raw);
 
 Q_SIGNALS:
-    /// Reading this one takes longer than with an open store; the user may have been asked for a password.
-    /// May come more than once.
+    /// Sent when reading this token takes longer than with an open store; the user may have been asked for a
+    /// password. May come more than once.
     void waiting(const QUuid &id);
-    /// The outcome of any number of reads, in the order in which they were asked for.
+    /// Sent with the outcome of any number of reads, in the order in which they were asked for.
     void tokensRead(const QList<StoredToken> &tokens);
-    /// A token was given up, and why.
+    /// Sent when a token was given up, with the reason.
     void notStored(const QUuid &id, const QString &reason);
 
 private:
@@ -76,6 +76,6 @@ private:
     QHash<QUuid, std::optional<QString>> m_changes; ///< not stored yet; none: to be removed
     QList<QUuid> m_awaited;                         ///< in the order of the reads
     bool m_isBusy = false;                          ///< the store has been asked
-    bool m_isWaitLong = false;                      ///< and the wait has been announced
+    bool m_isWaitLong = false;                      ///< `waiting` has been sent
     std::unique_ptr<ScheduledWork> m_notice;        ///< while it is too early to speak of a wait
 };

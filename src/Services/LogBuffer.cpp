@@ -7,8 +7,8 @@
 
 namespace {
 
-/// A slot's storage beyond this many bytes is given back when a shorter line takes the slot, so that a few
-/// huge lines do not stay in memory.
+/// Number of bytes beyond which a slot's storage is given back when a shorter line takes the slot, so that a
+/// few huge lines do not stay in memory.
 constexpr size_t keptCapacity = 1024;
 
 } // namespace

@@ -24,14 +24,14 @@ public:
     quint64 firstNumber() const { return m_first; }
     quint64 endNumber() const { return m_end; }
 
-    /// The line at `index`, 0 being the oldest kept one.
+    /// Returns the line at `index`, 0 being the oldest kept one.
     QString line(qsizetype index) const;
     QByteArrayView bytes(qsizetype index) const;
-    /// All kept lines joined with single line feeds, none at the end.
+    /// Returns all kept lines joined with single line feeds, none at the end.
     QString text() const;
 
     void append(QByteArrayView line);
-    /// Numbers go on; the memory of the lines is given back.
+    /// Drops all lines and gives their memory back. Numbers go on.
     void clear();
 
 private:

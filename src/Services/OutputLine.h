@@ -6,7 +6,8 @@
 #include <QByteArrayView>
 #include <QString>
 
-/// Reader of single lines of `cloudflared`'s output. Nothing else in a line is interpreted.
+/// Reader of single lines of `cloudflared`'s output, for the tunnel's state. Nothing else in a line is
+/// interpreted.
 namespace OutputLine {
 
 struct Marks
@@ -22,11 +23,11 @@ Marks marksOf(QByteArrayView line);
 /// Returns the digits right after the first "connIndex="; empty when there are none.
 QByteArrayView connectionIndex(QByteArrayView line);
 
-/// Tells whether the line is a bare sentence, no entry of the log: one with a level or in JSON.
+/// Tells whether the line is a bare sentence, unlike a log entry, which has a level or is JSON.
 bool isBare(QByteArrayView line);
 
-/// Returns the short message of an error line: the text of its `error="..."` field, else what follows " ERR
-/// ", else the whole line, the last two without blanks at the ends.
+/// Returns the short message of an error line: the text of its `error="..."` field, else what follows the
+/// level ERR, else the whole line, the last two without blanks at the ends.
 QString errorSummary(const QString &line);
 
 } // namespace OutputLine

@@ -36,8 +36,8 @@ struct TunnelServices
 };
 
 /// Owns the list of tunnels, one runner for each, and the preferences. Everything that starts, stops, adds,
-/// edits or removes a tunnel goes through it; everything that shows tunnels reads it again after
-/// `objectWillChange`.
+/// edits or removes a tunnel goes through it; everything that shows tunnels or honours a preference
+/// reads it again after `objectDidChange`.
 ///
 /// Lives on the main thread. Commands with an id that has no tunnel do nothing.
 class TunnelManager : public QObject
@@ -45,21 +45,21 @@ class TunnelManager : public QObject
     Q_OBJECT
 
 public:
-    /// Loads everything and starts nothing.
+    /// Loads the tunnels and the preferences, which are not read again, and starts nothing.
     explicit TunnelManager(const TunnelServices &services, QObject *parent = nullptr);
 
     /// Returns the tunnels in the order in which they are stored and shown everywhere.
     const QList<TunnelConfig> &tunnels() const { return m_tunnels; }
-    /// The runner of a tunnel; null for an unknown id. Owned by the manager.
+    /// Returns the runner of a tunnel, which the manager owns; null for an unknown id.
     TunnelRunner *runner(const QUuid &id) const { return m_runners.value(id); }
     QString cloudflaredPath() const { return m_cloudflaredPath; }
     bool showsInDock() const { return m_showsInDock; }
 
-    /// Stopped for an unknown id.
+    /// Returns the tunnel's state; stopped for an unknown id.
     const TunnelState &state(const QUuid &id) const;
-    /// Tunnels that are connected, starting, reconnecting or stopping.
+    /// Returns how many tunnels are connected, starting, reconnecting or stopping.
     int runningCount() const;
-    /// Tunnels, not connections.
+    /// Returns how many tunnels are connected, whatever their connections.
     int connectedCount() const;
     OverallStatus overallStatus() const;
     /// Returns whether a child lives or waits to have its end handled, that of a removed tunnel included, or
@@ -98,7 +98,7 @@ public:
     /// anything is started.
     void terminateOrphanedProcesses();
 
-    /// The places where `cloudflared` is looked for, in this order.
+    /// Returns the places where `cloudflared` is looked for, in this order.
     static QStringList candidatePaths();
     /// Returns the first of the candidate paths that holds an executable file.
     static std::optional<QString> detectCloudflared();
@@ -129,7 +129,8 @@ private:
     std::optional<qint32> prepare(TunnelRunner &runner, const StoredToken &token);
     /// Writes the ids down, on disk at its return: a run that ends abnormally leaves them for the next one.
     void rememberChildren(const QList<qint32> &pids);
-    /// Does not wait for the disk: an id too many does no harm, as the next run looks at what it finds.
+    /// Strikes the id out without waiting for the disk: an id too many does no harm, as the next run looks at
+    /// what it finds.
     void forgetChild(qint32 pid);
     int count(std::initializer_list<TunnelState::Case> states) const;
 

@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::seconds stopDeadline(6);
-/// A child prints some plain lines before its own log begins.
+/// Number of lines that are looked at for JSON: a child prints some plain ones before its own log begins.
 constexpr int firstLines = 10;
 
 /// Returns the setting in this program's environment, which children inherit, that keeps them from printing
@@ -102,7 +102,7 @@ void TunnelRunner::reset()
     m_linesToCheck = firstLines;
 }
 
-/// The state is read from the child's usual lines, which this one prints otherwise or not at all.
+/// Logs a warning: the state is read from the child's usual lines, which this one prints otherwise or not.
 void TunnelRunner::warnOfState(const QString &cause)
 {
     m_linesToCheck = 0;
@@ -145,7 +145,7 @@ QString TunnelRunner::lastErrorNote() const
     return error.isEmpty() ? error : u"Last error: "_s + error;
 }
 
-/// Empty for none.
+/// Returns the summary of the last error line; empty for none.
 QString TunnelRunner::lastError() const
 {
     return m_lastErrorLine ? errorSummary(Text::fromUtf8(*m_lastErrorLine)) : QString();

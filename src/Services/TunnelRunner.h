@@ -83,7 +83,7 @@ public:
     /// Logs `message` as a failure and sets the state to failed with it; `reason()` returns `reason`.
     void fail(const QString &message, const QString &reason);
     void fail(const QString &message) { fail(message, message); }
-    /// SIGKILL to a child that still runs; no log line, no change of state.
+    /// Sends SIGKILL to a child that still runs; no log line, no change of state.
     void forceKill();
     void clearLog();
 
@@ -95,10 +95,10 @@ public:
     std::function<void(qint32 pid)> onProcessExited;
 
 Q_SIGNALS:
-    /// Lines may have been appended, or the log was cleared; once for each piece of output that was read.
+    /// Sent when lines may have been appended or the log was cleared; once for each piece of output.
     void logLinesChanged();
-    /// The reason may be another one although the state is the same, or the tunnel failed again; at most once
-    /// for each piece of output.
+    /// Sent when the reason may be another one although the state is the same, or the tunnel failed again; at
+    /// most once for each piece of output.
     void reasonChanged();
 
 private:
