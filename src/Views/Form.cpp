@@ -65,7 +65,7 @@ QSize FormScroller::minimumSizeHint() const
     return {width, QScrollArea::minimumSizeHint().height()};
 }
 
-/// The base watches the form for its own sake; the layout around has to know as well.
+/// Tells the layout around of a form that needs another size: the base keeps that to itself.
 bool FormScroller::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == widget() && event->type() == QEvent::LayoutRequest)
@@ -73,8 +73,8 @@ bool FormScroller::eventFilter(QObject *watched, QEvent *event)
     return QScrollArea::eventFilter(watched, event);
 }
 
-/// A size that the form gets while it is told of an earlier one, as happens when it is shown, does not reach
-/// its layout.
+/// Lays the form out anew: a size that it gets while it is still told of an earlier one, as happens when it
+/// is shown, does not reach its layout.
 void FormScroller::showEvent(QShowEvent *event)
 {
     QScrollArea::showEvent(event);
@@ -106,7 +106,7 @@ TokenField::TokenField(QWidget *parent)
     setRevealed(false);
 }
 
-/// The interface that assistive technology has had goes: the next one is made for the new mode.
+/// Drops the interface that assistive technology has had: the next one is made for the new mode.
 void TokenField::setRevealed(bool isRevealed)
 {
     setEchoMode(isRevealed ? QLineEdit::Normal : QLineEdit::Password);
@@ -122,7 +122,7 @@ void TokenField::forget()
     setRevealed(!wasMasked);
 }
 
-/// The base would take the selection away without copying it.
+/// Lets no cut happen while it is masked: the base would take the selection away without copying it.
 void TokenField::keyPressEvent(QKeyEvent *event)
 {
     if (isMasked() && event->matches(QKeySequence::Cut))

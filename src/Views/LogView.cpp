@@ -108,8 +108,8 @@ void LogView::refresh()
     m_pages->setCurrentIndex(m_manager.tunnels().isEmpty() ? 0 : 1);
 }
 
-/// Entries that stay the same are not touched, so that an open list goes on. A name that is too long is cut
-/// and stands in the tooltip.
+/// Brings the entries in step with the tunnels and leaves those that stay the same alone, so that an open
+/// list goes on. A name that is too long is cut and stands in the tooltip.
 void LogView::fillPicker()
 {
     const QList<TunnelConfig> &tunnels = m_manager.tunnels();

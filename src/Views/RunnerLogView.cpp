@@ -54,7 +54,7 @@ public:
     }
 };
 
-/// Gives each line of a log its colour.
+/// Gives each line of a log its colour, in the shades for the ground of text fields.
 class LogColors : public QSyntaxHighlighter
 {
 public:

@@ -21,8 +21,8 @@ class RunnerLogView : public QWidget
 public:
     explicit RunnerLogView(QWidget *parent = nullptr);
 
-    /// Shows the runner's state as it is now and follows its log; another runner's log is shown from its end
-    /// on. Null for none. The runner may go at any time.
+    /// Shows the runner's state as it is now and follows its log, at first scrolled to its end. Null for
+    /// none. The runner may go at any time.
     void setRunner(TunnelRunner *runner);
 
     /// Returns the colour of a line of a log; `None` is the text colour.

@@ -268,7 +268,7 @@ bool SettingsView::event(QEvent *event)
     return QWidget::event(event);
 }
 
-/// The tabs keep to themselves that what they hold needs another size.
+/// Passes on that the tabs need another size, which they keep to themselves.
 bool SettingsView::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_tabs && event->type() == QEvent::LayoutRequest)

@@ -124,7 +124,7 @@ void TextLabel::setColorRole(ColorRole color)
     applyColor();
 }
 
-/// A text that wraps takes any width and says what height that needs.
+/// Returns a narrow size for a text that wraps: it takes any width and says what height that needs.
 QSize TextLabel::sizeHint() const
 {
     if (!wordWrap())
@@ -157,7 +157,7 @@ void TextLabel::changeEvent(QEvent *event)
         applyColor();
 }
 
-/// A palette that is set announces a change, which leads here again: only what differs is set.
+/// Sets the palette only where it differs: that announces a change, which leads here again.
 void TextLabel::applyColor()
 {
     const bool isNamed = m_colorRole != ColorRole::None && m_colorRole != ColorRole::SecondaryLabel;

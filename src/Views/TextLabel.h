@@ -94,7 +94,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    /// The lines as they are shown in the present width.
+    /// Returns the lines as they are shown in the present width.
     QStringList lines() const;
 
     int m_maximumLines;

@@ -27,7 +27,7 @@ constexpr int revealSpacing = 6;
 constexpr int stateLines = 2;
 constexpr std::chrono::milliseconds savedNoteTime = 1500ms;
 
-/// An animation of the widget's opacity from none to full; owned by the widget.
+/// Returns an animation of the widget's opacity from none to full; owned by the widget.
 QPropertyAnimation *makeFade(QWidget *widget)
 {
     auto *effect = new QGraphicsOpacityEffect(widget);
@@ -93,7 +93,8 @@ QWidget *TunnelEditor::makeForm()
     return content;
 }
 
-/// A widget of its own: a layout within another one would take that one's spacing instead of the style's.
+/// Returns the fields in a widget: a layout within another one would take that one's spacing, not the
+/// style's.
 QWidget *TunnelEditor::makeFields()
 {
     m_name->setText(m_model.name);

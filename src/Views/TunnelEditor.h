@@ -26,7 +26,7 @@ class TunnelEditor : public QWidget
     Q_OBJECT
 
 public:
-    /// Called with the record's id after every save. The editor may be taken away by it, but not deleted.
+    /// Takes the record's id after every save. It may take the editor away, but not delete it.
     using SavedHandler = std::function<void(const QUuid &id)>;
 
     /// Edits `tunnel`, or makes a new one without it. `manager` outlives the editor.

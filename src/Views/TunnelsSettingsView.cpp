@@ -58,7 +58,7 @@ TunnelListView::TunnelListView(QWidget *parent)
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
 }
 
-/// A changed state changes no row's size: only that row is painted, where the base would lay out all of them.
+/// Paints only the row whose state has changed: its size stays, but the base would lay out all rows.
 void TunnelListView::dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
                                  const QList<int> &roles)
 {
@@ -78,7 +78,7 @@ void TunnelListView::keyPressEvent(QKeyEvent *event)
         QListView::keyPressEvent(event);
 }
 
-/// The base draws no line for a drop below the last row.
+/// Draws the line for a drop below the last row as well, which the base does not.
 void TunnelListView::paintEvent(QPaintEvent *event)
 {
     QListView::paintEvent(event);
@@ -92,8 +92,8 @@ void TunnelListView::paintEvent(QPaintEvent *event)
     style()->drawPrimitive(QStyle::PE_IndicatorItemViewItemDrop, &line, &painter, this);
 }
 
-/// The base would hold the picture of the row where it was taken, over the line that shows where it goes.
-/// Removes nothing: the dropped rows have moved in the model already.
+/// Holds the picture of the row beside the pointer: the base would lay it over the line that shows where the
+/// row goes. Removes nothing: the dropped rows have moved in the model already.
 void TunnelListView::startDrag(Qt::DropActions supported)
 {
     constexpr QPoint pictureOffset(16, 20); // from the pointer
@@ -107,7 +107,7 @@ void TunnelListView::startDrag(Qt::DropActions supported)
     drag->exec(supported, defaultDropAction());
 }
 
-/// Nothing happens at the ends of the list.
+/// Does nothing at the ends of the list.
 void TunnelListView::moveSelectedRow(int distance)
 {
     const QModelIndexList selected = selectedIndexes();

@@ -36,7 +36,7 @@ public:
     /// Afterwards the token of an existing tunnel is empty.
     QUuid save();
 
-    /// Stopped for a new tunnel.
+    /// Returns the tunnel's state; stopped for a new one.
     TunnelState state() const;
     /// Returns why the tunnel is still trying to connect, as a sentence; empty when it is not or nothing is
     /// known.

@@ -98,7 +98,7 @@ QVariant TunnelListModel::data(const QModelIndex &index, int role) const
     }
 }
 
-/// Rows are dragged, and dropped between rows only.
+/// Lets rows be dragged, and dropped between rows only.
 Qt::ItemFlags TunnelListModel::flags(const QModelIndex &index) const
 {
     if (!index.isValid())

@@ -28,7 +28,7 @@ public:
 
     /// Takes over what the manager holds now.
     void refresh();
-    /// The first row of the tunnel; -1 for an unknown id.
+    /// Returns the first row of the tunnel; -1 for an unknown id.
     int rowOf(const QUuid &id) const;
 
     int rowCount(const QModelIndex &parent = {}) const override;

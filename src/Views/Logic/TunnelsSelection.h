@@ -32,13 +32,13 @@ public:
         }
     };
 
-    /// Nothing selected, not creating. `manager` outlives the selection.
+    /// Begins with nothing selected, not creating. `manager` outlives the selection.
     explicit TunnelsSelection(TunnelManager &manager)
         : m_manager(manager)
     {
     }
 
-    /// May name a tunnel that is gone.
+    /// Returns the selected tunnel, which may be gone.
     const std::optional<QUuid> &selection() const { return m_selection; }
     bool isCreating() const { return m_isCreating; }
 
@@ -53,7 +53,8 @@ public:
         return {Pane::Kind::Placeholder, {}, !m_manager.tunnels().isEmpty()};
     }
 
-    /// The tab has come into view.
+    /// Chooses what the tab shows when it comes into view: a new tunnel where there is none, else the first
+    /// unless one is selected.
     void appear()
     {
         if (m_manager.tunnels().isEmpty())
@@ -62,7 +63,7 @@ public:
             select(first());
     }
 
-    /// Selecting another tunnel ends the creating of a new one.
+    /// Selects a tunnel; another one than before ends the creating of a new one.
     void select(const std::optional<QUuid> &id)
     {
         if (id == m_selection)
