@@ -40,7 +40,7 @@ public:
 
     void applicationWillFinishLaunching();
     /// Ends the children that an earlier run left behind, brings up the panel item and starts the launch
-    /// tunnels. Nothing of this in a process that a unit-test runner hosts.
+    /// tunnels. Does nothing in a process that a unit-test runner hosts.
     void applicationDidFinishLaunching(LaunchTunnels launchTunnels = LaunchTunnels::Start);
     /// Stops the tunnels where any run; asking again while they end changes nothing. Nothing is started any
     /// more, whatever the answer.

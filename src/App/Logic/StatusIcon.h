@@ -8,16 +8,16 @@
 
 #include <QList>
 
-/// The picture for each state, as data, to be drawn where it is shown.
+/// Pictures by state, as data, to be drawn where they are shown.
 namespace StatusIcon {
 
-/// The picture in the panel for all tunnels together. Idle is a template in the panel's own colour, the
-/// others keep theirs.
+/// Returns the picture in the panel for all tunnels together. Idle is a template in the panel's own colour,
+/// the others keep theirs.
 Symbol image(OverallStatus status);
-/// The pictures of all statuses: panels look for their files before they are shown.
+/// Returns the pictures of all statuses: panels look for their files before they are shown.
 QList<Symbol> images();
 
-/// The dot before a tunnel's entry; a screen reader speaks the state's label.
+/// Returns the dot before a tunnel's entry; a screen reader speaks the state's label.
 Symbol dot(const TunnelState &state);
 
 } // namespace StatusIcon

@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int failureCharacters = 70;
-/// The most characters of a name or an address; a menu could not hold more.
+/// Longest name or address in user-perceived characters; a menu could not hold more.
 constexpr int nameCharacters = 200;
 
 QString detailText(const TunnelConfig &tunnel, const TunnelState &state)
@@ -55,7 +55,7 @@ MenuItem command(const QString &id, const QString &title, MenuAction action, con
     return item;
 }
 
-/// A line of text that nobody can choose.
+/// Returns a line of text that nobody can choose.
 MenuItem note(const QString &id, const QString &title)
 {
     MenuItem item = command(id, title, MenuAction::None);
@@ -176,7 +176,7 @@ void StatusItemController::rebuildMenu()
     m_statusItem.setMenu(menu);
 }
 
-/// The menu of the launcher's icon: a short form of the other one, one line for each tunnel.
+/// Returns the menu of the launcher's icon, a short form of the other one, one line for each tunnel.
 Menu StatusItemController::makeDockMenu() const
 {
     Menu menu;

@@ -14,7 +14,7 @@ public:
     virtual ~Windows() = default;
 
     virtual void showSettings() = 0;
-    /// The tunnel counts only when the window is made; a window that exists keeps its selection.
+    /// Opens the Logs window. The tunnel counts only when it is made; one that exists keeps its selection.
     virtual void showLogs(const std::optional<QUuid> &selecting) = 0;
     /// Opens the Logs window with this tunnel selected, also where the window exists.
     virtual void showLog(const QUuid &tunnel) = 0;

@@ -17,7 +17,7 @@ using MainMenu::Action;
 
 namespace {
 
-/// Menus take an ampersand for the mark of a mnemonic.
+/// Doubles ampersands, which menus take for the mark of a mnemonic.
 QString escaped(QString title)
 {
     return title.replace(u'&', QLatin1StringView("&&"));
@@ -44,7 +44,7 @@ bool canEditIn(const QLineEdit &field, Action action)
     }
 }
 
-/// The same for the log, which nobody writes in.
+/// Returns the same for the log, which nobody writes in.
 bool canEditIn(const QPlainTextEdit &log, Action action)
 {
     return (action == Action::Copy && log.textCursor().hasSelection()) ||
@@ -133,8 +133,8 @@ void WindowMenuBar::listWindows(QMenu &menu)
     }
 }
 
-/// The menu bar takes the focus while the keyboard is in it, and another window may have it: the commands of
-/// this window stay about its own editor in both cases.
+/// Remembers which editor the commands act on. It stays the same while the menu bar or another window has the
+/// focus.
 void WindowMenuBar::followFocus(QWidget *widget)
 {
     if (!widget || widget->window() != &m_window || qobject_cast<QMenuBar *>(widget) || widget == m_editor)

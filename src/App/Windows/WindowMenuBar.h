@@ -10,22 +10,22 @@
 
 #include <functional>
 
-/// The main menu at the top of one window. Its edit commands act on the text field or the log of this window
-/// that has, or had last, the keyboard; everything else it tells.
+/// The main menu at the top of one window. Carries out its edit commands, on the text field or the log of
+/// this window that has, or had last, the keyboard; tells of every other entry.
 class WindowMenuBar : public QMenuBar
 {
     Q_OBJECT
 
 public:
-    /// The windows that the Window menu lists, asked for when that opens.
+    /// Returns the windows that the Window menu lists; called when that opens.
     using OpenWindows = std::function<QList<QWidget *>()>;
 
     WindowMenuBar(QWidget &window, OpenWindows openWindows);
 
 Q_SIGNALS:
-    /// The user chose an entry that is no edit command.
+    /// Sent when the user chose an entry that is no edit command.
     void chosen(MainMenu::Action action);
-    /// The user chose a window from the list.
+    /// Sent when the user chose a window from the list.
     void windowChosen(QWidget *window);
 
 private:

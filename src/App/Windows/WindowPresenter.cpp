@@ -30,7 +30,7 @@ namespace {
 
 constexpr QSize settingsSize(720, 460);
 constexpr QSize logsSize(820, 480);
-/// After this the desktop has declined to activate a window.
+/// Time after which the desktop counts as having declined to activate a window.
 constexpr auto timeToActivate = 300ms;
 
 /// Centres the window, its frame included, on the screen where the user is working; its title stays on the
@@ -126,7 +126,7 @@ void WindowPresenter::bringUp(QWidget &window)
     orderFront(window);
 }
 
-/// Also from the minimised state.
+/// Shows the window, also from the minimised state, and activates it; shows it anew where that is declined.
 void WindowPresenter::orderFront(QWidget &window)
 {
     const bool wasVisible = window.isVisible();
@@ -210,7 +210,7 @@ void WindowPresenter::addKeys(QWidget &window)
     }
 }
 
-/// Nothing of the program stays on screen but its item in the panel.
+/// Hides all windows: nothing of the program stays on screen but its item in the panel.
 void WindowPresenter::hideAll()
 {
     QList<QWidget *> shown = openWindows();
