@@ -41,6 +41,7 @@ TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
     , m_services(services)
     , m_keychain(services.secrets, services.scheduler)
 {
+    const Preferences &preferences = services.preferences;
     connect(this, &TunnelManager::objectWillChange, this, &TunnelManager::announceLater);
     connect(&m_keychain, &KeychainStore::tokensRead, this, &TunnelManager::startWith);
     connect(&m_keychain, &KeychainStore::waiting, this, [this](const QUuid &id) {
@@ -51,7 +52,12 @@ TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
         if (TunnelRunner *found = runner(id))
             found->report(u"The token could not be stored: "_s + reason);
     });
-    load();
+    m_cloudflaredPath = preferences.string(cloudflaredPathKey)
+                            .value_or(detectCloudflared().value_or(candidatePaths().first()));
+    m_showsInDock = preferences.boolean(showsInDockKey).value_or(true);
+    m_tunnels = TunnelConfig::listFromJson(preferences.data(tunnelsKey).value_or(QByteArray()));
+    for (const TunnelConfig &tunnel : std::as_const(m_tunnels))
+        makeRunner(tunnel.id);
 }
 
 void TunnelManager::announceLater()
@@ -63,17 +69,6 @@ void TunnelManager::announceLater()
         Q_EMIT objectDidChange();
     };
     QMetaObject::invokeMethod(this, announce, Qt::QueuedConnection);
-}
-
-void TunnelManager::load()
-{
-    const Preferences &preferences = m_services.preferences;
-    m_cloudflaredPath = preferences.string(cloudflaredPathKey)
-                            .value_or(detectCloudflared().value_or(candidatePaths().first()));
-    m_showsInDock = preferences.boolean(showsInDockKey).value_or(true);
-    m_tunnels = TunnelConfig::listFromJson(preferences.data(tunnelsKey).value_or(QByteArray()));
-    for (const TunnelConfig &tunnel : std::as_const(m_tunnels))
-        makeRunner(tunnel.id);
 }
 
 void TunnelManager::save()
@@ -241,13 +236,12 @@ void TunnelManager::add(const TunnelConfig &tunnel, const QString &token)
 
 void TunnelManager::update(const TunnelConfig &tunnel, const std::optional<QString> &token)
 {
-    qsizetype index = 0;
-    while (index < m_tunnels.size() && m_tunnels[index].id != tunnel.id)
-        ++index;
-    if (index == m_tunnels.size())
+    const auto found = std::find_if(m_tunnels.begin(), m_tunnels.end(),
+                                    [&](const TunnelConfig &known) { return known.id == tunnel.id; });
+    if (found == m_tunnels.end())
         return;
     Q_EMIT objectWillChange();
-    m_tunnels[index] = tunnel;
+    *found = tunnel;
     save();
     if (token)
         m_keychain.setToken(tunnel.id, *token);

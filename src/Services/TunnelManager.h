@@ -114,7 +114,6 @@ Q_SIGNALS:
 
 private:
     void announceLater();
-    void load();
     void save();
     void makeRunner(const QUuid &id);
     /// Stops the runner of `id`, if there is one, and keeps it until its child has ended.
