@@ -90,3 +90,7 @@ set(hicolor ${CMAKE_INSTALL_DATADIR}/icons/hicolor)
 install(FILES ${icons}/${MORVANEL_ID}.svg DESTINATION ${hicolor}/scalable/apps)
 install(FILES ${icons}/${MORVANEL_ID}-symbolic.svg DESTINATION ${hicolor}/symbolic/apps)
 install(DIRECTORY ${panel_folder}/hicolor/22x22 ${panel_folder}/hicolor/scalable DESTINATION ${hicolor})
+# Plasma draws its theme's files at the screen's scale and in its own colours, and enlarges those of icon themes.
+install(FILES ${panel_folder}/hicolor/22x22/status/morvanel-idle.svg
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/plasma/desktoptheme/default/icons
+    RENAME morvanel.svg)

@@ -22,6 +22,15 @@ constexpr std::array panelSides{16, 22, 24, 32, 48, 64};
 constexpr double grid = 16; ///< side of the square that everything is drawn on
 constexpr int croppedSide = 22;
 
+/// Returns the visible part of the grid for a picture of this side. Strokes are on whole pixels at one and a
+/// half times the grid, which is a side of 24; for one of 22 the outermost pixels are left out, which are
+/// empty.
+QRectF shownAt(int side)
+{
+    const double shown = side == croppedSide ? croppedSide / 1.5 : grid;
+    return QRectF(0, 0, shown, shown).translated((grid - shown) / 2, (grid - shown) / 2);
+}
+
 /// Digits are strokes of one unit in a box of 2 by 4, on whole pixels at a side of 16, so that they look the
 /// same whatever fonts there are.
 constexpr double digitAdvance = 4;
@@ -139,19 +148,19 @@ QString PanelIcon::writeTo(const QString &folder) const
     return m_count.isEmpty() ? name : folder + u'/' + name + u".svg"_s;
 }
 
-/// Returns the symbol's document with the count in it. Strokes are on whole pixels at one and a half times
-/// the grid, which is a side of 24; for one of 22 the outermost pixels are left out, which are empty.
+/// Returns the symbol's document with the count in it.
 QByteArray PanelIcon::drawn(const QColor &color, int side) const
 {
-    const double shown = side == croppedSide ? croppedSide / 1.5 : grid;
-    const double edge = (grid - shown) / 2;
+    const QRectF shown = shownAt(side);
     QByteArray svg = SymbolDrawing::svg(m_symbol.symbolName, color);
-    svg.replace("0 0 16 16", u"%1 %1 %2 %2"_s.arg(edge).arg(shown).toLatin1());
-    return svg.replace("</svg>", plate(m_count, grid - edge) + "</svg>");
+    svg.replace("0 0 16 16", u"%1 %1 %2 %2"_s.arg(shown.x()).arg(shown.width()).toLatin1());
+    return svg.replace("</svg>", plate(m_count, shown.right()) + "</svg>");
 }
 
 /// Returns the file's contents. A template image follows the colour scheme of panels that put theirs into a
-/// style of this name; a colour in an attribute would win over it.
+/// style of this name; a colour in an attribute would win over it. It is a group under the icon's name, since
+/// Plasma draws by that name what its own theme's folder holds; two points give the group its size (a
+/// rectangle without a fill would get one from GTK).
 QByteArray PanelIcon::svg(int side) const
 {
     const QColor color = SymbolDrawing::colorOnAnyGround(m_symbol.color);
@@ -160,7 +169,12 @@ QByteArray PanelIcon::svg(int side) const
         return svg;
     const QByteArray name = color.name().toLatin1();
     svg.replace('"' + name + '"', R"("currentColor" class="ColorScheme-Text")");
-    const QByteArray style = R"(<style type="text/css" id="current-color-scheme">.ColorScheme-Text{color:)" +
-                             name + ";}</style>\n";
-    return svg.insert(svg.indexOf('>') + 1, '\n' + style);
+    const QRectF shown = shownAt(side);
+    const QString head =
+        u"<style type='text/css' id='current-color-scheme'>.ColorScheme-Text{color:%1;}</style>\n"
+        "<g id='%2'><path d='M%3 %3h0M%4 %4h0'/>"_s.arg(color.name(), m_symbol.iconName)
+            .arg(shown.left())
+            .arg(shown.right());
+    svg.replace("</svg>", "</g></svg>");
+    return svg.insert(svg.indexOf('>') + 1, '\n' + head.toLatin1());
 }
