@@ -159,7 +159,7 @@ QByteArray PanelIcon::drawn(const QColor &color, int side) const
 
 /// Returns the file's contents. A template image follows the colour scheme of panels that put theirs into a
 /// style of this name; a colour in an attribute would win over it. It is a group under the icon's name, since
-/// Plasma draws by that name what its own theme's folder holds; two points give the group its size (a
+/// Plasma draws by that name what its own theme's folder holds; a line gives the group its size (a
 /// rectangle without a fill would get one from GTK).
 QByteArray PanelIcon::svg(int side) const
 {
@@ -172,7 +172,7 @@ QByteArray PanelIcon::svg(int side) const
     const QRectF shown = shownAt(side);
     const QString head =
         u"<style type='text/css' id='current-color-scheme'>.ColorScheme-Text{color:%1;}</style>\n"
-        "<g id='%2'><path d='M%3 %3h0M%4 %4h0'/>"_s.arg(color.name(), m_symbol.iconName)
+        "<g id='%2'><path d='M%3 %3L%4 %4z'/>"_s.arg(color.name(), m_symbol.iconName)
             .arg(shown.left())
             .arg(shown.right());
     svg.replace("</svg>", "</g></svg>");
