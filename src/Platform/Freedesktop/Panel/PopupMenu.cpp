@@ -133,8 +133,9 @@ private:
         icon.paint(painter, place(iconRect), Qt::AlignCenter, isEnabled ? QIcon::Normal : QIcon::Disabled);
 
         painter->save();
-        QColor color = option.palette.color(isEnabled ? QPalette::Active : QPalette::Disabled,
-                                            isSelected ? QPalette::HighlightedText : QPalette::Text);
+        // The palette's disabled text is too faint for a line that is there to be read.
+        const QPalette::ColorRole shown = isSelected ? QPalette::HighlightedText : QPalette::Text;
+        QColor color = option.palette.color(QPalette::Active, isEnabled ? shown : QPalette::PlaceholderText);
         const QRect titleRect = titleLine.adjusted(iconSide + iconGap, 0, 0, 0);
         const int flags =
             int(visualAlignment(option.direction, Qt::AlignLeft) | Qt::AlignVCenter) | Qt::TextSingleLine;
