@@ -164,12 +164,6 @@ void TunnelEditor::connectInput()
             [this] { m_savedNote->setVisible(m_savedFeedback); });
 }
 
-void TunnelEditor::setTunnel(const TunnelConfig &tunnel)
-{
-    m_model.setTunnel(tunnel);
-    refreshState();
-}
-
 void TunnelEditor::focusName()
 {
     m_name->setFocus(Qt::OtherFocusReason);
@@ -183,7 +177,6 @@ void TunnelEditor::refreshInput()
     m_save->setEnabled(m_model.canSave());
 }
 
-/// Shows the tunnel's present state.
 void TunnelEditor::refreshState()
 {
     m_toggle->setText(m_model.toggleTitle());

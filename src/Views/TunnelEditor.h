@@ -33,8 +33,8 @@ public:
     TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> tunnel, SavedHandler onSaved,
                  QWidget *parent = nullptr);
 
-    /// Takes the present record of the tunnel; what was typed stays.
-    void setTunnel(const TunnelConfig &tunnel);
+    /// Shows the tunnel's present state; what was typed stays.
+    void refreshState();
     /// Puts the cursor where a new tunnel's input begins.
     void focusName();
 
@@ -44,7 +44,6 @@ private:
     QWidget *makeBottomBar();
     void connectInput();
     void refreshInput();
-    void refreshState();
     void setRevealToken(bool revealToken);
     void setSavedFeedback(bool savedFeedback);
     void save();

@@ -259,7 +259,7 @@ void TunnelsSettingsView::refreshPane()
     m_shownPane = pane;
     if (isSame) {
         if (pane.kind == TunnelsSelection::Pane::Kind::Tunnel)
-            static_cast<TunnelEditor *>(m_pane)->setTunnel(pane.tunnel);
+            static_cast<TunnelEditor *>(m_pane)->refreshState();
         return;
     }
     if (m_pane) {

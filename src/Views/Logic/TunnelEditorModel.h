@@ -26,8 +26,6 @@ public:
     bool isNew() const { return !m_tunnel; }
     /// Fills the input from the record; nothing to do for a new tunnel.
     void load();
-    /// Takes the record's present value; the input stays as it is. Only for the tunnel that is being edited.
-    void setTunnel(const TunnelConfig &tunnel) { m_tunnel = tunnel; }
 
     bool canSave() const;
     /// Returns whether there is a token that does not look like one. It may be saved nevertheless.
@@ -51,5 +49,5 @@ public:
 
 private:
     TunnelManager &m_manager;
-    std::optional<TunnelConfig> m_tunnel;
+    const std::optional<TunnelConfig> m_tunnel;
 };
