@@ -19,47 +19,39 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-using Variables = QList<std::pair<QString, QString>>;
-
-const QString program = qEnvironmentVariable("MORVANEL_LAUNCHED");
-
 /// One launch of the program; killed at the end of its scope.
-class Launch
+class Launch : public QProcess
 {
 public:
-    explicit Launch(const Variables &variables = {})
+    explicit Launch(const QList<std::pair<QString, QString>> &variables = {})
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         for (const auto &[name, value] : variables)
             environment.insert(name, value);
-        m_process.setProcessEnvironment(environment);
-        m_process.start(program, {});
+        setProcessEnvironment(environment);
+        start(qEnvironmentVariable("MORVANEL_LAUNCHED"), {});
     }
-    ~Launch()
+    ~Launch() override
     {
-        m_process.kill();
-        m_process.waitForFinished();
+        kill();
+        waitForFinished();
     }
 
-    QProcess &process() { return m_process; }
-    bool ended() const { return m_process.state() == QProcess::NotRunning; }
-    QByteArray output() { return m_output += m_process.readAllStandardOutput(); }
-    QByteArray errors() { return m_errors += m_process.readAllStandardError(); }
-    void signal(int number) { ::kill(pid_t(m_process.processId()), number); }
+    bool ended() const { return state() == NotRunning; }
+    QByteArray output() { return m_output += readAllStandardOutput(); }
+    QByteArray errors() { return m_errors += readAllStandardError(); }
+    void freeze() { ::kill(pid_t(processId()), SIGSTOP); }
     /// Returns whether it waits for the end of another process.
     bool watchesAProcess() const
     {
-        const QString command = u"readlink /proc/%1/fd/* | grep -q pidfd"_s.arg(m_process.processId());
-        return QProcess::execute(u"/bin/sh"_s, {u"-c"_s, command}) == 0;
+        const QString command = u"readlink /proc/%1/fd/* | grep -q pidfd"_s.arg(processId());
+        return execute(u"/bin/sh"_s, {u"-c"_s, command}) == 0;
     }
 
 private:
-    QProcess m_process;
     QByteArray m_output;
     QByteArray m_errors;
 };
-
-const std::pair noBus{u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s};
 
 /// Takes the place of the desktop's notifications.
 class Notifications : public QObject
@@ -79,18 +71,19 @@ public Q_SLOTS:
     }
 };
 
-QDBusMessage ask(const QString &method, const QVariantList &arguments)
+/// Calls the program's object; returns the name of the error.
+QString request(const QString &method, const QVariantList &arguments)
 {
     QDBusMessage message =
         QDBusMessage::createMethodCall(u"com.ardentwick.Morvanel"_s, u"/com/ardentwick/Morvanel"_s,
                                        u"org.freedesktop.Application"_s, method);
     message.setArguments(arguments);
-    return QDBusConnection::sessionBus().call(message);
+    return QDBusConnection::sessionBus().call(message).errorName();
 }
 
-QString action(const QString &name)
+QString action(const QString &name, const QVariantMap &data = {})
 {
-    return ask(u"ActivateAction"_s, {name, QVariantList(), QVariantMap()}).errorName();
+    return request(u"ActivateAction"_s, {name, QVariantList(), data});
 }
 
 } // namespace
@@ -100,75 +93,80 @@ class TestSingleInstance : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void handsOver()
+    void theFirstServesUntilItQuits()
     {
         Launch first({{u"DBUS_STARTER_BUS_TYPE"_s, u"session"_s}}); // from a shell that the bus started
         QTRY_COMPARE(first.output(), "runs\n");
         Launch second({{u"XDG_ACTIVATION_TOKEN"_s, u"t-1"_s}, {u"DESKTOP_STARTUP_ID"_s, u"s_TIME2"_s}});
         QTRY_VERIFY(second.ended());
-        QCOMPARE(second.process().exitCode(), 0);
+        QCOMPARE(second.exitCode(), 0);
         QCOMPARE(second.errors(), "");
         Launch third({{u"XDG_ACTIVATION_TOKEN"_s, QString()}});
+        QTRY_VERIFY(third.ended());
+
+        const QVariantMap data{{u"activation-token"_s, u"t"_s}};
+        for (const QString &name : {u"settings"_s, u"logs"_s, u"start-all"_s, u"stop-all"_s})
+            QCOMPARE(action(name, data), QString());
+        QCOMPARE(request(u"Activate"_s, {data}), QString());
+        QCOMPARE(action(u"Quit"_s), u"org.freedesktop.DBus.Error.InvalidArgs"_s);
+        QCOMPARE(request(u"Open"_s, {QStringList{u"file:///x"_s}, data}),
+                 u"org.freedesktop.DBus.Error.NotSupported"_s);
+        QCOMPARE(action(u"quit"_s), QString());
+        QCOMPARE(action(u"logs"_s), u"com.ardentwick.Morvanel.Error.Quitting"_s);
+        QCOMPARE(action(u"quit"_s), QString());
+
+        Launch next;
+        QTRY_VERIFY(next.watchesAProcess());
+        QCOMPARE(next.output(), "");
         QTRY_COMPARE(first.output(), "runs\n"
                                      "activated activation-token=t-1 desktop-startup-id=s_TIME2\n"
-                                     "activated\n");
+                                     "activated\n"
+                                     "settings activation-token=t\n"
+                                     "logs activation-token=t\n"
+                                     "start-all activation-token=t\n"
+                                     "stop-all activation-token=t\n"
+                                     "activated activation-token=t\n"
+                                     "quit\nquit\n");
+        first.closeWriteChannel(); // which it waits for
+        QTRY_COMPARE(next.output(), "runs\n");
+        QCOMPARE(next.errors(), "");
     }
 
     void oneOfEightStays()
     {
         std::array<Launch, 8> launches;
-        const auto ended = [&] { return std::ranges::count_if(launches, &Launch::ended); };
-        QTRY_COMPARE(ended(), 7);
+        QTRY_COMPARE(std::ranges::count_if(launches, &Launch::ended), 7);
+        QByteArrayList told; // a request that came before it listened is kept
         for (Launch &launch : launches) {
-            if (launch.ended()) {
-                QCOMPARE(launch.process().exitCode(), 0);
-                QCOMPARE(launch.output(), "");
-            } else {
-                // A request that came before it listened is taken before it says that it runs.
-                QTRY_COMPARE(launch.output().count("activated\n"), 7);
-                QTRY_COMPARE(launch.output().count("runs\n"), 1);
-            }
+            QCOMPARE(launch.exitCode(), 0);
+            QTRY_VERIFY(launch.ended() || launch.output().count('\n') == 8);
+            told += launch.output().split('\n');
         }
+        std::ranges::sort(told);
+        QCOMPARE(told, QByteArrayList(8, "") + QByteArrayList(7, "activated") + QByteArrayList{"runs"});
     }
 
-    void diedOwnerIsReplaced()
+    void frozenOwnerIsReportedAndADeadOneReplaced()
     {
         Launch first;
         QTRY_COMPARE(first.output(), "runs\n");
-        first.signal(SIGSTOP);
-        Launch second;
-        QTest::qWait(500); // it asks the first one, and waits for an answer
-        QVERIFY(!second.ended());
-        first.signal(SIGKILL);
-        QTRY_COMPARE(second.output(), "runs\n");
-    }
-
-    void frozenOwnerIsReported()
-    {
-        Launch first;
-        QTRY_COMPARE(first.output(), "runs\n");
-        first.signal(SIGSTOP);
+        first.freeze();
         QElapsedTimer elapsed;
         elapsed.start();
         Launch second;
         QTRY_VERIFY_WITH_TIMEOUT(second.ended(), 30'000);
         QCOMPARE_GE(elapsed.elapsed(), 2000); // of 3000; the timer in QtDBus is coarse
-        QCOMPARE(second.process().exitStatus(), QProcess::NormalExit);
-        QCOMPARE(second.process().exitCode(), 1);
-        QVERIFY(second.errors().contains(QByteArray::number(first.process().processId())));
+        QCOMPARE(second.exitCode(), 1);
+        QVERIFY(second.errors().contains(QByteArray::number(first.processId())));
         QCOMPARE(second.errors().count('\n'), 1);
+
+        Launch third;
+        QTest::qWait(500); // it asks the first one, and waits for an answer
+        first.kill();
+        QTRY_COMPARE(third.output(), "runs\n");
     }
 
-    void runsWithoutBusOrFolder()
-    {
-        Launch first({{u"HOME"_s, u"/dev/null"_s}, noBus});
-        QTRY_COMPARE(first.output(), "runs\n");
-        QVERIFY(first.errors().contains("no session bus"));
-        QVERIFY(first.errors().contains("/dev/null/.config/lock cannot be locked"));
-        QCOMPARE(first.errors().count('\n'), 2);
-    }
-
-    void runsWhereTheBusRefusesTheName()
+    void runsWithoutANameOrAFolder()
     {
         QTemporaryFile rules; // nobody may own a name
         QVERIFY(rules.open());
@@ -180,13 +178,15 @@ private Q_SLOTS:
         bus.start(u"dbus-daemon"_s,
                   {u"--nofork"_s, u"--print-address"_s, u"--config-file"_s, rules.fileName()});
         QVERIFY(bus.waitForReadyRead());
-        const QString address = QString::fromLatin1(bus.readLine().trimmed());
-        Launch first({{u"DBUS_SESSION_BUS_ADDRESS"_s, address}});
+        Launch first({{u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromLatin1(bus.readLine().trimmed())},
+                      {u"HOME"_s, u"/dev/null"_s}});
         QTRY_COMPARE(first.output(), "runs\n");
         QVERIFY(first.errors().contains("does not hand out the name com.ardentwick.Morvanel"));
+        QVERIFY(first.errors().contains("/dev/null/.config/lock cannot be locked"));
         bus.kill();
         QVERIFY(bus.waitForFinished());
         QTRY_VERIFY(first.errors().contains("The session bus is gone"));
+        QCOMPARE(first.errors().count('\n'), 3);
         QVERIFY(!first.ended());
     }
 
@@ -196,93 +196,47 @@ private Q_SLOTS:
         QDBusConnection::sessionBus().registerObject(u"/org/freedesktop/Notifications"_s, &notifications,
                                                      QDBusConnection::ExportAllSlots);
         QVERIFY(QDBusConnection::sessionBus().registerService(u"org.freedesktop.Notifications"_s));
-        Launch other({noBus});
+        Launch other({{u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s}});
         QTRY_COMPARE(other.output(), "runs\n");
-        const QString sentence =
-            u"Morvanel runs in another session (process %1)."_s.arg(other.process().processId());
+        QVERIFY(other.errors().contains("no session bus"));
+        const QString sentence = u"Morvanel runs in another session (process %1)."_s.arg(other.processId());
 
         Launch late;
         QTRY_VERIFY(late.watchesAProcess());
         QTRY_VERIFY_WITH_TIMEOUT(late.ended(), 30'000);
-        QCOMPARE(late.process().exitCode(), 1);
+        QCOMPARE(late.exitCode(), 1);
         QCOMPARE(late.output(), "");
         QCOMPARE(late.errors(), "morvanel: " + sentence.toUtf8() + '\n');
         QCOMPARE(notifications.shown, QStringList{sentence});
 
         Launch successor;
         QTRY_VERIFY(successor.watchesAProcess());
-        other.signal(SIGKILL);
+        other.kill();
         QTRY_COMPARE(successor.output(), "runs\n");
-    }
-
-    void requests()
-    {
-        const QVariantMap data{{u"activation-token"_s, u"t"_s}};
-        Launch first;
-        QTRY_COMPARE(first.output(), "runs\n");
-        for (const QString &name : {u"settings"_s, u"logs"_s, u"start-all"_s, u"stop-all"_s})
-            QCOMPARE(ask(u"ActivateAction"_s, {name, QVariantList(), data}).errorName(), QString());
-        QCOMPARE(ask(u"Activate"_s, {data}).errorName(), QString());
-        QCOMPARE(action(u"Quit"_s), u"org.freedesktop.DBus.Error.InvalidArgs"_s);
-        QCOMPARE(ask(u"Open"_s, {QStringList{u"file:///x"_s}, data}).errorName(),
-                 u"org.freedesktop.DBus.Error.NotSupported"_s);
-        QCOMPARE(action(u"logs"_s), QString());
-        QTRY_COMPARE(first.output(), "runs\n"
-                                     "settings activation-token=t\n"
-                                     "logs activation-token=t\n"
-                                     "start-all activation-token=t\n"
-                                     "stop-all activation-token=t\n"
-                                     "activated activation-token=t\n"
-                                     "logs\n");
-    }
-
-    void quittingOwnerIsReplaced()
-    {
-        Launch first;
-        QTRY_COMPARE(first.output(), "runs\n");
-        QCOMPARE(action(u"quit"_s), QString());
-        QCOMPARE(action(u"logs"_s), u"com.ardentwick.Morvanel.Error.Quitting"_s);
-        QCOMPARE(action(u"quit"_s), QString());
-        Launch second;
-        QTRY_VERIFY(second.watchesAProcess());
-        QCOMPARE(second.output(), "");
-        QCOMPARE(first.output(), "runs\nquit\nquit\n");
-        first.process().closeWriteChannel(); // which it waits for
-        QTRY_COMPARE(second.output(), "runs\n");
-        QTRY_VERIFY(first.ended());
-        QCOMPARE(second.errors(), "");
     }
 
     void startedByTheBus()
     {
-        const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/dbus-1/services"_s;
-        QVERIFY(QDir().mkpath(folder));
-        QFile service(folder + u"/com.ardentwick.Morvanel.service"_s);
+        const QDir folder(qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/dbus-1/services"_s);
+        QVERIFY(folder.mkpath(u"."_s));
+        QFile service(folder.filePath(u"com.ardentwick.Morvanel.service"_s));
         QVERIFY(service.open(QFile::WriteOnly));
-        const QString told = qEnvironmentVariable("HOME") + u"/told"_s;
-        service.write(u"[D-BUS Service]\nName=com.ardentwick.Morvanel\n"
-                      "Exec=/bin/sh -c \"exec %1 >%2\"\n"_s.arg(program, told)
-                          .toLocal8Bit());
+        service.write("[D-BUS Service]\nName=com.ardentwick.Morvanel\n"
+                      "Exec=/bin/sh -c \"exec $MORVANEL_LAUNCHED >>$HOME/told\"\n");
         service.close();
-        QDBusConnection::sessionBus().call(
-            QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
-                                           u"org.freedesktop.DBus"_s, u"ReloadConfig"_s));
+        QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
+        bus->call(u"ReloadConfig"_s);
 
-        QVERIFY(ask(u"Activate"_s, {QVariantMap{{u"activation-token"_s, u"t"_s}}}).errorName().isEmpty());
-        QVERIFY(ask(u"Activate"_s, {QVariantMap()}).errorName().isEmpty());
+        QCOMPARE(request(u"Activate"_s, {QVariantMap{{u"activation-token"_s, u"t"_s}}}), QString());
+        QCOMPARE(request(u"Activate"_s, {QVariantMap()}), QString());
         action(u"quit"_s);
-        QFile lines(told);
-        QVERIFY(lines.open(QFile::ReadOnly));
-        QByteArray text;
-        QTRY_COMPARE(text += lines.readAll(), "launched activation-token=t\nruns\nactivated\nquit\n");
-
-        lines.close();
-        QTRY_VERIFY(
-            !QDBusConnection::sessionBus().interface()->isServiceRegistered(u"com.ardentwick.Morvanel"_s));
+        QTRY_VERIFY(!bus->isServiceRegistered(u"com.ardentwick.Morvanel"_s));
         action(u"quit"_s);
-        QVERIFY(lines.open(QFile::ReadOnly));
-        text.clear();
-        QTRY_COMPARE(text += lines.readAll(), "for quit\nquit\nruns\n");
+        QFile told(qEnvironmentVariable("HOME") + u"/told"_s);
+        QVERIFY(told.open(QFile::ReadOnly));
+        QByteArray lines;
+        QTRY_COMPARE(lines += told.readAll(), "launched activation-token=t\nruns\nactivated\nquit\n"
+                                              "for quit\nquit\nruns\n");
     }
 };
 
