@@ -61,12 +61,6 @@ private Q_SLOTS:
             QCOMPARE(found.value_or(QUrl()).toString(), url);
         }
     }
-
-    void labelCountsConnections()
-    {
-        QCOMPARE(TunnelState::connected(1).label(), u"Connected (1 connection)"_s);
-        QCOMPARE(TunnelState::connected(4).label(), u"Connected (4 connections)"_s);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestTunnelConfig)
