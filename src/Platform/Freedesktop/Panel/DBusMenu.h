@@ -76,7 +76,6 @@ public:
 
     void setMenu(const Menu &menu);
     void setQuirks(const HostQuirks &quirks);
-    const ExportedMenu &exported() const { return m_exported; }
 
     // The methods of the interface. A call that names no known entry is answered with an error.
     /// Fills in the entry with `recursionDepth` levels below it, all for a negative number. Returns the
