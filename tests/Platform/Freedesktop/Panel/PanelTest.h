@@ -64,7 +64,7 @@ inline MenuItem entry(const QString &id, const QString &title, MenuAction action
 /// A tunnel's entry; the number makes its identifier.
 inline MenuItem tunnel(int number, const QString &state, ColorRole color = ColorRole::TertiaryLabel)
 {
-    MenuItem item = entry(u"tunnel-%1"_s.arg(number), u"a_%1"_s.arg(number), MenuAction::ToggleTunnel);
+    MenuItem item = entry(u"tunnel-%1"_s.arg(number), u"a_%1_"_s.arg(number), MenuAction::ToggleTunnel);
     item.detail = state;
     item.toolTip = u"Click to stop"_s;
     item.image = Symbol{u"circle.fill"_s, state, {}, color, false};
@@ -80,12 +80,13 @@ inline MenuItem address(const QString &host)
     return item;
 }
 
-/// Header, separator, two tunnels and two commands.
+/// Two tunnels, the first with an address, between a header and two commands.
 inline Menu menu()
 {
     Menu menu{entry(u"header"_s, u"Morvanel"_s, MenuAction::None),
               entry(u"end"_s, {}, MenuAction::None),
               tunnel(1, u"Stopped"_s),
+              address(u"a.example"_s),
               tunnel(2, u"Stopped"_s),
               entry(u"logs"_s, u"Logs"_s, MenuAction::OpenLogs, u","_s),
               entry(u"quit"_s, u"Quit"_s, MenuAction::Quit, u"q"_s)};

@@ -99,27 +99,27 @@ private Q_SLOTS:
 
     void answersAreComplete()
     {
-        const QString root = u"0 children-display=submenu"_s;
-        const QStringList all{root,
+        const QStringList all{u"0 children-display=submenu"_s,
                               u"1 enabled=false label=Morvanel"_s,
                               u"2 type=separator"_s,
-                              u"3 accessible-desc=a_1, Stopped icon-data=32 label=a__1\nStopped"_s,
-                              u"4 accessible-desc=a_2, Stopped icon-data=32 label=a__2\nStopped"_s,
-                              u"5 label=Logs shortcut=Control+comma"_s,
-                              u"6 label=Quit shortcut=Control+q"_s};
+                              u"3 accessible-desc=a_1_, Stopped icon-data=32 label=a__1__\nStopped"_s,
+                              u"4 icon-data=32 label=    a.example"_s,
+                              u"5 accessible-desc=a_2_, Stopped icon-data=32 label=a__2__\nStopped"_s,
+                              u"6 label=Logs shortcut=Control+comma"_s,
+                              u"7 label=Quit shortcut=Control+q"_s};
         QCOMPARE(layout(), all);
-        QCOMPARE(layout(0, 0), QStringList{root});
-        QCOMPARE(layout(6, -1, {u"label"_s}), QStringList{u"6 label=Quit"_s});
+        QCOMPARE(layout(0, 0), all.first(1));
+        QCOMPARE(layout(7, -1, {u"label"_s}), QStringList{u"7 label=Quit"_s});
         QCOMPARE(line(0, propertiesOf(m_panel)),
                  u"0 IconThemePath= Status=normal TextDirection=ltr Version=3"_s);
         for (const auto &[name, value] : {std::pair(u"label"_s, QVariant(u"Quit"_s)),
                                           std::pair(u"enabled"_s, QVariant(true))}) // written, and by default
-            QCOMPARE(answer<QDBusVariant>(m_panel.GetProperty(6, name)).variant(), value);
+            QCOMPARE(answer<QDBusVariant>(m_panel.GetProperty(7, name)).variant(), value);
         QCOMPARE(lines(answer<MenuPropertiesList>(m_panel.GetGroupProperties({}, {}))), all);
-        QCOMPARE(lines(answer<MenuPropertiesList>(m_panel.GetGroupProperties({6, unknown, 6}, {u"label"_s}))),
-                 QStringList{u"6 label=Quit"_s});
+        QCOMPARE(lines(answer<MenuPropertiesList>(m_panel.GetGroupProperties({7, unknown, 7}, {u"label"_s}))),
+                 QStringList{u"7 label=Quit"_s});
         QCOMPARE(answer<QList<int>>(m_panel.AboutToShowGroup({0, unknown}), 1), QList<int>{unknown});
-        const MenuEventList events{{6, u"hovered"_s, none, 0}, {unknown, u"clicked"_s, none, 0}};
+        const MenuEventList events{{7, u"hovered"_s, none, 0}, {unknown, u"clicked"_s, none, 0}};
         QCOMPARE(answer<QList<int>>(m_panel.EventGroup(events)), QList<int>{unknown});
     }
 
@@ -145,25 +145,24 @@ private Q_SLOTS:
     {
         Menu next = menu();
         QCOMPARE(heardOf(next), QStringList());
-        next[3] = tunnel(2, u"Connected"_s, ColorRole::Green);
+        next[4] = tunnel(2, u"Connected"_s, ColorRole::Green);
         next[0].isEnabled = true;
         QCOMPARE(heardOf(next),
-                 (QStringList{u"4 accessible-desc=a_2, Connected icon-data=32 label=a__2\nConnected"_s,
+                 (QStringList{u"5 accessible-desc=a_2_, Connected icon-data=32 label=a__2__\nConnected"_s,
                               u"1 without enabled"_s}));
-        next.swapItemsAt(2, 3);
-        next.insert(3, address(u"a.example"_s));
+        next.swapItemsAt(2, 4);
         next += next[2]; // under the same id it could not be told from the first
         QCOMPARE(heardOf(next), QStringList{u"revision 3 of 0"_s});
-        QCOMPARE(layout(0, 1, {u"label"_s}).mid(3),
-                 (QStringList{u"4 label=a__2\nConnected"_s, u"7 label=    a.example"_s,
-                              u"3 label=a__1\nStopped"_s, u"5 label=Logs"_s, u"6 label=Quit"_s}));
         next[3] = address(u"b.example"_s); // the same entry, but it does something else
         QCOMPARE(heardOf(next), QStringList{u"revision 4 of 0"_s});
-        QCOMPARE(layout(8), QStringList{u"8 icon-data=32 label=    b.example"_s});
+        QCOMPARE(layout(0, 1, {u"label"_s}).mid(3),
+                 (QStringList{u"5 label=a__2__\nConnected"_s, u"8 label=    b.example"_s,
+                              u"3 label=a__1__\nStopped"_s, u"6 label=Logs"_s, u"7 label=Quit"_s}));
         next.removeAt(3);
         QCOMPARE(heardOf(next), QStringList{u"revision 5 of 0"_s});
         m_menu->setQuirks({.twoLineLabels = false});
-        QCOMPARE(heardOf(next), (QStringList{u"4 label=a__2 — Connected"_s, u"3 label=a__1 — Stopped"_s}));
+        QCOMPARE(heardOf(next),
+                 (QStringList{u"5 label=a__2__ — Connected"_s, u"3 label=a__1__ — Stopped"_s}));
     }
 
     void clickReachesTheEntryAsDrawn()
@@ -171,7 +170,7 @@ private Q_SLOTS:
         for (const int id : {1, 2, 3}) // header, separator and a tunnel
             answerTo(m_panel.Event(id, u"clicked"_s, none, 0));
         QTRY_COMPARE(m_chosen, QStringList{u"tunnel-1"_s});
-        m_menu->Event(4, u"clicked"_s, none, 0);
+        m_menu->Event(5, u"clicked"_s, none, 0);
         m_menu->setMenu({}); // gone before the click acts
         QTRY_COMPARE(m_chosen, (QStringList{u"tunnel-1"_s, u"tunnel-2"_s}));
     }
@@ -187,7 +186,7 @@ private Q_SLOTS:
         QCOMPARE(answer<bool>(m_panel.AboutToShow(0)), true);
         next.removeLast();
         answerTo(m_panel.Event(0, u"opened"_s, none, 0)); // all that some panels send
-        QTRY_COMPARE(layout().size(), 4);
+        QTRY_COMPARE(layout().size(), 5);
     }
 };
 

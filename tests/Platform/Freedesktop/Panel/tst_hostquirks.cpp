@@ -40,32 +40,6 @@ private Q_SLOTS:
             QCOMPARE(HostQuirks().accessibleDescription(item), description);
         }
     }
-
-    void panelsDiffer()
-    {
-        struct Row
-        {
-            QString busName;
-            QString process;
-            QStringList texts;
-            bool isPictureAdded;
-        };
-        MenuItem item;
-        item.title = u"a_b_c_"_s;
-        item.detail = u"up"_s;
-        item.shortcut = u","_s;
-        QVERIFY(!HostQuirks().needsEmptyPicture(item));
-        item.indentation = 1;
-        for (const auto &[busName, process, texts, isPictureAdded] :
-             {Row{{}, u"mate-panel"_s, {u"    a__b__c__\n    up"_s, u"Control"_s, u"comma"_s}, true},
-              Row{u"org.kde.plasmashell"_s, {}, {u"    a__b__c__ — up"_s, u"Control"_s, u","_s}, false},
-              Row{{}, u"lxqt-panel"_s, {u"    a__b__c__ — up"_s, u"Control"_s, u","_s}, false},
-              Row{{}, u"gnome-shell"_s, {u"    a__b_c_\n    up"_s, u"Control"_s, u"comma"_s}, false}}) {
-            const HostQuirks quirks = HostQuirks::of({busName}, process);
-            QCOMPARE(QStringList{quirks.label(item)} + quirks.shortcut(item), texts);
-            QCOMPARE(quirks.needsEmptyPicture(item), isPictureAdded);
-        }
-    }
 };
 
 QTEST_GUILESS_MAIN(TestHostQuirks)
