@@ -12,7 +12,6 @@
 #include <QDialog>
 #include <QDir>
 #include <QPainter>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -28,8 +27,17 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Shows a window until it is ended: what this program runs as when it plays another one.
-const QString otherProgram = u"--other-program"_s;
+/// Shows a window of another program, which takes the keyboard and goes with the connection.
+xcb_connection_t *startOtherProgram()
+{
+    xcb_connection_t *x11 = xcb_connect(nullptr, nullptr);
+    const xcb_window_t window = xcb_generate_id(x11);
+    xcb_create_window(x11, XCB_COPY_FROM_PARENT, window, X11::root(), 0, 0, 99, 99, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_map_window(x11, window);
+    xcb_flush(x11);
+    return x11;
+}
 
 bool skipsTaskbar(const QWidget &window)
 {
@@ -40,36 +48,28 @@ bool skipsTaskbar(const QWidget &window)
            2;
 }
 
-/// Startup notifications as a desktop hears them: Qt listens to the root window too.
-class StartupListener : private QAbstractNativeEventFilter
-{
-public:
-    StartupListener() { qApp->installNativeEventFilter(this); }
-
-    QByteArray heard; ///< the text so far; a NUL ends each message
-
-private:
-    bool nativeEventFilter(const QByteArray &, void *event, qintptr *) override
-    {
-        const auto *message = static_cast<xcb_client_message_event_t *>(event);
-        if ((message->response_type & 0x7f) == XCB_CLIENT_MESSAGE && message->format == 8)
-            heard.append(reinterpret_cast<const char *>(message->data.data8), 20);
-        return false;
-    }
-};
-
 } // namespace
 
-class TestFreedesktopApplication : public QObject
+class TestFreedesktopApplication : public QObject, private QAbstractNativeEventFilter
 {
     Q_OBJECT
 
 private:
+    /// Hears startup notifications as a desktop does: Qt listens to the root window too.
+    bool nativeEventFilter(const QByteArray &, void *event, qintptr *) override
+    {
+        const auto *message = static_cast<xcb_client_message_event_t *>(event);
+        if ((message->response_type & 0x7f) == XCB_CLIENT_MESSAGE && message->format == 8)
+            m_heard.append(reinterpret_cast<const char *>(message->data.data8), 20);
+        return false;
+    }
     static void show(FreedesktopApplication &application, QWidget &window)
     {
         window.show();
         QVERIFY(application.activate(*window.windowHandle()));
     }
+
+    QByteArray m_heard; ///< a NUL ends each message
 
 private Q_SLOTS:
     void accessoryWindowsSkipTheTaskbar()
@@ -110,15 +110,13 @@ private Q_SLOTS:
         QWidget first;
         first.show();
         QVERIFY(QTest::qWaitForWindowActive(&first));
-        QProcess other;
-        other.start(QCoreApplication::applicationFilePath(), {otherProgram});
+        xcb_connection_t *other = startOtherProgram();
         QTRY_VERIFY(!QApplication::activeWindow());
 
         application.activateIgnoringOtherApps();
         QTRY_VERIFY(first.isActiveWindow());
 
-        QProcess third;
-        third.start(QCoreApplication::applicationFilePath(), {otherProgram});
+        xcb_connection_t *third = startOtherProgram();
         QTRY_VERIFY(!QApplication::activeWindow());
         QWidget second;
         application.setActivationToken("morvanel_TIME0");
@@ -126,10 +124,8 @@ private Q_SLOTS:
         QTRY_VERIFY(second.isActiveWindow());
         show(application, first); // while the other one has the keyboard
         QTRY_VERIFY(first.isActiveWindow());
-        for (QProcess *process : {&other, &third}) {
-            process->terminate();
-            QVERIFY(process->waitForFinished());
-        }
+        xcb_disconnect(other);
+        xcb_disconnect(third);
     }
 
     /// Also for windows that skip the task bar, which a window manager may pass over.
@@ -155,13 +151,13 @@ private Q_SLOTS:
     /// A text that fills its last piece needs another one for the NUL.
     void servedLaunchEndsTheWait()
     {
-        StartupListener desktop;
+        qApp->installNativeEventFilter(this);
         FreedesktopApplication application;
         application.completeStartup({});
         application.completeStartup("a_TIME7");
-        QTRY_COMPARE(desktop.heard, "remove: ID=\"a_TIME7\"" + QByteArray(20, '\0'));
+        QTRY_COMPARE(m_heard, "remove: ID=\"a_TIME7\"" + QByteArray(20, '\0'));
         application.completeStartup("a \"b\\_TIME12345678");
-        QTRY_COMPARE(desktop.heard.mid(40),
+        QTRY_COMPARE(m_heard.mid(40),
                      QByteArray("remove: ID=\"a \\\"b\\\\_TIME12345678\"").leftJustified(40, '\0'));
     }
 
@@ -284,16 +280,5 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char *argv[])
-{
-    QApplication application(argc, argv);
-    if (application.arguments().contains(otherProgram)) {
-        QWidget window;
-        window.show();
-        return QApplication::exec();
-    }
-    TestFreedesktopApplication test;
-    return QTest::qExec(&test, argc, argv);
-}
-
+QTEST_MAIN(TestFreedesktopApplication)
 #include "tst_freedesktopapplication.moc"
