@@ -112,9 +112,13 @@ private Q_SLOTS:
         QCOMPARE(layout(7, -1, {u"label"_s}), QStringList{u"7 label=Quit"_s});
         QCOMPARE(line(0, propertiesOf(m_panel)),
                  u"0 IconThemePath= Status=normal TextDirection=ltr Version=3"_s);
-        for (const auto &[name, value] : {std::pair(u"label"_s, QVariant(u"Quit"_s)),
-                                          std::pair(u"enabled"_s, QVariant(true))}) // written, and by default
-            QCOMPARE(answer<QDBusVariant>(m_panel.GetProperty(7, name)).variant(), value);
+        const QString names =
+            u"type label enabled visible icon-name icon-data shortcut toggle-type toggle-state "
+            "children-display disposition accessible-desc"_s;
+        QStringList values; // most of them the interface's defaults
+        for (const QString &name : names.split(u' '))
+            values += answer<QDBusVariant>(m_panel.GetProperty(1, name)).variant().toString();
+        QCOMPARE(values.join(u'|'), u"standard|Morvanel|false|true|||||-1||normal|"_s);
         QCOMPARE(lines(answer<MenuPropertiesList>(m_panel.GetGroupProperties({}, {}))), all);
         QCOMPARE(lines(answer<MenuPropertiesList>(m_panel.GetGroupProperties({7, unknown, 7}, {u"label"_s}))),
                  QStringList{u"7 label=Quit"_s});

@@ -35,14 +35,6 @@ StatusItemContent content(const Symbol &image, const QString &count = {})
     return {image, count, u"Tip"_s, count};
 }
 
-QString sides(const IconPixmapList &pixmaps)
-{
-    QString sides;
-    for (const IconPixmap &pixmap : pixmaps)
-        sides += u' ' + QString::number(pixmap.width);
-    return sides;
-}
-
 QWidget *trayIcon()
 {
     for (QWidget *widget : QApplication::topLevelWidgets()) {
@@ -55,16 +47,6 @@ QWidget *trayIcon()
 QMenu *popup()
 {
     return qobject_cast<QMenu *>(QApplication::activePopupWidget());
-}
-
-/// Returns the greatest contrast of a picture's points to a ground.
-double contrast(const QImage &image, const QColor &ground)
-{
-    double best = 1;
-    for (int i = 0; i < image.width() * image.height(); ++i)
-        best = std::max(
-            best, SymbolDrawing::contrast(image.pixelColor(i % image.width(), i / image.width()), ground));
-    return best;
 }
 
 } // namespace
@@ -136,9 +118,10 @@ private:
             if (name == u"Menu")
                 text = value.value<QDBusObjectPath>().path();
             else if (name == u"ToolTip")
-                text = qdbus_cast<ItemToolTip>(value).title + sides(qdbus_cast<ItemToolTip>(value).pixmaps);
-            else if (name.endsWith(u"Pixmap"))
-                text = sides(qdbus_cast<IconPixmapList>(value));
+                text = qdbus_cast<ItemToolTip>(value).title;
+            for (const IconPixmap &pixmap : name == u"ToolTip" ? qdbus_cast<ItemToolTip>(value).pixmaps
+                                                               : qdbus_cast<IconPixmapList>(value))
+                text += u' ' + QString::number(pixmap.width);
             if (!text.isEmpty() && name.contains(part))
                 read += name + u'=' + text.remove(m_folder.path());
         }
@@ -373,9 +356,11 @@ private Q_SLOTS:
             popup()->setActiveAction(after[2]);
             const QImage image = popup()->grab(place).toImage();
             const int half = place.height() / 2 - 4;
-            QVERIFY(contrast(image.copy(8, 4, 16, 16), ground) >= 3);
+            QVERIFY(SymbolDrawing::contrast(image.pixelColor(16, 4 + half / 2), ground) >= 3);
+            QImage blank(12, half, image.format());
+            blank.fill(ground);
             for (const QPoint &text : {QPoint(30, 4), QPoint(30, half + 4), QPoint(place.width() - 20, 4)})
-                QVERIFY(contrast(image.copy(QRect(text, QSize(12, half))), ground) > 1.5);
+                QVERIFY(image.copy(QRect(text, blank.size())) != blank);
         }
         after[3]->trigger();
         QTRY_COMPARE(m_events.last(), u"address"_s);
@@ -439,6 +424,8 @@ private Q_SLOTS:
         QTRY_COMPARE(updates, update(0) + update(3) + update(0) + update(4) + update(4));
         auto entry = m_client.proxy<LauncherEntryProxy>(u"/com/canonical/unity/launcherentry/morvanel"_s);
         QCOMPARE(qdbus_cast<QVariantMap>(answerTo(entry.Query()).arguments().value(1)), update(4).last());
+        answerTo(m_client.proxy<dbusmenuProxy>(u"/DockMenu"_s).Event(7, u"clicked"_s, QDBusVariant(0), 0));
+        QTRY_COMPARE(m_events, QStringList{u"quit"_s});
     }
 
     void runsWithoutABus()
