@@ -127,6 +127,31 @@ private Q_SLOTS:
         QCOMPARE(answer<QList<int>>(m_panel.EventGroup(events)), QList<int>{unknown});
     }
 
+    void textsArePlain()
+    {
+        struct Row
+        {
+            QString title;
+            QString detail;
+            QString label;
+            QString description;
+        };
+        const QString endless(10'000, u'n');
+        for (const auto &[title, detail, label, description] :
+             {Row{u"a_b__c"_s, u"_"_s, u"a__b____c\n__"_s, u"a_b__c, _"_s},
+              Row{u"<b>&amp;&</b>"_s, {}, u"<b>&amp;&</b>"_s, {}},
+              Row{u"a\nb"_s, u"c\u2028d"_s, u"a b\nc d"_s, u"a b, c d"_s},
+              Row{{}, u"Stopped"_s, u"\nStopped"_s, u", Stopped"_s},
+              Row{u"web — Stopped"_s, u"Stopped"_s, u"web — Stopped\nStopped"_s, {}},
+              Row{endless, u"up"_s, QString(100, u'n') + u'…' + QString(99, u'n') + u"\nup"_s,
+                  QString(250, u'n') + u'…' + QString(249, u'n') + u", up"_s}}) {
+            MenuItem item = tunnel(1, detail);
+            item.title = title;
+            QCOMPARE(HostQuirks().label(item), label);
+            QCOMPARE(HostQuirks().accessibleDescription(item), description);
+        }
+    }
+
     void badCallsGetAnError()
     {
         const QList<QDBusPendingCall> calls{
