@@ -9,7 +9,9 @@
 #include <QDBusAbstractInterface>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusObjectPath>
 #include <QDBusPendingCall>
+#include <QImage>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -48,6 +50,30 @@ inline QVariantMap propertiesOf(const QDBusAbstractInterface &proxy)
                                                        u"org.freedesktop.DBus.Properties"_s, u"GetAll"_s);
     call << proxy.interface();
     return qdbus_cast<QVariantMap>(answerTo(proxy.connection().asyncCall(call)).arguments().value(0));
+}
+
+/// Returns the properties with a value in one line, pictures by their sizes.
+inline QString line(const QVariantMap &properties)
+{
+    QStringList line;
+    for (const auto &[name, value] : properties.asKeyValueRange()) {
+        QString text = value.toString();
+        if (name == u"icon-data")
+            text = QString::number(QImage::fromData(value.toByteArray(), "PNG").width());
+        else if (name == u"shortcut")
+            text = qdbus_cast<MenuShortcut>(value).value(0).join(u'+');
+        else if (name == u"Menu")
+            text = value.value<QDBusObjectPath>().path();
+        else if (name == u"ToolTip")
+            text = qdbus_cast<ItemToolTip>(value).title + u'+' +
+                   QString::number(qdbus_cast<ItemToolTip>(value).pixmaps.size());
+        const bool isList = name.endsWith(u"Pixmap");
+        for (const IconPixmap &pixmap : isList ? qdbus_cast<IconPixmapList>(value) : IconPixmapList())
+            text += u' ' + QString::number(pixmap.width);
+        if (!text.isEmpty())
+            line += name + u'=' + text;
+    }
+    return line.join(u' ');
 }
 
 inline MenuItem entry(const QString &id, const QString &title, MenuAction action, const QString &key = {})
