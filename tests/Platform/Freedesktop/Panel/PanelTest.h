@@ -52,6 +52,13 @@ inline QVariantMap propertiesOf(const QDBusAbstractInterface &proxy)
     return qdbus_cast<QVariantMap>(answerTo(proxy.connection().asyncCall(call)).arguments().value(0));
 }
 
+/// Returns a picture's side and what is in its middle.
+inline QString pictureText(const QByteArray &png)
+{
+    const QImage image = QImage::fromData(png, "PNG");
+    return QString::number(image.width()) + (qAlpha(image.pixel(16, 16)) > 0 ? u"ink"_s : QString());
+}
+
 /// Returns the properties with a value in one line, pictures by their sizes.
 inline QString line(const QVariantMap &properties)
 {
@@ -59,7 +66,7 @@ inline QString line(const QVariantMap &properties)
     for (const auto &[name, value] : properties.asKeyValueRange()) {
         QString text = value.toString();
         if (name == u"icon-data")
-            text = QString::number(QImage::fromData(value.toByteArray(), "PNG").width());
+            text = pictureText(value.toByteArray());
         else if (name == u"shortcut")
             text = qdbus_cast<MenuShortcut>(value).value(0).join(u'+');
         else if (name == u"Menu")

@@ -85,9 +85,9 @@ private Q_SLOTS:
         const QStringList all{u"0 children-display=submenu"_s,
                               u"1 enabled=false label=Morvanel"_s,
                               u"2 type=separator"_s,
-                              u"3 accessible-desc=a_1_, Stopped icon-data=32 label=a__1__\nStopped"_s,
+                              u"3 accessible-desc=a_1_, Stopped icon-data=32ink label=a__1__\nStopped"_s,
                               u"4 icon-data=32 label=    a.example"_s,
-                              u"5 accessible-desc=a_2_, Stopped icon-data=32 label=a__2__\nStopped"_s,
+                              u"5 accessible-desc=a_2_, Stopped icon-data=32ink label=a__2__\nStopped"_s,
                               u"6 label=Logs shortcut=Control+comma"_s,
                               u"7 label=Quit shortcut=Control+q"_s};
         QCOMPARE(layout(), all);
@@ -159,7 +159,7 @@ private Q_SLOTS:
         next[4] = tunnel(2, u"Connected"_s, ColorRole::Green);
         next[0].isEnabled = true;
         QCOMPARE(heardOf(next),
-                 (QStringList{u"5 accessible-desc=a_2_, Connected icon-data=32 label=a__2__\nConnected"_s,
+                 (QStringList{u"5 accessible-desc=a_2_, Connected icon-data=32ink label=a__2__\nConnected"_s,
                               u"1 without enabled"_s}));
         next.swapItemsAt(2, 4);
         next += next[2]; // under the same id it could not be told from the first
@@ -191,6 +191,7 @@ private Q_SLOTS:
         Menu next = menu();
         connect(m_menu.get(), &DBusMenu::aboutToShow, m_menu.get(), [&] { m_menu->setMenu(next); });
         QCOMPARE(answer<bool>(m_panel.AboutToShow(0)), false);
+        QCOMPARE(answer<QList<int>>(m_panel.AboutToShowGroup({0})), QList<int>());
         next.removeLast();
         QCOMPARE(answer<QList<int>>(m_panel.AboutToShowGroup({0, 1})), (QList<int>{0, 1}));
         next.removeLast();
