@@ -249,8 +249,8 @@ private Q_SLOTS:
         const QByteArray x11 = "DISPLAY=" + qgetenv("DISPLAY");
         const QByteArray wayland = "WAYLAND_DISPLAY=";
         const QByteArray platform = "QT_QPA_PLATFORM=";
-        const QString none = u"no display can be reached"_s;
-        const QString noPlugin = u"Qt's plug-in for Wayland is missing (package qt6-wayland)"_s;
+        const QString none = u"no display"_s;
+        const QString noPlugin = u"qt6-wayland"_s;
         qputenv("XDG_RUNTIME_DIR", folder.path().toUtf8());
         const QStringList plugins = QCoreApplication::libraryPaths();
         struct Row
@@ -274,7 +274,8 @@ private Q_SLOTS:
                 qputenv(variable.left(variable.indexOf('=')).constData(),
                         variable.mid(variable.indexOf('=') + 1));
             QCoreApplication::setLibraryPaths(hasPlugin ? QStringList{folder.path()} : QStringList());
-            QVERIFY2(DisplayServer().problem() == problem, environment.join());
+            const QString found = DisplayServer().problem();
+            QVERIFY2(found.contains(problem) && found.isEmpty() == problem.isEmpty(), environment.join());
         }
         QCoreApplication::setLibraryPaths(plugins);
     }
