@@ -98,9 +98,11 @@ private Q_SLOTS:
             u"type label enabled visible icon-name icon-data shortcut toggle-type toggle-state "
             "children-display disposition accessible-desc"_s;
         QStringList values; // most of them the interface's defaults
-        for (const QString &name : names.split(u' '))
-            values += answer<QDBusVariant>(m_panel.GetProperty(1, name)).variant().toString();
-        QCOMPARE(values.join(u'|'), u"standard|Morvanel|false|true|||||-1||normal|"_s);
+        for (const QString &name : names.split(u' ')) {
+            const QVariant value = answer<QDBusVariant>(m_panel.GetProperty(7, name)).variant();
+            values += value.isValid() ? value.toString() : u"?"_s;
+        }
+        QCOMPARE(values.join(u'|'), u"standard|Quit|true|true|||||-1||normal|"_s);
         QCOMPARE(lines(answer<MenuPropertiesList>(m_panel.GetGroupProperties({}, {}))), all);
         QCOMPARE(lines(answer<MenuPropertiesList>(m_panel.GetGroupProperties({7, unknown, 7}, {u"label"_s}))),
                  QStringList{u"7 label=Quit"_s});

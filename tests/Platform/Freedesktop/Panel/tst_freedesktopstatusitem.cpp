@@ -349,7 +349,9 @@ private Q_SLOTS:
             const QImage image = popup()->grab(place).toImage();
             const int half = place.height() / 2 - 4;
             const QColor ground = image.pixelColor(27, half);
-            QVERIFY(SymbolDrawing::contrast(image.pixelColor(16, 4 + half / 2), ground) >= 3);
+            const QColor dot = image.pixelColor(16, 4 + half / 2);
+            QVERIFY(SymbolDrawing::contrast(dot, ground) >= 3);
+            QVERIFY(role == QPalette::Highlight || dot == SymbolDrawing::color(ColorRole::Green, palette));
             QImage blank(12, half - 4, image.format());
             blank.fill(ground);
             for (const QPoint &text : {QPoint(30, 4), QPoint(30, half + 8), QPoint(place.width() - 20, 4)})
