@@ -78,8 +78,12 @@ private Q_SLOTS:
         QWidget open;
         QWidget minimised;
         QDialog later;
-        const auto skips = [&] {
-            return QList{skipsTaskbar(open), skipsTaskbar(minimised), skipsTaskbar(later)};
+        // What this program asks for may be undone for a moment by what the window manager did before.
+        const auto allSkip = [&](bool skip) {
+            return QTest::qWaitFor([&] {
+                return skipsTaskbar(open) == skip && skipsTaskbar(minimised) == skip &&
+                       skipsTaskbar(later) == skip;
+            });
         };
         open.show();
         QVERIFY(QTest::qWaitForWindowExposed(&open));
@@ -87,21 +91,22 @@ private Q_SLOTS:
         const xcb_atom_t state = X11::atom("WM_STATE");
         const std::vector<quint32> iconic{3, XCB_NONE};
         QTRY_COMPARE(X11::property(xcb_window_t(minimised.winId()), state, state), iconic);
-        QCOMPARE(skips(), QList({false, false, false}));
+        QVERIFY(allSkip(false));
         application.setActivationPolicy(ActivationPolicy::Accessory);
         later.show();
-        QTRY_COMPARE(skips(), QList({true, true, true}));
+        QVERIFY(QTest::qWaitForWindowExposed(&later));
+        QVERIFY(allSkip(true));
         open.hide();
         open.show();
         QVERIFY(QTest::qWaitForWindowExposed(&open));
-        QTRY_COMPARE(skips(), QList({true, true, true}));
+        QVERIFY(allSkip(true));
 
         open.hide();
         application.setActivationPolicy(ActivationPolicy::Regular);
         open.show();
         QVERIFY(QTest::qWaitForWindowExposed(&open));
         minimised.showNormal();
-        QTRY_COMPARE(skips(), QList({false, false, false}));
+        QVERIFY(allSkip(false));
     }
 
     void comesInFrontOfOtherPrograms()
