@@ -59,7 +59,9 @@ private:
     bool nativeEventFilter(const QByteArray &, void *event, qintptr *) override
     {
         const auto *message = static_cast<xcb_client_message_event_t *>(event);
-        if ((message->response_type & 0x7f) == XCB_CLIENT_MESSAGE && message->format == 8)
+        const bool isFirst = m_heard.isEmpty() || m_heard.endsWith('\0');
+        if ((message->response_type & 0x7f) == XCB_CLIENT_MESSAGE &&
+            message->type == X11::atom(isFirst ? "_NET_STARTUP_INFO_BEGIN" : "_NET_STARTUP_INFO"))
             m_heard.append(reinterpret_cast<const char *>(message->data.data8), 20);
         return false;
     }
