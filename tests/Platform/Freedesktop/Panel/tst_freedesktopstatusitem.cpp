@@ -14,6 +14,7 @@
 #include <QDir>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSvgRenderer>
 #include <QTemporaryDir>
 #include <QWindow>
 #include <QtEndian>
@@ -228,8 +229,13 @@ private Q_SLOTS:
         }
         QCOMPARE(pictures.size(), 4);
         const QString themed = u"hicolor/%1/status/morvanel-idle-symbolic.svg"_s;
-        for (const QString &file : {themed.arg(u"22x22"), themed.arg(u"scalable"), u"hicolor/index.theme"_s})
-            QVERIFY2(icons.exists(file), qPrintable(file));
+        for (const auto &[size, side] : {std::pair(u"22x22"_s, 15), std::pair(u"scalable"_s, 16)}) {
+            QSvgRenderer drawing(icons.filePath(themed.arg(size)));
+            QCOMPARE(drawing.viewBoxF().toRect().width(), side);
+            const QRectF element = drawing.boundsOnElement(u"morvanel-idle"_s); // which Plasma draws
+            QCOMPARE(element.toAlignedRect(), drawing.viewBoxF().toAlignedRect());
+        }
+        QVERIFY(icons.exists(u"hicolor/index.theme"_s));
 
         makeItem(u"/proc/nowhere"_s);
         QVERIFY(read().contains(u"Desc=None active IconPixmap= 16 22 24 32 48 64 Id="_s)); // no name, no path
