@@ -26,17 +26,16 @@
 class FakePreferences : public Preferences
 {
 public:
+    using Integers = QList<qint32>;
+
     std::optional<QString> string(const QString &key) const override { return get<QString>(key); }
     std::optional<bool> boolean(const QString &key) const override { return get<bool>(key); }
     std::optional<QByteArray> data(const QString &key) const override { return get<QByteArray>(key); }
-    std::optional<QList<qint32>> integers(const QString &key) const override
-    {
-        return get<QList<qint32>>(key);
-    }
+    std::optional<Integers> integers(const QString &key) const override { return get<Integers>(key); }
     void setString(const QString &key, const QString &value) override { set(key, value); }
     void setBoolean(const QString &key, bool value) override { set(key, value); }
     void setData(const QString &key, const QByteArray &value) override { set(key, value); }
-    void setIntegers(const QString &key, const QList<qint32> &value,
+    void setIntegers(const QString &key, const Integers &value,
                      Durability durability = Durability::OnDisk) override
     {
         set(key, QVariant::fromValue(value));
@@ -81,42 +80,38 @@ public:
         std::exchange(m_waiting, {}) (*this)();
     }
 
-    QMap<QString, QByteArray> items; ///< by account
-    QMap<QString, QString> labels;
-    QMap<QString, QString> services;
+    QMap<QString, QByteArray> items;              ///< by account
+    QMap<QString, QString> labels;                ///< of the services and the items
     SecretStatus failure = SecretStatus::Success; ///< of every call
     bool isLocked = false;                        ///< tasks wait for `answer`
 
 private:
-    SecretResult result(SecretStatus status) const
+    SecretResult result(bool isThere) const
     {
+        const SecretStatus status = isThere ? SecretStatus::Success : SecretStatus::NotFound;
         return {failure == SecretStatus::Success ? status : failure, QStringLiteral("the keyring is closed")};
     }
     Lookup lookup(const SecretKey &key) override
     {
-        const bool isThere = failure == SecretStatus::Success && items.contains(key.account);
-        return {result(isThere ? SecretStatus::Success : SecretStatus::NotFound),
-                isThere ? items[key.account] : QByteArray()};
+        return {result(items.contains(key.account)), items.value(key.account)};
     }
     SecretResult update(const SecretKey &key, const QByteArray &data) override
     {
-        if (!items.contains(key.account))
-            return result(SecretStatus::NotFound);
-        return add(key, data, labels[key.account]);
+        const bool isThere = items.contains(key.account);
+        if (isThere && failure == SecretStatus::Success)
+            items[key.account] = data;
+        return result(isThere);
     }
     SecretResult add(const SecretKey &key, const QByteArray &data, const QString &label) override
     {
-        if (failure == SecretStatus::Success) {
-            services[key.account] = key.service;
-            labels[key.account] = label;
+        labels[key.account] = key.service + QStringLiteral(": ") + label;
+        if (failure == SecretStatus::Success)
             items[key.account] = data;
-        }
-        return result(SecretStatus::Success);
+        return result(true);
     }
     SecretResult remove(const SecretKey &key) override
     {
-        return result(failure == SecretStatus::Success && items.remove(key.account) ? SecretStatus::Success
-                                                                                    : SecretStatus::NotFound);
+        return result(failure == SecretStatus::Success && items.remove(key.account));
     }
 
     Task m_waiting;
@@ -129,9 +124,10 @@ public:
     Duration now() const override { return m_now; }
     std::unique_ptr<ScheduledWork> after(Duration delay, std::function<void()> work) override
     {
-        auto entry = std::make_shared<std::function<void()>>(std::move(work));
-        m_entries.emplace(m_now + delay, entry);
-        return std::make_unique<Handle>(std::move(entry));
+        auto handle = std::make_unique<Handle>();
+        handle->work = std::make_shared<std::function<void()>>(std::move(work));
+        m_entries.emplace(m_now + delay, handle->work);
+        return handle;
     }
 
     /// Lets the time pass and runs what falls due, in order.
@@ -141,33 +137,25 @@ public:
         while (!m_entries.empty() && m_entries.begin()->first <= end) {
             const auto due = m_entries.extract(m_entries.begin());
             m_now = due.key();
-            if (const auto work = std::exchange(*due.mapped(), {}))
-                work();
+            if (const auto work = due.mapped().lock())
+                (*work)();
         }
         m_now = end;
     }
     /// Work that waits and has not been cancelled.
     qsizetype pendingCount() const
     {
-        return std::count_if(m_entries.begin(), m_entries.end(),
-                             [](const auto &entry) { return bool(*entry.second); });
+        return std::ranges::count_if(m_entries, [](const auto &entry) { return !entry.second.expired(); });
     }
 
 private:
-    using Entry = std::shared_ptr<std::function<void()>>;
     struct Handle : ScheduledWork
     {
-        explicit Handle(Entry newEntry)
-            : entry(std::move(newEntry))
-        {
-        }
-        ~Handle() override { *entry = {}; }
-
-        Entry entry;
+        std::shared_ptr<std::function<void()>> work;
     };
 
     Duration m_now{0};
-    std::multimap<Duration, Entry> m_entries;
+    std::multimap<Duration, std::weak_ptr<std::function<void()>>> m_entries;
 };
 
 /// Children driven by hand: a test writes their output and ends them.
@@ -179,7 +167,6 @@ public:
         qint32 pid;
         ChildCommand command;
         ChildProcess::Callbacks callbacks;
-        bool isWaiting = true; ///< was not let run
         bool isRunning = true;
         bool isHeld = true; ///< its handle has not been destroyed
         QList<int> signalsSent = {};
@@ -189,8 +176,6 @@ public:
             if (isHeld)
                 callbacks.output(bytes);
         }
-        /// The child is dead; its end has not been handled yet.
-        void die() { isRunning = false; }
         void end(int status)
         {
             isRunning = false;
@@ -201,54 +186,47 @@ public:
 
     Prepared prepare(const ChildCommand &command, ChildProcess::Callbacks callbacks) override
     {
-        if (!prepareError.isEmpty() || int(children.size()) == mostChildren)
-            return {nullptr, prepareError};
+        if (int(children.size()) == mostChildren)
+            return {nullptr, error};
         children.push_back(std::make_shared<Child>(Child{m_nextPid++, command, std::move(callbacks)}));
-        return {std::make_unique<Handle>(*this, children.back()), {}};
+        auto handle = std::make_unique<Handle>();
+        handle->launcher = this;
+        handle->child = children.back();
+        return {std::move(handle), {}};
     }
     Child &last() { return *children.back(); }
 
     std::vector<std::shared_ptr<Child>> children;
-    QString error;        ///< not empty: no program can be run, for this reason
-    QString prepareError; ///< not empty: there is no process for it, for this reason
-    int mostChildren = -1;
+    int mostChildren = -1; ///< there is no process for more
+    QString error;         ///< not empty: no program can be run, for this reason
     std::function<void()> aboutToRun;
 
 private:
-    class Handle : public ChildProcess
+    struct Handle : ChildProcess
     {
-    public:
-        Handle(FakeChildLauncher &launcher, std::shared_ptr<Child> child)
-            : m_launcher(launcher)
-            , m_child(std::move(child))
-        {
-        }
-        ~Handle() override { m_child->isHeld = false; }
-        qint32 pid() const override { return m_child->pid; }
+        ~Handle() override { child->isHeld = false; }
+        qint32 pid() const override { return child->pid; }
         QString run() override
         {
-            if (m_launcher.aboutToRun)
-                m_launcher.aboutToRun();
-            m_child->isWaiting = false;
-            if (!m_launcher.error.isEmpty())
-                std::erase(m_launcher.children, m_child);
-            return m_launcher.error;
+            if (launcher->aboutToRun)
+                launcher->aboutToRun();
+            if (!launcher->error.isEmpty())
+                std::erase(launcher->children, child);
+            return launcher->error;
         }
-        bool isRunning() const override { return m_child->isRunning; }
-        void terminate() override { m_child->signalsSent += 15; }
-        void kill() override { m_child->signalsSent += 9; }
+        bool isRunning() const override { return child->isRunning; }
+        void terminate() override { child->signalsSent += 15; }
+        void kill() override { child->signalsSent += 9; }
 
-    private:
-        FakeChildLauncher &m_launcher;
-        std::shared_ptr<Child> m_child;
+        FakeChildLauncher *launcher = nullptr;
+        std::shared_ptr<Child> child;
     };
 
     qint32 m_nextPid = 1000;
 };
 
-class FakeProcessTable : public ProcessTable
+struct FakeProcessTable : ProcessTable
 {
-public:
     void terminate(qint32 pid, QByteArrayView pathEnd) override
     {
         if (paths.value(pid).endsWith(pathEnd))
@@ -259,18 +237,11 @@ public:
     QList<qint32> terminated;
 };
 
-class FakeLoginItem : public LoginItem
+struct FakeLoginItem : LoginItem
 {
-public:
     LoginItemStatus status() const override { return current; }
     void registerItem() override { change(LoginItemStatus::Enabled); }
     void unregisterItem() override { change(LoginItemStatus::NotRegistered); }
-
-    LoginItemStatus current = LoginItemStatus::NotRegistered;
-    QString refusal; ///< not empty: changes fail with it
-    int requests = 0;
-
-private:
     void change(LoginItemStatus status)
     {
         ++requests;
@@ -278,6 +249,10 @@ private:
             throw LoginItemError(refusal);
         current = status;
     }
+
+    LoginItemStatus current = LoginItemStatus::NotRegistered;
+    QString refusal; ///< not empty: changes fail with it
+    int requests = 0;
 };
 
 /// Everything a manager touches, faked, with an executable file at `cloudflaredPath`.
@@ -301,8 +276,7 @@ struct FakeWorld
     /// Puts an executable file there.
     static void install(const QString &path)
     {
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(QFile::ReadOwner | QFile::ExeOwner))
+        if (!QFile::copy(QStringLiteral("/bin/true"), path))
             qFatal("No executable file can be made.");
     }
 
