@@ -180,7 +180,8 @@ private Q_SLOTS:
             one + u" | "_s + two + u" | "_s + three);
         run("lost by each word",
             {registered(0) + registered(1) + registered(12) +
-             "Unregistered tunnel connection connIndex=1\nServe tunnel error connIndex=12\n"
+             "Unregistered tunnel connection connIndex=1\xc2\xbd connIndex=0\nServe tunnel error "
+             "connIndex=12\n"
              "Serve tunnel error\nConnection terminated connIndex=12\nConnection terminated connIndex=0\n"},
             QStringList{one, two, three, two, one, u"Reconnecting…"_s}.join(u" | "_s));
         run("back again",
