@@ -11,8 +11,6 @@
 
 using namespace Qt::StringLiterals;
 
-Q_DECLARE_METATYPE(LoginItemStatus)
-
 namespace {
 
 void write(const QString &path, const QByteArray &content, QFile::Permissions extra = {})
@@ -45,58 +43,48 @@ private Q_SLOTS:
         m_file = m_folder->filePath(u"autostart/com.ardentwick.Morvanel.desktop"_s);
     }
 
-    void readsTheStatus_data()
-    {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<LoginItemStatus>("status");
-        const auto row = [](const char *name, const QByteArray &content, LoginItemStatus status) {
-            QTest::newRow(name) << content << status;
-        };
-        const QByteArray entry = "[Desktop Entry]\nType=Application\nExec=morvanel\n";
-        row("hidden", entry + "Hidden=true\n", LoginItemStatus::RequiresApproval);
-        row("not hidden", entry + "Hidden=false\nX-GNOME-Autostart-enabled=true\n", LoginItemStatus::Enabled);
-        row("GNOME", entry + "X-GNOME-Autostart-enabled=false", LoginItemStatus::RequiresApproval);
-        row("MATE", entry + "X-MATE-Autostart-enabled=false", LoginItemStatus::RequiresApproval);
-        row("empty", "", LoginItemStatus::NotRegistered);
-        row("no group", "Hidden=true\n=\n", LoginItemStatus::NotRegistered);
-        row("noise", QByteArray(300'000, '\xff') + "[Desktop Entry", LoginItemStatus::NotRegistered);
-    }
-
     void readsTheStatus()
     {
-        QFETCH(QByteArray, content);
+        using enum LoginItemStatus;
+        const QByteArray entry = "[Desktop Entry]\nType=Application\nExec=morvanel\n";
+        const QList<std::pair<QByteArray, LoginItemStatus>> rows{
+            {entry + "Hidden=true\n", RequiresApproval},
+            {entry + "Hidden=false\nX-GNOME-Autostart-enabled=true\n", Enabled},
+            {entry + "X-GNOME-Autostart-enabled=false", RequiresApproval},
+            {entry + "X-MATE-Autostart-enabled=false", RequiresApproval},
+            {"", NotRegistered},
+            {"Hidden=true\n=\n", NotRegistered},
+            {QByteArray(300'000, '\xff') + "[Desktop Entry", NotRegistered}};
         const QString installed = m_folder->filePath(u"installed.desktop"_s);
-        write(installed, content);
-        QVERIFY(QDir(m_folder->path()).mkdir(u"autostart"_s) && QFile::link(installed, m_file));
-        QTEST(item().status(), "status");
-        item().registerItem();
-        QCOMPARE(item().status(), LoginItemStatus::Enabled);
-        item().unregisterItem();
-        QVERIFY(!QFile::exists(m_file));
-        item().unregisterItem();
-        QCOMPARE(item().status(), LoginItemStatus::NotRegistered);
-        QCOMPARE(QFileInfo(installed).size(), content.size());
+        QVERIFY(QDir(m_folder->path()).mkdir(u"autostart"_s));
+        for (const auto &[content, status] : rows) {
+            write(installed, content);
+            QVERIFY(QFile::link(installed, m_file));
+            QCOMPARE(item().status(), status);
+            item().registerItem();
+            QCOMPARE(item().status(), Enabled);
+            item().unregisterItem();
+            QVERIFY(!QFile::exists(m_file));
+            item().unregisterItem();
+            QCOMPARE(item().status(), NotRegistered);
+            QCOMPARE(QFileInfo(installed).size(), content.size());
+        }
     }
 
     /// A launcher of the desktop must find the program, whatever its path.
-    void namesTheProgramSoThatItIsFound_data()
-    {
-        QTest::addColumn<QString>("name");
-        for (const char *name : {"plain", "two  words", "quo\"te'", "$HOME", "%f %% 100%", "back\\slash\\n",
-                                 "`ls`", "a;b|c&(d)*?~#<>", "tab\tand\nline", "é😀"})
-            QTest::newRow(name) << QString::fromUtf8(name);
-    }
-
     void namesTheProgramSoThatItIsFound()
     {
-        QFETCH(QString, name);
-        const QString program = m_folder->filePath(name);
-        write(program, "#!/bin/sh\ntouch \"$(dirname \"$0\")/proof$#\"\n", QFile::ExeOwner);
-        item(program).registerItem();
-        // Any complaint counts, whatever the exit code.
-        const QString launch = u"desktop-file-validate $0 2>&1 | { ! grep . >&2; } && gio launch $0"_s;
-        QCOMPARE(QProcess::execute(u"/bin/sh"_s, {u"-c"_s, launch, m_file}), 0);
-        QTRY_VERIFY(QFile::exists(m_folder->filePath(u"proof0"_s)));
+        for (const QString &name :
+             {u"plain"_s, u"two  words"_s, u"quo\"te'"_s, u"$HOME"_s, u"%f %% 100%"_s, u"back\\slash\\n"_s,
+              u"`ls`"_s, u"a;b|c&(d)*?~#<>"_s, u"tab\tand\nline\r"_s, u"é😀"_s}) {
+            const QString program = m_folder->filePath(name);
+            write(program, "#!/bin/sh\ntouch \"$(dirname \"$0\")/proof$#\"\n", QFile::ExeOwner);
+            item(program).registerItem();
+            // Any complaint counts, whatever the exit code.
+            const QString launch = u"desktop-file-validate $0 2>&1 | { ! grep . >&2; } && gio launch $0"_s;
+            QCOMPARE(QProcess::execute(u"/bin/sh"_s, {u"-c"_s, launch, m_file}), 0);
+            QTRY_VERIFY2(QFile::remove(m_folder->filePath(u"proof0"_s)), qPrintable(name));
+        }
     }
 
     void saysWhatFailed()
