@@ -24,6 +24,7 @@ namespace {
 
 const QString key = u"key"_s;
 int syncs = 0;
+int syncError = 0;
 
 void write(const QString &path, const QByteArray &content)
 {
@@ -60,11 +61,12 @@ QVariantList valuesIn(const Preferences &preferences)
 
 } // namespace
 
-/// Stands in for the library's, to count the calls.
-extern "C" int fsync(int fd)
+/// Stands in for the library's, to count the calls and to fail.
+extern "C" int fsync(int)
 {
     ++syncs;
-    return ::fdatasync(fd);
+    errno = syncError;
+    return syncError == 0 ? 0 : -1;
 }
 
 class PreferencesFileTest : public QObject
@@ -93,7 +95,7 @@ private:
 private Q_SLOTS:
     void init()
     {
-        m_folder = std::make_unique<QTemporaryDir>();
+        m_folder = std::make_unique<QTemporaryDir>(QDir::tempPath() + u"/a\nb-XXXXXX"_s);
         m_path = m_folder->filePath(u"preferences.json"_s);
         m_errors = std::make_unique<QTemporaryFile>();
         QVERIFY(m_errors->open());
@@ -101,58 +103,51 @@ private Q_SLOTS:
     }
     void cleanup() { ::dup3(m_standardError, STDERR_FILENO, 0); }
 
-    void readsTypes_data()
+    void readsTypes()
     {
-        QTest::addColumn<QVariantList>("values");
-        const auto row = [](const char *json, const QVariant &value) {
-            QTest::newRow(json) << QVariantList{value};
-        };
-        row(R"("a\u00e9\n\u0000")", u"aé\n"_s + QChar(0));
-        row("false", false);
-        row(R"({"data": "AP8="})", QByteArray("\0\xff", 2));
-        row("[]", QVariant::fromValue(Integers()));
-        row("[2147483647, -2147483648, 7, 7]", QVariant::fromValue(Integers{2147483647, -2147483648, 7, 7}));
-        row("[3.0, 1e3]", QVariant::fromValue(Integers{3, 1000}));
-        for (const char *json :
+        QList<std::pair<QByteArray, QVariantList>> rows{
+            {R"("a\u00e9\n\u0000")", {u"aé\n"_s + QChar(0)}},
+            {"false", {false}},
+            {R"({"data": "AP8="})", {QByteArray("\0\xff", 2)}},
+            {"[]", {QVariant::fromValue(Integers())}},
+            {"[2147483647, -2147483648, 7, 7]",
+             {QVariant::fromValue(Integers{2147483647, -2147483648, 7, 7})}},
+            {"[3.0, 1e3]", {QVariant::fromValue(Integers{3, 1000})}}};
+        for (const char *none :
              {"[3.5]", "[1, true]", "[\"3\"]", "[2147483648]", "[-2147483649]", "[12345678901234567890]",
               "[null]", "[[1]]", "1", "null", "{}", R"({"data": 1})", R"({"data": "no base64!"})",
               R"({"data": "AP8=", "more": 1})"})
-            QTest::newRow(json) << QVariantList();
-    }
-
-    void readsTypes()
-    {
-        write(m_path, "\xef\xbb\xbf{\"key\": 0, \"other\": [{}], \"key\":" +
-                          QByteArray(QTest::currentDataTag()) + "}");
-        QTEST(valuesIn(PreferencesFile(m_path)), "values");
+            rows.emplaceBack(none, QVariantList());
+        for (const auto &[json, values] : rows) {
+            write(m_path, "\xef\xbb\xbf{\"key\": 0, \"other\": [{}], \"key\":" + json + "}");
+            QCOMPARE(valuesIn(PreferencesFile(m_path)), values);
+        }
     }
 
     void keepsWhatWasWritten()
     {
         const QString folder = m_folder->filePath(u"new/folder"_s);
         const QString path = folder + u"/preferences.json"_s;
-        const QString text = u"\"\\/ é😀\t"_s + QChar(0) + QString(10'000, u'x');
+        const QString text = u"\"\\/ é😀\t\n"_s + QChar(0) + QString(10'000, u'x');
         const QByteArray bytes = QByteArray(100'000, '\xff') + '\0';
         const mode_t mask = ::umask(0);
-        {
-            PreferencesFile preferences(path);
-            preferences.remove(key);
-            QVERIFY(!QFile::exists(folder));
-            preferences.setString(text, text);
-            preferences.setString(u"removed \"\n"_s, text);
-            preferences.setBoolean(u"b"_s, true);
-            preferences.setData(u"d"_s, bytes);
-            preferences.remove(u"removed \"\n"_s);
-            syncs = 0;
-            preferences.setIntegers(u"i"_s, {-1, 0, 2147483647}, Durability::Eventually);
-            QCOMPARE(syncs, 0);
-            preferences.setIntegers(u"empty"_s, {}, Durability::OnDisk);
-            QCOMPARE(syncs, 2); // the file and its folder
-        }
+        PreferencesFile written(path);
+        written.remove(key);
+        QVERIFY(!QFile::exists(folder));
+        written.setString(text, text);
+        written.setString(key, text);
+        written.setBoolean(u"b"_s, true);
+        written.setData(u"d"_s, bytes);
+        written.remove(key);
+        syncs = 0;
+        written.setIntegers(u"i"_s, {-1, 0, 2147483647}, Durability::Eventually);
+        QCOMPARE(syncs, 0);
+        written.setIntegers(u"empty"_s, {}, Durability::OnDisk);
+        QCOMPARE(syncs, 2); // the file and its folder
         ::umask(mask);
         const PreferencesFile preferences(path);
+        QCOMPARE(valuesIn(preferences), QVariantList());
         QCOMPARE(preferences.string(text), text);
-        QCOMPARE(preferences.string(u"removed \"\n"_s), std::nullopt);
         QCOMPARE(preferences.boolean(u"b"_s), true);
         QCOMPARE(preferences.data(u"d"_s), bytes);
         QCOMPARE(preferences.integers(u"i"_s), (Integers{-1, 0, 2147483647}));
@@ -161,59 +156,50 @@ private Q_SLOTS:
         QVERIFY(shell(u"test \"$(stat -c %a new/folder new/folder/*)\" = '700\n600'"_s));
     }
 
-    void setsDamagedFilesAside_data()
-    {
-        QTest::addColumn<QByteArray>("content");
-        for (const char *content : {"", "{\"key\": \"va", "[1]", "{}{}", "{\"key\": \"\xff\"}"})
-            QTest::newRow(content) << QByteArray(content);
-    }
-
     void setsDamagedFilesAside()
     {
-        QFETCH(QByteArray, content);
         write(m_path + u".damaged"_s, "earlier");
-        write(m_path, content);
-        PreferencesFile preferences(m_path);
-        preferences.setBoolean(key, true);
+        int number = 1;
+        for (const QByteArray content : {"", "{\"key\": \"va", "[1]", "{}{}", "{\"key\": \"\xff\"}"}) {
+            const QString aside = m_path + u".damaged-%1"_s.arg(++number);
+            write(m_path, content);
+            PreferencesFile preferences(m_path);
+            preferences.setBoolean(key, true);
+            QCOMPARE(read(aside), content);
+            QCOMPARE(PreferencesFile(m_path).boolean(key), true);
+            QCOMPARE(errors().size(), number - 1);
+            QVERIFY(errors().last().contains(QString(aside).replace(u'\n', u' ')));
+        }
         QCOMPARE(read(m_path + u".damaged"_s), "earlier");
-        QCOMPARE(read(m_path + u".damaged-2"_s), content);
-        QCOMPARE(PreferencesFile(m_path).boolean(key), true);
-        QCOMPARE(errors().size(), 1);
-        QVERIFY(errors().at(0).contains(m_path + u".damaged-2"_s));
-    }
-
-    void leavesAloneWhatItCannotReadOrReplace_data()
-    {
-        QTest::addColumn<QString>("obstacle");
-        // No other name fits beside the longest one.
-        const QString longName = u"ln -s %1 preferences.json; echo '%2' > preferences.json"_s;
-        QTest::newRow("nothing fits beside it") << longName.arg(QString(255, u'x'), u"{}"_s);
-        QTest::newRow("nothing fits beside a damaged one") << longName.arg(QString(255, u'x'), u"{"_s);
-        QTest::newRow("a folder") << u"mkdir preferences.json"_s;
-        QTest::newRow("a named pipe") << u"mkfifo preferences.json"_s;
-        QTest::newRow("a device") << u"ln -s /dev/null preferences.json"_s;
     }
 
     void leavesAloneWhatItCannotReadOrReplace()
     {
-        QFETCH(QString, obstacle);
-        QVERIFY(shell(obstacle));
-        const QStringList names = namesIn(m_folder->path());
-        const QByteArray content = QFileInfo(m_path).isFile() ? read(m_path) : QByteArray();
-        PreferencesFile preferences(m_path);
-        QCOMPARE(errors().isEmpty(), obstacle.contains(u"{}"_s)); // that one is told by the write
-        for (const QString &value : {u"one"_s, u"two"_s}) {
-            preferences.setString(key, value);
-            QCOMPARE(preferences.string(key), value);
+        // No other name fits beside the longest one.
+        const QString longName = u"ln -s %1 preferences.json; echo '%2' > preferences.json"_s;
+        for (const QString &obstacle :
+             {longName.arg(QString(255, u'x'), u"{}"_s), longName.arg(QString(255, u'x'), u"{"_s),
+              u"mkdir preferences.json"_s, u"mkfifo preferences.json"_s}) {
+            init();
+            QVERIFY(shell(obstacle));
+            const QStringList names = namesIn(m_folder->path());
+            const QByteArray content = QFileInfo(m_path).isFile() ? read(m_path) : QByteArray();
+            PreferencesFile preferences(m_path);
+            QCOMPARE(errors().isEmpty(), obstacle.contains(u"{}"_s)); // that one is told by the write
+            for (const QString &value : {u"one"_s, u"two"_s}) {
+                preferences.setString(key, value);
+                QCOMPARE(preferences.string(key), value);
+            }
+            QCOMPARE(namesIn(m_folder->path()), names);
+            QVERIFY(content.isEmpty() || read(m_path) == content);
+            QCOMPARE(errors().size(), 1);
+            QVERIFY(errors().first().startsWith(u"morvanel: preferences are not stored: "_s));
+            QVERIFY(errors().first().contains(m_folder->path().section(u'\n', 1)));
+            QVERIFY(shell(u"rm -r preferences.json"_s));
+            preferences.setBoolean(u"other"_s, true);
+            QCOMPARE(PreferencesFile(m_path).string(key), u"two"_s);
+            QCOMPARE(PreferencesFile(m_path).boolean(u"other"_s), true);
         }
-        QCOMPARE(namesIn(m_folder->path()), names);
-        QVERIFY(content.isEmpty() || read(m_path) == content);
-        QCOMPARE(errors().size(), 1);
-        QVERIFY(errors().at(0).startsWith(u"morvanel: preferences are not stored: "_s));
-        QVERIFY(shell(u"rm -r preferences.json"_s));
-        preferences.setBoolean(u"other"_s, true);
-        QCOMPARE(PreferencesFile(m_path).string(key), u"two"_s);
-        QCOMPARE(PreferencesFile(m_path).boolean(u"other"_s), true);
     }
 
     void keepsTheOldFileWhenTheDiskIsFull()
@@ -228,9 +214,13 @@ private Q_SLOTS:
             preferences.setString(key, u"new"_s);
         }
         std::signal(SIGXFSZ, signalHandler);
+        QCOMPARE(errors().size(), 1);
+        syncError = EIO;
+        preferences.setString(key, u"new"_s);
+        syncError = 0;
+        QCOMPARE(errors().size(), 2);
         QCOMPARE(read(m_path), before);
         QCOMPARE(namesIn(m_folder->path()), QStringList{u"preferences.json"_s});
-        QCOMPARE(errors().size(), 1);
         // A failed write has precedence over the change of another program, and goes with the next write.
         write(m_path, R"({"key": "another's", "more": "another's"})");
         QCOMPARE(preferences.string(key), u"new"_s);
