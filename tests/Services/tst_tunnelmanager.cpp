@@ -14,10 +14,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const QString missing = u"✖\uFE0E Missing token: set it in Settings"_s;
-const QString notRead = u"✖\uFE0E The token could not be read: the keyring is closed"_s;
-const QString notFound = u"✖\uFE0E cloudflared not found at PATH"_s;
-
 /// The names of all tunnels in a row.
 QString namesOf(const TunnelManager &manager)
 {
@@ -42,30 +38,72 @@ struct Bench : FakeWorld
         const qsizetype place = namesOf(manager).indexOf(name);
         return place < 0 ? QUuid::createUuid() : manager.tunnels()[place].id;
     }
-    void start(const QString &name) { manager.start(id(name)); }
-    QStringList log(const QString &name) const
-    {
-        return manager.runner(id(name))->logLines().text().split(u'\n', Qt::SkipEmptyParts);
-    }
-    /// All names with their states.
-    QString states() const
-    {
-        QStringList states;
-        for (const TunnelConfig &tunnel : manager.tunnels())
-            states += tunnel.name + u' ' + manager.state(tunnel.id).label();
-        return states.join(u", "_s);
-    }
-    /// The tokens of all children in a row.
-    QByteArray tokens() const
-    {
-        QByteArray tokens;
-        for (const auto &child : launcher.children)
-            tokens += child->command.environment.front().second;
-        return tokens;
-    }
     /// The ids that the next run would find.
     QList<qint32> ledger() const { return preferences.integers(u"childPIDs"_s).value_or(QList<qint32>{-1}); }
-    QByteArray secret(const QUuid &tunnel) const { return secrets.items.value(tunnelIdText(tunnel), "none"); }
+    /// All that can be seen: the sum, the numbers of running and connected tunnels and of tokens; each
+    /// tunnel, with its token if that is not its name, what it waits for and its errors; each child with its
+    /// signals.
+    QString picture() const
+    {
+        const QStringList sums{u"idle"_s, u"connecting"_s, u"connected"_s, u"problem"_s};
+        QStringList parts{sums[int(manager.overallStatus())] + u" %1 %2 %3"_s.arg(manager.runningCount())
+                                                                   .arg(manager.connectedCount())
+                                                                   .arg(secrets.items.size())};
+        for (const TunnelConfig &tunnel : manager.tunnels()) {
+            const TunnelRunner &runner = *manager.runner(tunnel.id);
+            parts += tunnel.name + u' ' + runner.state().label();
+            const QByteArray token = secrets.items.value(tunnelIdText(tunnel.id), "nothing");
+            if (token != tunnel.name.toUtf8())
+                parts.last() += u" has "_s + QString::fromLatin1(token);
+            if (runner.state().isRunning() && !runner.reason().isEmpty())
+                parts.last() += u" ("_s + runner.reason() + u')';
+            for (const QString &line : runner.logLines().text().split(u'\n').filter(u"✖\uFE0E"_s))
+                parts.last() += u" ✖"_s + line.sliced(2);
+        }
+        for (const auto &child : launcher.children) {
+            parts += u"child "_s + QString::fromUtf8(child->command.environment.front().second);
+            for (const int number : child->signalsSent)
+                parts.last() += u' ' + QString::number(number);
+        }
+        parts += (manager.isBusy() ? u"busy"_s : u"free"_s) + (secrets.isAsking() ? u" asking"_s : u""_s);
+        return parts.join(u" | "_s).replace(folder.path(), u"~"_s);
+    }
+    /// Does what one or two words say; the second one is a tunnel's name or a number.
+    void act(const QString &step)
+    {
+        const QString name = step.section(u' ', 1);
+        const QUuid tunnel = id(name);
+        const std::map<QString, std::function<void()>> actions{
+            {u"start"_s, [&] { manager.start(tunnel); }},
+            {u"stop"_s, [&] { manager.stop(tunnel); }},
+            {u"toggle"_s, [&] { manager.toggle(tunnel); }},
+            {u"start-all"_s, [&] { manager.startAll(); }},
+            {u"stop-all"_s, [&] { manager.stopAll(); }},
+            {u"refuse"_s, [&] { manager.refuseStarts(); }},
+            {u"add"_s, [&] { addTunnel(manager, name, {}, name); }},
+            {u"type"_s,
+             [&] {
+                 manager.update({tunnel, name, {}, false}, name + u'2');
+             }},
+            {u"remove"_s, [&] { manager.remove(tunnel); }},
+            {u"connect"_s, [&] { connect(manager, tunnel); }},
+            {u"lose"_s, [&] { launcher.last().write("Connection terminated connIndex=0\n"); }},
+            {u"end"_s, [&] { launcher.last().end(0); }},
+            {u"fail"_s, [&] { manager.runner(tunnel)->fail(u"x"_s); }},
+            {u"lock"_s, [&] { secrets.isLocked = true; }},
+            {u"unlock"_s, [&] { secrets.answer(); }},
+            {u"dismiss"_s, [&] { secrets.answer(SecretStatus::Locked); }},
+            {u"failure"_s, [&] { secrets.failure = SecretStatus(name.toInt()); }},
+            {u"token"_s, [&] { secrets.items.first() = name.toLatin1(); }},
+            {u"path"_s, [&] { manager.setCloudflaredPath(QDir(folder.path()).filePath(name)); }},
+            {u"wait"_s, [&] { scheduler.advance(std::chrono::milliseconds(name.toInt())); }},
+            {u"then-remove"_s, [&] {
+                 QObject::connect(
+                     &manager, &TunnelManager::objectWillChange, &manager,
+                     [this, tunnel] { manager.remove(tunnel); }, Qt::SingleShotConnection);
+             }}};
+        actions.at(step.section(u' ', 0, 0))();
+    }
 };
 
 } // namespace
@@ -124,89 +162,117 @@ private Q_SLOTS:
             QCOMPARE(KeychainStore::normalizeToken(raw), token);
     }
 
-    void overallStatus()
+    void lives_data()
     {
-        using enum OverallStatus;
-        const QList<std::tuple<QString, OverallStatus, int, int>> rows{
-            {u"fc"_s, Problem, 1, 1},     {u"sr"_s, Problem, 2, 0},
-            {u"cs"_s, Connecting, 2, 1},  {u"p"_s, Connecting, 1, 0},
-            {u"ccoo"_s, Connected, 2, 2}, {u"o"_s, Idle, 0, 0}}; // one letter a tunnel
-        for (const auto &[states, status, running, connected] : rows) {
-            Bench bench{states};
-            for (const auto &[id, name, hostname, startOnLaunch] : bench.manager.tunnels()) {
-                if (name == u"f")
-                    bench.manager.runner(id)->fail(u"x"_s);
-                else if (name == u"c" || name == u"r")
-                    bench.connect(bench.manager, id, 2);
-                else if (name != u"o")
-                    bench.manager.start(id);
-                if (name == u"p")
-                    bench.manager.stop(id);
-                if (name == u"r")
-                    bench.launcher.last().write(
-                        "Connection terminated connIndex=0\nConnection terminated connIndex=1\n");
-            }
-            QCOMPARE(bench.manager.overallStatus(), status);
-            QCOMPARE(bench.manager.runningCount(), running);
-            QCOMPARE(bench.manager.connectedCount(), connected);
-        }
+        QTest::addColumn<QString>("tunnels");
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<QString>("picture"); // with the numbers of running and connected ones, and of tokens
+        const auto row = [](const QString &tunnels, const QString &steps, const QString &picture) {
+            QTest::addRow("%ls", qUtf16Printable(steps)) << tunnels << steps << picture;
+        };
+        const QString missing =
+            u" Error: Missing token: set it in Settings%1 ✖ Missing token: set it in Settings"_s;
+        const QString alone = u"problem 0 0 1 | t"_s + missing + u" | free"_s;
+        const QString notRead = u" ✖ The token could not be read: the keyring is closed"_s;
+        const QString notStored = u" ✖ The token could not be stored: the keyring is closed"_s;
+        const QString notFound = u"problem 0 0 1 | t Error: cloudflared not found at %1 "
+                                 "✖ cloudflared not found at %1 | free"_s;
+        const QString waits = u" Connecting… (Waiting for the keyring to be unlocked)"_s;
+        const QString stopped = u"idle 0 0 2 | a Stopped | l Stopped"_s;
+        const QString children = u" | child w2 | child a2 | busy"_s;
+        row(u"o"_s, {}, u"idle 0 0 1 | o Stopped | free"_s);
+        row(u"fc"_s, u"fail f, connect c"_s,
+            u"problem 1 1 2 | f Error: x ✖ x | c Connected (1 connection) | child c | busy"_s);
+        row(u"rs"_s, u"connect r, lose, start s, start unknown"_s,
+            u"problem 2 0 2 | r Reconnecting… | s Connecting… | child r | child s | busy"_s);
+        row(u"cs"_s, u"connect c, start s"_s,
+            u"connecting 2 1 2 | c Connected (1 connection) | s Connecting… | child c | child s | busy"_s);
+        row(u"p"_s, u"start p, stop p"_s, u"connecting 1 0 1 | p Stopping… | child p 15 | busy"_s);
+        row(u"cod"_s, u"connect c, connect d"_s,
+            u"connected 2 2 3 | c Connected (1 connection) | o Stopped | d Connected (1 connection) | "
+            "child c | child d | busy"_s);
+
+        row(u"t"_s, u"token , path absent, start t"_s, alone.arg(u" has "_s));
+        row(u"t"_s, u"token eyJ\u00ff, start t"_s, alone.arg(u" has eyJ\u00ff"_s));
+        row(u"t"_s, u"failure 1, start t"_s, alone.arg(u""_s));
+        row(u"t"_s, u"failure 2, start t"_s, alone.arg(notRead));
+        row(u"t"_s, u"failure 3, start t"_s, alone.arg(notRead));
+        row(u"t"_s, u"path cloudflared , start t"_s, notFound.arg(u"~/cloudflared "_s));
+        row(u"t"_s, u"path ., start t"_s, notFound.arg(u"~/."_s));
+        row(u"t"_s, u"path /etc/passwd, start t"_s, notFound.arg(u"/etc/passwd"_s));
+
+        row(u"to"_s, u"then-remove t, start t, end"_s, u"idle 0 0 1 | o Stopped | child t 15 | free"_s);
+        row(u"to"_s, u"start t, then-remove t, connect t, end"_s,
+            u"idle 0 0 1 | o Stopped | child t 15 | free"_s);
+        row(u"to"_s, u"start t, then-remove t, stop-all, end"_s,
+            u"idle 0 0 1 | o Stopped | child t 15 15 | free"_s);
+        row(u"to"_s, u"start t, then-remove t, remove t, end"_s,
+            u"idle 0 0 1 | o Stopped | child t 15 | free"_s);
+
+        row(u"ab"_s, u"lock, start-all, wait 299, start-all"_s,
+            u"idle 0 0 2 | a Stopped | b Stopped | free asking"_s);
+        row(u"ab"_s, u"lock, start-all, wait 300"_s,
+            u"connecting 2 0 2 | a%1 | b%1 | free asking"_s.arg(waits));
+        row(u"abcsr"_s, u"lock, start-all, wait 300, remove r, toggle s, toggle b, toggle b, unlock"_s,
+            u"connecting 3 0 4 | a Connecting… | b Connecting… | c Connecting… | s Stopped | "
+            "child a | child c | child b | busy"_s);
+        const QString wait = u"lock, start a, wait 1000, start l, "_s;
+        row(u"al"_s, wait + u"wait 0"_s, u"connecting 2 0 2 | a%1 | l%1 | free asking"_s.arg(waits));
+        row(u"al"_s, wait + u"stop-all"_s, stopped + u" | free asking"_s);
+        row(u"al"_s, wait + u"dismiss"_s, u"problem 0 0 2 | a%1 | l%1 | free"_s.arg(missing.arg(notRead)));
+        row(u"al"_s, wait + u"dismiss, lock, start a"_s,
+            u"problem 0 0 2 | a%1 | l%1 | free asking"_s.arg(missing.arg(notRead)));
+        row(u"al"_s, wait + u"stop-all, unlock, lock, start a"_s, stopped + u" | free asking"_s);
+        row(u"al"_s, wait + u"refuse, stop-all, unlock, lock, start a"_s, stopped + u" | free"_s);
+        // A token that is typed meanwhile is used from memory until it is stored or given up.
+        const QString type = u"lock, start w, wait 1000, type w, add a, type a, start a, remove r, "_s;
+        row(u"wr"_s, type + u"wait 0"_s,
+            u"connecting 2 0 2 | w Connecting… | a Connecting… has nothing"_s + children + u" asking"_s);
+        row(u"wr"_s, type + u"unlock"_s,
+            u"connecting 2 0 2 | w Connecting… has w2 | a Connecting… has a2"_s + children);
+        row(u"wr"_s, type + u"dismiss"_s,
+            u"connecting 2 0 2 | w Connecting…%1 | a Connecting… has nothing%1"_s.arg(notStored) + children);
+        row(u"wr"_s, type + u"dismiss, failure 0, type w"_s,
+            u"connecting 2 0 1 | w Connecting… has w2%1 | a Connecting… has nothing%1"_s.arg(notStored) +
+                children);
     }
 
-    void aStartNeedsATokenAndAProgram()
+    void lives()
     {
-        using enum SecretStatus;
-        const QString program = u"cloudflared"_s;
-        const QList<std::tuple<SecretStatus, QByteArray, QString, QStringList>> rows{
-            {Success, "", u"absent"_s, {missing}},
-            {Success, "eyJ\xff", program, {missing}},
-            {NotFound, "eyJ", program, {missing}},
-            {Locked, "eyJ", program, {notRead, missing}},
-            {NotAvailable, "eyJ", program, {notRead, missing}},
-            {Success, "eyJ", u"cloudflared "_s, {notFound}},
-            {Success, "eyJ", u"."_s, {notFound}},
-            {Success, "eyJ", u"plain"_s, {notFound}}};
-        for (const auto &[failure, token, name, log] : rows) {
-            Bench bench{u"t"_s};
-            const QString path = bench.folder.filePath(name);
-            QFile plain(bench.folder.filePath(u"plain"_s));
-            QVERIFY(plain.open(QFile::WriteOnly));
-            bench.secrets.items.first() = token;
-            bench.secrets.failure = failure;
-            bench.manager.setCloudflaredPath(path);
-            bench.start(u"t"_s);
-            QCOMPARE(bench.tokens(), "");
-            QCOMPARE(bench.log(u"t"_s).replaceInStrings(path, u"PATH"_s), log);
-            QCOMPARE(bench.states().replace(path, u"PATH"_s), u"t Error: "_s + log.last().sliced(3));
-            QCOMPARE(bench.scheduler.pendingCount(), 0);
-        }
+        QFETCH(QString, tunnels);
+        QFETCH(QString, steps);
+        Bench bench{tunnels};
+        for (const QString &step : steps.split(u", "_s, Qt::SkipEmptyParts))
+            bench.act(step);
+        QFETCH(QString, picture);
+        QCOMPARE(bench.picture().split(u" | "_s), picture.split(u" | "_s));
     }
 
     /// All children exist and are remembered, once for all, before the first one runs.
     void startsTogether()
     {
         Bench bench{u"abcdefg"_s};
-        bench.connect(bench.manager, bench.id(u"a"_s));
-        bench.manager.runner(bench.id(u"b"_s))->fail(u"x"_s);
         bench.manager.update({bench.id(u"d"_s), u"d"_s, {}, true}, std::nullopt);
+        bench.act(u"connect a"_s);
+        bench.act(u"fail b"_s);
         bench.manager.startLaunchTunnels();
-        bench.start(u"unknown"_s);
         bench.preferences.waits = 0;
         bench.launcher.mostChildren = 5; // as where there are no more processes
-        QList<QByteArray> runs;
+        unsigned runs = 0;
         bench.launcher.aboutToRun = [&] {
-            runs += bench.tokens();
+            QCOMPARE(bench.launcher.children.size(), ++runs == 3 ? 4U : 5U);
             QCOMPARE(bench.preferences.waits, 1);
-            bench.launcher.error = runs.size() == 2 ? u"no"_s : QString();
+            bench.launcher.error = runs == 2 ? u"no"_s : QString();
         };
         bench.manager.startAll();
-        QCOMPARE(runs, (QList<QByteArray>{"adbce", "adbce", "adbe"}));
+        QCOMPARE(runs, 3U);
         QCOMPARE(bench.ledger(), (QList<qint32>{1000, 1001, 1002, 1004}));
-        const QString failed = u"Error: cloudflared could not be started"_s;
-        QCOMPARE(bench.states(), u"a Connected (1 connection), b Connecting…, c %1, d Connecting…, "
-                                 "e Connecting…, f %1, g %1"_s.arg(failed));
-        bench.manager.stopAll();
-        QCOMPARE(bench.states(), u"a Stopping…, b Stopping…, c Stopped, d Stopping…, "
-                                 "e Stopping…, f Stopped, g Stopped"_s);
+        bench.act(u"stop-all"_s);
+        const QString failed = u"Stopped ✖ Could not start cloudflared:"_s;
+        QCOMPARE(bench.picture(),
+                 u"connecting 4 0 7 | a Stopping… | b Stopping… ✖ x | c %1 no | d Stopping… | "
+                 "e Stopping… | f %1  | g %1  | child a 15 | child d 15 | child b 15 | "
+                 "child e 15 | busy"_s.arg(failed));
         QCOMPARE(bench.preferences.waits, 1);
     }
 
@@ -218,15 +284,15 @@ private Q_SLOTS:
         QSignalSpy done(&manager, &TunnelManager::objectDidChange);
         TunnelConfig tunnel = FakeWorld::addTunnel(manager, u"first"_s);
         QCOMPARE(announced.count(), 1);
-        QCOMPARE(bench.secret(tunnel.id), "eyJ-token");
+        QCOMPARE(bench.secrets.items.first(), "eyJ-token");
         QCOMPARE(bench.secrets.labels.first(), u"com.ardentwick.Morvanel.token: Morvanel token"_s);
 
         auto &child = bench.connect(manager, tunnel.id);
         tunnel.name = QString(10'000, u'ש') + u"\n\"\\\u2028😀"_s;
         manager.update(tunnel, std::nullopt);
-        QCOMPARE(bench.secret(tunnel.id), "eyJ-token");
+        QCOMPARE(bench.secrets.items.first(), "eyJ-token");
         manager.update(tunnel, u"\uFEFFü \0 \""_s);
-        QCOMPARE(bench.secret(tunnel.id), QByteArray("\xef\xbb\xbf\xc3\xbc \0 \"", 9));
+        QCOMPARE(bench.secrets.items.first(), QByteArray("\xef\xbb\xbf\xc3\xbc \0 \"", 9));
         QVERIFY(child.signalsSent.isEmpty());
         manager.update({QUuid::createUuid(), u"stranger"_s, {}, false}, u"token"_s);
         QCOMPARE(bench.secrets.items.size(), 1);
@@ -254,31 +320,6 @@ private Q_SLOTS:
         QCOMPARE(bench.scheduler.pendingCount(), 0);
     }
 
-    void aTunnelMayBeRemovedWhileItsStateChanges()
-    {
-        for (const auto change : {"start"_L1, "output"_L1, "stop all"_L1, "remove"_L1}) {
-            Bench bench{u"to"_s};
-            const QUuid id = bench.id(u"t"_s);
-            if (change != "start"_L1)
-                bench.manager.start(id);
-            connect(
-                &bench.manager, &TunnelManager::objectWillChange, this, [&] { bench.manager.remove(id); },
-                Qt::SingleShotConnection);
-            if (change == "start"_L1)
-                bench.manager.start(id);
-            else if (change == "output"_L1)
-                bench.launcher.last().write("Registered tunnel connection connIndex=0\nmore\n");
-            else if (change == "stop all"_L1)
-                bench.manager.stopAll();
-            else
-                bench.manager.remove(id);
-            QVERIFY(bench.launcher.last().signalsSent.contains(15));
-            bench.launcher.last().end(0);
-            QVERIFY(!bench.manager.isBusy());
-            QCOMPARE(bench.states(), u"o Stopped"_s);
-        }
-    }
-
     void moves()
     {
         const QList<std::tuple<std::set<qsizetype>, int, QString>> rows{
@@ -303,97 +344,6 @@ private Q_SLOTS:
         bench.manager.terminateOrphanedProcesses();
         QCOMPARE(bench.processes.terminated, (QList<qint32>{12, 10, 1}));
         QVERIFY(!bench.preferences.values.contains(u"childPIDs"_s));
-    }
-
-    /// An open keyring shows no wait; a closed one is asked once for all.
-    void startsWaitForTheKeyring()
-    {
-        Bench bench{u"abcsr"_s};
-        bench.secrets.isLocked = true;
-        bench.manager.startAll();
-        bench.scheduler.advance(299ms);
-        bench.manager.startAll();
-        QCOMPARE(bench.manager.runningCount(), 0);
-        bench.scheduler.advance(1ms);
-        const QUuid removed = bench.id(u"r"_s);
-        bench.manager.remove(removed);
-        for (const QString &name : {u"s"_s, u"b"_s, u"b"_s})
-            bench.manager.toggle(bench.id(name));
-        QCOMPARE(bench.states(), u"a Connecting…, b Connecting…, c Connecting…, s Stopped"_s);
-        QCOMPARE(bench.tokens(), "");
-        const QString waits = u"Waiting for the keyring to be unlocked"_s;
-        QCOMPARE(bench.manager.runner(bench.id(u"a"_s))->reason(), waits);
-        bench.preferences.waits = 0;
-
-        bench.secrets.answer();
-        QCOMPARE(bench.tokens(), "acb");
-        QCOMPARE(bench.preferences.waits, 1);
-        QCOMPARE(bench.scheduler.pendingCount(), 0);
-        QCOMPARE(bench.log(u"a"_s).count(u"▶\uFE0E "_s + waits), 1);
-        QCOMPARE(bench.log(u"b"_s).count(u"▶\uFE0E "_s + waits), 2);
-        QCOMPARE(bench.secret(removed), "none");
-    }
-
-    void aWaitEnds()
-    {
-        for (const auto end : {"dismissed"_L1, "stop all"_L1, "quit"_L1}) {
-            const bool isDismissed = end == "dismissed"_L1;
-            Bench bench{u"al"_s};
-            bench.secrets.isLocked = true;
-            bench.start(u"a"_s);
-            bench.scheduler.advance(1s);
-            bench.start(u"l"_s); // later than the wait
-            QCOMPARE(bench.states(), u"a Connecting…, l Connecting…"_s);
-            if (end == "quit"_L1)
-                bench.manager.refuseStarts();
-            if (!isDismissed)
-                bench.manager.stopAll();
-            QCOMPARE(bench.manager.runningCount(), isDismissed ? 2 : 0);
-            QVERIFY(bench.secrets.isAsking());
-            bench.secrets.answer(isDismissed ? SecretStatus::Locked : SecretStatus::Success);
-            QVERIFY(!bench.secrets.isAsking());
-            const QString failed = u"a Error: %1, l Error: %1"_s.arg(missing.sliced(3));
-            QCOMPARE(bench.states(), isDismissed ? failed : u"a Stopped, l Stopped"_s);
-            for (const QString &name : {u"a"_s, u"l"_s})
-                QCOMPARE(bench.log(name).mid(1),
-                         isDismissed ? QStringList({notRead, missing}) : QStringList());
-            bench.secrets.isLocked = true;
-            bench.start(u"a"_s);
-            QCOMPARE(bench.secrets.isAsking(), end != "quit"_L1);
-        }
-    }
-
-    /// A token that is typed while the keyring is locked is used from memory until it is stored or given up.
-    void tokensWaitForTheKeyring()
-    {
-        for (const SecretStatus answer : {SecretStatus::Success, SecretStatus::Locked}) {
-            const bool isStored = answer == SecretStatus::Success;
-            Bench bench{u"wr"_s};
-            const TunnelConfig waiting = bench.manager.tunnels().first();
-            const QUuid removed = bench.id(u"r"_s);
-            bench.secrets.isLocked = true;
-            bench.start(u"w"_s);
-            bench.scheduler.advance(1s);
-            bench.manager.update(waiting, u"typed "_s);
-            const TunnelConfig added = FakeWorld::addTunnel(bench.manager, u"a"_s, {}, u"first"_s);
-            bench.manager.update(added, u"second"_s);
-            bench.start(u"a"_s);
-            bench.manager.remove(removed);
-            QCOMPARE(bench.tokens(), "typed second");
-
-            bench.secrets.answer(answer);
-            QVERIFY(!bench.secrets.isAsking());
-            QCOMPARE(bench.secret(waiting.id), isStored ? "typed " : "w");
-            QCOMPARE(bench.secret(added.id), isStored ? "second" : "none");
-            QCOMPARE(bench.secret(removed), isStored ? "none" : "r");
-            const QString notStored = u"✖\uFE0E The token could not be stored: the keyring is closed"_s;
-            for (const QString &name : {u"w"_s, u"a"_s})
-                QCOMPARE(bench.log(name).count(notStored), isStored ? 0 : 1);
-
-            bench.secrets.failure = SecretStatus::Success;
-            bench.manager.update(waiting, u"typed"_s);
-            QCOMPARE(bench.secret(removed), "none");
-        }
     }
 };
 
