@@ -168,7 +168,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("steps");
         QTest::addColumn<QString>("picture"); // with the numbers of running and connected ones, and of tokens
         const auto row = [](const QString &tunnels, const QString &steps, const QString &picture) {
-            QTest::addRow("%ls", qUtf16Printable(steps)) << tunnels << steps << picture;
+            QTest::newRow(qPrintable(steps)) << tunnels << steps << picture;
         };
         const QString missing =
             u" Error: Missing token: set it in Settings%1 ✖ Missing token: set it in Settings"_s;

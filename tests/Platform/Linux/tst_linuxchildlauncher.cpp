@@ -165,9 +165,19 @@ private Q_SLOTS:
     void deliversEverythingBeforeTheEnd()
     {
         Bench bench;
+        const qsizetype descriptors = openDescriptors();
         QCOMPARE(bench.launch("blast 20000 150 chunks\npartial last words\nexit 3"), QString());
         QTRY_VERIFY_WITH_TIMEOUT(bench.told.endsWith("last words[3]"), 30'000);
         QCOMPARE(bench.told.size(), 20'000 * 150 + 13);
+        bench.child.reset();
+        QCOMPARE(openDescriptors(), descriptors);
+
+        // One that fills a buffer and falls silent holds up nothing.
+        Bench silent;
+        QCOMPARE(silent.launch("blast 1 65536 chunks\nwait"), QString());
+        QTRY_COMPARE(silent.told.size(), 65'536);
+        silent.child->kill();
+        QTRY_VERIFY(silent.told.endsWith("[9]"));
 
         // A child that is dead before anybody reads, with more in the pipe than one turn takes.
         Bench dead;
@@ -274,6 +284,14 @@ private Q_SLOTS:
             QCOMPARE(QFile::exists(ready), isRun);
             QCOMPARE(QFile::exists(ended), isRun);
         }
+        const pid_t orderly = ::fork();
+        if (orderly == 0) {
+            LinuxChildLauncher().endAllAtExit();
+            std::exit(7);
+        }
+        int status = 0;
+        QCOMPARE(::waitpid(orderly, &status, 0), orderly);
+        QVERIFY(WIFEXITED(status) && WEXITSTATUS(status) == 7);
     }
 
     void failsToLaunch()
