@@ -41,13 +41,6 @@ struct Bench
     }
     FakeChildLauncher::Child &child() { return launcher.last(); }
     void start() { runner.start(u"/opt/cloudflared"_s, u"eyJ-token"_s); }
-    QList<int> signalsSent() const
-    {
-        QList<int> numbers;
-        for (const auto &one : launcher.children)
-            numbers += one->signalsSent;
-        return numbers;
-    }
     void readLog()
     {
         for (qsizetype i = log.size(); i < runner.logLines().size(); ++i) {
@@ -56,32 +49,26 @@ struct Bench
                 told += QString(log.last()).remove(u'\uFE0E');
         }
     }
-    /// Lets happen what the word stands for; any other text is output of the child.
+    /// Does what a word says, maybe with a number; any other text is output of the child.
     void act(const QByteArray &step)
     {
-        const qsizetype sent = signalsSent().size();
-        if (step == "start")
-            start();
-        else if (step == "stop")
-            runner.stop();
-        else if (step == "fail")
-            runner.fail(u"x"_s);
-        else if (step == "no process")
-            launcher.mostChildren = 0;
-        else if (step == "no program")
-            launcher.error = u"no program"_s;
-        else if (step == "die")
-            child().isRunning = false;
-        else if (step.startsWith("TUNNEL_"))
-            qputenv(step.split('=').first().constData(), step.split('=').last());
-        else if (step.startsWith("wait "))
-            scheduler.advance(std::chrono::milliseconds(step.sliced(5).toInt()));
-        else if (step.startsWith("end "))
-            child().end(step.sliced(4).toInt());
+        const int number = step.sliced(step.lastIndexOf(' ') + 1).toInt();
+        const std::map<QByteArray, std::function<void()>> actions{
+            {"start", [&] { start(); }},
+            {"stop", [&] { runner.stop(); }},
+            {"fail", [&] { runner.fail(u"x"_s); }},
+            {"no-process", [&] { launcher.mostChildren = 0; }},
+            {"no-program", [&] { launcher.error = u"no program"_s; }},
+            {"die", [&] { child().isRunning = false; }},
+            {"end", [&] { child().end(number); }},
+            {"wait", [&] { scheduler.advance(std::chrono::milliseconds(number)); }},
+            {"level", [&] { qputenv("TUNNEL_LOGLEVEL", step.sliced(6)); }},
+            {"format", [&] { qputenv("TUNNEL_LOG_OUTPUT", step.sliced(7)); }}};
+        const auto action = actions.find(step.split(' ').first());
+        if (action != actions.end())
+            action->second();
         else
             child().write(step);
-        for (const int number : signalsSent().mid(sent))
-            told += u"signal %1"_s.arg(number);
     }
 };
 
@@ -135,14 +122,14 @@ private Q_SLOTS:
         const QString one = u"Connected (1 connection)"_s;
         const QString two = u"Connected (2 connections)"_s;
         const QString three = u"Connected (3 connections)"_s;
-        const QString stopping = u"Stopping… | ■ Stop requested | signal 15"_s;
+        const QString stopping = u"Stopping… | ■ Stop requested"_s;
         const QString stopped = u"exited 1000 | ■ Tunnel stopped | Stopped"_s;
 
         const QString refused = u"Connecting… | ✖ Could not start cloudflared: no program | "
                                 "Error: cloudflared could not be started | "
                                 "(Could not start cloudflared: no program)"_s;
-        row("no program", {"no program", "start"}, refused);
-        row("no process", {"no program", "no process", "start"}, refused);
+        row("no program", {"no-program", "start"}, refused);
+        row("no process", {"no-program", "no-process", "start"}, refused);
         row("no child", {"stop", "fail", "fail", "stop"}, u"✖ x | Error: x | (x) | ✖ x | (x) | Stopped"_s);
 
         run("silent", {"end 0"}, exited(0));
@@ -157,22 +144,21 @@ private Q_SLOTS:
         run("dead before its output", {"die", registered(0), "stop", "end 1"}, exited(1));
 
         run("failed while it runs", {"fail", "start", "INF alive\n", "stop"},
-            u"✖ x | Error: x | (x) | Connecting… | "_s + stopping);
+            u"✖ x | Error: x | (x) | Connecting… | "_s + stopping + u" | 1000 got 15"_s);
         run("stopped",
             {registered(0) + "x ERR old\nhalf \xff", "stop", "end 0", "start", "wait 6000", "end 3"},
             one + u" | "_s + stopping + u" | "_s + stopped + u" | Connecting… | started 1001 | "_s +
-                exited(3).replace(u"1000"_s, u"1001"_s));
+                exited(3).replace(u"1000"_s, u"1001"_s) + u" | 1000 got 15"_s);
         run("killed", {"stop", "wait 5999", "stop", "wait 1", registered(0) + "x ERR y\n", "end 9"},
-            stopping +
-                u" | ■ Stop requested | signal 15 | ■ cloudflared is not responding, killing it | signal 9 | "_s +
-                stopped);
+            stopping + u" | ■ Stop requested | ■ cloudflared is not responding, killing it | "_s + stopped +
+                u" | 1000 got 15 | 1000 got 15 | 1000 got 9"_s);
         run("tells the reason",
             {"x ERR a\nx ERR b\nINF c\n", "y ERR b\n", "x ERR d\n", registered(0),
              "x ERR Connection terminated error=\"e\" connIndex=0\n", "end 1", "start", "x ERR e\n", "stop"},
             u"(Last error: b) | (Last error: d) | "_s + one +
                 u" | () | Reconnecting… | (Last error: e) | exited 1000 | ✖ e | Error: e | (e) | "
                 "Connecting… | started 1001 | (Last error: e) | "_s +
-                stopping);
+                stopping + u" | 1001 got 15"_s);
 
         run("same index again, and none twice",
             {registered(0) + registered(0) +
@@ -192,10 +178,10 @@ private Q_SLOTS:
         const QByteArray json = "bare\n{\"level\":\"info\"}\n{}\n";
         const QString doubt = u"▶ The state shown may be wrong: "_s;
         const QString level = u"the environment sets TUNNEL_LOGLEVEL=error | "_s;
-        row("level", {"TUNNEL_LOGLEVEL=error", "start"}, doubt + level + started);
+        row("level", {"level error", "start"}, doubt + level + started);
         const QString format = u"the environment sets TUNNEL_LOG_OUTPUT=json | "_s;
-        row("format", {"TUNNEL_LOG_OUTPUT=json", "start", json}, doubt + format + started);
-        row("JSON", {"TUNNEL_LOGLEVEL=info", "start", QByteArray("INF {}\n").repeated(8) + json},
+        row("format", {"format json", "start", json}, doubt + format + started);
+        row("JSON", {"level info", "start", QByteArray("INF {}\n").repeated(8) + json},
             started + u" | "_s + doubt + u"cloudflared prints its log as JSON"_s);
         row("late JSON", {"start", QByteArray("INF {}\n").repeated(9) + json}, started);
     }
@@ -206,6 +192,10 @@ private Q_SLOTS:
         Bench bench;
         for (const QByteArray &step : steps)
             bench.act(step);
+        for (const auto &child : bench.launcher.children) {
+            for (const int number : child->signalsSent)
+                bench.told += u"%1 got %2"_s.arg(child->pid).arg(number);
+        }
         qunsetenv("TUNNEL_LOGLEVEL");
         qunsetenv("TUNNEL_LOG_OUTPUT");
         QFETCH(QString, told);
