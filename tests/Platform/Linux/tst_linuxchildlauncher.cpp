@@ -38,9 +38,9 @@ struct Bench
     bool dropsAtOutput = false; ///< the handle goes inside the call
     bool dropsAtEnd = false;
 
-    /// Makes a child that waits. Returns the reason for which there is none.
-    QString prepare(const QByteArray &script, const QString &executable = standIn,
-                    const QByteArray &token = "eyJ-new")
+    /// Makes a child, and lets it run unless it is to wait. Returns why it does not, else an empty text.
+    QString launch(const QByteArray &script, const QString &executable = standIn,
+                   const QByteArray &token = "eyJ-new", bool waits = false)
     {
         const auto output = [this](QByteArrayView chunk) {
             told += chunk;
@@ -56,14 +56,9 @@ struct Bench
             {executable, {u"tunnel"_s, u"run"_s}, {{"TUNNEL_TOKEN", token}, {"MORVANEL_SCRIPT", script}}},
             {output, ended});
         child = std::move(prepared.child);
-        return prepared.error;
+        return child && !waits ? child->run() : prepared.error;
     }
-    QString launch(const QByteArray &script, const QString &executable = standIn,
-                   const QByteArray &token = "eyJ-new")
-    {
-        const QString error = prepare(script, executable, token);
-        return child ? child->run() : error;
-    }
+    QString prepare(const QByteArray &script) { return launch(script, standIn, "eyJ-new", true); }
 };
 
 /// The status of the process in /proc; empty when that is gone.
