@@ -265,6 +265,10 @@ private Q_SLOTS:
             QCOMPARE(QFile::exists(ready), isRun);
             QCOMPARE(QFile::exists(ended), isRun);
         }
+    }
+
+    void doesNothingAtExitOnceItIsGone()
+    {
         const pid_t orderly = ::fork();
         if (orderly == 0) {
             std::atexit([] { ::_exit(7); });
