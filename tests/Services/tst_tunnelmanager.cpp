@@ -9,6 +9,9 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <functional>
+#include <map>
+
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 

@@ -9,6 +9,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <functional>
+#include <map>
+
 using namespace Qt::StringLiterals;
 
 namespace {
