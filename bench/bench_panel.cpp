@@ -216,11 +216,9 @@ private:
 
     FakeWorld m_world;
     TunnelManager m_manager;
-    Journal m_journal;
-    FakeWindows m_windows{m_journal};
-    FakeApplication m_application{m_journal};
+    FakeDesktop m_desktop;
     FakeStatusItem m_item;
-    StatusItemController m_controller{m_manager, m_windows, m_item, m_application};
+    StatusItemController m_controller{m_manager, m_desktop, m_item, m_desktop};
     ExportedMenu m_exported;
     int m_number = 0;
 };
@@ -247,11 +245,9 @@ void reportOutstanding()
     FakeWorld world;
     TunnelManager manager(world.services());
     world.connect(manager, FakeWorld::addTunnel(manager, u"Home"_s).id);
-    Journal journal;
-    FakeWindows windows(journal);
-    FakeApplication application(journal);
+    FakeDesktop desktop;
     FakeStatusItem item;
-    const StatusItemController controller(manager, windows, item, application);
+    const StatusItemController controller(manager, desktop, item, desktop);
     const int before = item.refreshes;
     for (int i = 0; i < changes; ++i)
         world.launcher.last().write(changingLine(i));

@@ -67,9 +67,8 @@ struct Parts
 /// Milliseconds from the request to the first painted frame, as the program opens the window.
 double settingsTime(Parts &parts)
 {
-    Journal journal;
-    FakeApplication application(journal);
-    WindowPresenter presenter(parts.manager, application);
+    FakeDesktop desktop;
+    WindowPresenter presenter(parts.manager, desktop);
     QElapsedTimer timer;
     timer.start();
     presenter.showSettings();
@@ -145,9 +144,8 @@ void reportOpening()
 void reportReopening()
 {
     Parts parts(3);
-    Journal journal;
-    FakeApplication application(journal);
-    WindowPresenter presenter(parts.manager, application);
+    FakeDesktop desktop;
+    WindowPresenter presenter(parts.manager, desktop);
     presenter.showSettings();
     QMainWindow plain;
     fillEmpty(plain);

@@ -10,59 +10,44 @@
 #include <QStringList>
 #include <QUrl>
 
-#include <algorithm>
+#include <utility>
 
-/// Calls that reached the desktop, in order, as text.
-using Journal = QStringList;
-
-class FakeWindows : public Windows
+/// Writes down what the desktop and the program's windows are asked for, in order.
+class FakeDesktop : public Application, public Windows
 {
 public:
-    explicit FakeWindows(Journal &journal)
-        : m_journal(journal)
-    {
-    }
-    void showSettings() override { m_journal += QStringLiteral("settings"); }
+    void showSettings() override { m_asked += QStringLiteral("settings"); }
     void showLogs(const std::optional<QUuid> &selecting) override
     {
-        m_journal += QStringLiteral("logs") + (selecting ? selecting->toString() : QString());
+        m_asked += QStringLiteral("logs") + (selecting ? selecting->toString() : QString());
     }
-    void showLog(const QUuid &tunnel) override { m_journal += QStringLiteral("log") + tunnel.toString(); }
-
-private:
-    Journal &m_journal;
-};
-
-class FakeApplication : public Application
-{
-public:
-    explicit FakeApplication(Journal &journal)
-        : m_journal(journal)
-    {
-    }
+    void showLog(const QUuid &tunnel) override { m_asked += QStringLiteral("log") + tunnel.toString(); }
     void setActivationPolicy(ActivationPolicy policy) override
     {
-        m_journal +=
-            policy == ActivationPolicy::Regular ? QStringLiteral("regular") : QStringLiteral("accessory");
+        const bool isRegular = policy == ActivationPolicy::Regular;
+        m_asked += isRegular ? QStringLiteral("regular") : QStringLiteral("accessory");
     }
-    void activateIgnoringOtherApps() override { m_journal += QStringLiteral("activate"); }
+    void activateIgnoringOtherApps() override { m_asked += QStringLiteral("activate"); }
     bool activate(QWindow &) override
     {
-        m_journal += QStringLiteral("activate window");
+        m_asked += QStringLiteral("activate window");
         return true;
     }
     void replyToApplicationShouldTerminate(bool shouldTerminate) override
     {
-        m_journal += shouldTerminate ? QStringLiteral("reply yes") : QStringLiteral("reply no");
+        m_asked += shouldTerminate ? QStringLiteral("reply yes") : QStringLiteral("reply no");
     }
-    void terminate() override { m_journal += QStringLiteral("terminate"); }
-    void open(const QUrl &url) override { m_journal += QStringLiteral("open ") + url.toString(); }
+    void terminate() override { m_asked += QStringLiteral("terminate"); }
+    void open(const QUrl &url) override { m_asked += QStringLiteral("open ") + url.toString(); }
     bool isTestHost() const override { return testHost; }
+
+    /// Returns the requests since the last call.
+    QStringList asked() { return std::exchange(m_asked, {}); }
 
     bool testHost = false;
 
 private:
-    Journal &m_journal;
+    QStringList m_asked;
 };
 
 /// Remembers what it was given; a test plays the user.
@@ -77,14 +62,6 @@ public:
     }
     void setMenu(const Menu &newMenu) override { menu = newMenu; }
     void setDockMenu(const Menu &newMenu) override { dockMenu = newMenu; }
-
-    /// The entry of that title as it is drawn now; an empty one when there is none.
-    MenuItem entry(const QString &title) const
-    {
-        const auto isIt = [&title](const MenuItem &item) { return item.title == title; };
-        const auto found = std::find_if(menu.begin(), menu.end(), isIt);
-        return found == menu.end() ? MenuItem() : *found;
-    }
 
     Callbacks callbacks;
     StatusItemContent content;

@@ -11,33 +11,21 @@
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+using Reply = AppDelegate::TerminateReply;
 
 namespace {
 
 struct Bench
 {
     FakeWorld world;
-    Journal journal;
-    FakeWindows windows{journal};
-    FakeApplication application{journal};
-    int childrenAtStatusItem = -1;
-    int orphansAtStatusItem = -1;
+    FakeDesktop desktop;
+    QStringList beforeIcon; ///< children of the last run that were ended, children that were started
     TunnelManager manager{world.services()};
-    AppDelegate delegate{manager, windows, application, world.scheduler, [this] {
-                             journal += u"status item"_s;
-                             childrenAtStatusItem = int(world.launcher.children.size());
-                             orphansAtStatusItem = int(world.processes.terminated.size());
+    AppDelegate delegate{manager, desktop, desktop, world.scheduler, [this] {
+                             beforeIcon += QString::number(world.processes.terminated.size());
+                             beforeIcon += QString::number(world.launcher.children.size());
                              return std::unique_ptr<StatusItemController>();
                          }};
-
-    void launch()
-    {
-        delegate.applicationWillFinishLaunching();
-        delegate.applicationDidFinishLaunching();
-        QCoreApplication::processEvents();
-    }
-    /// Returns the requests since the last call.
-    QStringList asked() { return std::exchange(journal, {}); }
 };
 
 } // namespace
@@ -49,81 +37,87 @@ class TestAppDelegate : public QObject
 private Q_SLOTS:
     void launches_data()
     {
-        QTest::addColumn<bool>("hasTunnel");
         QTest::addColumn<bool>("showsInDock");
-        QTest::addColumn<bool>("isHosted");
-        QTest::addColumn<QString>("asked");
+        QTest::addColumn<QStringList>("asked");
+        QTest::addColumn<int>("children"); // after the launch
 
-        QTest::newRow("Dock") << true << true << false << u"regular, status item, settings"_s;
-        QTest::newRow("panel only") << true << false << false << u"accessory, status item, activate"_s;
-        QTest::newRow("no tunnels") << false << false << false
-                                    << u"accessory, status item, settings, activate"_s;
-        QTest::newRow("test host") << true << true << true << u"regular"_s;
+        QTest::newRow("tunnel, Dock") << true << QStringList{u"regular"_s, u"settings"_s} << 1;
+        QTest::newRow("tunnel") << false << QStringList{u"accessory"_s, u"activate"_s} << 1;
+        QTest::newRow("tunnel, left alone") << false << QStringList{u"accessory"_s, u"activate"_s} << 0;
+        QTest::newRow("nothing") << false << QStringList{u"accessory"_s, u"settings"_s, u"activate"_s} << 0;
+        QTest::newRow("tunnel, test host") << true << QStringList{u"regular"_s} << 0;
     }
     /// The last run's children end first; this one's come after the icon.
     void launches()
     {
-        QFETCH(bool, hasTunnel);
         QFETCH(bool, showsInDock);
-        QFETCH(bool, isHosted);
+        const QString what = QString::fromLatin1(QTest::currentDataTag());
         Bench bench;
-        bench.application.testHost = isHosted;
+        bench.desktop.testHost = what.contains("host"_L1);
         bench.world.preferences.setIntegers(u"childPIDs"_s, {77});
         bench.world.processes.paths = {{77, "/usr/bin/cloudflared"}};
-        if (hasTunnel)
+        if (what.contains("tunnel"_L1))
             bench.manager.add({QUuid::createUuid(), u"t"_s, {}, true}, u"eyJ"_s);
         bench.manager.setShowsInDock(showsInDock);
-        bench.launch();
-        QTEST(bench.asked().join(u", "_s), "asked");
-        QCOMPARE(bench.orphansAtStatusItem, isHosted ? -1 : 1);
-        QCOMPARE(bench.childrenAtStatusItem, isHosted ? -1 : 0);
-        QCOMPARE(bench.world.launcher.children.size(), size_t(hasTunnel && !isHosted));
+        bench.delegate.applicationWillFinishLaunching();
+        bench.delegate.applicationDidFinishLaunching(
+            what.contains("left"_L1) ? AppDelegate::LaunchTunnels::Leave : AppDelegate::LaunchTunnels::Start);
+        QCoreApplication::processEvents();
+        QTEST(bench.desktop.asked(), "asked");
+        QCOMPARE(bench.beforeIcon, bench.desktop.testHost ? QStringList() : (QStringList{u"1"_s, u"0"_s}));
+        QTEST(int(bench.world.launcher.children.size()), "children");
     }
 
     void followsTheDockPreference()
     {
         Bench bench;
-        bench.launch();
-        bench.asked();
+        bench.delegate.applicationDidFinishLaunching();
         bench.manager.setShowsInDock(true); // the first assignment counts whatever it says
-        QCOMPARE(bench.asked(), QStringList{u"regular"_s});
         bench.manager.setShowsInDock(true);
         bench.manager.setShowsInDock(false);
         bench.manager.setShowsInDock(false);
-        QCOMPARE(bench.asked(), QStringList{u"accessory"_s});
+        QCOMPARE(bench.desktop.asked(), (QStringList{u"settings"_s, u"regular"_s, u"accessory"_s}));
         QCoreApplication::processEvents();
-        QCOMPARE(bench.asked(), QStringList{u"activate"_s});
-    }
-
-    void reopens()
-    {
-        Bench bench;
+        QCOMPARE(bench.desktop.asked(), QStringList{u"activate"_s});
         QVERIFY(!bench.delegate.applicationShouldHandleReopen(true));
-        QCOMPARE(bench.asked(), QStringList{u"settings"_s});
+        QCOMPARE(bench.desktop.asked(), QStringList{u"settings"_s});
     }
 
+    void quits_data()
+    {
+        QTest::addColumn<int>("endsAt"); // what is waited for, in ms; 0 never
+        QTest::addColumn<int>("repliesAt");
+        QTest::addColumn<QList<int>>("signalsSent");
+
+        QTest::newRow("child") << 1000 << 1200 << QList{15};
+        QTest::newRow("child that stays") << 0 << 4200 << QList{15, 9};
+        QTest::newRow("child of a removed tunnel") << 0 << 4200 << QList{15, 9};
+        QTest::newRow("token") << 199 << 200 << QList<int>();
+        QTest::newRow("token that is not stored") << 0 << 400 << QList<int>();
+    }
     void quits()
     {
-        struct Row
-        {
-            int endsAfter; ///< ms after SIGTERM; 0 never
-            int terminatedAt;
-            QList<int> signalsSent;
-        };
-        for (const auto &[endsAfter, terminatedAt, signalsSent] :
-             {Row{1000, 1200, {15}}, Row{0, 4200, {15, 9}}}) {
-            Bench bench;
-            auto &child = bench.world.connect(bench.manager, FakeWorld::addTunnel(bench.manager, u"t"_s).id);
-            int time = 0;
-            do {
-                QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Later);
-                bench.world.scheduler.advance(1ms);
-                if (++time == endsAfter)
-                    child.end(0);
-            } while (time < 5000 && bench.asked().isEmpty());
-            QCOMPARE(time, terminatedAt);
-            QCOMPARE(child.signalsSent, signalsSent);
-        }
+        QFETCH(int, endsAt);
+        const QByteArray what = QTest::currentDataTag();
+        Bench bench;
+        bench.world.secrets.isLocked = what.startsWith("token");
+        const QUuid id = FakeWorld::addTunnel(bench.manager, u"t"_s).id;
+        if (what.startsWith("child"))
+            bench.world.connect(bench.manager, id);
+        if (what.contains("removed"))
+            bench.manager.remove(id);
+        int time = 0;
+        do {
+            QCOMPARE(bench.delegate.applicationShouldTerminate(), Reply::Later);
+            bench.world.scheduler.advance(1ms);
+            if (++time == endsAt && what == "token")
+                bench.world.secrets.answer();
+            else if (time == endsAt)
+                bench.world.launcher.last().end(0);
+        } while (time < 5000 && bench.desktop.asked() != QStringList{u"reply yes"_s});
+        QTEST(time, "repliesAt");
+        if (what.startsWith("child"))
+            QTEST(bench.world.launcher.last().signalsSent, "signalsSent");
     }
 
     /// The end comes with a later turn of the event loop; a click may come before it.
@@ -131,38 +125,9 @@ private Q_SLOTS:
     {
         Bench bench;
         const QUuid id = FakeWorld::addTunnel(bench.manager, u"t"_s).id;
-        QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Now);
+        QCOMPARE(bench.delegate.applicationShouldTerminate(), Reply::Now);
         bench.manager.start(id);
         QVERIFY(bench.world.launcher.children.empty());
-    }
-
-    void quitWaitsForATokenToBeStored()
-    {
-        for (const bool isStored : {true, false}) {
-            Bench bench;
-            bench.world.secrets.isLocked = true;
-            FakeWorld::addTunnel(bench.manager, u"t"_s);
-            QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Later);
-            bench.world.scheduler.advance(199ms);
-            if (isStored)
-                bench.world.secrets.answer();
-            bench.world.scheduler.advance(1ms);
-            QCOMPARE(bench.asked().size(), isStored ? 1 : 0);
-            bench.world.scheduler.advance(200ms);
-            QCOMPARE(bench.asked(), isStored ? QStringList() : QStringList{u"reply yes"_s});
-        }
-    }
-
-    void quitWaitsForChildrenOfRemovedTunnels()
-    {
-        Bench bench;
-        const QUuid id = FakeWorld::addTunnel(bench.manager, u"t"_s).id;
-        auto &child = bench.world.connect(bench.manager, id);
-        bench.manager.remove(id);
-        QCOMPARE(bench.delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::Later);
-        bench.world.scheduler.advance(5s);
-        QCOMPARE(child.signalsSent, (QList<int>{15, 9}));
-        QCOMPARE(bench.asked(), QStringList{u"reply yes"_s});
     }
 };
 

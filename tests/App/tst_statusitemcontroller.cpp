@@ -14,85 +14,86 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+QString joined(QStringList parts)
+{
+    parts.removeAll(QString());
+    return parts.join(u", "_s);
+}
+
 QString text(const Symbol &image)
 {
     static const QStringList colors{u"none"_s, u"green"_s, u"orange"_s, u"red"_s, u"secondary"_s, u"grey"_s};
-    return image.symbolName + u' ' + colors.at(int(image.color)) +
-           (image.isTemplate ? u" template"_s : QString());
+    const QString isTemplate = image.isTemplate ? u"template"_s : QString();
+    return joined(
+        {image.symbolName, image.iconName, colors.at(int(image.color)), isTemplate, image.description});
 }
 
-/// All of an entry but its id: `    title / detail (tooltip) ^key {dot} disabled -> action object`.
+/// All of an entry but its id.
 QString text(const MenuItem &item)
 {
-    static const QStringList actions{u"nothing"_s,  u"toggle"_s, u"open"_s,     u"start all"_s,
-                                     u"stop all"_s, u"logs"_s,   u"settings"_s, u"quit"_s};
-    QString line = item.isSeparator ? u"---"_s : QString(4 * item.indentation, u' ') + item.title;
-    if (!item.detail.isEmpty())
-        line += u" / "_s + item.detail;
-    if (!item.toolTip.isEmpty())
-        line += u" ("_s + item.toolTip + u")"_s;
-    if (!item.shortcut.isEmpty())
-        line += u" ^"_s + item.shortcut;
-    if (item.image)
-        line += u" {"_s + text(*item.image) + u"}"_s;
-    if (!item.isEnabled)
-        line += u" disabled"_s;
-    if (item.action != MenuAction::None)
-        line += u" -> "_s + actions.at(int(item.action));
-    if (const auto *url = std::get_if<QUrl>(&item.data))
-        line += u' ' + QString::fromLatin1(url->toEncoded());
-    return line;
+    static const QStringList actions{{},        u"toggle"_s,   u"open"_s, u"start all"_s, u"stop all"_s,
+                                     u"logs"_s, u"settings"_s, u"quit"_s};
+    const auto *url = std::get_if<QUrl>(&item.data);
+    return QString(4 * item.indentation, u' ') +
+           joined({item.isSeparator ? u"---"_s : item.title, item.detail, item.toolTip, item.shortcut,
+                   item.image ? text(*item.image) : QString(), item.isEnabled ? QString() : u"disabled"_s,
+                   actions.at(int(item.action)), url ? QString::fromLatin1(url->toEncoded()) : QString()});
 }
 
+/// The entries; in front of them the ids that do not tell them apart.
 QStringList text(const Menu &menu)
 {
+    QSet<QString> ids{QString()};
     QStringList lines;
-    for (const MenuItem &item : menu)
+    for (const MenuItem &item : menu) {
+        if (ids.contains(item.id))
+            lines.prepend(u"id: "_s + item.id);
+        ids += item.id;
         lines += text(item);
+    }
     return lines;
 }
+
+using Case = TunnelState::Case;
+
+struct Tunnel
+{
+    Case state;
+    QString hostname = {};
+    QUuid id = QUuid::createUuid();
+};
 
 /// A controller over a real manager.
 struct Desk
 {
     FakeWorld world;
     TunnelManager manager{world.services()};
-    Journal journal;
-    FakeWindows windows{journal};
-    FakeApplication application{journal};
+    FakeDesktop desktop;
     FakeStatusItem item;
-    StatusItemController controller{manager, windows, item, application};
+    StatusItemController controller{manager, desktop, item, desktop};
 
-    QUuid add(const QString &name, const QString &hostname = {})
-    {
-        return FakeWorld::addTunnel(manager, name, hostname).id;
-    }
     /// Adds a tunnel and brings it into a state.
-    void add(const QString &hostname, TunnelState::Case state)
+    QUuid add(const Tunnel &tunnel)
     {
-        const QUuid id = add(u"web"_s, hostname);
-        if (state == TunnelState::Case::Failed)
-            return manager.runner(id)->fail(u"no %1 way"_s);
-        if (state == TunnelState::Case::Stopped)
-            return;
-        world.connect(manager, id, state == TunnelState::Case::Starting ? 0 : 2);
-        if (state == TunnelState::Case::Stopping)
-            manager.stop(id);
+        manager.add({tunnel.id, u"web"_s, tunnel.hostname, false}, u"eyJ"_s);
+        if (tunnel.state == Case::Failed)
+            manager.runner(tunnel.id)->fail(u"no %1 way"_s);
+        else if (tunnel.state != Case::Stopped)
+            world.connect(manager, tunnel.id, tunnel.state == Case::Starting ? 0 : 2);
+        return tunnel.id;
     }
-    void settle() { QCoreApplication::processEvents(); }
-    void choose(const QString &title)
+    /// Returns the entry of that title as it is drawn then; an empty one for none.
+    MenuItem entry(const QString &title)
     {
-        settle();
-        item.callbacks.itemChosen(item.entry(title));
+        QCoreApplication::processEvents();
+        const auto isIt = [&title](const MenuItem &one) { return one.title == title; };
+        const auto found = std::find_if(item.menu.cbegin(), item.menu.cend(), isIt);
+        return found == item.menu.cend() ? MenuItem() : *found;
     }
+    void choose(const MenuItem &chosen) { item.callbacks.itemChosen(chosen); }
+    void choose(const QString &title) { choose(entry(title)); }
+    Case state(const QUuid &id) const { return manager.state(id).kind(); }
 };
-
-const QStringList commands{u"---"_s, u"Log… ^l -> logs"_s, u"Settings… ^, -> settings"_s, u"---"_s,
-                           u"Quit Morvanel ^q -> quit"_s};
-using States = QList<TunnelState::Case>;
-constexpr auto stopped = TunnelState::Case::Stopped;
-constexpr auto connected = TunnelState::Case::Connected;
-constexpr auto failed = TunnelState::Case::Failed;
 
 } // namespace
 
@@ -101,237 +102,175 @@ class TestStatusItemController : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void content()
+    /// Everything that the desktop shows: the item, its menu but for the end, and the launcher's.
+    void shows_data()
     {
-        const QList<std::pair<States, QStringList>> rows{
-            {{stopped},
-             {u"bolt.horizontal.icloud none template"_s, u"No active tunnels"_s, u""_s, u""_s,
-              u"Morvanel: no active tunnels"_s}},
-            {{TunnelState::Case::Starting, connected},
-             {u"arrow.clockwise.icloud orange"_s, u"Connecting"_s, u""_s, u"1"_s, u"Morvanel: connecting"_s}},
-            {{connected, stopped},
-             {u"bolt.horizontal.icloud.fill green"_s, u"Tunnels connected"_s, u""_s, u"1"_s,
-              u"Morvanel: 1 of 2 tunnels connected"_s}},
-            {{connected, connected, failed},
-             {u"exclamationmark.icloud.fill red"_s, u"A tunnel has a problem"_s, u" 2"_s, u"2"_s,
-              u"Morvanel: a tunnel has a problem"_s}}};
-        for (const auto &[states, shown] : rows) {
-            Desk desk;
-            for (const TunnelState::Case state : states)
-                desk.add({}, state);
-            desk.settle();
-            const StatusItemContent &content = desk.item.content;
-            QCOMPARE((QStringList{text(*content.image), content.image->description, content.title,
-                                  content.badge, content.toolTip}),
-                     shown);
-        }
+        QTest::addColumn<QList<Tunnel>>("tunnels");
+        QTest::addColumn<QString>("picture");
+        QTest::newRow("none, no cloudflared") << QList<Tunnel>() << uR"(
+bolt.horizontal.icloud, morvanel-idle, none, template, No active tunnels
+Morvanel: no active tunnels
+Morvanel, disabled
+---
+No tunnels configured, disabled
+Add Tunnel…, settings
+---
+⚠︎ cloudflared not found, settings
+Log…, logs)"_s;
+        const QUuid id = QUuid::createUuid();
+        QTest::newRow("twice the same") << QList{Tunnel{Case::Stopped, u" a.example "_s},
+                                                 {Case::Connected, u" API.Example.org "_s, id},
+                                                 {Case::Connected, u"HTTP://http:80/b?c"_s, id}}
+                                        << uR"(
+bolt.horizontal.icloud.fill, morvanel-connected, green, Tunnels connected
+1, Morvanel: 1 of 3 tunnels connected
+Morvanel · 1/3 connected, disabled
+---
+web, Stopped ·  a.example , Click to start the tunnel, circle.fill, grey, Stopped, toggle
+web, Connected (2 connections), Click to stop the tunnel, circle.fill, green, Connected (2 connections), toggle
+    Open API.Example.org, open, https://api.example.org
+web, Connected (2 connections), Click to stop the tunnel, circle.fill, green, Connected (2 connections), toggle
+    Open http, open, http://http:80/b?c
+---
+Start All, start all
+Stop All, stop all
+web — Stopped, circle.fill, grey, Stopped, toggle
+web — Connected (2 connections), circle.fill, green, Connected (2 connections), toggle
+web — Connected (2 connections), circle.fill, green, Connected (2 connections), toggle
+---
+Stop All, stop all
+Log…, logs)"_s;
+        QTest::newRow("all") << QList{Tunnel{Case::Connected, u"file:///srv/a%20b"_s}, {Case::Connected}}
+                             << uR"(
+bolt.horizontal.icloud.fill, morvanel-connected, green, Tunnels connected
+ 2, 2, Morvanel: 2 of 2 tunnels connected
+Morvanel · 2/2 connected, disabled
+---
+web, Connected (2 connections), Click to stop the tunnel, circle.fill, green, Connected (2 connections), toggle
+    Open file:///srv/a%20b, open, file:///srv/a%20b
+web, Connected (2 connections), Click to stop the tunnel, circle.fill, green, Connected (2 connections), toggle
+---
+Start All, disabled, start all
+Stop All, stop all
+web — Connected (2 connections), circle.fill, green, Connected (2 connections), toggle
+web — Connected (2 connections), circle.fill, green, Connected (2 connections), toggle
+---
+Stop All, stop all
+Log…, logs)"_s;
+        QTest::newRow("starting") << QList{Tunnel{Case::Starting}, {Case::Stopped}} << uR"(
+arrow.clockwise.icloud, morvanel-connecting, orange, Connecting
+Morvanel: connecting
+Morvanel · 0/2 connected, disabled
+---
+web, Connecting…, Click to stop the tunnel, circle.fill, orange, Connecting…, toggle
+web, Stopped · click to start, Click to start the tunnel, circle.fill, grey, Stopped, toggle
+---
+Start All, start all
+Stop All, stop all
+web — Connecting…, circle.fill, orange, Connecting…, toggle
+web — Stopped, circle.fill, grey, Stopped, toggle
+---
+Stop All, stop all
+Log…, logs)"_s;
+        QTest::newRow("failed") << QList{Tunnel{Case::Failed}} << uR"(
+exclamationmark.icloud.fill, morvanel-problem, red, A tunnel has a problem
+Morvanel: a tunnel has a problem
+Morvanel · 0/1 connected, disabled
+---
+web, Error · no %1 way, Click to start the tunnel, circle.fill, red, Error: no %1 way, toggle
+---
+Stop All, disabled, stop all
+web — Error: no %1 way, circle.fill, red, Error: no %1 way, toggle
+---
+Stop All, disabled, stop all
+Log…, logs)"_s;
     }
-
-    void tunnelEntries_data()
+    void shows()
     {
-        QTest::addColumn<QString>("hostname");
-        QTest::addColumn<TunnelState::Case>("state");
-        QTest::addColumn<QStringList>("lines");
-        const auto row = [](const QString &hostname, TunnelState::Case state, const QString &detail,
-                            const QString &click, const QString &color, const QStringList &open = {}) {
-            const QString entry =
-                u"web / %1 (Click to %2 the tunnel) {circle.fill %3} -> toggle"_s.arg(detail, click, color);
-            QTest::addRow("%d, %s", int(state), qPrintable(hostname))
-                << hostname << state << QStringList{entry} + open;
-        };
-        const auto isConnected = [row](const QString &hostname, const QStringList &open) {
-            row(hostname, connected, u"Connected (2 connections)"_s, u"stop"_s, u"green"_s, open);
-        };
-        isConnected(u" API.Example.org "_s, {u"    Open API.Example.org -> open https://api.example.org"_s});
-        isConnected(u"HTTP://http:80/b?c"_s, {u"    Open http -> open http://http:80/b?c"_s});
-        isConnected(u"file:///srv/a%20b"_s, {u"    Open file:///srv/a%20b -> open file:///srv/a%20b"_s});
-        row({}, TunnelState::Case::Stopping, u"Stopping…"_s, u"stop"_s, u"orange"_s);
-        row({}, stopped, u"Stopped · click to start"_s, u"start"_s, u"grey"_s);
-        row(u" a.example "_s, stopped, u"Stopped ·  a.example "_s, u"start"_s, u"grey"_s);
-        row({}, failed, u"Error · no %1 way"_s, u"start"_s, u"red"_s);
-    }
-    void tunnelEntries()
-    {
-        QFETCH(QString, hostname);
-        QFETCH(TunnelState::Case, state);
+        QFETCH(QList<Tunnel>, tunnels);
         Desk desk;
-        desk.add(hostname, state);
-        desk.settle();
-        QTEST(text(desk.item.menu.mid(2, desk.item.menu.size() - 2 - 7)), "lines");
-        const TunnelConfig &tunnel = desk.manager.tunnels().first();
-        QCOMPARE(desk.item.menu[2].image->description, desk.manager.state(tunnel.id).label());
-    }
-
-    void menus_data()
-    {
-        QTest::addColumn<States>("states");
-        QTest::addColumn<bool>("hasCloudflared");
-        QTest::addColumn<QStringList>("menu"); // without the entries of tunnels
-        QTest::addColumn<QStringList>("dockMenu");
-        const auto header = [](const QString &title) {
-            return QStringList{title + u" disabled"_s, u"---"_s};
-        };
-        const QString stop = u"Stop All -> stop all"_s;
-        const QString start = u"Start All -> start all"_s;
-        const QString up = u"web — Connected (2 connections) {circle.fill green} -> toggle"_s;
-        const QString down = u"web — Stopped {circle.fill grey} -> toggle"_s;
-        const QString logs = u"Log… -> logs"_s;
-
-        QTest::newRow("none") << States{} << true
-                              << header(u"Morvanel"_s) + QStringList{u"No tunnels configured disabled"_s,
-                                                                     u"Add Tunnel… -> settings"_s}
-                              << QStringList{logs};
-        QTest::newRow("one, no cloudflared")
-            << States{connected} << false
-            << header(u"Morvanel · 1/1 connected"_s) +
-                   QStringList{u"---"_s, u"⚠︎ cloudflared not found -> settings"_s, u"---"_s, stop}
-            << QStringList{up, u"---"_s, stop, logs};
-        QTest::newRow("one of two") << States{stopped, connected} << true
-                                    << header(u"Morvanel · 1/2 connected"_s) +
-                                           QStringList{u"---"_s, start, stop}
-                                    << QStringList{down, up, u"---"_s, stop, logs};
-        QTest::newRow("all") << States{connected, connected} << true
-                             << header(u"Morvanel · 2/2 connected"_s) +
-                                    QStringList{u"---"_s, u"Start All disabled -> start all"_s, stop}
-                             << QStringList{up, up, u"---"_s, stop, logs};
-        const QString noStop = u"Stop All disabled -> stop all"_s;
-        QTest::newRow("nothing runs") << States{stopped} << true
-                                      << header(u"Morvanel · 0/1 connected"_s) + QStringList{u"---"_s, noStop}
-                                      << QStringList{down, u"---"_s, noStop, logs};
-    }
-    void menus()
-    {
-        QFETCH(States, states);
-        QFETCH(bool, hasCloudflared);
-        QFETCH(QStringList, menu);
-        Desk desk;
-        for (const TunnelState::Case state : states)
-            desk.add({}, state);
-        desk.settle();
-        if (!hasCloudflared)
+        for (const Tunnel &tunnel : tunnels)
+            desk.add(tunnel);
+        QCoreApplication::processEvents();
+        if (tunnels.isEmpty())
             QVERIFY(QFile::remove(desk.world.cloudflaredPath));
         desk.item.callbacks.menuAboutToShow(); // nothing announces that the file has gone
-        QStringList shown = text(desk.item.menu);
-        shown.removeIf([](const QString &line) { return line.endsWith("-> toggle"_L1); });
-        QCOMPARE(shown, menu + commands);
-        QTEST(text(desk.item.dockMenu), "dockMenu");
+        const auto &[image, title, toolTip, badge] = desk.item.content;
+        QStringList menu = text(desk.item.menu);
+        const QStringList end = menu.sliced(menu.size() - 5);
+        menu.resize(menu.size() - 5);
+        const QStringList shown{{}, text(*image), joined({title, badge, toolTip})};
+        QTEST((shown + menu + text(desk.item.dockMenu)).join(u'\n'), "picture");
+        QCOMPARE(end, (QStringList{u"---"_s, u"Log…, l, logs"_s, u"Settings…, ,, settings"_s, u"---"_s,
+                                   u"Quit Morvanel, q, quit"_s}));
     }
 
     void longTextsAreCut()
     {
         Desk desk;
         const QString message(100, u'x');
-        desk.manager.runner(desk.add(QString(300, u'漢')))->fail(message);
-        desk.settle();
-        QCOMPARE(desk.item.menu[2].detail, u"Error · "_s + message.first(70));
+        const TunnelConfig tunnel = FakeWorld::addTunnel(desk.manager, QString(300, u'漢'));
+        desk.manager.runner(tunnel.id)->fail(message);
+        QCOMPARE(desk.entry(tunnel.name).detail, u"Error · "_s + message.first(70));
         QCOMPARE(desk.item.dockMenu.first().title,
                  QString(100, u'漢') + u'…' + QString(99, u'漢') + u" — Error: "_s + message);
-    }
-
-    /// A stored list may hold one tunnel twice.
-    void entryIdsAreUnique()
-    {
-        Desk desk;
-        const TunnelConfig tunnel = FakeWorld::addTunnel(desk.manager, u"web"_s, u"a.example"_s);
-        desk.manager.add(tunnel, u"eyJ"_s);
-        desk.world.connect(desk.manager, tunnel.id);
-        desk.settle();
-        for (const Menu &menu : {desk.item.menu, desk.item.dockMenu}) {
-            QSet<QString> ids;
-            for (const MenuItem &item : menu)
-                ids += item.id;
-            QCOMPARE(ids.size(), menu.size());
-            QVERIFY(!ids.contains(QString()));
-        }
     }
 
     /// A burst does not make the desktop work for each of its steps, and no count is an old one.
     void announcementsOfOneTurnGiveOneRefresh()
     {
         Desk desk;
-        const QUuid web = desk.add(u"web"_s);
-        const QUuid ssh = desk.add(u"ssh"_s);
-        desk.settle();
+        const QUuid web = desk.add({Case::Connected});
+        const QUuid other = desk.add({Case::Connected});
+        const auto shown = [&] {
+            return QStringList{desk.entry(u"web"_s).detail, desk.item.content.badge,
+                               QString::number(desk.item.refreshes)};
+        };
         const int before = desk.item.refreshes;
-        auto &child = desk.world.connect(desk.manager, web, 4);
+        QCOMPARE(shown(), (QStringList{u"Connected (2 connections)"_s, u"2"_s, QString::number(before + 1)}));
         for (int i = 0; i < 1000; ++i)
-            child.write("INF Unregistered tunnel connection connIndex=0\n"
-                        "INF Registered tunnel connection connIndex=0\n");
-        desk.manager.remove(ssh);
-        QCOMPARE(desk.item.refreshes, before);
-        desk.settle();
-        QCOMPARE(desk.item.refreshes, before + 1);
-        QCOMPARE(desk.item.entry(u"web"_s).detail, u"Connected (4 connections)"_s);
-        QCOMPARE(desk.item.content.badge, u"1"_s);
-        QCOMPARE(desk.item.entry(u"ssh"_s), MenuItem());
-        child.end(1);
-        desk.settle();
-        QCOMPARE(desk.item.content.badge, QString());
-        QCOMPARE(desk.item.refreshes, before + 2);
+            desk.world.launcher.children[0]->write("INF Unregistered tunnel connection connIndex=0\n");
+        desk.manager.remove(other);
+        QCOMPARE(shown(), (QStringList{u"Connected (1 connection)"_s, u"1"_s, QString::number(before + 2)}));
+        desk.manager.remove(web);
+        QCOMPARE(shown(), (QStringList{{}, {}, QString::number(before + 3)}));
     }
 
-    void clickActsOnTheStateOfThatMoment()
+    void entriesActOnTheStateOfThatMoment()
     {
         Desk desk;
-        const QUuid web = desk.add(u"web"_s);
-        desk.settle();
-        const MenuItem drawnStopped = desk.item.entry(u"web"_s);
-        const auto state = [&] { return desk.manager.state(web).kind(); };
-        desk.item.callbacks.itemChosen(drawnStopped);
-        QCOMPARE(state(), TunnelState::Case::Starting);
-        desk.item.callbacks.itemChosen(drawnStopped); // it runs by now
-        QCOMPARE(state(), TunnelState::Case::Stopping);
+        const QUuid web = desk.add({Case::Stopped, u"web.example.org"_s});
+        const MenuItem drawnStopped = desk.entry(u"web"_s);
+        desk.choose(drawnStopped);
+        QCOMPARE(desk.state(web), Case::Starting);
+        desk.choose(drawnStopped); // it runs by now
+        QCOMPARE(desk.state(web), Case::Stopping);
         desk.world.launcher.last().end(0);
         desk.manager.runner(web)->fail(u"x"_s);
-        desk.choose(u"web"_s);
-        QCOMPARE(state(), TunnelState::Case::Starting);
-        desk.settle();
-        desk.item.callbacks.itemChosen(desk.item.dockMenu.first());
-        QCOMPARE(state(), TunnelState::Case::Stopping);
+        desk.choose(u"Stop All"_s); // disabled; would clear the failure
+        QCOMPARE(desk.state(web), Case::Failed);
+        desk.choose(desk.item.dockMenu.first());
+        QCOMPARE(desk.state(web), Case::Starting);
+        desk.world.launcher.last().write("INF Registered tunnel connection connIndex=0\n");
+        const MenuItem drawn = desk.entry(u"Open web.example.org"_s);
+        desk.manager.stop(web);
+        desk.choose(drawn);
+        QCOMPARE(desk.desktop.asked(), QStringList{u"open https://web.example.org"_s});
     }
 
     void commandsAct()
     {
         Desk desk;
-        desk.choose(u"Add Tunnel…"_s);
-        desk.choose(u"Log…"_s);
-        desk.choose(u"Settings…"_s);
-        desk.choose(u"Quit Morvanel"_s);
-        QCOMPARE(desk.journal, (Journal{u"settings"_s, u"logs"_s, u"settings"_s, u"terminate"_s}));
-
-        const QUuid web = desk.add(u"web"_s, u"web.example.org"_s);
-        desk.add(u"ssh"_s);
-        desk.choose(u"Start All"_s);
-        QCOMPARE(desk.manager.runningCount(), 2);
-        desk.choose(u"Stop All"_s);
-        for (const auto &child : desk.world.launcher.children)
-            child->end(0);
-        QCOMPARE(desk.manager.runningCount(), 0);
-
-        desk.world.connect(desk.manager, web);
-        desk.settle();
-        const MenuItem drawn = desk.item.entry(u"Open web.example.org"_s);
-        desk.manager.stop(web);
-        desk.item.callbacks.itemChosen(drawn);
-        QCOMPARE(desk.journal.last(), u"open https://web.example.org"_s);
-    }
-
-    void oddEntriesDoNothing()
-    {
-        Desk desk;
-        desk.add({}, failed);
-        desk.settle();
-        const Menu before = desk.item.menu;
-        desk.item.callbacks.itemChosen(MenuItem());
-        for (MenuItem entry : before) {
-            entry.data = {};
-            if (entry.action == MenuAction::ToggleTunnel || !entry.isEnabled)
-                desk.item.callbacks.itemChosen(entry); // stopping all would clear the failure
+        for (const QString &title : {u"Add Tunnel…"_s, u"Log…"_s, u"Settings…"_s, u"Quit Morvanel"_s})
+            desk.choose(title);
+        QCOMPARE(desk.desktop.asked(),
+                 (QStringList{u"settings"_s, u"logs"_s, u"settings"_s, u"terminate"_s}));
+        const QList<QUuid> ids{desk.add({Case::Stopped}), desk.add({Case::Stopped})};
+        for (const auto &[title, state] :
+             {std::pair(u"Start All"_s, Case::Starting), std::pair(u"Stop All"_s, Case::Stopping)}) {
+            desk.choose(title);
+            QCOMPARE((QList{desk.state(ids[0]), desk.state(ids[1])}), (QList{state, state}));
         }
-        desk.settle();
-        QCOMPARE(desk.item.menu, before);
-        QCOMPARE(desk.journal, Journal());
-        QVERIFY(desk.world.launcher.children.empty());
     }
 };
 

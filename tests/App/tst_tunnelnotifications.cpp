@@ -37,34 +37,27 @@ public:
 struct Bench
 {
     FakeWorld world;
-    Journal journal;
-    FakeWindows windows{journal};
-    FakeNotifications desktop;
+    FakeDesktop desktop;
+    FakeNotifications screen;
     TunnelManager manager{world.services()};
-    TunnelNotifications notifications{manager, windows, desktop, world.scheduler};
+    TunnelNotifications notifications{manager, desktop, screen, world.scheduler};
     const QUuid id = FakeWorld::addTunnel(manager, u"a <b>\n"_s).id;
+    const QHash<QString, std::function<void()>> words{
+        {u"start"_s, [this] { manager.start(id); }},
+        {u"stop"_s, [this] { manager.stop(id); }},
+        {u"remove"_s, [this] { manager.remove(id); }},
+        {u"quit"_s, [this] { notifications.end(); }},
+        {u"no keyring"_s, [this] { world.secrets.failure = SecretStatus::NotAvailable; }},
+        {u"locked"_s, [this] { world.secrets.isLocked = true; }},
+        {u"exit"_s, [this] { world.launcher.last().end(1); }},
+        {u"connect"_s, [this] { world.launcher.last().write("Registered tunnel connection connIndex=0\n"); }},
+        {u"lose"_s, [this] { world.launcher.last().write("Connection terminated connIndex=0\n"); }}};
 
-    /// Does what the word says and lets the announcements arrive.
+    /// Does what the word says, waits some seconds or writes a line, and lets the announcements arrive.
     void perform(const QString &step)
     {
-        if (step == u"start"_s)
-            manager.start(id);
-        else if (step == u"stop"_s)
-            manager.stop(id);
-        else if (step == u"remove"_s)
-            manager.remove(id);
-        else if (step == u"quit"_s)
-            notifications.end();
-        else if (step == u"no keyring"_s)
-            world.secrets.failure = SecretStatus::NotAvailable;
-        else if (step == u"locked"_s)
-            world.secrets.isLocked = true;
-        else if (step == u"exit"_s)
-            world.launcher.last().end(1);
-        else if (step == u"connect"_s)
-            world.launcher.last().write("Registered tunnel connection connIndex=0\n");
-        else if (step == u"lose"_s)
-            world.launcher.last().write("Connection terminated connIndex=0\n");
+        if (words.contains(step))
+            words[step]();
         else if (step.endsWith(u's'))
             world.scheduler.advance(std::chrono::seconds(step.chopped(1).toInt()));
         else
@@ -110,16 +103,16 @@ private Q_SLOTS:
         Bench bench;
         for (const QString &step : QString::fromUtf8(QTest::currentDataTag()).split(u", "_s))
             bench.perform(step);
-        QCOMPARE(bench.desktop.shown.value(bench.id), shown.isEmpty() ? QString() : u"a <b> : "_s + shown);
-        QTEST(bench.desktop.count, "count");
+        QCOMPARE(bench.screen.shown.value(bench.id), shown.isEmpty() ? QString() : u"a <b> : "_s + shown);
+        QTEST(bench.screen.count, "count");
         QTEST(int(bench.world.scheduler.pendingCount()), "timers");
     }
 
     void aClickOpensTheLog()
     {
         Bench bench;
-        bench.desktop.activated(bench.id);
-        QCOMPARE(bench.journal, Journal{u"log"_s + bench.id.toString()});
+        bench.screen.activated(bench.id);
+        QCOMPARE(bench.desktop.asked(), QStringList{u"log"_s + bench.id.toString()});
     }
 };
 

@@ -17,21 +17,22 @@
 #include <QPointer>
 #include <QScreen>
 #include <QTest>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
 /// Gives a window the keyboard where the desktop can do that for windows that are there already.
-class ActivatingApplication : public FakeApplication
+class ActivatingDesktop : public FakeDesktop
 {
 public:
-    using FakeApplication::FakeApplication;
     bool activate(QWindow &window) override
     {
         if (activatesShownWindows)
             window.requestActivate();
-        return FakeApplication::activate(window) && activatesShownWindows;
+        return FakeDesktop::activate(window) && activatesShownWindows;
     }
 
     bool activatesShownWindows = true;
@@ -46,42 +47,29 @@ class TestWindows : public QObject
 private Q_SLOTS:
     void init()
     {
-        world = std::make_unique<FakeWorld>();
-        manager = std::make_unique<TunnelManager>(world->services());
-        journal.clear();
-        application = std::make_unique<ActivatingApplication>(journal);
-        presenter = std::make_unique<WindowPresenter>(*manager, *application);
-        QGuiApplication::clipboard()->clear();
-    }
-
-    void cleanup()
-    {
         presenter.reset();
-        application.reset();
         manager.reset();
-        world.reset();
+        world.emplace();
+        manager.emplace(world->services());
+        desktop.emplace();
+        presenter.emplace(*manager, *desktop);
+        QGuiApplication::clipboard()->clear();
     }
 
     void windowsAreMadeOnceAndKept()
     {
         showSettings();
         QMainWindow *window = &settings();
-        QCOMPARE(window->windowTitle(), u"Morvanel Settings"_s);
         QCOMPARE(window->centralWidget()->size(), QSize(720, 460));
         window->move(10, 20);
-        const QPoint moved = window->pos();
         window->close();
         QVERIFY(!window->isVisible());
         showSettings();
         QCOMPARE(&settings(), window);
-        QCOMPARE(window->pos(), moved);
-        presenter->showSettings();
-        settings().showMinimized();
+        QCOMPARE(window->pos(), QPoint(10, 20));
         showSettings();
-        QVERIFY(!settings().isMinimized());
         showLogs();
-        QCOMPARE(journal, Journal(5, u"activate window"_s));
-        QCOMPARE(logs().windowTitle(), u"Tunnel Logs"_s);
+        QCOMPARE(desktop->asked(), QStringList(4, u"activate window"_s));
         QCOMPARE(logs().centralWidget()->size(), QSize(820, 480));
         logs().resize(1, 1);
         QTRY_COMPARE(logs().centralWidget()->size(), QSize(560, 320));
@@ -91,10 +79,8 @@ private Q_SLOTS:
     {
         showSettings();
         showLogs();
-        QVERIFY(!settings().isActiveWindow());
-        application->activatesShownWindows = false;
-        presenter->showSettings();
-        QTRY_VERIFY(settings().isActiveWindow());
+        desktop->activatesShownWindows = false;
+        showSettings();
     }
 
     /// With a large font the content needs more than its size. By the time the window is on the screen it
@@ -103,7 +89,7 @@ private Q_SLOTS:
     {
         const QFont usual = QApplication::font();
         for (const int points : {usual.pointSize(), 30}) {
-            presenter = std::make_unique<WindowPresenter>(*manager, *application);
+            init();
             QFont font = usual;
             font.setPointSize(points);
             QApplication::setFont(font);
@@ -113,8 +99,8 @@ private Q_SLOTS:
             const QRect available = settings().screen()->availableGeometry();
             QRect centred = frame;
             centred.moveCenter(available.center());
-            const QPoint expected(qMax(centred.x(), available.x()), qMax(centred.y(), available.y()));
-            QCOMPARE(frame.topLeft(), expected);
+            QCOMPARE(frame.topLeft(),
+                     QPoint(qMax(centred.x(), available.x()), qMax(centred.y(), available.y())));
         }
         QApplication::setFont(usual);
     }
@@ -129,12 +115,26 @@ private Q_SLOTS:
         logs().close();
         presenter->showLogs(first);
         QCOMPARE(view->selection(), std::optional(second));
-        QVERIFY(logs().isVisible());
-
-        logs().close(); // but a click on a tunnel's notification is about that tunnel
-        presenter->showLog(first);
+        presenter->showLog(first); // but a click on a tunnel's notification is about that tunnel
         QCOMPARE(view->selection(), std::optional(first));
-        QVERIFY(logs().isVisible());
+    }
+
+    void menusListTheOpenWindows()
+    {
+        showSettings();
+        const QString windowMenu = u"&Window, Tunnel Logs Ctrl+L, -, Minimize Ctrl+M, Close Ctrl+W"_s;
+        QCOMPARE(menus(settings()),
+                 (QStringList{u"&Morvanel, About Morvanel, -, Settings… Ctrl+,, -, Hide Morvanel Ctrl+H, -, "
+                              "Quit Morvanel Ctrl+Q"_s,
+                              u"&Edit, (Undo Ctrl+Z), (Redo Ctrl+Shift+Z), -, (Cut Ctrl+X), (Copy Ctrl+C), "
+                              "Paste Ctrl+V, (Select All Ctrl+A)"_s,
+                              windowMenu + u", -, *Morvanel Settings"_s}));
+        showLogs();
+        QCOMPARE(menus(logs()).last(), windowMenu + u", -, Morvanel Settings, *Tunnel Logs"_s);
+        choose(logs(), u"Morvanel Settings"_s);
+        QVERIFY(QTest::qWaitForWindowActive(&settings()));
+        logs().close();
+        QCOMPARE(menus(settings()).last(), windowMenu + u", -, *Morvanel Settings"_s);
     }
 
     void keysWorkInBothWindows()
@@ -146,12 +146,13 @@ private Q_SLOTS:
         QTest::keyClick(&logs(), Qt::Key_Comma, Qt::ControlModifier);
         QVERIFY(QTest::qWaitForWindowActive(&settings()));
         QTest::keyClick(&settings(), Qt::Key_Q, Qt::ControlModifier);
-        QCOMPARE(journal.last(), u"terminate"_s);
+        QCOMPARE(desktop->asked().last(), u"terminate"_s);
+        QTest::keyClick(&settings(), Qt::Key_M, Qt::ControlModifier);
+        QVERIFY(settings().isMinimized() && !logs().isMinimized());
+        showSettings();
+        QVERIFY(!settings().isMinimized());
         QTest::keyClick(&settings(), Qt::Key_W, Qt::ControlModifier);
         QVERIFY(!settings().isVisible() && logs().isVisible());
-        showLogs();
-        QTest::keyClick(&logs(), Qt::Key_W, Qt::ControlModifier);
-        QVERIFY(!logs().isVisible());
     }
 
     void editingFollowsTheFocus()
@@ -159,75 +160,43 @@ private Q_SLOTS:
         showSettings();
         QLineEdit *name = field(u"Name"_s);
         name->setFocus();
-        QCOMPARE(enabledEditing(settings()), (QStringList{u"Paste"_s}));
+        QCOMPARE(editing(settings()), u"Paste"_s);
         QTest::keyClicks(name, u"home"_s);
-        QCOMPARE(enabledEditing(settings()), (QStringList{u"Undo"_s, u"Paste"_s, u"Select All"_s}));
-        QTest::keyClick(name, Qt::Key_Z, Qt::ControlModifier);
-        QCOMPARE(name->text(), QString());
-        QCOMPARE(enabledEditing(settings()), (QStringList{u"Redo"_s, u"Paste"_s}));
-        QTest::keyClick(name, Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
-        QCOMPARE(name->text(), u"home"_s);
-
-        action(settings(), u"Select All"_s)->trigger();
-        action(settings(), u"Cut"_s)->trigger();
-        QCOMPARE(name->text(), QString());
-        QCOMPARE(QGuiApplication::clipboard()->text(), u"home"_s);
-        settings().menuBar()->setFocus(); // as when the menu is opened by keyboard
-        action(settings(), u"Paste"_s)->trigger();
-        QCOMPARE(name->text(), u"home"_s);
-
+        QCOMPARE(editing(settings()), u"Undo, Paste, Select All"_s);
+        const QList<std::array<QString, 3>> steps{
+            {u"Undo"_s, u""_s, u"Redo, Paste"_s},
+            {u"Redo"_s, u"home"_s, u"Undo, Paste, Select All"_s},
+            {u"Select All"_s, u"home"_s, u"Undo, Cut, Copy, Paste, Select All"_s},
+            {u"Cut"_s, u""_s, u"Undo, Paste"_s},
+            {u"Paste"_s, u"home"_s, u"Undo, Paste, Select All"_s}};
+        for (const auto &[command, text, enabled] : steps) {
+            settings().menuBar()->setFocus(); // as when the menu is opened by keyboard
+            choose(settings(), command);
+            QCOMPARE(name->text(), text);
+            QCOMPARE(editing(settings()), enabled);
+        }
         name->setReadOnly(true);
         field(u"Token"_s)->setFocus();
         QTest::keyClicks(field(u"Token"_s), u"secret"_s);
         field(u"Token"_s)->selectAll(); // and hidden text is not given away
-        QCOMPARE(enabledEditing(settings()), (QStringList{u"Undo"_s, u"Paste"_s, u"Select All"_s}));
-        action(settings(), u"Copy"_s)->trigger();
-        QCOMPARE(QGuiApplication::clipboard()->text(), u"home"_s);
+        QCOMPARE(editing(settings()), u"Undo, Paste, Select All"_s);
         name->setFocus();
-        QCOMPARE(enabledEditing(settings()), (QStringList{u"Select All"_s}));
+        QCOMPARE(editing(settings()), u"Select All"_s);
     }
 
     void editsTheLog()
     {
         world->connect(*manager, FakeWorld::addTunnel(*manager, u"a"_s).id);
         showLogs();
-        auto *log = logs().findChild<QPlainTextEdit *>();
-        QVERIFY(log);
-        log->setFocus();
-        QCOMPARE(enabledEditing(logs()), (QStringList{u"Select All"_s}));
-        QTest::keyClick(log, Qt::Key_A, Qt::ControlModifier);
-        QCOMPARE(enabledEditing(logs()), (QStringList{u"Copy"_s, u"Select All"_s}));
-        action(logs(), u"Copy"_s)->trigger();
+        QCOMPARE(editing(logs()), u"Select All"_s);
+        choose(logs(), u"Select All"_s);
+        QCOMPARE(editing(logs()), u"Copy, Select All"_s);
+        choose(logs(), u"Copy"_s);
         QVERIFY(QGuiApplication::clipboard()->text().startsWith(u"\u25B6\uFE0E Starting: "));
-
         showSettings(); // the other window's menu goes on to be about its own fields
         field(u"Token"_s)->setFocus();
-        QCOMPARE(enabledEditing(logs()), (QStringList{u"Copy"_s, u"Select All"_s}));
-        QCOMPARE(enabledEditing(settings()), (QStringList{u"Paste"_s}));
-    }
-
-    void windowMenuListsTheOpenWindows()
-    {
-        showSettings();
-        auto *menu = qobject_cast<QMenu *>(action(settings(), u"Tunnel Logs"_s)->parent());
-        const auto listed = [menu] {
-            Q_EMIT menu->aboutToShow();
-            QStringList titles;
-            const QList<QAction *> actions = menu->actions();
-            for (qsizetype i = 4; i < actions.size(); ++i)
-                titles += actions[i]->isSeparator()
-                              ? u"-"_s
-                              : (actions[i]->isChecked() ? u"*"_s : QString()) + actions[i]->text();
-            return titles;
-        };
-        QCOMPARE(listed(), (QStringList{u"-"_s, u"*Morvanel Settings"_s}));
-        showLogs();
-        QCOMPARE(listed(), (QStringList{u"-"_s, u"*Morvanel Settings"_s, u"Tunnel Logs"_s}));
-        QVERIFY(QTest::qWaitForWindowActive(&logs()));
-        menu->actions()[5]->trigger();
-        QVERIFY(QTest::qWaitForWindowActive(&settings()));
-        logs().close();
-        QCOMPARE(listed(), (QStringList{u"-"_s, u"*Morvanel Settings"_s}));
+        QCOMPARE(editing(logs()), u"Copy, Select All"_s);
+        QCOMPARE(editing(settings()), u"Paste"_s);
     }
 
     void whatWasHiddenComesBackTogether()
@@ -235,19 +204,21 @@ private Q_SLOTS:
         showSettings();
         showLogs();
         settings().close(); // was not on the screen, and stays away
-        action(logs(), u"About Morvanel"_s)->trigger();
+        choose(logs(), u"About Morvanel"_s);
         QPointer about = logs().findChild<QMessageBox *>();
+        const auto visible = [&] {
+            return QList{settings().isVisible(), logs().isVisible(), about->isVisible()};
+        };
         QVERIFY(QTest::qWaitForWindowActive(about));
         QTest::keyClick(about, Qt::Key_H, Qt::ControlModifier);
-        QVERIFY(!logs().isVisible() && !about->isVisible());
+        QCOMPARE(visible(), (QList{false, false, false}));
         showLogs();
-        QVERIFY(logs().isVisible() && about->isVisible() && !settings().isVisible());
-        about->close();
+        QCOMPARE(visible(), (QList{false, true, true}));
         showSettings();
         QTest::keyClick(&settings(), Qt::Key_H, Qt::ControlModifier);
-        QVERIFY(!settings().isVisible() && !logs().isVisible());
+        QCOMPARE(visible(), (QList{false, false, false}));
         showSettings();
-        QVERIFY(settings().isVisible() && logs().isVisible());
+        QCOMPARE(visible(), (QList{true, true, true}));
         logs().close();
         showSettings();
         QVERIFY(!logs().isVisible());
@@ -257,22 +228,32 @@ private Q_SLOTS:
     {
         QCoreApplication::setApplicationVersion(u"1.2.3"_s);
         showSettings();
-        action(settings(), u"About Morvanel"_s)->trigger();
+        choose(settings(), u"About Morvanel"_s);
+        choose(settings(), u"About Morvanel"_s);
+        QCOMPARE(settings().findChildren<QMessageBox *>().size(), 1);
         auto *about = settings().findChild<QMessageBox *>();
-        QVERIFY(about && QTest::qWaitForWindowActive(about));
-        QVERIFY(!about->iconPixmap().isNull());
+        QVERIFY(QTest::qWaitForWindowActive(about));
+        QVERIFY(!about->isModal() && !about->iconPixmap().isNull());
         const QString text = about->text() + about->informativeText();
         QVERIFY(text.contains(u"Morvanel 1.2.3") && text.contains(u"MIT") && text.contains(u"tunnels"));
-        action(settings(), u"About Morvanel"_s)->trigger();
-        QCOMPARE(settings().findChildren<QMessageBox *>().size(), 1);
         QTest::keyClick(about, Qt::Key_Q, Qt::ControlModifier);
-        QCOMPARE(journal.last(), u"terminate"_s);
+        QCOMPARE(desktop->asked().last(), u"terminate"_s);
         QTest::keyClick(about, Qt::Key_L, Qt::ControlModifier);
         QVERIFY(QTest::qWaitForWindowActive(&logs()));
-        about->activateWindow();
+        choose(settings(), u"About Morvanel"_s);
         QVERIFY(QTest::qWaitForWindowActive(about));
         QTest::keyClick(about, Qt::Key_W, Qt::ControlModifier);
         QTRY_VERIFY(!settings().findChild<QMessageBox *>());
+    }
+
+    void closingTheLastWindowEndsNothing()
+    {
+        showSettings();
+        choose(settings(), u"About Morvanel"_s);
+        QTimer::singleShot(0, qApp, &QApplication::closeAllWindows);
+        QTimer::singleShot(100ms, qApp, [] { QApplication::exit(7); });
+        QCOMPARE(QApplication::exec(), 7);
+        QVERIFY(!settings().isVisible());
     }
 
 private:
@@ -292,34 +273,49 @@ private:
         QVERIFY(QTest::qWaitForWindowActive(&logs()));
     }
 
-    static QAction *action(const QMainWindow &window, const QString &title)
+    static void choose(const QMainWindow &window, const QString &title)
     {
-        const QList<QMenu *> menus = window.menuBar()->findChildren<QMenu *>();
-        for (QMenu *menu : menus) {
-            for (QAction *action : menu->actions()) {
-                if (action->text() == title)
-                    return action;
-            }
+        for (QAction *action : window.menuBar()->findChildren<QAction *>()) {
+            if (action->text() == title)
+                return action->trigger();
         }
-        return nullptr;
+        QFAIL(qPrintable(title));
     }
 
-    static QStringList enabledEditing(const QMainWindow &window)
+    /// The menus as they open, a line for each: `*` marks what is checked, `()` what cannot be chosen.
+    static QStringList menus(const QMainWindow &window)
+    {
+        QStringList lines;
+        for (const QAction *title : window.menuBar()->actions()) {
+            Q_EMIT title->menu()->aboutToShow();
+            QStringList entries{title->text()};
+            for (const QAction *one : title->menu()->actions()) {
+                const QString text = (one->text() + u' ' + one->shortcut().toString()).trimmed();
+                entries += one->isSeparator()  ? u"-"_s
+                           : !one->isEnabled() ? u'(' + text + u')'
+                           : one->isChecked()  ? u'*' + text
+                                               : text;
+            }
+            lines += entries.join(u", "_s);
+        }
+        return lines;
+    }
+
+    /// The edit commands that can be chosen.
+    static QString editing(const QMainWindow &window)
     {
         QStringList enabled;
-        for (const QString &title :
-             {u"Undo"_s, u"Redo"_s, u"Cut"_s, u"Copy"_s, u"Paste"_s, u"Select All"_s}) {
-            if (action(window, title)->isEnabled())
-                enabled += title;
+        for (const QAction *action : window.menuBar()->actions()[1]->menu()->actions()) {
+            if (action->isEnabled() && !action->isSeparator())
+                enabled += action->text();
         }
-        return enabled;
+        return enabled.join(u", "_s);
     }
 
-    std::unique_ptr<FakeWorld> world;
-    std::unique_ptr<TunnelManager> manager;
-    Journal journal;
-    std::unique_ptr<ActivatingApplication> application;
-    std::unique_ptr<WindowPresenter> presenter;
+    std::optional<FakeWorld> world;
+    std::optional<TunnelManager> manager;
+    std::optional<ActivatingDesktop> desktop;
+    std::optional<WindowPresenter> presenter;
 };
 
 QTEST_MAIN(TestWindows)
