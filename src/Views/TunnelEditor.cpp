@@ -64,6 +64,8 @@ TunnelEditor::TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> t
     column->setSpacing(itemSpacing);
     column->addWidget(new FormScroller(makeForm(), this), 1);
     column->addWidget(makeBottomBar());
+    setTabOrder(m_startOnLaunch, m_toggle); // the layouts have moved the fields behind the buttons
+    setTabOrder(m_toggle, m_save);
     connectInput();
     setRevealToken(false);
     refreshInput();
