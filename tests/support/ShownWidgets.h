@@ -46,21 +46,23 @@ inline bool hasInk(QWidget &widget, const QRect &part)
     return image != ground;
 }
 
-/// Returns whether all pieces can be seen and none lies over another one.
-inline bool areApart(const QWidget &top)
+/// Returns whether all pieces can be seen, none without ink or over another one.
+inline bool areClear(const QWidget &top)
 {
     QRegion taken;
-    for (const QWidget *piece : top.findChildren<QWidget *>()) {
-        const bool isPiece = qobject_cast<const QLabel *>(piece) || qobject_cast<const QLineEdit *>(piece) ||
-                             qobject_cast<const QAbstractButton *>(piece) ||
-                             qobject_cast<const QComboBox *>(piece) || piece->inherits("QListView") ||
+    for (QWidget *piece : top.findChildren<QWidget *>()) {
+        const auto *label = qobject_cast<QLabel *>(piece);
+        const bool isPiece = (label && !label->text().isEmpty()) || qobject_cast<QLineEdit *>(piece) ||
+                             qobject_cast<QAbstractButton *>(piece) || qobject_cast<QComboBox *>(piece) ||
+                             piece->inherits("SymbolView") || piece->inherits("QListView") ||
                              piece->inherits("QPlainTextEdit");
         if (!isPiece || !piece->isVisible())
             continue;
         QRect place(piece->mapTo(&top, QPoint()), piece->size());
         for (const QWidget *one = piece->parentWidget(); one != &top; one = one->parentWidget())
             place &= QRect(one->mapTo(&top, QPoint()), one->size()); // the rest can be scrolled to
-        if (place.isEmpty() || taken.intersects(place))
+        const bool mayBeBlank = piece->inherits("QListView");
+        if (place.isEmpty() || taken.intersects(place) || !(mayBeBlank || hasInk(*piece, piece->rect())))
             return false;
         taken += place;
     }
