@@ -53,8 +53,6 @@ private Q_SLOTS:
         QTest::keyClick(picker(), Qt::Key_Down);
         QCOMPARE(picture(), u"a, >b, Connected (2 connections): INF here"_s);
         QVERIFY(ShownWidgets::areClear(*view));
-        auto *state = ShownWidgets::find<QLabel>(*view, u"Connected (2 connections)"_s);
-        QVERIFY(ShownWidgets::hasInk(*state, state->rect()));
         const int width = view->width();
         write("INF there\n");
         manager->runner(b.id)->fail(QString(2000, u'm'));
@@ -66,6 +64,7 @@ private Q_SLOTS:
         QCOMPARE(view->width(), width);
         manager->remove(b.id);
         QTRY_COMPARE(picture(), u"a"_s);
+        QVERIFY(picker()->geometry().bottom() < 100); // the row stays at the top
         write("INF late\n");
         world->launcher.last().end(0);
         QCOMPARE(view->selection(), std::optional(b.id));
@@ -79,7 +78,12 @@ private Q_SLOTS:
         QVERIFY(picker()->currentText().endsWith(u'…'));
         QCOMPARE(picker()->currentData(Qt::AccessibleTextRole).toString(), tunnel.name);
         QVERIFY(picker()->toolTip().contains(u"mm&amp;"));
-        QVERIFY(picker()->width() <= 280);
+        QCOMPARE(picker()->width(), 280);
+        const qsizetype length = picker()->currentText().size();
+        QFont large = view->font();
+        large.setPointSize(30);
+        view->setFont(large);
+        QVERIFY(picker()->currentText().size() < length);
         QTest::keyClick(picker(), Qt::Key_Up);
         QCOMPARE(picker()->toolTip(), QString());
     }
@@ -105,11 +109,11 @@ private Q_SLOTS:
             palette.setColor(QPalette::Base, ground);
             view->setPalette(palette);
             for (int i = 0; i < rows.size(); ++i) {
-                QTextLayout::FormatRange range = block(i).layout()->formats().value(0);
+                const auto format = block(i).layout()->formats().value(0).format;
                 const ColorRole role = rows[i].second;
-                QCOMPARE(range.format.foreground().color(), role == ColorRole::None
-                                                                ? QTextFormat().foreground().color()
-                                                                : SymbolDrawing::color(role, palette));
+                QCOMPARE(format.hasProperty(QTextFormat::ForegroundBrush), role != ColorRole::None);
+                if (role != ColorRole::None)
+                    QCOMPARE(format.foreground().color(), SymbolDrawing::color(role, palette));
             }
         }
     }
@@ -117,21 +121,17 @@ private Q_SLOTS:
     void followsTheEnd()
     {
         showLog(numbered(300));
-        QVERIFY(isAtEnd());
-        QCOMPARE(endOfText(), u"line 299"_s);
+        QCOMPARE(place(), u"line 299, at the end"_s);
         bar()->setValue(40);
         write("more\n");
         QCOMPARE(bar()->value(), 40); // many changes are shown together
-        QTRY_COMPARE(endOfText(), u"more"_s);
-        QVERIFY(isAtEnd());
+        QTRY_COMPARE(place(), u"more, at the end"_s);
         view->resize(560, 320);
-        QTRY_VERIFY(isAtEnd());
-
+        QTRY_COMPARE(place(), u"more, at the end"_s);
         write(numbered(int(LogBuffer::capacity)));
-        QTRY_COMPARE(endOfText(), u"line 1999"_s);
-        write(QByteArray("word ").repeated(500) + '\n'); // from here on the number of lines stays
-        QTRY_VERIFY(endOfText().startsWith(u"word"));
-        QVERIFY(isAtEnd());
+        QTRY_COMPARE(place(), u"line 1999, at the end"_s);
+        write(QByteArray("word ").repeated(500) + "end\n"); // from here on the number of lines stays
+        QTRY_COMPARE(place(), u"word end, at the end"_s);
         QVERIFY(bar()->maximum() > int(LogBuffer::capacity) - 10);
     }
 
@@ -168,15 +168,13 @@ private Q_SLOTS:
         write("more\n");
         QTest::qWait(250); // longer than changes are held back
         QCOMPARE(bar()->value(), 40);
-        QCOMPARE(endOfText(), u"line 299"_s);
+        QCOMPARE(place(), u"line 299"_s);
         QTest::mouseRelease(window, Qt::LeftButton, {}, start + QPoint(0, 60));
-        QTRY_COMPARE(endOfText(), u"more"_s);
+        QTRY_COMPARE(place(), u"more, at the end"_s);
         QCOMPARE(selected(), before);
-
-        // A selection does not grow with what comes behind it.
         QTest::keyClick(text(), Qt::Key_A, Qt::ControlModifier);
-        write("still more\n");
-        QTRY_COMPARE(endOfText(), u"still more"_s);
+        write("still more\n"); // a selection does not grow with it
+        QTRY_COMPARE(place(), u"still more, at the end"_s);
         QVERIFY(selected().endsWith(u"\nmore"));
     }
 
@@ -185,21 +183,17 @@ private Q_SLOTS:
     {
         showLog("first\n");
         const auto *timer = view->findChild<RunnerLogView *>()->findChild<QTimer *>();
-        const auto rests = [&](const QString &end) { return endOfText() == end && !timer->isActive(); };
         view->hide();
         write(numbered(300));
-        QVERIFY(rests(u"first"_s));
+        QVERIFY(endOfText() == u"first" && !timer->isActive());
         view->show();
-        QCOMPARE(endOfText(), u"line 299"_s);
-        QVERIFY(isAtEnd());
-
+        QCOMPARE(place(), u"line 299, at the end"_s);
         view->showMinimized();
         QTRY_VERIFY(view->isMinimized());
         write("more\n");
-        QVERIFY(rests(u"line 299"_s));
+        QVERIFY(endOfText() == u"line 299" && !timer->isActive());
         view->showNormal();
-        QTRY_COMPARE(endOfText(), u"more"_s);
-        QVERIFY(isAtEnd());
+        QTRY_COMPARE(place(), u"more, at the end"_s);
     }
 
     /// One line is one paragraph, whatever it holds; "Copy" gives it as it was written.
@@ -231,21 +225,19 @@ private Q_SLOTS:
             const QRect row = layout.lineAt(i).naturalTextRect().toRect().translated(0, 12);
             QVERIFY(ShownWidgets::hasInk(area, row));
         }
-        QVERIFY(!ShownWidgets::hasInk(area, QRect(0, 0, area.width(), 12)));
-        QVERIFY(!ShownWidgets::hasInk(area, QRect(0, 0, 12, area.height())));
-        QVERIFY(!ShownWidgets::hasInk(area, QRect(area.width() - 12, 0, 12, area.height())));
+        for (const QRect &edge : {QRect(0, 0, area.width(), 12), QRect(0, 0, 12, area.height()),
+                                  QRect(area.width() - 12, 0, 12, area.height())})
+            QVERIFY(!ShownWidgets::hasInk(area, edge));
     }
 
-    void hasNamesAndAMenu()
+    void hasNamesKeysAndAMenu()
     {
         showLog("first\nsecond\n");
         // On this desktop a choice has its value for a name, and is known by the label before it.
         const auto labels = QAccessible::queryAccessibleInterface(picker())->relations(QAccessible::Label);
         QCOMPARE(labels.value(0).first->text(QAccessible::Name), u"Tunnel"_s);
-        QAccessibleInterface *log = QAccessible::queryAccessibleInterface(text());
-        QCOMPARE(log->text(QAccessible::Name), u"Log"_s);
-        QVERIFY(log->state().readOnly && log->state().focusable);
-        QCOMPARE(log->textInterface()->text(0, 12), u"first\nsecond"_s);
+        const QAccessibleInterface *log = QAccessible::queryAccessibleInterface(text());
+        QVERIFY(log->text(QAccessible::Name) == u"Log" && log->state().readOnly && log->state().focusable);
 
         QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(20, 20), view->mapToGlobal(QPoint(20, 20)));
         QCoreApplication::sendEvent(text()->viewport(), &event);
@@ -253,9 +245,6 @@ private Q_SLOTS:
         QVERIFY(menu);
         menu->actions().last()->trigger();
         menu->close();
-        QCOMPARE(selected(), u"first\nsecond"_s);
-        view->close();
-        view->show();
         QTest::keyClick(view->windowHandle(), Qt::Key_C, Qt::ControlModifier); // the log has the keyboard
         QCOMPARE(QGuiApplication::clipboard()->text(), u"first\nsecond"_s);
     }
@@ -309,12 +298,14 @@ private:
     QTextBlock block(int line) const { return text()->document()->findBlockByNumber(line); }
     QString endOfText() const { return text()->document()->lastBlock().text(); }
     QString lineAtTop() const { return text()->cursorForPosition(QPoint(20, 2)).block().text(); }
-    bool isAtEnd() const
+    /// The last words of the log, and whether they are at the end of what can be seen.
+    QString place() const
     {
         QTextCursor end = text()->textCursor();
         end.movePosition(QTextCursor::End);
-        return bar()->value() == bar()->maximum() &&
-               text()->viewport()->rect().contains(text()->cursorRect(end));
+        const bool isAtEnd = bar()->value() == bar()->maximum() &&
+                             text()->viewport()->rect().contains(text()->cursorRect(end));
+        return endOfText().section(u' ', -2) + (isAtEnd ? u", at the end"_s : QString());
     }
     QString selected() const { return text()->textCursor().selection().toPlainText(); }
 
