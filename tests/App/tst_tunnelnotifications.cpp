@@ -41,6 +41,7 @@ struct Bench
     FakeNotifications screen;
     TunnelManager manager{world.services()};
     TunnelNotifications notifications{manager, desktop, screen, world.scheduler};
+    const QUuid other = FakeWorld::addTunnel(manager, u"other"_s).id;
     const QUuid id = FakeWorld::addTunnel(manager, u"a <b>\n"_s).id;
     const QHash<QString, std::function<void()>> words{
         {u"start"_s, [this] { manager.start(id); }},
