@@ -385,58 +385,47 @@ private Q_SLOTS:
 
     void cutTextsHaveTooltips()
     {
-        struct Row
-        {
-            QString text;
-            int lines;
-            bool isCut;
-        };
-        for (const auto &[text, lines, isCut] :
-             {Row{u"failed & why"_s, 2, false}, Row{u"failed <b> "_s.repeated(20), 2, true},
-              Row{QString(200, u'm'), 1, true}}) {
-            ClampedLabel label(FontRole::Caption, ColorRole::None, lines);
-            label.setText(text);
-            label.resize(80, label.sizeHint().height());
-            label.show();
-            QCOMPARE(toolTipOf(label), isCut ? u"<div>"_s + text.toHtmlEscaped() + u"</div>"_s : QString());
-        }
-
         const QString name(200, u'm');
-        add({name, u"b"_s});
+        const QUuid id = add({name, u"b"_s}).first().id;
+        manager->runner(id)->fail(u"failed <b> "_s.repeated(60));
         show();
+        QLabel *state = label(manager->state(id).label());
+        QCOMPARE(toolTipOf(*state), Text::toolTip(state->text()));
+        QCOMPARE(toolTipOf(*label(name)), Text::toolTip(name));
         QCOMPARE(toolTipOf(*list->viewport(), rowRect(0).center()),
-                 u"<div>%1</div><div>%1.example</div>"_s.arg(name));
+                 Text::toolTip(name) + Text::toolTip(name + u".example"_s));
         QCOMPARE(toolTipOf(*list->viewport(), rowRect(1).center()), QString());
+        clickRow(1);
+        manager->runner(manager->tunnels()[1].id)->fail(u"failed & why"_s);
+        QTRY_VERIFY(label(u"Error: failed & why"_s));
+        QCOMPARE(toolTipOf(*label(u"Error: failed & why"_s)), QString());
     }
 
     void followsFontAndPalette()
     {
         add({u"a"_s});
         show();
-        field(u"Token"_s)->setFocus();
-        type(u"x"_s);
+        field(u"Token"_s)->setText(u"x"_s);
         const QLabel *warning = label(tokenWarning);
-        const auto restore = qScopeGuard([font = QApplication::font(), palette = QApplication::palette()] {
-            QApplication::setFont(font);
-            QApplication::setPalette(palette);
-        });
-        QFont large = QApplication::font();
-        large.setPointSizeF(24);
-        QApplication::setFont(large);
-        QTRY_VERIFY(warning->font().pointSizeF() > 15);
-        QVERIFY(warning->font().pointSizeF() < 24);
+        QFont font = QApplication::font();
+        const qreal usual = font.pointSizeF();
+        font.setPointSizeF(24);
+        QApplication::setFont(font);
+        QTRY_VERIFY(warning->font().pointSizeF() > 15 && warning->font().pointSizeF() < 24);
         QCOMPARE(field(u"Token"_s)->font().pointSizeF(), 24);
         QTRY_VERIFY(view->minimumWidth() > 640); // nothing of the form is cut off at the side
+        font.setPointSizeF(usual);
+        QApplication::setFont(font);
 
-        const QAbstractButton *addButton = button(u"Add tunnel"_s);
-        const qint64 lightIcon = addButton->icon().cacheKey();
+        const qint64 lightIcon = button(u"Add tunnel"_s)->icon().cacheKey();
         QPalette dark = QApplication::palette();
         dark.setColor(QPalette::Window, QColor(0x20, 0x20, 0x20));
         dark.setColor(QPalette::WindowText, Qt::white);
         QApplication::setPalette(dark);
         QTRY_COMPARE(warning->palette().color(QPalette::WindowText),
                      SymbolDrawing::color(ColorRole::Orange, dark));
-        QVERIFY(addButton->icon().cacheKey() != lightIcon);
+        QVERIFY(button(u"Add tunnel"_s)->icon().cacheKey() != lightIcon);
+        QApplication::setPalette(QPalette());
     }
 };
 
