@@ -8,25 +8,17 @@
 #include <QLabel>
 #include <QLineEdit>
 
-#include <concepts>
-
 /// The pieces of a window as its user finds them: those that are shown, by their texts.
 namespace ShownWidgets {
 
-/// The first one below `top` of which `isIt` holds; null for none.
-template <typename T, std::predicate<const T *> Condition> T *find(const QWidget &top, const Condition &isIt)
-{
-    for (T *candidate : top.findChildren<T *>()) {
-        if (candidate->isVisible() && isIt(candidate))
-            return candidate;
-    }
-    return nullptr;
-}
-
-/// A label or a button of that text, or one that has it as its tooltip.
+/// The first label or button of that text, or with that tooltip; null for none.
 template <typename T> T *find(const QWidget &top, const QString &text)
 {
-    return find<T>(top, [&](const T *one) { return one->text() == text || one->toolTip() == text; });
+    for (T *one : top.findChildren<T *>()) {
+        if (one->isVisible() && (one->text() == text || one->toolTip() == text))
+            return one;
+    }
+    return nullptr;
 }
 
 /// The field that the label of that text belongs to.

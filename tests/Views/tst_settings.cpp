@@ -14,10 +14,14 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QClipboard>
+#include <QFileDialog>
 #include <QHelpEvent>
 #include <QListView>
 #include <QPushButton>
+#include <QTabBar>
+#include <QTabWidget>
 #include <QTest>
+#include <QTimer>
 #include <QToolTip>
 
 using namespace Qt::StringLiterals;
@@ -25,6 +29,9 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const auto tokenWarning = u"This doesn't look like a tunnel token: they usually start with \"eyJ\"."_s;
+
+const auto found = u"cloudflared found"_s;
+const auto notFound = u"cloudflared not found. Install it with `brew install cloudflared`."_s;
 
 /// The form of the first tunnel, and that of a new one.
 const auto formOfA = u", a, [a], [a.example], [], Start this, Start, Stopped, Save"_s;
@@ -47,7 +54,7 @@ QString toolTipOf(QWidget &widget, const QPoint &at = {})
 
 } // namespace
 
-class TestTunnelsSettings : public QObject
+class TestSettings : public QObject
 {
     Q_OBJECT
 
@@ -55,6 +62,7 @@ class TestTunnelsSettings : public QObject
     std::optional<TunnelManager> manager;
     std::optional<SettingsView> view;
     QListView *list = nullptr;
+    QTabWidget *tabs = nullptr;
 
     QList<TunnelConfig> add(const QStringList &names)
     {
@@ -69,6 +77,11 @@ class TestTunnelsSettings : public QObject
         view->show();
         QVERIFY(QTest::qWaitForWindowActive(&*view));
     }
+    void showGeneral()
+    {
+        tabs->setCurrentIndex(1);
+        show();
+    }
     /// To the widget that has the focus, as the keyboard does.
     static void type(const QString &text) { QTest::keyClicks(QApplication::focusWidget(), text); }
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {})
@@ -80,7 +93,10 @@ class TestTunnelsSettings : public QObject
         QApplication::clipboard()->setText(text);
         press(Qt::Key_V, Qt::ControlModifier);
     }
-    static void click(QAbstractButton *button) { QTest::mouseClick(button, Qt::LeftButton); }
+    static void click(QAbstractButton *button)
+    {
+        QTest::mouseClick(button, Qt::LeftButton, {}, QPoint(8, button->height() / 2));
+    }
     void click(const QString &title) { click(button(title)); }
     void clickRow(int row, Qt::KeyboardModifiers modifiers = {})
     {
@@ -166,6 +182,7 @@ private Q_SLOTS:
         manager.emplace(world->services());
         view.emplace(*manager);
         list = view->findChild<QListView *>();
+        tabs = view->findChild<QTabWidget *>();
         new QAbstractItemModelTester(list->model(), list->model());
     }
 
@@ -401,6 +418,109 @@ private Q_SLOTS:
         QCOMPARE(toolTipOf(*label(u"Error: failed & why"_s)), QString());
     }
 
+    void clickOnTheTabLeavesThePathAlone()
+    {
+        showGeneral();
+        QCOMPARE((QStringList{tabs->tabText(0), tabs->tabText(1)}), (QStringList{u"Tunnel"_s, u"General"_s}));
+        QVERIFY(!tabs->tabIcon(0).isNull() && !tabs->tabIcon(1).isNull());
+        QCOMPARE(view->minimumSize(), QSize(640, 400));
+        QVERIFY(ShownWidgets::areClear(*view));
+        tabs->setCurrentIndex(0);
+        tabs->currentWidget()->setFocus();
+        QTest::mouseClick(tabs->tabBar(), Qt::LeftButton, {}, tabs->tabBar()->tabRect(1).center());
+        QCOMPARE(tabs->currentIndex(), 1);
+        QTest::keyClicks(QApplication::focusWidget(), u"x"_s);
+        QCOMPARE(manager->cloudflaredPath(), world->cloudflaredPath);
+    }
+
+    void pathIsWrittenAsItIsTyped()
+    {
+        showGeneral();
+        QLineEdit *path = field(u"cloudflared path"_s);
+        QVERIFY(path->text() == world->cloudflaredPath && label(found));
+        path->selectAll();
+        QTest::keyClick(path, Qt::Key_Delete);
+        QCOMPARE(manager->cloudflaredPath(), QString());
+        QTRY_VERIFY(label(notFound));
+        QTest::keyClicks(path, world->cloudflaredPath);
+        QCOMPARE(world->preferences.string(u"cloudflaredPath"_s), world->cloudflaredPath);
+        QTRY_VERIFY(label(found));
+        QTest::keyClicks(path, u" "_s);
+        QTRY_VERIFY(label(notFound));
+        QTest::keyClick(path, Qt::Key_Z, Qt::ControlModifier);
+        QVERIFY(manager->cloudflaredPath() != world->cloudflaredPath + u' ');
+        QCOMPARE(manager->cloudflaredPath(), path->text());
+    }
+
+    void pathFollowsTheManager()
+    {
+        showGeneral();
+        QLineEdit *path = field(u"cloudflared path"_s);
+        const QString odd = world->folder.filePath(u"~x\n"_s);
+        manager->setCloudflaredPath(odd);
+        QTRY_COMPARE(path->text(), odd);
+        QVERIFY(label(notFound));
+        QCOMPARE(manager->cloudflaredPath(), odd);
+        FakeWorld::install(odd); // in the meantime
+        QWidget other;
+        other.show();
+        QVERIFY(QTest::qWaitForWindowActive(&other));
+        view->activateWindow();
+        QTRY_VERIFY(label(found));
+        click(button(u"Detect"_s));
+        QTRY_COMPARE(path->text(), TunnelManager::detectCloudflared().value_or(odd));
+    }
+
+    void browses()
+    {
+        showGeneral();
+        QLineEdit *path = field(u"cloudflared path"_s);
+        const QString link = world->folder.filePath(u"link"_s);
+        QVERIFY(QFile::link(u"/bin/true"_s, link));
+        for (const bool isAccepted : {false, true}) {
+            QTimer::singleShot(10, qApp, [&] { // the click returns when the dialog is done
+                auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+                QVERIFY(u"/opt/homebrew/bin"_s.startsWith(dialog->directory().path()));
+                QCOMPARE(dialog->fileMode(), QFileDialog::ExistingFile);
+                dialog->findChild<QLineEdit *>()->setText(link);
+                static_cast<QDialog *>(dialog)->done(isAccepted);
+            });
+            click(button(u"Browse…"_s));
+            QCOMPARE(manager->cloudflaredPath(), isAccepted ? link : world->cloudflaredPath);
+            QTRY_COMPARE(path->text(), manager->cloudflaredPath());
+        }
+    }
+
+    void showsInDock()
+    {
+        showGeneral();
+        QAbstractButton *check = button(u"Show in the Dock and ⌘Tab"_s);
+        click(check);
+        QCOMPARE(world->preferences.boolean(u"showsInDock"_s), false);
+        manager->setShowsInDock(true);
+        QTRY_VERIFY(check->isChecked());
+    }
+
+    void opensAtLogin()
+    {
+        showGeneral();
+        world->loginItem.refusal = u"<b>The folder & all</b> is read-only"_s;
+        QAbstractButton *check = button(u"Open Morvanel at login"_s);
+        click(check);
+        QVERIFY(!check->isChecked());
+        QCOMPARE(label(world->loginItem.refusal)->textFormat(), Qt::PlainText);
+        world->loginItem.current = LoginItemStatus::Enabled; // elsewhere
+        tabs->setCurrentIndex(0);
+        tabs->setCurrentIndex(1);
+        QVERIFY(check->isChecked());
+        QCOMPARE(world->loginItem.requests, 1);
+        const QString message = std::exchange(world->loginItem.refusal, {});
+        QVERIFY(label(message));
+        click(check);
+        QCOMPARE(world->loginItem.current, LoginItemStatus::NotRegistered);
+        QVERIFY(!check->isChecked() && !label(message));
+    }
+
     void followsFontAndPalette()
     {
         add({u"a"_s});
@@ -429,5 +549,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestTunnelsSettings)
-#include "tst_tunnelssettings.moc"
+QTEST_MAIN(TestSettings)
+#include "tst_settings.moc"
