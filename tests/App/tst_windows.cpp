@@ -14,7 +14,6 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPlainTextEdit>
-#include <QPointer>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
@@ -95,20 +94,16 @@ private Q_SLOTS:
     void windowsAreCentredAsTheyAre()
     {
         const QFont usual = QApplication::font();
-        for (const int points : {usual.pointSize(), 30}) {
-            init();
-            QFont font = usual;
-            font.setPointSize(points);
-            QApplication::setFont(font);
-            showSettings();
-            const QRect frame = settings().frameGeometry();
-            QVERIFY(frame != settings().geometry());
-            QRect centred = frame;
-            const QRect available = settings().screen()->availableGeometry();
-            centred.moveCenter(available.center());
-            QCOMPARE(frame.topLeft(), QPoint(qMax(centred.x(), 0), qMax(centred.y(), 0)));
-        }
+        QFont large = usual;
+        large.setPointSize(30);
+        QApplication::setFont(large);
+        showSettings();
         QApplication::setFont(usual);
+        const QRect frame = settings().frameGeometry();
+        QVERIFY(frame != settings().geometry());
+        QRect centred = frame;
+        centred.moveCenter(settings().screen()->availableGeometry().center());
+        QCOMPARE(frame.topLeft(), QPoint(qMax(centred.x(), 0), qMax(centred.y(), 0)));
     }
 
     void logsSelectionCountsOnce()
@@ -140,22 +135,35 @@ private Q_SLOTS:
         QCOMPARE(menu(settings(), 2), windowMenu + u"*Morvanel Settings"_s);
     }
 
-    void keysWorkInBothWindows()
+    void keysWorkInAllWindows()
     {
-        showSettings();
-        field(u"Name"_s)->setFocus();
-        QTest::keyClick(field(u"Name"_s), Qt::Key_L, Qt::ControlModifier);
-        QVERIFY(QTest::qWaitForWindowActive(&logs()));
-        QTest::keyClick(&logs(), Qt::Key_Comma, Qt::ControlModifier);
-        QVERIFY(QTest::qWaitForWindowActive(&settings()));
-        QTest::keyClick(&settings(), Qt::Key_Q, Qt::ControlModifier);
-        QCOMPARE(desktop->asked().last(), u"terminate"_s);
-        QTest::keyClick(&settings(), Qt::Key_M, Qt::ControlModifier);
-        QVERIFY(settings().isMinimized() && !logs().isMinimized());
-        showSettings();
-        QVERIFY(!settings().isMinimized());
-        QTest::keyClick(&settings(), Qt::Key_W, Qt::ControlModifier);
-        QVERIFY(!settings().isVisible() && logs().isVisible());
+        using Step = std::pair<std::function<void()>, QString>;
+        const auto key = [](Qt::Key with) {
+            return [with] { QTest::keyClick(QApplication::activeWindow(), with, Qt::ControlModifier); };
+        };
+        const auto settingsAgain = [this] { presenter->showSettings(); };
+        const auto showAbout = [this] { choose(logs(), u"About Morvanel"_s); };
+        for (const auto &[step, shown] :
+             {Step{settingsAgain, u"*Morvanel Settings"_s},
+              {key(Qt::Key_L), u"Morvanel Settings, *Tunnel Logs"_s},
+              {key(Qt::Key_Comma), u"*Morvanel Settings, Tunnel Logs"_s},
+              {key(Qt::Key_Q), u"*Morvanel Settings, Tunnel Logs"_s},
+              {key(Qt::Key_M), u"_Morvanel Settings, Tunnel Logs"_s},
+              {settingsAgain, u"*Morvanel Settings, Tunnel Logs"_s},
+              {key(Qt::Key_W), u"Tunnel Logs"_s},
+              {showAbout, u"*About Morvanel, Tunnel Logs"_s},
+              {key(Qt::Key_Q), u"*About Morvanel, Tunnel Logs"_s},
+              {key(Qt::Key_H), QString()}, // what was not on the screen stays away when the rest comes back
+              {[this] { showLogs(); }, u"About Morvanel, *Tunnel Logs"_s},
+              {settingsAgain, u"About Morvanel, *Morvanel Settings, Tunnel Logs"_s},
+              {key(Qt::Key_H), QString()},
+              {settingsAgain, u"About Morvanel, *Morvanel Settings, Tunnel Logs"_s},
+              {showAbout, u"*About Morvanel, Morvanel Settings, Tunnel Logs"_s},
+              {key(Qt::Key_W), u"Morvanel Settings, Tunnel Logs"_s}}) {
+            step();
+            QTRY_COMPARE(windows(), shown);
+        }
+        QCOMPARE(desktop->asked().count(u"terminate"_s), 2);
     }
 
     void editingFollowsTheFocus()
@@ -201,50 +209,17 @@ private Q_SLOTS:
         QCOMPARE(menu(settings(), 1), u"Paste Ctrl+V"_s);
     }
 
-    void whatWasHiddenComesBackTogether()
-    {
-        showSettings();
-        showLogs();
-        settings().close(); // was not on the screen, and stays away
-        choose(logs(), u"About Morvanel"_s);
-        QPointer about = logs().findChild<QMessageBox *>();
-        const auto visible = [&] {
-            return QList{settings().isVisible(), logs().isVisible(), about->isVisible()};
-        };
-        QVERIFY(QTest::qWaitForWindowActive(about));
-        QTest::keyClick(about, Qt::Key_H, Qt::ControlModifier);
-        QCOMPARE(visible(), (QList{false, false, false}));
-        showLogs();
-        QCOMPARE(visible(), (QList{false, true, true}));
-        showSettings();
-        QTest::keyClick(&settings(), Qt::Key_H, Qt::ControlModifier);
-        QCOMPARE(visible(), (QList{false, false, false}));
-        showSettings();
-        QCOMPARE(visible(), (QList{true, true, true}));
-        logs().close();
-        showSettings();
-        QVERIFY(!logs().isVisible());
-    }
-
     void aboutSaysWhatItIs()
     {
         QCoreApplication::setApplicationVersion(u"1.2.3"_s);
         showSettings();
         choose(settings(), u"About Morvanel"_s);
-        auto *about = settings().findChild<QMessageBox *>();
-        QVERIFY(QTest::qWaitForWindowActive(about));
+        choose(settings(), u"About Morvanel"_s);
+        QCOMPARE(settings().findChildren<QMessageBox *>().size(), 1);
+        const auto *about = settings().findChild<QMessageBox *>();
         QVERIFY(!about->isModal() && !about->iconPixmap().isNull());
         const QString text = about->text() + about->informativeText();
         QVERIFY(text.contains(u"Morvanel 1.2.3") && text.contains(u"MIT") && text.contains(u"tunnels"));
-        QTest::keyClick(about, Qt::Key_Q, Qt::ControlModifier);
-        QCOMPARE(desktop->asked().last(), u"terminate"_s);
-        QTest::keyClick(about, Qt::Key_L, Qt::ControlModifier);
-        QVERIFY(QTest::qWaitForWindowActive(&logs()));
-        choose(settings(), u"About Morvanel"_s);
-        QVERIFY(QTest::qWaitForWindowActive(about));
-        QCOMPARE(settings().findChildren<QMessageBox *>().size(), 1);
-        QTest::keyClick(about, Qt::Key_W, Qt::ControlModifier);
-        QTRY_VERIFY(!settings().findChild<QMessageBox *>());
     }
 
     void closingTheLastWindowEndsNothing()
@@ -272,6 +247,20 @@ private:
     {
         presenter->showLogs(std::nullopt);
         QVERIFY(QTest::qWaitForWindowActive(&logs()));
+    }
+
+    /// The windows on the screen: `*` before the one with the keyboard, `_` before a minimised one.
+    static QString windows()
+    {
+        QMap<QString, QString> marked;
+        for (const QWidget *one : QApplication::topLevelWidgets()) {
+            const QString title = one->windowTitle();
+            if (one->isVisible())
+                marked[title] = one->isMinimized()                    ? u'_' + title
+                                : one == QApplication::activeWindow() ? u'*' + title
+                                                                      : title;
+        }
+        return QStringList(marked.values()).join(u", "_s);
     }
 
     static void choose(const QMainWindow &window, const QString &title)
