@@ -40,15 +40,17 @@ private Q_SLOTS:
     {
         show();
         QCOMPARE(picture(), u"No tunnels configured"_s);
-        add(u"a"_s);
+        const QUuid a = add(u"a"_s).id;
         QTRY_COMPARE(picture(), u"a"_s);
         view->hide();
         view->show();
         QCOMPARE(picture(), u">a, Stopped: "_s);
+        manager->start(a);
+        write("x ERR why\n");
         TunnelConfig b = add(u"b"_s);
         world->connect(*manager, b.id, 2);
         write("INF here\n");
-        QTRY_COMPARE(picture(), u">a, b, Stopped: "_s);
+        QTRY_COMPARE(picture(), u">a, b, Connecting…Last error: why: x ERR why"_s);
         picker()->setFocus();
         QTest::keyClick(picker(), Qt::Key_Down);
         QCOMPARE(picture(), u"a, >b, Connected (2 connections): INF here"_s);
@@ -289,7 +291,7 @@ private:
             pieces += (i == picker()->currentIndex() ? u">"_s : QString()) + picker()->itemText(i);
         for (const auto *label : view->findChildren<QLabel *>()) {
             if (label->isVisible() && !label->buddy())
-                pieces += label->text();
+                pieces += label->text() + label->accessibleDescription();
         }
         return pieces.join(u", "_s) + (text()->isVisible() ? u": "_s + endOfText() : QString());
     }

@@ -18,6 +18,7 @@
 #include <QHelpEvent>
 #include <QListView>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTest>
@@ -274,12 +275,14 @@ private Q_SLOTS:
              {[&] { type(u"c"_s); }, u"a, >b, c, *[c], [b.example], [], xStart this, Start, Stopped, Save"_s},
              {[&] { click(u"Start this tunnel when the app opens"_s); },
               u"a, >b, c, [c], [b.example], [], *Start this, Start, Stopped, Save"_s}});
+        const QSignalSpy changes(list->model(), &QAbstractItemModel::dataChanged);
         QElapsedTimer sinceSave;
         sinceSave.start();
         click(u"Save"_s);
         const QString saved = u"a, >c, c, [c], [b.example], [], Start this, Start, Stopped, "_s;
         QTRY_COMPARE(picture(), saved + u"Saved, *Save"_s);
         QTRY_COMPARE(picture(), saved + u"*Save"_s);
+        QCOMPARE(changes.size(), 1); // which paints the row anew
         QVERIFY2(sinceSave.elapsed() >= 1400, qPrintable(QString::number(sinceSave.elapsed())));
         QCOMPARE(manager->tunnels()[1], (TunnelConfig{id, u"c"_s, u"b.example"_s, false}));
         field(u"Name"_s)->setText(u"unsaved"_s);
