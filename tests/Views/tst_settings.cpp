@@ -206,6 +206,7 @@ private Q_SLOTS:
         press(Qt::Key_Tab);
         QVERIFY(picture().endsWith(u", xStart this, *Add"));
         QVERIFY(qobject_cast<QPushButton *>(button(u"Add"_s))->isDefault());
+        QCOMPARE(accessible(list)->text(QAccessible::Name), u"Tunnels"_s);
         press(Qt::Key_Enter);
         const TunnelConfig saved = manager->tunnels().value(0);
         QCOMPARE(manager->tunnels(), QList{(TunnelConfig{saved.id, name, u"h"_s, true})});
@@ -279,9 +280,8 @@ private Q_SLOTS:
         QElapsedTimer sinceSave;
         sinceSave.start();
         click(u"Save"_s);
-        const QString saved = u"a, >c, c, [c], [b.example], [], Start this, Start, Stopped, "_s;
-        QTRY_COMPARE(picture(), saved + u"Saved, *Save"_s);
-        QTRY_COMPARE(picture(), saved + u"*Save"_s);
+        QVERIFY(label(u"Saved"_s));
+        QTRY_COMPARE(picture(), u"a, >c, c, [c], [b.example], [], Start this, Start, Stopped, *Save"_s);
         QCOMPARE(changes.size(), 1); // which paints the row anew
         QVERIFY2(sinceSave.elapsed() >= 1400, qPrintable(QString::number(sinceSave.elapsed())));
         QCOMPARE(manager->tunnels()[1], (TunnelConfig{id, u"c"_s, u"b.example"_s, false}));
@@ -366,7 +366,9 @@ private Q_SLOTS:
               {move(Qt::Key_Down), u"*b, >a, c"_s + formOfA},
               {move(Qt::Key_Down), u"*b, c, >a"_s + formOfA},
               {move(Qt::Key_Down), u"*b, c, >a"_s + formOfA},
-              {move(Qt::Key_Up), u"*b, >a, c"_s + formOfA}});
+              {move(Qt::Key_Up), u"*b, >a, c"_s + formOfA},
+              {move(Qt::Key_Up), u"*>a, b, c"_s + formOfA},
+              {move(Qt::Key_Down), u"*b, >a, c"_s + formOfA}});
         QCOMPARE(TunnelManager(world->services()).tunnels(), manager->tunnels());
         manager->remove(b);
         press(Qt::Key_Up, Qt::AltModifier); // the rows are old ones

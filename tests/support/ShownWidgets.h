@@ -43,8 +43,7 @@ inline bool areClear(const QWidget &top)
 {
     QRegion taken;
     for (QWidget *piece : top.findChildren<QWidget *>()) {
-        const auto *label = qobject_cast<QLabel *>(piece);
-        const bool isPiece = (label && !label->text().isEmpty()) || qobject_cast<QLineEdit *>(piece) ||
+        const bool isPiece = qobject_cast<QLabel *>(piece) || qobject_cast<QLineEdit *>(piece) ||
                              qobject_cast<QAbstractButton *>(piece) || qobject_cast<QComboBox *>(piece) ||
                              piece->inherits("SymbolView") || piece->inherits("QListView") ||
                              piece->inherits("QPlainTextEdit");
