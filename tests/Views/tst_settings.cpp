@@ -31,9 +31,6 @@ namespace {
 
 const auto tokenWarning = u"This doesn't look like a tunnel token: they usually start with \"eyJ\"."_s;
 
-const auto found = u"cloudflared found"_s;
-const auto notFound = u"cloudflared not found. Install it with `brew install cloudflared`."_s;
-
 /// The form of the first tunnel, and that of a new one.
 const auto formOfA = u", a, [a], [a.example], [], Start this, Start, Stopped, Save"_s;
 const auto newForm = u"(Delete the), New Tunnel, *[], [], [], Start this, (Add)"_s;
@@ -442,37 +439,28 @@ private Q_SLOTS:
     {
         showGeneral();
         QLineEdit *path = field(u"cloudflared path"_s);
-        QVERIFY(path->text() == world->cloudflaredPath && label(found));
-        path->selectAll();
-        QTest::keyClick(path, Qt::Key_Delete);
-        QCOMPARE(manager->cloudflaredPath(), QString());
-        QTRY_VERIFY(label(notFound));
-        QTest::keyClicks(path, world->cloudflaredPath);
-        QCOMPARE(world->preferences.string(u"cloudflaredPath"_s), world->cloudflaredPath);
-        QTRY_VERIFY(label(found));
-        QTest::keyClicks(path, u" "_s);
-        QTRY_VERIFY(label(notFound));
-        QTest::keyClick(path, Qt::Key_Z, Qt::ControlModifier);
-        QVERIFY(manager->cloudflaredPath() != world->cloudflaredPath + u' ');
-        QCOMPARE(manager->cloudflaredPath(), path->text());
-    }
-
-    void pathFollowsTheManager()
-    {
-        showGeneral();
-        QLineEdit *path = field(u"cloudflared path"_s);
+        const QString usual = world->cloudflaredPath;
         const QString odd = world->folder.filePath(u"~x\n"_s);
-        manager->setCloudflaredPath(odd);
-        QTRY_COMPARE(path->text(), odd);
-        QVERIFY(label(notFound));
-        QCOMPARE(manager->cloudflaredPath(), odd);
+        const auto shown = [](const QString &typed, const QString &found) {
+            return u"*[%1], Browse…, Detect, cloudflared %2, xShow in, Handy when, Open Morvanel"_s.arg(
+                typed, found);
+        };
+        path->setFocus();
+        path->selectAll();
+        walk({{[&] {}, shown(usual, u"found"_s)},
+              {[&] { press(Qt::Key_Delete); }, shown({}, u"not"_s)},
+              {[&] { type(usual); }, shown(usual, u"found"_s)},
+              {[&] { type(u" "_s); }, shown(usual + u' ', u"not"_s)},
+              {[&] { press(Qt::Key_Z, Qt::ControlModifier); }, shown(usual, u"found"_s)},
+              {[&] { manager->setCloudflaredPath(odd); }, shown(odd, u"not"_s)}});
+        QCOMPARE(world->preferences.string(u"cloudflaredPath"_s), odd);
         FakeWorld::install(odd); // in the meantime
         QWidget other;
         other.show();
         QVERIFY(QTest::qWaitForWindowActive(&other));
         view->activateWindow();
-        QTRY_VERIFY(label(found));
-        click(button(u"Detect"_s));
+        QTRY_COMPARE(picture(), shown(odd, u"found"_s));
+        click(u"Detect"_s);
         QTRY_COMPARE(path->text(), TunnelManager::detectCloudflared().value_or(odd));
     }
 
@@ -496,34 +484,29 @@ private Q_SLOTS:
         }
     }
 
-    void showsInDock()
+    void switchesTakeEffectAtOnce()
     {
         showGeneral();
-        QAbstractButton *check = button(u"Show in the Dock and ⌘Tab"_s);
-        click(check);
-        QCOMPARE(world->preferences.boolean(u"showsInDock"_s), false);
-        manager->setShowsInDock(true);
-        QTRY_VERIFY(check->isChecked());
-    }
-
-    void opensAtLogin()
-    {
-        showGeneral();
+        const auto shown = [this](const QString &dock, const QString &login) {
+            return u"[%1], Browse…, Detect, cloudflared found, %2Show in, Handy when, %3"_s.arg(
+                world->cloudflaredPath, dock, login);
+        };
         world->loginItem.refusal = u"<b>The folder & all</b> is read-only"_s;
-        QAbstractButton *check = button(u"Open Morvanel at login"_s);
-        click(check);
-        QVERIFY(!check->isChecked());
+        walk({{[&] { click(u"Show in the Dock and ⌘Tab"_s); }, shown(u"*"_s, u"Open Morvanel"_s)},
+              {[&] { manager->setShowsInDock(true); }, shown(u"x*"_s, u"Open Morvanel"_s)},
+              {[&] { click(u"Open Morvanel at login"_s); },
+               shown(u"x"_s, u"*Open Morvanel, <b>The folder"_s)}});
         QCOMPARE(label(world->loginItem.refusal)->textFormat(), Qt::PlainText);
         world->loginItem.current = LoginItemStatus::Enabled; // elsewhere
         tabs->setCurrentIndex(0);
         tabs->setCurrentIndex(1);
-        QVERIFY(check->isChecked());
+        QVERIFY(button(u"Open Morvanel at login"_s)->isChecked() && label(world->loginItem.refusal));
         QCOMPARE(world->loginItem.requests, 1);
-        const QString message = std::exchange(world->loginItem.refusal, {});
-        QVERIFY(label(message));
-        click(check);
+        world->loginItem.refusal.clear();
+        walk({{[&] { click(u"Open Morvanel at login"_s); }, shown(u"x"_s, u"*Open Morvanel"_s)}});
         QCOMPARE(world->loginItem.current, LoginItemStatus::NotRegistered);
-        QVERIFY(!check->isChecked() && !label(message));
+        click(u"Show in the Dock and ⌘Tab"_s);
+        QCOMPARE(world->preferences.boolean(u"showsInDock"_s), false);
     }
 
     void followsFontAndPalette()
