@@ -249,7 +249,7 @@ private:
         QVERIFY(QTest::qWaitForWindowActive(&logs()));
     }
 
-    /// The windows on the screen: `*` before the one with the keyboard, `_` before a minimised one.
+    /// Returns the windows on the screen: `*` before the one with the keyboard, `_` before a minimised one.
     static QString windows()
     {
         QMap<QString, QString> marked;
@@ -272,7 +272,7 @@ private:
         QFAIL(qPrintable(title));
     }
 
-    /// What can be chosen in one of the menus; `*` marks what is checked.
+    /// Returns the entries of a menu that can be chosen, with their keys; `*` marks what is checked.
     static QString menu(const QMainWindow &window, int index)
     {
         QMenu *menu = window.menuBar()->actions()[index]->menu();

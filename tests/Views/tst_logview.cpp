@@ -283,7 +283,7 @@ private:
     {
         QTest::mouseClick(ShownWidgets::find<QPushButton>(*view, button), Qt::LeftButton);
     }
-    /// The tunnels with `>` before the chosen one, the other texts, and the last line of the log.
+    /// Returns the tunnels, `>` before the chosen one, the other texts, and the last line of the log.
     QString picture() const
     {
         QStringList pieces;
@@ -299,7 +299,7 @@ private:
     QTextBlock block(int line) const { return text()->document()->findBlockByNumber(line); }
     QString endOfText() const { return text()->document()->lastBlock().text(); }
     QString lineAtTop() const { return text()->cursorForPosition(QPoint(20, 2)).block().text(); }
-    /// The last words of the log, and whether they are at the end of what can be seen.
+    /// Returns the last words of the log, and whether the view stands at them.
     QString place() const
     {
         QTextCursor end = text()->textCursor();

@@ -24,6 +24,7 @@
 #include <QTest>
 #include <QTimer>
 #include <QToolTip>
+#include <QWindow>
 
 using namespace Qt::StringLiterals;
 
@@ -106,7 +107,7 @@ class TestSettings : public QObject
     {
         return list->viewport()->grab(rowRect(row)).toImage().pixelColor(x, rowRect(row).height() / 2);
     }
-    /// The colour of a row's dot.
+    /// Returns the name of the colour of a row's dot.
     QString dot(int row) const
     {
         const QColor color = colorAt(row, 10);
@@ -118,10 +119,10 @@ class TestSettings : public QObject
         }
         return color == colorAt(row, 5) ? u"none"_s : u"grey"_s;
     }
-    /// What the tab shows: the rows, `>` before the selected one, with what is said and shown of them unless
-    /// they are stopped; then texts and buttons by their first words, with their notes, but for the
-    /// explanation and symbols to click. `[]` are fields, `()` what cannot be used, `*` marks the keyboard,
-    /// `x` what is checked.
+    /// Returns what the tab shows, as text: the rows, then the labels and buttons by their first words. `>`
+    /// stands before the selected row, `[]` around fields, `()` around what cannot be used, `*` before what
+    /// has the keyboard, `x` before what is checked. A row also tells its dot and its state unless it is
+    /// stopped. The explanation below the fields and buttons with a symbol alone are left out.
     QString picture() const
     {
         QStringList pieces;
@@ -161,7 +162,8 @@ class TestSettings : public QObject
     QLineEdit *field(const QString &title) const { return ShownWidgets::field(*view, title); }
     QLabel *label(const QString &text) const { return ShownWidgets::find<QLabel>(*view, text); }
 
-    /// Takes the steps one by one: then the tab shows this, each piece of it clear to see.
+    /// Takes the steps one by one and compares what the tab then shows, where nothing may cover anything
+    /// else.
     void walk(const QList<std::pair<std::function<void()>, QString>> &steps)
     {
         for (const auto &[step, shown] : steps) {
@@ -370,6 +372,44 @@ private Q_SLOTS:
         manager->remove(b);
         press(Qt::Key_Up, Qt::AltModifier); // the rows are old ones
         QCOMPARE(manager->tunnels().first().name, u"a"_s);
+    }
+
+    /// Needs a display that knows dragging.
+    void reordersByMouse()
+    {
+        add({u"a"_s, u"b"_s, u"c"_s});
+        show();
+        QWidget *viewport = list->viewport();
+        QWindow *window = view->windowHandle();
+        const QPoint from = viewport->mapTo(&*view, rowRect(0).center());
+        const QPoint to = viewport->mapTo(&*view, rowRect(2).bottomLeft() + QPoint(30, 0));
+        const QRect line = rowRect(2).adjusted(0, rowRect(2).height() - 3, 0, 2);
+        const QRect lineOnScreen = line.translated(viewport->mapToGlobal(QPoint()));
+        // The drag runs an event loop of its own: what the hand does then comes from a timer.
+        int step = 0;
+        bool showsLine = false;
+        int pictures = 0; ///< of what is dragged
+        QTimer hand;
+        connect(&hand, &QTimer::timeout, this, [&] {
+            if (++step < 10)
+                return QTest::mouseMove(window, to + QPoint(step, 0));
+            hand.stop();
+            showsLine = ShownWidgets::hasInk(*viewport, line);
+            for (const QWindow *one : QGuiApplication::allWindows()) {
+                const bool isPicture = one != window && one->isVisible();
+                pictures += isPicture;
+                showsLine = showsLine && !(isPicture && one->geometry().intersects(lineOnScreen));
+            }
+            QTest::mouseRelease(window, Qt::LeftButton, {}, to);
+        });
+        hand.start(10);
+        QTest::mousePress(window, Qt::LeftButton, {}, from);
+        for (const int distance : {1, 2})
+            QTest::mouseMove(window, from + QPoint(0, distance * QApplication::startDragDistance()));
+        QTRY_COMPARE(step, 10);
+        QVERIFY(showsLine && pictures > 0);
+        QTRY_COMPARE(picture(), u"*b, c, >a"_s + formOfA);
+        QCOMPARE(manager->tunnels().last().name, u"a"_s);
     }
 
     void maskedTokenStaysInTheField()
