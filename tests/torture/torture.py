@@ -12,7 +12,6 @@ import os
 import random
 import shutil
 import signal
-import subprocess
 import sys
 import time
 import traceback
@@ -111,45 +110,6 @@ def kill_at_random_moments(row, times, script):
     row.times = f"{times} kills, {operations} operations"
 
 
-@contextlib.contextmanager
-def small_disk(folder):
-    """A file system in memory that is easily filled. Needs root."""
-    folder.mkdir(parents=True)
-    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "morvanel-torture", folder], check=True)
-    try:
-        yield
-    finally:
-        subprocess.run(["umount", "-l", folder], check=True)
-
-
-def full_disk(row, times):
-    if os.geteuid() != 0:
-        row.times = "not tried: needs root"
-        return
-    with Session() as session, small_disk(session.preferences.parent):
-        configure(session)
-        before = session.read_preferences()
-        program, bus = start(session), Bus(session)
-        filler = session.preferences.parent / "filler"
-        for _ in range(times):
-            children = set(program.wait_for_children(TUNNELS))
-            wait_for(lambda: ledger(session) == children, "what could not be saved at first is saved later")
-            with contextlib.suppress(OSError), open(filler, "ab", buffering=0) as full:
-                while True:
-                    full.write(b"x" * 4096)
-            stop_all(bus)
-            filler.unlink()
-            bus.action("start-all")
-        program.wait_for_children(TUNNELS)
-        row.check(program.quit()[0] == 0, "the program did not end well")
-        stored = session.read_preferences()
-        row.check(all(stored[key] == before[key] for key in before), "a setting is lost")
-        left = {entry.name for entry in session.preferences.parent.iterdir()} - {session.preferences.name, "lock"}
-        row.check(not left, f"files are left: {left}")
-        row.check("preferences are not stored" in program.errors(), "the user is not told")
-    row.times = f"{times} times"
-
-
 def freeze_keyring(session):
     os.kill(Bus(session).owner_process(SECRETS), signal.SIGSTOP)
 
@@ -190,34 +150,10 @@ def keyring_slow(row, times):
     row.times = f"{times} times each"
 
 
-def second_session(row, times):
-    for _ in range(times):
-        with Session() as session:
-            configure(session)
-            program = start(session)
-            children = set(program.wait_for_children(TUNNELS))
-            wait_for(lambda: ledger(session) == children, "all are listed")
-            session._start_bus()  # what starts now is in a session of its own
-            session.start_keyring()
-            second = start(session)
-            row.check(second.process.wait(15) == 1, "the second session's program stayed")
-            row.check(set(program.children()) == children, "the second session's program ended children")
-            row.check(ledger(session) == children, "the second session's program changed the ledger")
-            successor = start(session)
-            time.sleep(0.5)
-            program.process.kill()
-            successor.wait_for_children(TUNNELS)
-            wait_for(lambda: not children & set(processes()), "the first session's children have ended")
-            row.check(successor.quit()[0] == 0, "the program did not end well")
-    row.times = f"{times} times"
-
-
 #: Each row: what is tried, how, and how often in the short and in the long form.
 ROWS = [
     ("kill -9 at random moments, children that write", partial(kill_at_random_moments, script=CHATTY), 20, 150),
     ("kill -9 at random moments, children that never write", partial(kill_at_random_moments, script=SILENT), 20, 150),
-    ("the disk is full while tunnels stop", full_disk, 10, 60),
-    ("a second session of the user starts the program", second_session, 1, 10),
     ("the keyring asks without an answer, or is frozen", keyring_slow, 1, 5),
 ]
 
