@@ -241,7 +241,6 @@ class Desktop(unittest.TestCase):
         self.launch()
         self.screen.wait_for_window(SETTINGS)
         self.a_tunnel_is_chosen_moved_and_edited()
-        self.its_log_is_cleared()
         self.it_is_deleted()
         self.the_preferences_are_switched()
         self.assertEqual(self.program.errors(), "")
@@ -262,16 +261,7 @@ class Desktop(unittest.TestCase):
         self.press(BUTTON, "Start")
         self.wait_for_rows(("Second one", "Connected (4 connections)"), ("First", "Stopped"))
 
-    def its_log_is_cleared(self):
-        self.screen.key("ctrl+l")
-        self.screen.wait_for_window(LOGS)
-        self.wait_for_log("Registered tunnel connection")
-        self.press(BUTTON, "Clear", LOGS)
-        wait_for(lambda: text_of(self.object("text", "Log", LOGS)) == "", "the log is empty")
-        self.screen.key("ctrl+w")
-
     def it_is_deleted(self):
-        self.screen.wait_for_window(SETTINGS)
         self.press(BUTTON, "Delete the selected tunnel")
         self.wait_for_rows(("First", "Stopped"))
         wait_for(lambda: not self.program.children(), "its child has ended")
