@@ -302,8 +302,8 @@ private Q_SLOTS:
             m_panel.asyncCallWithArgumentList(method, arguments);
             QTRY_VERIFY(popup());
             QCOMPARE(popup()->pos(), QPoint(301, 207));
-            QTest::mouseClick(popup(), Qt::LeftButton, {},
-                              popup()->actionGeometry(popup()->actions()[2]).center());
+            popup()->setActiveAction(popup()->actions()[2]);
+            QTest::keyClick(popup(), Qt::Key_Return); // a synthetic click is lost on Qt 6.8 and X11
             QTRY_COMPARE(m_events, (QStringList{u"about to show"_s, u"tunnel-1"_s}));
             QVERIFY(!popup());
         }
