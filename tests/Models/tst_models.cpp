@@ -36,17 +36,6 @@ private Q_SLOTS:
         }
     }
 
-    void encodesWhatItDecodes()
-    {
-        const TunnelConfig tunnel{QUuid("{3f2504e0-4f89-41d3-9a0c-0305e82c3301}"), u"Zoë\n\"'\0x"_s,
-                                  u"הַדְגָּמָה"_s, true};
-        const QJsonObject object = tunnel.toJson();
-        QCOMPARE(object.keys(), (QStringList{u"hostname"_s, u"id"_s, u"name"_s, u"startOnLaunch"_s}));
-        QCOMPARE(object[u"id"_s].toString(), u"3F2504E0-4F89-41D3-9A0C-0305E82C3301"_s);
-        const QByteArray text = QJsonDocument(object).toJson();
-        QCOMPARE(TunnelConfig::fromJson(QJsonDocument::fromJson(text).object()), tunnel);
-    }
-
     void browserURL()
     {
         const QList<std::pair<QString, QString>> rows{
