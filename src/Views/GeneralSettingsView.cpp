@@ -3,9 +3,11 @@
 
 #include "GeneralSettingsView.h"
 
-#include "Form.h"
+#include "Divider.h"
+#include "FormScroller.h"
 #include "SymbolLabel.h"
 #include "TextLabel.h"
+#include "TokenField.h"
 #include "TunnelManager.h"
 
 #include <QCheckBox>
@@ -38,7 +40,7 @@ public:
     {
         if (m_rows->count() > 0) {
             m_rows->addSpacing(rowPadding);
-            m_rows->addWidget(makeDivider(QFrame::HLine));
+            m_rows->addWidget(new Divider(QFrame::HLine));
             m_rows->addSpacing(rowPadding);
         }
         auto *row = new QVBoxLayout;
@@ -63,7 +65,7 @@ protected:
         painter.setRenderHint(QPainter::Antialiasing);
         QColor ground = palette().color(QPalette::WindowText);
         ground.setAlphaF(groundOpacity);
-        painter.setPen(dividerColor(palette()));
+        painter.setPen(Divider::color(palette()));
         painter.setBrush(ground);
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
     }

@@ -3,6 +3,7 @@
 
 #include "LogView.h"
 
+#include "Divider.h"
 #include "RunnerLogView.h"
 #include "Text.h"
 #include "TextLabel.h"
@@ -64,7 +65,7 @@ QWidget *LogView::makeContent()
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
     column->addWidget(head);
-    column->addWidget(makeDivider(QFrame::HLine, content));
+    column->addWidget(new Divider(QFrame::HLine, content));
     column->addWidget(m_log, 1);
     column->addStretch();
     return content;

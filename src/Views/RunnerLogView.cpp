@@ -3,6 +3,7 @@
 
 #include "RunnerLogView.h"
 
+#include "Divider.h"
 #include "SymbolDrawing.h"
 #include "TextLabel.h"
 #include "TunnelRunner.h"
@@ -208,7 +209,7 @@ RunnerLogView::RunnerLogView(QWidget *parent)
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
     column->addWidget(m_text, 1);
-    column->addWidget(makeDivider(QFrame::HLine, this));
+    column->addWidget(new Divider(QFrame::HLine, this));
     column->addWidget(foot);
 }
 

@@ -27,18 +27,6 @@ constexpr qreal captionScale = 0.85;
 constexpr qreal logScale = 11.0 / 13;
 constexpr int smallestLogPixels = 11;
 constexpr qreal titleScale = 1.3;
-constexpr float dividerOpacity = 0.15F;
-
-class Divider : public QFrame
-{
-public:
-    using QFrame::QFrame;
-
-    QSize sizeHint() const override { return {1, 1}; }
-
-protected:
-    void paintEvent(QPaintEvent *) override { QPainter(this).fillRect(rect(), dividerColor(palette())); }
-};
 
 } // namespace
 
@@ -84,20 +72,6 @@ void renewFontRoles(QWidget *root)
         if (role.isValid())
             applyFontRole(widget, FontRole(role.toInt()));
     }
-}
-
-QColor dividerColor(const QPalette &palette)
-{
-    QColor color = palette.color(QPalette::WindowText);
-    color.setAlphaF(dividerOpacity);
-    return color;
-}
-
-QFrame *makeDivider(QFrame::Shape shape, QWidget *parent)
-{
-    auto *divider = new Divider(parent);
-    divider->setFrameShape(shape);
-    return divider;
 }
 
 TextLabel::TextLabel(FontRole font, ColorRole color, QWidget *parent)

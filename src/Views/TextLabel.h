@@ -6,7 +6,6 @@
 #include "TunnelConfig.h"
 
 #include <QFont>
-#include <QFrame>
 #include <QHash>
 #include <QLabel>
 
@@ -29,14 +28,6 @@ void applyFontRole(QWidget *widget, FontRole role);
 /// Does so again for all widgets below `root` that were given a role. Qt tells a widget with a font of its
 /// own nothing when the application's changes, so `root`, which has none, calls this.
 void renewFontRoles(QWidget *root);
-
-/// Returns the colour of lines between the parts of a window: the text's, faint, so that it suits every
-/// ground.
-QColor dividerColor(const QPalette &palette);
-
-/// Returns a quiet line between two parts of a window, as `QFrame::HLine` or `QFrame::VLine`, or an area in
-/// its colour (`QFrame::Box`), of which the widget inside leaves a border.
-QFrame *makeDivider(QFrame::Shape shape, QWidget *parent = nullptr);
 
 /// A plain text with a font and a colour by their roles. Its colour follows the palette.
 class TextLabel : public QLabel

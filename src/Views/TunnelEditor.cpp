@@ -3,15 +3,17 @@
 
 #include "TunnelEditor.h"
 
-#include "Form.h"
+#include "FormScroller.h"
 #include "SymbolLabel.h"
 #include "TextLabel.h"
+#include "TokenField.h"
 
 #include <QCheckBox>
 #include <QFormLayout>
 #include <QGraphicsOpacityEffect>
 #include <QPropertyAnimation>
 #include <QPushButton>
+#include <QShortcut>
 #include <QStyle>
 #include <QTimer>
 
@@ -161,7 +163,10 @@ void TunnelEditor::connectInput()
     connect(m_reveal, &QToolButton::clicked, this, [this] { setRevealToken(!m_revealToken); });
     connect(m_toggle, &QPushButton::clicked, this, [this] { m_model.toggle(); });
     connect(m_save, &QPushButton::clicked, this, &TunnelEditor::save);
-    clickOnReturn(m_save, Qt::WindowShortcut);
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+        auto *shortcut = new QShortcut(key, m_save, m_save, &QPushButton::click);
+        shortcut->setAutoRepeat(false);
+    }
     connect(m_fade, &QPropertyAnimation::finished, this,
             [this] { m_savedNote->setVisible(m_savedFeedback); });
 }

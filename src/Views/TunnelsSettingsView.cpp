@@ -3,7 +3,7 @@
 
 #include "TunnelsSettingsView.h"
 
-#include "Form.h"
+#include "Divider.h"
 #include "SymbolLabel.h"
 #include "TextLabel.h"
 #include "TunnelEditor.h"
@@ -130,7 +130,7 @@ public:
         auto *text = new TextLabel(FontRole::Headline);
         text->setText(hasTunnels ? u"Select a tunnel"_s : u"No tunnels configured"_s);
         auto *addButton = new QPushButton(u"Add Tunnel"_s);
-        clickOnReturn(addButton, Qt::WidgetShortcut);
+        addButton->setAutoDefault(true); // Return presses it where it has the focus
         connect(addButton, &QPushButton::clicked, this, onAdd);
         auto *column = new QVBoxLayout(this);
         column->setSpacing(placeholderSpacing);
@@ -159,7 +159,7 @@ TunnelsSettingsView::TunnelsSettingsView(TunnelManager &manager, QWidget *parent
     m_columns->setSpacing(0);
     m_columns->addWidget(makeSidebar());
     m_columns->addSpacing(dividerPadding);
-    m_columns->addWidget(makeDivider(QFrame::VLine, this));
+    m_columns->addWidget(new Divider(QFrame::VLine, this));
     m_columns->addSpacing(dividerPadding);
     connectActions();
 }
@@ -169,7 +169,7 @@ TunnelsSettingsView::TunnelsSettingsView(TunnelManager &manager, QWidget *parent
 QWidget *TunnelsSettingsView::makeBorderedList()
 {
     m_list->setFrameShape(QFrame::NoFrame);
-    QFrame *border = makeDivider(QFrame::Box, this);
+    auto *border = new Divider(QFrame::Box, this);
     auto *inside = new QVBoxLayout(border);
     inside->setContentsMargins(0, 0, 0, 0); // inside the line of the frame
     inside->addWidget(m_list);

@@ -1,16 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
-#include "Form.h"
+#include "TokenField.h"
 
 #include "TextLabel.h"
 
 #include <QAccessibleWidget>
-#include <QEvent>
 #include <QKeyEvent>
-#include <QLayout>
-#include <QScrollBar>
-#include <QShortcut>
 
 #include <limits>
 
@@ -46,51 +42,6 @@ QAccessibleInterface *makeInterface(const QString &, QObject *object)
 }
 
 } // namespace
-
-FormScroller::FormScroller(QWidget *form, QWidget *parent)
-    : QScrollArea(parent)
-{
-    setFrameShape(QFrame::NoFrame);
-    setFocusPolicy(Qt::NoFocus); // its fields take the focus
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setWidgetResizable(true);
-    setWidget(form);
-    form->setAutoFillBackground(false);
-    viewport()->setAutoFillBackground(false);
-}
-
-QSize FormScroller::minimumSizeHint() const
-{
-    const int width = widget()->minimumSizeHint().width() + verticalScrollBar()->sizeHint().width();
-    return {width, QScrollArea::minimumSizeHint().height()};
-}
-
-/// Tells the layout around of a form that needs another size: the base keeps that to itself.
-bool FormScroller::eventFilter(QObject *watched, QEvent *event)
-{
-    if (watched == widget() && event->type() == QEvent::LayoutRequest)
-        updateGeometry();
-    return QScrollArea::eventFilter(watched, event);
-}
-
-/// Lays the form out anew: a size that it gets while it is still told of an earlier one, as happens when it
-/// is shown, does not reach its layout.
-void FormScroller::showEvent(QShowEvent *event)
-{
-    QScrollArea::showEvent(event);
-    widget()->layout()->invalidate();
-    widget()->layout()->activate();
-}
-
-void clickOnReturn(QPushButton *button, Qt::ShortcutContext where)
-{
-    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
-        auto *shortcut = new QShortcut(key, button);
-        shortcut->setContext(where);
-        shortcut->setAutoRepeat(false);
-        QObject::connect(shortcut, &QShortcut::activated, button, &QPushButton::click);
-    }
-}
 
 TextField::TextField(QWidget *parent)
     : QLineEdit(parent)

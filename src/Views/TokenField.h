@@ -4,29 +4,6 @@
 #pragma once
 
 #include <QLineEdit>
-#include <QPushButton>
-#include <QScrollArea>
-
-/// Holds a form and lets it be scrolled up and down where the window is too low for it, as with a large font.
-/// Looks like the window itself.
-class FormScroller : public QScrollArea
-{
-    Q_OBJECT
-
-public:
-    /// Owns `form`.
-    explicit FormScroller(QWidget *form, QWidget *parent = nullptr);
-
-    /// Returns at least the width that the form needs: it does not scroll sideways.
-    QSize minimumSizeHint() const override;
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override;
-    void showEvent(QShowEvent *event) override;
-};
-
-/// Lets Return and Enter click the button, within that part of its window, while it is enabled.
-void clickOnReturn(QPushButton *button, Qt::ShortcutContext where);
 
 /// A line of input that takes texts of any length.
 class TextField : public QLineEdit
