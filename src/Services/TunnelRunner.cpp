@@ -6,6 +6,7 @@
 #include "Text.h"
 
 #include <QFileInfo>
+#include <QJsonDocument>
 
 #include <cstring>
 #include <tuple>
@@ -32,6 +33,16 @@ std::optional<QString> blindingSetting()
     return std::nullopt;
 }
 
+/// Returns the token with the padding of Base64 (RFC 4648, section 4), which `cloudflared` asks for and a
+/// stored token lacks, where that makes it the JSON object that a tunnel's token is; any other as it is.
+QByteArray paddedToken(const QString &token)
+{
+    const QByteArray plain = token.toUtf8();
+    const QByteArray padded = plain + QByteArray((4 - plain.size() % 4) % 4, '=');
+    const auto decoded = QByteArray::fromBase64Encoding(padded, QByteArray::AbortOnBase64DecodingErrors);
+    return decoded && QJsonDocument::fromJson(*decoded).isObject() ? padded : plain;
+}
+
 } // namespace
 
 TunnelRunner::TunnelRunner(const QUuid &tunnelID, ChildLauncher &launcher, Scheduler &scheduler,
@@ -50,7 +61,7 @@ std::optional<qint32> TunnelRunner::prepare(const QString &cloudflaredPath, cons
     reset();
     const ChildCommand command{cloudflaredPath,
                                {u"tunnel"_s, u"run"_s},
-                               {{"TUNNEL_TOKEN", token.toUtf8()},
+                               {{"TUNNEL_TOKEN", paddedToken(token)},
                                 {"NO_AUTOUPDATE", "true"},
                                 {"TUNNEL_GRACE_PERIOD", "2s"},
                                 {"NO_COLOR", "1"}},

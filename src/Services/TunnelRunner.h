@@ -66,9 +66,9 @@ public:
 
     /// Makes a child that waits for `run`, unless the state is a running one or a child is held (a tunnel can
     /// fail while its child lives, when it is started again without a token). The token reaches the child in
-    /// its environment and nothing else. A child that the next run could not tell, because the path leads to
-    /// a file of another name, ends with this process. Returns the child's process id; none when nothing is
-    /// to be run.
+    /// its environment, padded, and nowhere else. A child that the next run could not tell, because the path
+    /// leads to a file of another name, ends with this process. Returns the child's process id; none when
+    /// nothing is to be run.
     [[nodiscard]] std::optional<qint32> prepare(const QString &cloudflaredPath, const QString &token);
     /// Lets the child that waits run its program. Returns whether it does.
     [[nodiscard]] bool run();

@@ -105,6 +105,24 @@ private Q_SLOTS:
         }
     }
 
+    void padsTokens()
+    {
+        const std::pair<const char *, const char *> rows[]{
+            {"eyJzIjoxfQ", "eyJzIjoxfQ=="}, // {"s":1}
+            {"eyJzIjoxMn0", "eyJzIjoxMn0="},
+            {"eyJzIjoxMjN9", "eyJzIjoxMjN9"},
+            {"eyJzIjoiPz8_In0", "eyJzIjoiPz8_In0"}, // safe in addresses, no plain Base64
+            {"WzFd", "WzFd"},                       // [1], padded already
+            {"WzEsMl0", "WzEsMl0"},                 // [1,2]
+            {"eyJ-token", "eyJ-token"},
+            {"eyJzIjoxf", "eyJzIjoxf"}}; // of no possible length
+        for (const auto &[token, handedOver] : rows) {
+            Bench bench;
+            bench.runner.start(u"cloudflared"_s, QString::fromLatin1(token));
+            QCOMPARE(bench.child().command.environment.front().second, QByteArray(handedOver));
+        }
+    }
+
     void lives_data()
     {
         QTest::addColumn<QList<QByteArray>>("steps");
