@@ -5,18 +5,19 @@
 
 #include "Text.h"
 
+#include <cstring>
+
 namespace {
 
 /// Number of bytes beyond which a slot's storage is given back when a shorter line takes the slot, so that a
 /// few huge lines do not stay in memory.
-constexpr size_t keptCapacity = 1024;
+constexpr qsizetype keptCapacity = 1024;
 
 } // namespace
 
 QByteArrayView LogBuffer::bytes(qsizetype index) const
 {
-    const std::string &line = m_ring[(m_first + quint64(index) - m_base) % capacity];
-    return {line.data(), qsizetype(line.size())};
+    return m_ring[(m_first + quint64(index) - m_base) % capacity];
 }
 
 QString LogBuffer::line(qsizetype index) const
@@ -38,14 +39,15 @@ QString LogBuffer::text() const
 void LogBuffer::append(QByteArrayView line)
 {
     if (qsizetype(m_ring.size()) < capacity) {
-        m_ring.emplace_back(line.data(), size_t(line.size()));
+        m_ring.push_back(line.toByteArray());
         ++m_end;
         return;
     }
-    std::string &oldest = slot(m_end);
-    if (oldest.capacity() > keptCapacity && size_t(line.size()) <= keptCapacity)
-        oldest = std::string();
-    oldest.assign(line.data(), size_t(line.size()));
+    QByteArray &oldest = slot(m_end);
+    if (oldest.capacity() > keptCapacity && line.size() <= keptCapacity)
+        oldest = QByteArray();
+    oldest.resize(line.size());
+    std::memcpy(oldest.data(), line.data(), size_t(line.size()));
     ++m_end;
     m_first = m_end - capacity;
 }

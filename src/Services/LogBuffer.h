@@ -3,10 +3,9 @@
 
 #pragma once
 
-#include <QByteArrayView>
+#include <QByteArray>
 #include <QString>
 
-#include <string>
 #include <vector>
 
 /// The last lines of a child's output, oldest first, as the UTF-8 bytes that were read.
@@ -35,10 +34,10 @@ public:
     void clear();
 
 private:
-    std::string &slot(quint64 number) { return m_ring[(number - m_base) % capacity]; }
+    QByteArray &slot(quint64 number) { return m_ring[(number - m_base) % capacity]; }
 
-    std::vector<std::string> m_ring; ///< grows up to `capacity` lines; then their storage is used again
-    quint64 m_base = 0;              ///< the number of the line that the ring began with
+    std::vector<QByteArray> m_ring; ///< grows up to `capacity` lines; then their storage is used again
+    quint64 m_base = 0;             ///< the number of the line that the ring began with
     quint64 m_first = 0;
     quint64 m_end = 0;
 };

@@ -7,20 +7,17 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-using std::string_view;
-
 /// A text to look for, and the place of its rarest character in ordinary output lines: `memchr` runs from one
 /// such character to the next at the speed of the memory, and only there the whole text is compared.
 struct Needle
 {
-    string_view text;
-    size_t anchor;
+    QByteArrayView text;
+    qsizetype anchor;
 };
 
 constexpr Needle registered{"Registered tunnel connection", 0};
@@ -30,17 +27,17 @@ constexpr Needle terminated{"Connection terminated", 0};
 constexpr Needle errorLevel{" ERR ", 2};
 constexpr Needle notValid{"is not valid", 7};
 
-bool contains(string_view line, const Needle &needle)
+bool contains(QByteArrayView line, const Needle &needle)
 {
-    const size_t tail = needle.text.size() - needle.anchor;
-    size_t at = needle.anchor;
+    const qsizetype tail = needle.text.size() - needle.anchor;
+    qsizetype at = needle.anchor;
     while (at + tail <= line.size()) {
         const void *hit =
-            std::memchr(line.data() + at, needle.text[needle.anchor], line.size() - at - tail + 1);
+            std::memchr(line.data() + at, needle.text[needle.anchor], size_t(line.size() - at - tail + 1));
         if (!hit)
             return false;
-        const size_t place = size_t(static_cast<const char *>(hit) - line.data());
-        if (line.compare(place - needle.anchor, needle.text.size(), needle.text) == 0)
+        const qsizetype place = static_cast<const char *>(hit) - line.data();
+        if (line.sliced(place - needle.anchor).startsWith(needle.text))
             return true;
         at = place + 1;
     }
@@ -49,27 +46,25 @@ bool contains(string_view line, const Needle &needle)
 
 } // namespace
 
-OutputLine::Marks OutputLine::marksOf(QByteArrayView bytes)
+OutputLine::Marks OutputLine::marksOf(QByteArrayView line)
 {
-    const string_view line(bytes.data(), size_t(bytes.size()));
     Marks marks;
     marks.isRegistration = contains(line, registered);
     marks.isLoss = !marks.isRegistration &&
                    (contains(line, unregistered) || contains(line, serveError) || contains(line, terminated));
-    marks.isError = line.starts_with("ERR ") || contains(line, errorLevel) || contains(line, notValid);
+    marks.isError = line.startsWith("ERR ") || contains(line, errorLevel) || contains(line, notValid);
     return marks;
 }
 
-QByteArrayView OutputLine::connectionIndex(QByteArrayView bytes)
+QByteArrayView OutputLine::connectionIndex(QByteArrayView line)
 {
-    constexpr string_view field = "connIndex=";
-    const string_view line(bytes.data(), size_t(bytes.size()));
-    const size_t place = line.find(field);
-    if (place == string_view::npos)
+    constexpr QByteArrayView field = "connIndex=";
+    const qsizetype place = line.indexOf(field);
+    if (place < 0)
         return {};
-    const size_t begin = place + field.size();
-    const size_t end = std::min(line.find_first_not_of("0123456789", begin), line.size());
-    return bytes.sliced(qsizetype(begin), qsizetype(end - begin));
+    const QByteArrayView value = line.sliced(place + field.size());
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    return value.first(std::find_if_not(value.begin(), value.end(), isDigit) - value.begin());
 }
 
 bool OutputLine::isBare(QByteArrayView line)
@@ -93,4 +88,15 @@ QString OutputLine::errorSummary(const QString &line)
     if (const qsizetype place = line.indexOf(level); place >= 0)
         return Text::trimmedOfBlanks(QStringView(line).sliced(place + level.size()));
     return Text::trimmedOfBlanks(line);
+}
+
+ColorRole OutputLine::color(QStringView line)
+{
+    if (line.contains(u" ERR ") || line.startsWith(u"\u2716\uFE0E"))
+        return ColorRole::Red;
+    if (line.contains(u" WRN "))
+        return ColorRole::Orange;
+    if (line.contains(u"Registered tunnel connection"))
+        return ColorRole::Green;
+    return ColorRole::None;
 }

@@ -3,11 +3,13 @@
 
 #pragma once
 
+#include "TunnelConfig.h"
+
 #include <QByteArrayView>
 #include <QString>
 
-/// Reader of single lines of `cloudflared`'s output, for the tunnel's state. Nothing else in a line is
-/// interpreted.
+/// Reader of single lines of `cloudflared`'s output, for the tunnel's state and the log's colours. Nothing
+/// else in a line is interpreted.
 namespace OutputLine {
 
 struct Marks
@@ -29,5 +31,8 @@ bool isBare(QByteArrayView line);
 /// Returns the short message of an error line: the text of its `error="..."` field, else what follows the
 /// level ERR, else the whole line, the last two without blanks at the ends.
 QString errorSummary(const QString &line);
+
+/// Returns the colour of a line of a log, a child's or this program's own; `None` is the text colour.
+ColorRole color(QStringView line);
 
 } // namespace OutputLine

@@ -3,12 +3,9 @@
 
 #include "TunnelRunner.h"
 
-#include "Text.h"
-
 #include <QFileInfo>
 #include <QJsonDocument>
 
-#include <cstring>
 #include <tuple>
 
 using namespace Qt::StringLiterals;
@@ -16,12 +13,10 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::seconds stopDeadline(6);
-/// Number of lines that are looked at for JSON: a child prints some plain ones before its own log begins.
-constexpr int firstLines = 10;
 
-/// Returns the setting in this program's environment, which children inherit, that keeps them from printing
-/// the lines that tell a tunnel's state, as "NAME=value"; none where they print them.
-std::optional<QString> blindingSetting()
+/// Returns "NAME=value" of an inherited variable that stops cloudflared from logging the lines that are read
+/// here; none where it logs them.
+std::optional<QString> settingThatHidesState()
 {
     const std::initializer_list<std::pair<const char *, QByteArrayList>> settings = {
         {"TUNNEL_LOG_OUTPUT", {"json"}}, {"TUNNEL_LOGLEVEL", {"warn", "error", "fatal", "panic"}}};
@@ -74,8 +69,8 @@ std::optional<qint32> TunnelRunner::prepare(const QString &cloudflaredPath, cons
     m_process = std::move(prepared.child);
     const std::optional<qint32> pid = m_process ? std::optional(m_process->pid()) : std::nullopt;
     appendLog(u"▶︎ Starting: "_s + cloudflaredPath + u" tunnel run"_s);
-    if (const std::optional<QString> setting = blindingSetting())
-        warnOfState(u"the environment sets "_s + *setting);
+    if (const std::optional<QString> setting = settingThatHidesState())
+        doubtState(u"the environment sets "_s + *setting);
     setState(TunnelState::starting());
     if (!pid)
         failToStart(prepared.error);
@@ -103,21 +98,15 @@ void TunnelRunner::start(const QString &cloudflaredPath, const QString &token)
 
 void TunnelRunner::reset()
 {
-    m_activeConnections.clear();
-    m_hasEverConnected = false;
+    m_output.restart();
     m_stopRequested = false;
-    m_lastErrorLine.reset();
     m_toldReason.clear();
-    m_pendingOutput.clear();
-    m_outputEnd = 0;
-    m_linesToCheck = firstLines;
 }
 
-/// Logs a warning: the state is read from the child's usual lines, which this one prints otherwise or not.
-void TunnelRunner::warnOfState(const QString &cause)
+void TunnelRunner::doubtState(const QString &cause)
 {
-    m_linesToCheck = 0;
-    appendLog(u"▶︎ The state shown may be wrong: "_s + cause);
+    m_output.doubtState(cause);
+    Q_EMIT logLinesChanged();
 }
 
 void TunnelRunner::failToStart(const QString &error)
@@ -136,30 +125,24 @@ void TunnelRunner::awaitToken()
     setState(TunnelState::starting());
 }
 
-bool TunnelRunner::isTrying() const
+TunnelStatus TunnelRunner::status() const
 {
-    return m_state.kind() == TunnelState::Case::Starting || m_state.kind() == TunnelState::Case::Reconnecting;
-}
-
-QString TunnelRunner::reason() const
-{
-    if (m_state.kind() == TunnelState::Case::Failed)
-        return m_failure;
-    if (isWaiting())
-        return u"Waiting for the keyring to be unlocked"_s;
-    return isTrying() ? lastError() : QString();
-}
-
-QString TunnelRunner::lastErrorNote() const
-{
-    const QString error = isTrying() ? lastError() : QString();
-    return error.isEmpty() ? error : u"Last error: "_s + error;
-}
-
-/// Returns the summary of the last error line; empty for none.
-QString TunnelRunner::lastError() const
-{
-    return m_lastErrorLine ? errorSummary(Text::fromUtf8(*m_lastErrorLine)) : QString();
+    TunnelStatus status{m_state, {}, false, m_failureCount};
+    switch (m_state.kind()) {
+    case TunnelState::Case::Failed:
+        status.reason = m_failure;
+        break;
+    case TunnelState::Case::Starting:
+    case TunnelState::Case::Reconnecting:
+        status.reason = isWaiting() ? u"Waiting for the keyring to be unlocked"_s : m_output.lastError();
+        status.isLastError = !isWaiting() && !status.reason.isEmpty();
+        break;
+    case TunnelState::Case::Connected:
+    case TunnelState::Case::Stopping:
+    case TunnelState::Case::Stopped:
+        break;
+    }
+    return status;
 }
 
 void TunnelRunner::stop()
@@ -198,7 +181,7 @@ void TunnelRunner::fail(const QString &message, const QString &reason)
 
 void TunnelRunner::setFailed(const QString &message, const QString &reason)
 {
-    m_failure = reason;
+    m_failure = reason.isEmpty() ? message : reason;
     ++m_failureCount;
     setState(TunnelState::failed(message));
     Q_EMIT reasonChanged();
@@ -212,103 +195,55 @@ void TunnelRunner::forceKill()
 
 void TunnelRunner::clearLog()
 {
-    m_logLines.clear();
+    m_output.clearLog();
     Q_EMIT logLinesChanged();
 }
 
 void TunnelRunner::handleTermination(int status, qint32 pid)
 {
-    if (!m_pendingOutput.empty()) {
-        const std::string partial = std::exchange(m_pendingOutput, {});
-        cutLine({partial.data(), qsizetype(partial.size())});
-    }
+    QByteArrayView lineEnd = "\n";
+    if (const std::optional<QByteArrayView> line = m_output.cutLine(lineEnd))
+        handleLine(*line);
     m_stopChecks.clear();
     m_process.reset();
-    m_activeConnections.clear();
+    m_output.clearConnections();
     if (onProcessExited)
         onProcessExited(pid);
+    const QString error = m_output.lastError();
     if (m_stopRequested) {
         appendLog(u"■ Tunnel stopped"_s);
         setState(TunnelState::stopped());
-    } else if (m_lastErrorLine) {
-        fail(lastError());
+    } else if (!error.isEmpty()) {
+        fail(error);
     } else {
-        const QString message = u"cloudflared exited (code %1)"_s.arg(status);
-        const qsizetype last = m_logLines.size() - 1;
-        const bool isChilds = last >= 0 && m_logLines.endNumber() == m_outputEnd;
-        fail(message,
-             isChilds && OutputLine::isBare(m_logLines.bytes(last)) ? m_logLines.line(last) : message);
+        fail(u"cloudflared exited (code %1)"_s.arg(status), m_output.lastWords());
     }
 }
 
 void TunnelRunner::consume(QByteArrayView chunk)
 {
-    const char *at = chunk.data();
-    const char *const end = at + chunk.size();
-    while (at != end) {
-        const auto *feed = static_cast<const char *>(std::memchr(at, '\n', size_t(end - at)));
-        if (!feed)
-            break;
-        if (m_pendingOutput.empty()) {
-            cutLine({at, feed - at});
-        } else {
-            m_pendingOutput.append(at, feed);
-            const std::string line = std::exchange(m_pendingOutput, {});
-            cutLine({line.data(), qsizetype(line.size())});
-        }
-        at = feed + 1;
-    }
-    m_pendingOutput.append(at, end);
+    while (const std::optional<QByteArrayView> line = m_output.cutLine(chunk))
+        handleLine(*line);
     Q_EMIT logLinesChanged();
-    const QString now = reason();
+    const QString now = status().reason;
     if (std::exchange(m_toldReason, now) != now)
         Q_EMIT reasonChanged();
 }
 
-void TunnelRunner::cutLine(QByteArrayView line)
-{
-    if (!line.isEmpty() && Text::isUtf8(line))
-        handleLine(line);
-}
-
 void TunnelRunner::handleLine(QByteArrayView line)
 {
-    const bool isAmongFirst = m_linesToCheck > 0;
-    m_linesToCheck -= isAmongFirst ? 1 : 0;
-    if (isAmongFirst && line.startsWith('{'))
-        warnOfState(u"cloudflared prints its log as JSON"_s);
-    m_logLines.append(line);
-    m_outputEnd = m_logLines.endNumber();
-    const OutputLine::Marks marks = OutputLine::marksOf(line);
-    if (marks.isRegistration || marks.isLoss)
-        trackConnection(line, marks.isRegistration);
-    if (marks.isError)
-        m_lastErrorLine.emplace(line.data(), size_t(line.size()));
+    m_output.handleLine(line);
     refreshRunningState();
-}
-
-void TunnelRunner::trackConnection(QByteArrayView line, bool isRegistration)
-{
-    const QByteArrayView index = OutputLine::connectionIndex(line);
-    std::string key(index.data(), size_t(index.size()));
-    if (!isRegistration) {
-        m_activeConnections.erase(key);
-        return;
-    }
-    if (key.empty())
-        key = QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString();
-    m_activeConnections.insert(std::move(key));
-    m_hasEverConnected = true;
-    m_lastErrorLine.reset();
 }
 
 void TunnelRunner::refreshRunningState()
 {
     if (m_stopRequested || !m_process->isRunning())
         return;
-    setState(!m_activeConnections.empty() ? TunnelState::connected(qint64(m_activeConnections.size()))
-             : m_hasEverConnected         ? TunnelState::reconnecting()
-                                          : TunnelState::starting());
+    const qsizetype connections = m_output.connectionCount();
+    setState(connections > 0               ? TunnelState::connected(connections)
+             : m_output.hasEverConnected() ? TunnelState::reconnecting()
+                                           : TunnelState::starting());
 }
 
 void TunnelRunner::setState(const TunnelState &state)
@@ -322,6 +257,6 @@ void TunnelRunner::setState(const TunnelState &state)
 
 void TunnelRunner::appendLog(const QString &line)
 {
-    m_logLines.append(line.toUtf8());
+    m_output.appendLog(line);
     Q_EMIT logLinesChanged();
 }

@@ -4,10 +4,10 @@
 #pragma once
 
 #include "ChildLauncher.h"
-#include "LogBuffer.h"
 #include "OutputLine.h"
 #include "Scheduler.h"
-#include "TunnelConfig.h"
+#include "TunnelOutput.h"
+#include "TunnelStatus.h"
 
 #include <QObject>
 
@@ -15,8 +15,6 @@
 #include <list>
 #include <memory>
 #include <optional>
-#include <string>
-#include <unordered_set>
 
 /// Keeps one tunnel: launches its `cloudflared`, turns the child's output into a state and a bounded log,
 /// and ends the child on request, first with SIGTERM and after 6 seconds with SIGKILL. It never starts a
@@ -50,19 +48,11 @@ public:
 
     QUuid tunnelID() const { return m_tunnelID; }
     const TunnelState &state() const { return m_state; }
-    const LogBuffer &logLines() const { return m_logLines; }
+    /// Returns the state with the reason that is known for it now.
+    TunnelStatus status() const;
+    const LogBuffer &logLines() const { return m_output.log(); }
     /// Returns whether a child lives or waits to have its end handled.
     bool hasChild() const { return m_process != nullptr; }
-    /// Returns why the tunnel is not connected, on one line: while it is starting or reconnecting the summary
-    /// of the last error line, or that the keyring is waited for; after a failure its message, or the child's
-    /// last line where that is a bare sentence and the message no more than an exit code. Empty in other
-    /// states and when nothing is known.
-    QString reason() const;
-    /// Returns "Last error: " and the reason of a tunnel that is starting or reconnecting; else an empty
-    /// text.
-    QString lastErrorNote() const;
-    /// Returns how often the tunnel has failed so far; it tells failures with one reason apart.
-    int failureCount() const { return m_failureCount; }
 
     /// Makes a child that waits for `run`, unless the state is a running one or a child is held (a tunnel can
     /// fail while its child lives, when it is started again without a token). The token reaches the child in
@@ -80,9 +70,9 @@ public:
     void stop();
     /// Logs `message` as something that went wrong.
     void report(const QString &message);
-    /// Logs `message` as a failure and sets the state to failed with it; `reason()` returns `reason`.
-    void fail(const QString &message, const QString &reason);
-    void fail(const QString &message) { fail(message, message); }
+    /// Logs `message` as a failure and sets the state to failed with it. `reason` is what the windows and
+    /// notifications say, where that is more.
+    void fail(const QString &message, const QString &reason = {});
     /// Sends SIGKILL to a child that still runs; no log line, no change of state.
     void forceKill();
     void clearLog();
@@ -105,15 +95,11 @@ private:
     /// Returns whether a start waits for its token.
     bool isWaiting() const { return !m_process && m_state.kind() == TunnelState::Case::Starting; }
     void reset();
-    void warnOfState(const QString &cause);
+    void doubtState(const QString &cause);
     void failToStart(const QString &error);
     void setFailed(const QString &message, const QString &reason);
-    bool isTrying() const;
-    QString lastError() const;
     void consume(QByteArrayView chunk);
-    void cutLine(QByteArrayView line);
     void handleLine(QByteArrayView line);
-    void trackConnection(QByteArrayView line, bool isRegistration);
     void refreshRunningState();
     void handleTermination(int status, qint32 pid);
     void checkStopped(qint32 pid);
@@ -125,19 +111,12 @@ private:
     Scheduler &m_scheduler;
 
     TunnelState m_state = TunnelState::stopped();
-    LogBuffer m_logLines;
+    TunnelOutput m_output;
 
     std::unique_ptr<ChildProcess> m_process;
     std::list<std::unique_ptr<ScheduledWork>> m_stopChecks;
-    std::string m_pendingOutput; ///< bytes since the last line feed
-    std::unordered_set<std::string> m_activeConnections;
-    bool m_hasEverConnected = false;
     bool m_stopRequested = false;
-    int m_linesToCheck = 0;  ///< of the child's output, for whether they are JSON
-    quint64 m_outputEnd = 0; ///< the log's end after the child's last line; 0 while there is none
-    QString m_failure;       ///< the reason for `Failed`
+    QString m_failure; ///< the reason for `Failed`
     int m_failureCount = 0;
     QString m_toldReason; ///< by `reasonChanged`
-    /// The last error line since the start or the last registration; summarised when it is asked for.
-    std::optional<std::string> m_lastErrorLine;
 };

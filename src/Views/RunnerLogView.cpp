@@ -4,6 +4,7 @@
 #include "RunnerLogView.h"
 
 #include "Divider.h"
+#include "OutputLine.h"
 #include "SymbolDrawing.h"
 #include "TextLabel.h"
 #include "TunnelRunner.h"
@@ -71,7 +72,7 @@ public:
 protected:
     void highlightBlock(const QString &line) override
     {
-        const ColorRole role = RunnerLogView::color(line);
+        const ColorRole role = OutputLine::color(line);
         if (role != ColorRole::None)
             setFormat(0, int(line.size()), SymbolDrawing::color(role, m_palette));
     }
@@ -228,18 +229,7 @@ void RunnerLogView::setRunner(TunnelRunner *runner)
             });
     }
     m_state->setText(runner ? runner->state().label() : QString());
-    m_state->setNote(runner ? runner->lastErrorNote() : QString());
-}
-
-ColorRole RunnerLogView::color(QStringView line)
-{
-    if (line.contains(u" ERR ") || line.startsWith(u"\u2716\uFE0E"))
-        return ColorRole::Red;
-    if (line.contains(u" WRN "))
-        return ColorRole::Orange;
-    if (line.contains(u"Registered tunnel connection"))
-        return ColorRole::Green;
-    return ColorRole::None;
+    m_state->setNote(runner ? runner->status().note() : QString());
 }
 
 void RunnerLogView::showEvent(QShowEvent *event)

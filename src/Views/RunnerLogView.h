@@ -25,9 +25,6 @@ public:
     /// none. The runner may go at any time.
     void setRunner(TunnelRunner *runner);
 
-    /// Returns the colour of a line of a log; `None` is the text colour.
-    static ColorRole color(QStringView line);
-
 protected:
     void showEvent(QShowEvent *event) override;
 

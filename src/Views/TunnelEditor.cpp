@@ -187,8 +187,9 @@ void TunnelEditor::refreshInput()
 void TunnelEditor::refreshState()
 {
     m_toggle->setText(m_model.toggleTitle());
-    m_state->setText(m_model.state().label());
-    m_state->setNote(m_model.lastErrorNote());
+    const TunnelStatus status = m_model.status();
+    m_state->setText(status.state.label());
+    m_state->setNote(status.note());
 }
 
 void TunnelEditor::setRevealToken(bool revealToken)

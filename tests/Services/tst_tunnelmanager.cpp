@@ -58,8 +58,8 @@ struct Bench : FakeWorld
             const QByteArray token = secrets.items.value(tunnelIdText(tunnel.id), "nothing");
             if (token != tunnel.name.toUtf8())
                 parts.last() += u" has "_s + QString::fromLatin1(token);
-            if (runner.state().isRunning() && !runner.reason().isEmpty())
-                parts.last() += u" ("_s + runner.reason() + u')';
+            if (runner.state().isRunning() && !runner.status().reason.isEmpty())
+                parts.last() += u" ("_s + runner.status().reason + u')';
             for (const QString &line : runner.logLines().text().split(u'\n').filter(u"✖\uFE0E"_s))
                 parts.last() += u" ✖"_s + line.sliced(2);
         }

@@ -37,8 +37,8 @@ struct Bench
         runner.onProcessStarted = [this](qint32 pid) { told += u"started %1"_s.arg(pid); };
         runner.onProcessExited = [this](qint32 pid) { told += u"exited %1"_s.arg(pid); };
         QObject::connect(&runner, &TunnelRunner::reasonChanged, &runner, [this] {
-            const QString note = runner.lastErrorNote();
-            told += u'(' + (note.isEmpty() ? runner.reason() : note) + u')';
+            const TunnelStatus status = runner.status();
+            told += u'(' + (status.isLastError ? status.note() : status.reason) + u')';
         });
         QObject::connect(&runner, &TunnelRunner::logLinesChanged, &runner, [this] { readLog(); });
     }

@@ -48,14 +48,13 @@ void TunnelNotifications::refresh()
 
 void TunnelNotifications::follow(const QUuid &id, Followed &followed)
 {
-    const TunnelState &state = m_manager.state(id);
-    const int failureCount = m_manager.runner(id)->failureCount();
-    if (state == followed.state && failureCount == followed.failureCount)
+    const TunnelStatus status = m_manager.runner(id)->status();
+    if (status.state == followed.state && status.failureCount == followed.failureCount)
         return;
-    followed.state = state;
-    followed.failureCount = failureCount;
+    followed.state = status.state;
+    followed.failureCount = status.failureCount;
     followed.patience.reset();
-    switch (state.kind()) {
+    switch (status.state.kind()) {
     case TunnelState::Case::Failed:
         return show(id);
     case TunnelState::Case::Starting:
@@ -75,8 +74,9 @@ void TunnelNotifications::show(const QUuid &id)
     for (const TunnelConfig &tunnel : m_manager.tunnels()) {
         if (tunnel.id != id || !runner)
             continue;
-        const QString reason = runner->reason();
-        return m_notifications.show(id, Text::oneLine(tunnel.name),
-                                    Text::oneLine(reason.isEmpty() ? runner->state().label() : reason));
+        const TunnelStatus status = runner->status();
+        return m_notifications.show(
+            id, Text::oneLine(tunnel.name),
+            Text::oneLine(status.reason.isEmpty() ? status.state.label() : status.reason));
     }
 }

@@ -53,15 +53,10 @@ QUuid TunnelEditorModel::save()
     return record.id;
 }
 
-TunnelState TunnelEditorModel::state() const
-{
-    return m_tunnel ? m_manager.state(m_tunnel->id) : TunnelState::stopped();
-}
-
-QString TunnelEditorModel::lastErrorNote() const
+TunnelStatus TunnelEditorModel::status() const
 {
     const TunnelRunner *runner = m_tunnel ? m_manager.runner(m_tunnel->id) : nullptr;
-    return runner ? runner->lastErrorNote() : QString();
+    return runner ? runner->status() : TunnelStatus();
 }
 
 void TunnelEditorModel::toggle()
@@ -89,5 +84,5 @@ QString TunnelEditorModel::saveTitle() const
 
 QString TunnelEditorModel::toggleTitle() const
 {
-    return state().isRunning() ? u"Stop"_s : u"Start"_s;
+    return status().state.isRunning() ? u"Stop"_s : u"Start"_s;
 }

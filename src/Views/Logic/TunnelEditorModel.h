@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "TunnelConfig.h"
+#include "TunnelStatus.h"
 
 class TunnelManager;
 
@@ -34,11 +34,8 @@ public:
     /// Afterwards the token of an existing tunnel is empty.
     QUuid save();
 
-    /// Returns the tunnel's state; stopped for a new one.
-    TunnelState state() const;
-    /// Returns why the tunnel is still trying to connect, as a sentence; empty when it is not or nothing is
-    /// known.
-    QString lastErrorNote() const;
+    /// Returns the tunnel's state and why it is not connected; stopped for a new one.
+    TunnelStatus status() const;
     /// Does what a click on the tunnel does anywhere; nothing for a new one.
     void toggle();
 

@@ -22,7 +22,7 @@ void TunnelListModel::refresh()
     if (!m_tunnels.isSharedWith(now))
         refreshTunnels(now);
     for (int row = 0; row < rowCount(); ++row) {
-        const Status status = statusOf(m_tunnels.at(row));
+        const TunnelStatus status = statusOf(m_tunnels.at(row));
         if (status == m_statuses.at(row))
             continue;
         m_statuses[row] = status;
@@ -55,10 +55,10 @@ void TunnelListModel::takeOver()
         m_statuses += statusOf(tunnel);
 }
 
-TunnelListModel::Status TunnelListModel::statusOf(const TunnelConfig &tunnel) const
+TunnelStatus TunnelListModel::statusOf(const TunnelConfig &tunnel) const
 {
     const TunnelRunner *runner = m_manager.runner(tunnel.id);
-    return runner ? Status{runner->state(), runner->lastErrorNote()} : Status();
+    return runner ? runner->status() : TunnelStatus();
 }
 
 int TunnelListModel::rowOf(const QUuid &id) const
@@ -78,15 +78,15 @@ QVariant TunnelListModel::data(const QModelIndex &index, int role) const
     if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
         return {};
     const TunnelConfig &tunnel = m_tunnels[index.row()];
-    const Status &status = m_statuses[index.row()];
+    const TunnelStatus &status = m_statuses[index.row()];
     switch (role) {
     case Qt::DisplayRole:
     case Qt::AccessibleTextRole:
         return tunnel.name;
     case Qt::AccessibleDescriptionRole:
-        return QString(status.state.label() + u' ' + status.lastErrorNote).trimmed();
+        return QString(status.state.label() + u' ' + status.note()).trimmed();
     case Qt::ToolTipRole:
-        return status.lastErrorNote;
+        return status.note();
     case HostnameRole:
         return tunnel.hostname;
     case IdRole:

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "TunnelConfig.h"
+#include "TunnelStatus.h"
 
 #include <QAbstractListModel>
 
@@ -39,22 +39,13 @@ public:
                   const QModelIndex &destinationParent, int destinationChild) override;
 
 private:
-    /// Contents of a row besides its tunnel's record.
-    struct Status
-    {
-        TunnelState state;
-        QString lastErrorNote;
-
-        bool operator==(const Status &) const = default;
-    };
-
     void refreshTunnels(const QList<TunnelConfig> &now);
     void takeOver();
-    Status statusOf(const TunnelConfig &tunnel) const;
+    TunnelStatus statusOf(const TunnelConfig &tunnel) const;
 
     TunnelManager &m_manager;
     QList<TunnelConfig> m_tunnels; ///< shares its data with the manager's list until that changes
-    QList<Status> m_statuses;
+    QList<TunnelStatus> m_statuses;
 };
 
 Q_DECLARE_METATYPE(TunnelState)

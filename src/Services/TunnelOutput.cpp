@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: 2026 The Morvanel authors
+// SPDX-License-Identifier: MIT
+
+#include "TunnelOutput.h"
+
+#include "OutputLine.h"
+#include "Text.h"
+
+#include <QUuid>
+
+#include <cstring>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Number of lines that are looked at for JSON: a child prints some plain ones before its own log begins.
+constexpr int firstLines = 10;
+
+} // namespace
+
+void TunnelOutput::restart()
+{
+    m_pendingOutput.clear();
+    m_activeConnections.clear();
+    m_hasEverConnected = false;
+    m_linesToCheck = firstLines;
+    m_endOfChildOutput = 0;
+    m_lastErrorLine.clear();
+}
+
+std::optional<QByteArrayView> TunnelOutput::cutLine(QByteArrayView &piece)
+{
+    while (!piece.isEmpty()) {
+        const void *feed = std::memchr(piece.data(), '\n', size_t(piece.size()));
+        const qsizetype end = feed ? static_cast<const char *>(feed) - piece.data() : piece.size();
+        QByteArrayView line = piece.first(end);
+        piece = piece.sliced(feed ? end + 1 : end);
+        if (!feed || !m_pendingOutput.isEmpty())
+            m_pendingOutput.append(line);
+        if (!feed)
+            break;
+        if (!m_pendingOutput.isEmpty())
+            line = m_line = std::exchange(m_pendingOutput, {});
+        if (!line.isEmpty() && Text::isUtf8(line))
+            return line;
+    }
+    return std::nullopt;
+}
+
+void TunnelOutput::handleLine(QByteArrayView line)
+{
+    const bool isAmongFirst = m_linesToCheck > 0;
+    m_linesToCheck -= isAmongFirst ? 1 : 0;
+    if (isAmongFirst && line.startsWith('{'))
+        doubtState(u"cloudflared prints its log as JSON"_s);
+    m_log.append(line);
+    m_endOfChildOutput = m_log.endNumber();
+    const OutputLine::Marks marks = OutputLine::marksOf(line);
+    if (marks.isRegistration || marks.isLoss)
+        trackConnection(line, marks.isRegistration);
+    if (marks.isError)
+        m_lastErrorLine = line.toByteArray();
+}
+
+void TunnelOutput::trackConnection(QByteArrayView line, bool isRegistration)
+{
+    QByteArray key = OutputLine::connectionIndex(line).toByteArray();
+    if (!isRegistration) {
+        m_activeConnections.remove(key);
+        return;
+    }
+    if (key.isEmpty())
+        key = QUuid::createUuid().toByteArray(QUuid::WithoutBraces);
+    m_activeConnections.insert(key);
+    m_hasEverConnected = true;
+    m_lastErrorLine.clear();
+}
+
+void TunnelOutput::doubtState(const QString &cause)
+{
+    m_linesToCheck = 0;
+    appendLog(u"▶︎ The state shown may be wrong: "_s + cause);
+}
+
+QString TunnelOutput::lastError() const
+{
+    return m_lastErrorLine.isEmpty() ? QString() : OutputLine::errorSummary(Text::fromUtf8(m_lastErrorLine));
+}
+
+QString TunnelOutput::lastWords() const
+{
+    const qsizetype last = m_log.size() - 1;
+    const bool isChilds = last >= 0 && m_log.endNumber() == m_endOfChildOutput;
+    return isChilds && OutputLine::isBare(m_log.bytes(last)) ? m_log.line(last) : QString();
+}
