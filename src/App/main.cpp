@@ -16,6 +16,7 @@
 #include "StandardError.h"
 #include "StatusIcon.h"
 #include "StatusItemController.h"
+#include "SymbolDrawing.h"
 #include "TimerScheduler.h"
 #include "TunnelManager.h"
 #include "TunnelNotifications.h"
@@ -36,6 +37,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr int iconPixels = 64; ///< of a notification
+
 /// The program's parts, joined: the one place that knows which implementation stands behind each seam.
 class Program : public QObject
 {
@@ -52,7 +55,9 @@ public:
         , m_manager(
               TunnelServices{m_preferences, m_secrets, m_launcher, m_processes, m_loginItem, m_scheduler})
         , m_windows(m_manager, m_application)
-        , m_desktopNotifications(QDBusConnection::sessionBus())
+        , m_desktopNotifications(
+              QDBusConnection::sessionBus(),
+              [] { return SymbolDrawing::image(u"com.ardentwick.Morvanel"_s, iconPixels, Qt::black); })
         , m_notifications(m_manager, m_windows, m_desktopNotifications, m_scheduler)
         , m_delegate(m_manager, m_windows, m_application, m_scheduler,
                      [this] { return makeStatusItemController(); })

@@ -18,20 +18,20 @@ namespace {
 class FakeNotifications : public Notifications
 {
 public:
-    void show(const QUuid &tag, const QString &title, const QString &body) override
+    void show(const QUuid &tag, const Notification &notification) override
     {
-        shown[tag] = title + u": "_s + body;
+        shown[tag] = notification;
         ++count;
     }
-    void withdraw(const QUuid &tag) override { shown.remove(tag); }
-    void setActivated(std::function<void(const QUuid &tag)> newActivated) override
+    void update(const QUuid &tag, const Notification &notification) override
     {
-        activated = std::move(newActivated);
+        if (shown.contains(tag))
+            show(tag, notification);
     }
+    void withdraw(const QUuid &tag) override { shown.remove(tag); }
 
-    QHash<QUuid, QString> shown;
+    QHash<QUuid, Notification> shown;
     int count = 0; ///< of those shown so far
-    std::function<void(const QUuid &tag)> activated;
 };
 
 struct Bench
@@ -104,7 +104,9 @@ private Q_SLOTS:
         Bench bench;
         for (const QString &step : QString::fromUtf8(QTest::currentDataTag()).split(u", "_s))
             bench.perform(step);
-        QCOMPARE(bench.screen.shown.value(bench.id), shown.isEmpty() ? QString() : u"a <b> : "_s + shown);
+        const Notification seen = bench.screen.shown.value(bench.id);
+        QCOMPARE(seen.body, shown);
+        QCOMPARE(seen.title, shown.isEmpty() ? QString() : u"a <b> "_s);
         QTEST(bench.screen.count, "count");
         QTEST(int(bench.world.scheduler.pendingCount()), "timers");
     }
@@ -112,7 +114,9 @@ private Q_SLOTS:
     void aClickOpensTheLog()
     {
         Bench bench;
-        bench.screen.activated(bench.id);
+        for (const QString &step : {u"start"_s, u"exit"_s})
+            bench.perform(step);
+        bench.screen.shown.value(bench.id).clicked();
         QCOMPARE(bench.desktop.asked(), QStringList{u"log"_s + bench.id.toString()});
     }
 };

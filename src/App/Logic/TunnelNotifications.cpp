@@ -9,6 +9,7 @@
 #include "TunnelRunner.h"
 #include "Windows.h"
 
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
@@ -20,11 +21,11 @@ constexpr std::chrono::milliseconds patienceTime = 60s;
 TunnelNotifications::TunnelNotifications(TunnelManager &manager, Windows &windows,
                                          Notifications &notifications, Scheduler &scheduler)
     : m_manager(manager)
+    , m_windows(windows)
     , m_notifications(notifications)
     , m_scheduler(scheduler)
 {
     connect(&manager, &TunnelManager::objectDidChange, this, &TunnelNotifications::refresh);
-    notifications.setActivated([&windows](const QUuid &id) { windows.showLog(id); });
 }
 
 void TunnelNotifications::end()
@@ -75,8 +76,11 @@ void TunnelNotifications::show(const QUuid &id)
         if (tunnel.id != id || !runner)
             continue;
         const TunnelStatus status = runner->status();
+        const auto showLog = [this, id] { m_windows.showLog(id); };
         return m_notifications.show(
-            id, Text::oneLine(tunnel.name),
-            Text::oneLine(status.reason.isEmpty() ? status.state.label() : status.reason));
+            id, {Text::oneLine(tunnel.name),
+                 Text::oneLine(status.reason.isEmpty() ? status.state.label() : status.reason),
+                 showLog,
+                 {{u"log"_s, u"Log…"_s, showLog}}});
     }
 }

@@ -49,6 +49,7 @@ private:
     void show(const QUuid &id);
 
     TunnelManager &m_manager;
+    Windows &m_windows;
     Notifications &m_notifications;
     Scheduler &m_scheduler;
     std::map<QUuid, Followed> m_followed;

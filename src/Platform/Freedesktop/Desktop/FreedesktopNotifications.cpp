@@ -5,8 +5,13 @@
 
 #include "NotificationServer.h"
 
+#include <QDBusArgument>
+#include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
 #include <QDBusServiceWatcher>
+#include <QStandardPaths>
+
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -15,11 +20,35 @@ namespace {
 constexpr int serversOwnTime = -1;
 const auto programId = u"com.ardentwick.Morvanel"_s;
 
+/// A picture as the hint "image-data" has it, (iiibiiay): rows of red, green, blue and alpha, 8 bits each.
+struct ImageData
+{
+    QImage image; ///< in `Format_RGBA8888`
+};
+
+QDBusArgument &operator<<(QDBusArgument &argument, const ImageData &data)
+{
+    const QImage &image = data.image;
+    argument.beginStructure();
+    argument << image.width() << image.height() << int(image.bytesPerLine()) << true << 8 << 4
+             << QByteArray(reinterpret_cast<const char *>(image.constBits()), image.sizeInBytes());
+    argument.endStructure();
+    return argument;
+}
+
+/// Does nothing: no picture is received.
+const QDBusArgument &operator>>(const QDBusArgument &argument, ImageData &)
+{
+    return argument;
+}
+
 } // namespace
 
-FreedesktopNotifications::FreedesktopNotifications(const QDBusConnection &bus)
+FreedesktopNotifications::FreedesktopNotifications(const QDBusConnection &bus, std::function<QImage()> icon)
     : m_bus(bus)
+    , m_icon(std::move(icon))
 {
+    qDBusRegisterMetaType<ImageData>();
     // Made while the bus is known to be there: Qt asks it for the server's owner, and ends the process when
     // it finds the bus gone.
     if (m_bus.isConnected())
@@ -28,12 +57,19 @@ FreedesktopNotifications::FreedesktopNotifications(const QDBusConnection &bus)
 
 FreedesktopNotifications::~FreedesktopNotifications() = default;
 
-void FreedesktopNotifications::show(const QUuid &tag, const QString &title, const QString &body)
+void FreedesktopNotifications::show(const QUuid &tag, const Notification &notification)
 {
     if (!m_server)
         return;
-    m_entries[tag].wanted = Note{title, body};
+    m_entries[tag].wanted = notification;
     send(tag);
+}
+
+void FreedesktopNotifications::update(const QUuid &tag, const Notification &notification)
+{
+    const auto entry = m_entries.constFind(tag);
+    if (entry != m_entries.cend() && entry->wanted)
+        show(tag, notification);
 }
 
 void FreedesktopNotifications::withdraw(const QUuid &tag)
@@ -55,11 +91,7 @@ void FreedesktopNotifications::connectServer()
                 if (tagOf(id))
                     Q_EMIT activationTokenProvided(token.toUtf8());
             });
-    connect(m_server.get(), &NotificationServer::ActionInvoked, this, [this](quint32 id) {
-        const std::optional<QUuid> tag = tagOf(id);
-        if (tag && m_activated)
-            m_activated(*tag);
-    });
+    connect(m_server.get(), &NotificationServer::ActionInvoked, this, &FreedesktopNotifications::answer);
     const auto *names =
         new QDBusServiceWatcher(name, m_bus, QDBusServiceWatcher::WatchForUnregistration, m_server.get());
     connect(names, &QDBusServiceWatcher::serviceUnregistered, this, &FreedesktopNotifications::forgetServer);
@@ -117,14 +149,27 @@ void FreedesktopNotifications::send(const QUuid &tag)
         return askCapabilities();
     const bool hasMarkup = m_capabilities->contains(u"body-markup"_s);
     const bool hasActions = m_capabilities->contains(u"actions"_s);
+    entry.sent = *entry.wanted;
+    const auto &[title, body, clicked, buttons] = entry.sent;
     // A label would make xfce4-notifyd 0.7 show a button for the default action too.
-    const QStringList actions{u"default"_s, QString(), u"log"_s, u"Log…"_s};
-    const auto &[title, body] = *(entry.sent = entry.wanted);
-    entry.call =
-        watch(m_server->Notify(u"Morvanel"_s, entry.id, programId, title,
-                               hasMarkup ? body.toHtmlEscaped() : body, hasActions ? actions : QStringList(),
-                               {{u"desktop-entry"_s, programId}}, serversOwnTime),
-              [this, tag](QDBusPendingCallWatcher *call) { finishSending(tag, call); });
+    QStringList actions{u"default"_s, QString()};
+    for (const Notification::Button &button : buttons)
+        actions += {button.key, button.label};
+    entry.call = watch(m_server->Notify(u"Morvanel"_s, entry.id, programId, title,
+                                        hasMarkup ? body.toHtmlEscaped() : body,
+                                        hasActions ? actions : QStringList(), hints(), serversOwnTime),
+                       [this, tag](QDBusPendingCallWatcher *call) { finishSending(tag, call); });
+}
+
+QVariantMap FreedesktopNotifications::hints() const
+{
+    QVariantMap hints{{u"desktop-entry"_s, programId}};
+    const QString desktopFile = programId + u".desktop"_s;
+    if (QStandardPaths::locate(QStandardPaths::ApplicationsLocation, desktopFile).isEmpty()) {
+        const ImageData picture{m_icon().convertToFormat(QImage::Format_RGBA8888)};
+        hints[u"image-data"_s] = QVariant::fromValue(picture);
+    }
+    return hints;
 }
 
 void FreedesktopNotifications::finishSending(const QUuid &tag, QDBusPendingCallWatcher *call)
@@ -139,7 +184,7 @@ void FreedesktopNotifications::finishSending(const QUuid &tag, QDBusPendingCallW
     }
     entry->call = nullptr;
     entry->id = reply.value();
-    if (entry->wanted != entry->sent)
+    if (!entry->wanted || !entry->wanted->looksLike(entry->sent))
         send(tag);
 }
 
@@ -152,6 +197,20 @@ void FreedesktopNotifications::forget(quint32 id)
         m_entries[*tag].id = 0;
     else
         m_entries.remove(*tag);
+}
+
+void FreedesktopNotifications::answer(quint32 id, const QString &key)
+{
+    const std::optional<QUuid> tag = tagOf(id);
+    if (!tag)
+        return;
+    const Notification asked = m_entries[*tag].sent; // a copy: its entry may go meanwhile
+    if (key == "default"_L1 && asked.clicked)
+        asked.clicked();
+    for (const Notification::Button &button : asked.buttons) {
+        if (button.key == key)
+            button.pressed();
+    }
 }
 
 std::optional<QUuid> FreedesktopNotifications::tagOf(quint32 id) const

@@ -7,9 +7,12 @@
 
 #include <QDBusConnection>
 #include <QHash>
+#include <QImage>
 #include <QObject>
 #include <QStringList>
+#include <QVariantMap>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -24,32 +27,24 @@ class FreedesktopNotifications : public QObject, public Notifications
     Q_OBJECT
 
 public:
-    explicit FreedesktopNotifications(const QDBusConnection &bus);
+    /// `icon` draws the program's icon. It is sent along while the program is not installed, when the desktop
+    /// has none of that name.
+    FreedesktopNotifications(const QDBusConnection &bus, std::function<QImage()> icon);
     ~FreedesktopNotifications() override;
 
-    void show(const QUuid &tag, const QString &title, const QString &body) override;
+    void show(const QUuid &tag, const Notification &notification) override;
+    void update(const QUuid &tag, const Notification &notification) override;
     void withdraw(const QUuid &tag) override;
-    void setActivated(std::function<void(const QUuid &tag)> activated) override
-    {
-        m_activated = std::move(activated);
-    }
 
 Q_SIGNALS:
     /// Sent with the xdg-activation token of a click, just before the click itself is told.
     void activationTokenProvided(const QByteArray &token);
 
 private:
-    struct Note
-    {
-        QString title;
-        QString body;
-
-        bool operator==(const Note &) const = default;
-    };
     struct Entry
     {
-        std::optional<Note> wanted;
-        std::optional<Note> sent;
+        std::optional<Notification> wanted;
+        Notification sent;
         QDBusPendingCallWatcher *call = nullptr; ///< to `Notify`, not answered yet
         quint32 id = 0;                          ///< at the server; 0 for none
     };
@@ -60,14 +55,16 @@ private:
     void send(const QUuid &tag);
     void finishSending(const QUuid &tag, QDBusPendingCallWatcher *call);
     void forget(quint32 id);
+    void answer(quint32 id, const QString &key);
+    QVariantMap hints() const;
     std::optional<QUuid> tagOf(quint32 id) const;
     QDBusPendingCallWatcher *watch(const QDBusPendingCall &call,
                                    std::function<void(QDBusPendingCallWatcher *call)> finished);
 
     QDBusConnection m_bus;
+    std::function<QImage()> m_icon;
     std::unique_ptr<NotificationServer> m_server;
     QDBusPendingCallWatcher *m_question = nullptr; ///< to `GetCapabilities`, not answered yet
     std::optional<QStringList> m_capabilities;
     QHash<QUuid, Entry> m_entries;
-    std::function<void(const QUuid &tag)> m_activated;
 };

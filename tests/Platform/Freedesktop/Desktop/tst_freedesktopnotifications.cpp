@@ -3,6 +3,7 @@
 
 #include "FreedesktopNotifications.h"
 
+#include <QDBusArgument>
 #include <QDBusMessage>
 #include <QSignalSpy>
 #include <QTest>
@@ -39,7 +40,9 @@ public Q_SLOTS:
                 const QString &body, const QStringList &actions, const QVariantMap &hints, int timeout)
     {
         const QStringList always{u"Morvanel"_s, u"com.ardentwick.Morvanel"_s, u"com.ardentwick.Morvanel"_s};
-        if (timeout == -1 && QStringList{name, icon, hints.value(u"desktop-entry"_s).toString()} == always)
+        const auto picture = hints.value(u"image-data"_s).value<QDBusArgument>();
+        if (timeout == -1 && picture.currentSignature() == "(iiibiiay)"_L1 &&
+            QStringList{name, icon, hints.value(u"desktop-entry"_s).toString()} == always)
             journal += u"%1 %2: %3 "_s.arg(replaced).arg(summary, body) + actions.join(u'|');
         return replaced ? replaced : ++m_lastId;
     }
@@ -65,35 +68,41 @@ class TestFreedesktopNotifications : public QObject
     const QUuid a = QUuid::createUuid();
     const QUuid b = QUuid::createUuid();
     const QString m_buttons = u" default||log|Log…"_s;
+    const Notification::Button m_log{u"log"_s, u"Log…"_s, [] {}};
+    const std::function<QImage()> icon = [] { return QImage(3, 2, QImage::Format_RGB32); };
 
 private Q_SLOTS:
+    void initTestCase() { qputenv("XDG_DATA_DIRS", "/nowhere"); } // the program counts as not installed
+
     void showsReplacesAndWithdraws()
     {
         FakeServer server({u"body-markup"_s, u"actions"_s});
-        FreedesktopNotifications notifications(QDBusConnection::sessionBus());
-        notifications.show(a, u"t"_s, u"first"_s);
-        notifications.show(a, u"1 < 2"_s, u"x & <y>"_s);
+        FreedesktopNotifications notifications(QDBusConnection::sessionBus(), icon);
+        notifications.show(a, {u"t"_s, u"first"_s, {}, {m_log}});
+        notifications.show(a, {u"1 < 2"_s, u"x & <y>"_s, {}, {m_log}});
         QTRY_COMPARE(server.journal, (QStringList{u"asked"_s, u"0 1 < 2: x &amp; &lt;y&gt;"_s + m_buttons}));
 
-        notifications.show(a, u"t"_s, u"second"_s); // while the first one's id may be on its way
-        notifications.show(a, u"t"_s, u"third"_s);
+        notifications.show(a,
+                           {u"t"_s, u"second"_s, {}, {m_log}}); // while the first one's id may be on its way
+        notifications.show(a, {u"t"_s, u"third"_s, {}, {m_log}});
         QTRY_COMPARE(server.journal.last(), u"7 t: third"_s + m_buttons);
-        notifications.show(b, u"t"_s, u"other"_s);
+        notifications.show(b, {u"t"_s, u"other"_s, {}, {m_log}});
         QTRY_COMPARE(server.journal.last(), u"0 t: other"_s + m_buttons);
         notifications.withdraw(a);
         QTRY_COMPARE(server.journal.last(), u"close 7"_s);
         server.journal.clear();
-        notifications.show(a, u"t"_s, u"short"_s);
+        notifications.show(a, {u"t"_s, u"short"_s, {}, {m_log}});
         notifications.withdraw(a);
         QTRY_COMPARE(server.journal, (QStringList{u"0 t: short"_s + m_buttons, u"close 9"_s}));
 
         Q_EMIT server.NotificationClosed(8, 2);
-        notifications.show(a, u"t"_s, u"end"_s);
+        notifications.show(a, {u"t"_s, u"end"_s, {}, {m_log}});
         QTRY_COMPARE(server.journal.last(), u"0 t: end"_s + m_buttons);
-        notifications.show(a, u"t"_s, u"again"_s);
+        notifications.show(a, {u"t"_s, u"again"_s, {}, {m_log}});
         Q_EMIT server.NotificationClosed(10, 2); // too late for the one that replaces it
         QTRY_COMPARE(server.journal.last(), u"10 t: again"_s + m_buttons);
         notifications.withdraw(b); // was closed by the user
+        notifications.update(b, {u"t"_s, u"stays closed"_s});
         notifications.withdraw(QUuid::createUuid());
         notifications.withdraw(a);
         QTRY_COMPARE(server.journal.mid(4), QStringList{u"close 10"_s});
@@ -102,30 +111,32 @@ private Q_SLOTS:
     void aClickIsToldWithItsToken()
     {
         FakeServer server({u"actions"_s});
-        FreedesktopNotifications notifications(QDBusConnection::sessionBus());
+        FreedesktopNotifications notifications(QDBusConnection::sessionBus(), icon);
         QStringList told;
-        notifications.setActivated([&](const QUuid &tag) { told += tag.toString(); });
         connect(&notifications, &FreedesktopNotifications::activationTokenProvided, this,
                 [&](const QByteArray &token) { told += QString::fromLatin1(token); });
-        notifications.show(b, u"t"_s, u"x"_s);
+        const auto tell = [&](const QString &text) { return [&told, text] { told += text; }; };
+        notifications.show(b, {u"t"_s, u"x"_s, tell(u"other"_s)});
         QTRY_COMPARE(server.journal.size(), 2);
-        notifications.show(a, u"t"_s, u"<b>"_s);
+        notifications.show(a,
+                           {u"t"_s, u"<b>"_s, tell(u"clicked"_s), {{u"log"_s, u"Log…"_s, tell(u"log"_s)}}});
         QTRY_COMPARE(server.journal.last(), u"0 t: <b>"_s + m_buttons);
         for (const auto &[id, token] : {std::pair(99U, u"stranger's"_s), std::pair(8U, u"token"_s)}) {
             Q_EMIT server.ActivationToken(id, token);
             Q_EMIT server.ActionInvoked(id, u"default"_s);
+            Q_EMIT server.ActionInvoked(id, u"log"_s);
         }
-        QTRY_COMPARE(told, (QStringList{u"token"_s, a.toString()}));
+        QTRY_COMPARE(told, (QStringList{u"token"_s, u"clicked"_s, u"log"_s}));
     }
 
     void serversComeAndGo()
     {
-        FreedesktopNotifications notifications(QDBusConnection::sessionBus());
+        FreedesktopNotifications notifications(QDBusConnection::sessionBus(), icon);
         for (const auto &[capability, shown] : {std::pair(u"actions"_s, u"0 t: <"_s + m_buttons),
                                                 std::pair(u"body-markup"_s, u"0 t: &lt; "_s)}) {
             QTest::qWait(100); // the program hears that the last one is gone
             FakeServer server({capability});
-            notifications.show(a, u"t"_s, u"<"_s);
+            notifications.show(a, {u"t"_s, u"<"_s, {}, {m_log}});
             QTRY_COMPARE(server.journal, (QStringList{u"asked"_s, shown}));
         }
         notifications.withdraw(a);
