@@ -145,6 +145,9 @@ class Session:
         self.environment["DISPLAY"] = ":" + os.fsdecode(server.stdout.readline()).strip()
         self._write_settings()
         self.run("xsetroot", "-solid", self.ground)
+        self._start_window_manager()
+
+    def _start_window_manager(self):
         self.spawn("openbox", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         wait_for(lambda: "window id" in self.run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"),
                  "the window manager runs")

@@ -89,6 +89,12 @@ install_packages() {
     step "Installing" as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends $missing
 }
 
+# The mirror that this machine's apt uses.
+mirror() {
+    found=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' | grep '/debian/*$' | head -n 1)
+    printf '%s\n' "${found:-http://deb.debian.org/debian}"
+}
+
 # On a distribution without apt nothing is installed; what the kind needs is looked for and what lacks is named.
 check_tools() {
     lacking=

@@ -1,0 +1,13 @@
+# SPDX-FileCopyrightText: 2026 The Morvanel authors
+# SPDX-License-Identifier: MIT
+
+"""What is known not to work and stays so: each row says where, at which step of the walk, and why."""
+
+# Desktop, kind of walk (empty for every kind), step, reason
+LIMITS = ()
+
+
+def reason(desktop, kind, step):
+    """Why that step fails there; empty where it is to succeed."""
+    return next((why for where, when, what, why in LIMITS
+                 if (where, what) == (desktop, step) and when in ("", kind)), "")

@@ -1,0 +1,71 @@
+#!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Morvanel authors
+# SPDX-License-Identifier: MIT
+
+"""Writes the tables of docs/desktops.md from the last walks: report.py RELEASE RESULTS DOCUMENT STAMP
+
+A row of a desktop that was not walked this time stays as it is. The table stands between two marks, so that nobody
+claims more by hand.
+"""
+
+import json
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+from limits import reason
+from shells import DESKTOPS
+from walk import KINDS
+
+BEGIN, END = "<!-- scripts/desktops begins -->\n", "<!-- scripts/desktops ends -->\n"
+HEAD = ("| Debian | Desktop | Display | Not installed, light | Installed, dark | Scale 2 | Not passed | Tried |\n"
+        "| --- | --- | --- | --- | --- | --- | --- | --- |\n")
+
+
+def version(package):
+    text = subprocess.run(["dpkg-query", "-W", "-f", "${Version}", package], stdout=subprocess.PIPE, text=True,
+                          check=False).stdout
+    return re.match(r"(?:\d+:)?(\d+(?:\.\d+)?)?", text)[1] or ""
+
+
+def row(release, name, results, stamp):
+    """The table's row of a desktop, or None where no walk was made."""
+    desktop, cells, missed = DESKTOPS[name], [], []
+    for kind in KINDS:
+        file = results / name / kind / "outcomes.json"
+        if not file.exists():
+            cells.append("")
+            continue
+        outcomes = json.loads(file.read_text())
+        passed = sum(not failure for failure in outcomes.values())
+        cells.append(f"{passed} of {len(outcomes)}")
+        for step, failure in outcomes.items():
+            if failure and (step, reason(name, kind, step)) not in missed:
+                missed.append((step, reason(name, kind, step)))
+    if not any(cells):
+        return None
+    told = "; ".join(f"{step}: {why}" if why else f"**{step}**" for step, why in missed)
+    return f"| {release} | {desktop.title} {version(desktop.package)} | {desktop.display} | {' | '.join(cells)} | {told} | {stamp} |\n"
+
+
+def key(line):
+    """Debian's release, the desktop without its version and the display."""
+    return tuple(re.sub(r" [\d.]+$", "", cell) for cell in line.split(" | ")[:3])
+
+
+def main():
+    release, results, document, stamp = sys.argv[1], Path(sys.argv[2]), Path(sys.argv[3]), sys.argv[4]
+    text = document.read_text()
+    before, rest = text.split(BEGIN)
+    table, after = rest.split(END)
+    rows = {key(line): line + "\n" for line in table.splitlines()[2:] if line.startswith("| ")}
+    for name in DESKTOPS:
+        line = row(release, name, results, stamp)
+        if line:
+            rows[key(line)] = line
+    document.write_text(before + BEGIN + HEAD + "".join(rows.values()) + END + after)
+
+
+if __name__ == "__main__":
+    main()
