@@ -2,23 +2,35 @@
 # SPDX-FileCopyrightText: 2026 The Morvanel authors
 # SPDX-License-Identifier: MIT
 
-"""A token's way into each keyring and out again: keyrings.py PROGRAM CLOUDFLARED FOLDER KEYRING KIND
+"""A token's way into a keyring and out again: keyrings.py PROGRAM CLOUDFLARED FOLDER KEYRING KIND
 
-On the Xfce desktop: a tunnel is added in Settings, the program is started anew and the tunnel is started. Where the
-keyring is locked, its question for the password is answered.
+On the Xfce desktop: a tunnel is added in Settings, the program is started anew and its tunnel connects. Of the keyrings
+that are locked then, the question for the password is answered.
 """
 
 import base64
+import json
 import os
+import shutil
 import socket
 import subprocess
+import sys
 import uuid
+from pathlib import Path
 
 from accessibility import find, take_keyboard_to
-from session import tunnel, wait_for
+from session import SERVICE, Session, wait_for
 from shells import DESKTOPS, Shell
-from walk import FIRST, SETTINGS, Walk
+from sight import differs, patches, read
+from walk import FAILURES, FIRST, SETTINGS, Walk
 
+KEYRINGS = {  # title and the package whose version is told
+    "gnome-keyring": ("GNOME Keyring", "gnome-keyring"),
+    "gnome-keyring-locked": ("GNOME Keyring, locked", "gnome-keyring"),
+    "kwallet": ("KWallet", "kwalletmanager"),
+    "keepassxc": ("KeePassXC", "keepassxc"),
+    "keepassxc-locked": ("KeePassXC, locked", "keepassxc"),
+}
 PASSWORD = "password"
 GROUP = uuid.uuid4()
 DATABASE = f"""<?xml version="1.0" encoding="UTF-8"?>
@@ -26,30 +38,143 @@ DATABASE = f"""<?xml version="1.0" encoding="UTF-8"?>
 <Value>{{{GROUP}}}</Value></Item></CustomData></Meta>
 <Root><Group><UUID>{base64.b64encode(GROUP.bytes).decode()}</UUID><Name>Root</Name></Group></Root></KeePassFile>
 """
+KEEPASSXC = """[General]
+ConfigVersion=2
+UpdateCheckMessageShown=true
+[GUI]
+CheckForUpdates=false
+[FdoSecrets]
+Enabled=true
+ConfirmAccessItem=false
+"""
 
 
 class KeyringShell(Shell):
-    """Xfce with a keyring of another kind; `is_locked` from its next start on."""
+    """Xfce with a keyring that is told by its name."""
 
     def __init__(self, keyring):
-        self.keyring_name = keyring
-        self.is_locked = False
+        self.keyring = keyring.removesuffix("-locked")
+        self.service = None
         super().__init__(DESKTOPS["xfce"])
+        self.start_service()
 
     def start_keyring(self):
+        """Nothing yet: most keyrings have windows, so they start after the desktop."""
+
+    def start_service(self, is_locked=False):
         start = {"gnome-keyring": self._start_gnome, "kwallet": self._start_kwallet, "keepassxc": self._start_keepassxc}
-        start[self.keyring_name]()
-        wait_for(lambda: self.owner("org.freedesktop.secrets"), f"{self.keyring_name} is on the bus")
+        self.service = start[self.keyring](is_locked)
+        wait_for(lambda: self.owner("org.freedesktop.secrets"), f"{self.keyring} is on the bus")
 
-    def _start_gnome(self):
-        super().start_keyring()
+    def lock(self):
+        """Ends the keyring and starts it anew without the password."""
+        self.service.terminate()
+        self.service.wait()
+        self.start_service(is_locked=True)
 
-    def _start_kwallet(self):
-        """As PAM starts it at login: the password's hash through a pipe, the environment through a socket."""
-        program = next(name for name in ("kwalletd6", "kwalletd5") if shutil_which(name))
+    def _start_gnome(self, is_locked):
+        if not is_locked:
+            Session.start_keyring(self)
+            return self.started[-1]
+        return self.start("gnome-keyring-daemon", "--components=secrets", "--foreground")
+
+    def _start_kwallet(self, _):
+        """As PAM starts it at login: the password's hash comes through a pipe, the environment through a socket."""
+        program = shutil.which("kwalletd6") or shutil.which("kwalletd5")
+        folder = self.home / ".local/share/kwalletd"
+        folder.mkdir(parents=True)
+        (folder / "kdewallet.salt").write_bytes(bytes(56))
         reader, writer = os.pipe()
         os.write(writer, bytes(range(56)))
-        login = socket.socket(socket.AF_UNIX)
-        login.bind(str(self.home / "login"))
-        login.listen()
-        self.start(program, "--pam-login", str(reader), str(login.fileno()))
+        with socket.socket(socket.AF_UNIX) as login, socket.socket(socket.AF_UNIX) as session:
+            login.bind(str(self.home / "login"))
+            login.listen()
+            service = self.spawn(program, "--pam-login", str(reader), str(login.fileno()),
+                                 pass_fds=(reader, login.fileno()), stderr=subprocess.DEVNULL)
+            session.connect(str(self.home / "login"))
+            session.sendall("".join(f"{name}={value}\n" for name, value in self.environment.items()).encode())
+        os.close(reader)
+        os.close(writer)
+        return service
+
+    def _start_keepassxc(self, is_locked):
+        database = self.home / "walk.kdbx"
+        if not database.exists():
+            (self.home / "walk.xml").write_text(DATABASE)
+            self.run("keepassxc-cli", "import", "--set-password", str(self.home / "walk.xml"), str(database),
+                     input=f"{PASSWORD}\n{PASSWORD}\n".encode())
+            self.write("keepassxc/keepassxc.ini", KEEPASSXC)
+        if is_locked:
+            return self.start("keepassxc", str(database))
+        service = self.spawn("keepassxc", "--pw-stdin", str(database), stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        service.stdin.write(PASSWORD.encode() + b"\n")
+        service.stdin.close()
+        return service
+
+
+def store(walk):
+    """Adds a tunnel that starts at launch, in Settings and by keyboard."""
+    walk.launch([])
+    with walk.step("token stored"):
+        walk.wait_for_active(SETTINGS)
+
+        def field(role, name):
+            window = walk.accessibility.windows(walk.program.pid)[SETTINGS]
+            return wait_for(lambda: find(window, role, name), f"{role} {name} is shown")
+        take_keyboard_to(field("check box", "Start this tunnel when the app opens"))
+        walk.sight.key("space")
+        for role, name, text in (("text", "Name", FIRST), ("password text", "Token", "eyJwalk.scenario.connected")):
+            take_keyboard_to(field(role, name))
+            walk.sight.type(text)
+        walk.sight.key("Return")
+        wait_for(lambda: walk.shell.preferences.exists() and walk.shell.read_preferences().get("tunnels"), "it is kept")
+        wait_for(lambda: has_token(walk.shell), "the keyring has the token", 20)
+    walk.quit()
+
+
+def has_token(shell):
+    found = shell.run("secret-tool", "search", "--all", "service", SERVICE, check=False, timeout=20)
+    return "eyJwalk" in found
+
+
+def load(walk, is_locked):
+    """Starts the program anew: its tunnel connects, after the password where it is asked for."""
+    if is_locked:
+        walk.shell.lock()
+    before = walk.sight.still_picture()
+    walk.run_program()
+    if is_locked:
+        with walk.step("password asked"):
+            def asks():
+                picture = walk.sight.still_picture(3)
+                return any("nlock" in line.text or "assword" in line.text for box in patches(differs(before, picture))
+                           for line in read(picture, box))
+            wait_for(asks, "the keyring asks for its password", 20)
+            walk.sight.type(PASSWORD)
+            walk.sight.key("Return")
+    with walk.step("tunnel started"):
+        walk.program.wait_for_children(1)
+        walk.wait_for_connected(1)
+    walk.quit()
+
+
+def main():
+    program, cloudflared, folder = map(Path, sys.argv[1:4])
+    keyring = sys.argv[4]
+    folder.mkdir(parents=True, exist_ok=True)
+    outcomes = {}
+    try:
+        with KeyringShell(keyring) as shell:
+            walk = Walk(shell, program, cloudflared, folder)
+            store(walk)
+            load(walk, keyring.endswith("-locked"))
+            outcomes = walk.outcomes
+    except FAILURES as error:
+        outcomes["desktop"] = str(error)
+        print(f"    desktop: FAILED: {error}")
+    (folder / "outcomes.json").write_text(json.dumps(outcomes, indent=1))
+    sys.exit(any(outcomes.values()))
+
+
+if __name__ == "__main__":
+    main()

@@ -14,6 +14,7 @@ import subprocess
 import sys
 from pathlib import Path
 
+from keyrings import KEYRINGS
 from limits import reason
 from shells import DESKTOPS
 from walk import KINDS
@@ -30,8 +31,12 @@ def version(package):
 
 
 def row(release, name, results, stamp):
-    """The table's row of a desktop, or None where no walk was made."""
-    desktop, cells, missed = DESKTOPS[name], [], []
+    """The table's row of a desktop or a keyring, or None where no walk was made."""
+    if name in DESKTOPS:
+        title, package, display = DESKTOPS[name].title, DESKTOPS[name].package, DESKTOPS[name].display
+    else:
+        title, package, display = *KEYRINGS[name], "X11"
+    cells, missed = [], []
     for kind in KINDS:
         file = results / name / kind / "outcomes.json"
         if not file.exists():
@@ -46,7 +51,7 @@ def row(release, name, results, stamp):
     if not any(cells):
         return None
     told = "; ".join(f"{step}: {why}" if why else f"**{step}**" for step, why in missed)
-    return f"| {release} | {desktop.title} {version(desktop.package)} | {desktop.display} | {' | '.join(cells)} | {told} | {stamp} |\n"
+    return f"| {release} | {title} {version(package)} | {display} | {' | '.join(cells)} | {told} | {stamp} |\n"
 
 
 def key(line):
@@ -60,7 +65,7 @@ def main():
     before, rest = text.split(BEGIN)
     table, after = rest.split(END)
     rows = {key(line): line + "\n" for line in table.splitlines()[2:] if line.startswith("| ")}
-    for name in DESKTOPS:
+    for name in (*DESKTOPS, *KEYRINGS):
         line = row(release, name, results, stamp)
         if line:
             rows[key(line)] = line

@@ -76,12 +76,15 @@ class Walk:
     def save(self, name, pixels):
         Image.fromarray(pixels).save(self.folder / f"{name.replace(' ', '-')}.png")
 
-    def launch(self, tunnels=None, **preferences):
+    def launch(self, tunnels=None):
         """Starts the program, for the first time or with these tunnels and no window."""
         if tunnels is None:
             self.shell.preferences.unlink(missing_ok=True)
         else:
-            self.shell.configure(tunnels, self.cloudflared, showsInDock=False, **preferences)
+            self.shell.configure(tunnels, self.cloudflared, showsInDock=False)
+        self.run_program()
+
+    def run_program(self):
         self.program = Program(self.shell, self.path, {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1", "MORVANEL_SPEED": "10"})
 
     def quit(self):
@@ -294,8 +297,10 @@ def walk(shell, name, kind, arguments):
 def main():
     program, cloudflared, folder = map(Path, sys.argv[1:4])
     name, kind = sys.argv[4:]
-    folder.mkdir(parents=True, exist_ok=True)
     is_dark, scale = KINDS[kind]
+    if scale > 1 and not DESKTOPS[name].scales:
+        return
+    folder.mkdir(parents=True, exist_ok=True)
     outcomes = {}
     try:
         with Shell(DESKTOPS[name], is_dark, scale) as shell:
