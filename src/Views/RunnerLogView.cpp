@@ -65,7 +65,6 @@ public:
     void setPalette(const QPalette &palette)
     {
         m_palette = palette;
-        m_palette.setColor(QPalette::Window, palette.color(QPalette::Base));
         rehighlight();
     }
 
@@ -74,7 +73,7 @@ protected:
     {
         const ColorRole role = OutputLine::color(line);
         if (role != ColorRole::None)
-            setFormat(0, int(line.size()), SymbolDrawing::color(role, m_palette));
+            setFormat(0, int(line.size()), SymbolDrawing::color(role, m_palette, QPalette::Base));
     }
 
 private:

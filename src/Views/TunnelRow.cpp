@@ -21,7 +21,6 @@ constexpr int partSpacing = 8;
 constexpr int lineSpacing = 1;
 constexpr int rowPadding = 2;
 constexpr int sidePadding = 6;
-constexpr float secondaryOpacity = 0.85F;
 constexpr float stoppedOpacity = 0.4F;
 
 QColor withOpacity(QColor color, float opacity)
@@ -40,15 +39,12 @@ void drawLine(QPainter *painter, const QRect &rect, const QFont &font, const QCo
                       QFontMetrics(font).elidedText(Text::oneLine(text), Qt::ElideRight, rect.width()));
 }
 
-/// Returns a shade with a contrast of at least 3:1 to the ground of lists, but a faint one for a stopped
-/// tunnel.
+/// Returns the shade on the ground of lists, a faint one for a stopped tunnel.
 QColor dotColor(const TunnelState &state, const QPalette &palette)
 {
     if (state.colorRole() == ColorRole::TertiaryLabel)
         return withOpacity(palette.color(QPalette::PlaceholderText), stoppedOpacity);
-    QPalette onGround;
-    onGround.setColor(QPalette::Window, palette.color(QPalette::Base));
-    return SymbolDrawing::color(state.colorRole(), onGround);
+    return SymbolDrawing::color(state.colorRole(), palette, QPalette::Base);
 }
 
 } // namespace
@@ -91,8 +87,8 @@ void TunnelRow::paint(QPainter *painter, const QStyleOptionViewItem &option, con
 
     const bool isSelected = shown.state.testFlag(QStyle::State_Selected);
     const QColor text = shown.palette.color(isSelected ? QPalette::HighlightedText : QPalette::Text);
-    const QColor secondary =
-        isSelected ? withOpacity(text, secondaryOpacity) : shown.palette.color(QPalette::PlaceholderText);
+    const QColor secondary = SymbolDrawing::color(ColorRole::SecondaryLabel, shown.palette,
+                                                  isSelected ? QPalette::Highlight : QPalette::Base);
     const Parts parts = partsOf(shown, index);
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);

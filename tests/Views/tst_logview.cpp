@@ -114,7 +114,7 @@ private Q_SLOTS:
             view->setPalette(palette);
             for (int i = 0; i < rows.size(); ++i) {
                 const ColorRole role = rows[i].second;
-                const QBrush color(SymbolDrawing::color(role, palette));
+                const QBrush color(SymbolDrawing::color(role, palette, QPalette::Base));
                 QCOMPARE(block(i).layout()->formats().value(0).format.foreground(),
                          role == ColorRole::None ? QBrush() : color);
             }

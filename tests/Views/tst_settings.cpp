@@ -114,7 +114,7 @@ class TestSettings : public QObject
         const QList<std::pair<ColorRole, QString>> names{
             {ColorRole::Green, u"green"_s}, {ColorRole::Orange, u"orange"_s}, {ColorRole::Red, u"red"_s}};
         for (const auto &[role, name] : names) {
-            if (color == SymbolDrawing::color(role, list->palette()))
+            if (color == SymbolDrawing::color(role, list->palette(), QPalette::Base))
                 return name;
         }
         return color == colorAt(row, 5) ? u"none"_s : u"grey"_s;

@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double readableContrast = 3;
+constexpr double readableContrast = 4.5; // of small text, as WCAG 2 has it
 constexpr qreal disabledOpacity = 0.4;
 
 /// Draws one symbol as vectors, whatever the size and scale it is asked for.
@@ -72,29 +72,55 @@ double luminance(const QColor &color)
     return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
 }
 
+/// Returns a colour between two, as a screen shows it: in 8 bits a channel.
 QColor mixed(const QColor &color, const QColor &other, float part)
 {
     const auto channel = [part](float from, float to) { return from + (to - from) * part; };
     return QColor::fromRgbF(channel(color.redF(), other.redF()), channel(color.greenF(), other.greenF()),
-                            channel(color.blueF(), other.blueF()));
+                            channel(color.blueF(), other.blueF()))
+        .rgb();
 }
 
-bool isDark(const QColor &ground)
+/// Returns the one of black and white that stands out more from the ground.
+QColor strongest(const QPalette &palette, QPalette::ColorRole ground)
 {
-    return SymbolDrawing::contrast(Qt::white, ground) > SymbolDrawing::contrast(Qt::black, ground);
+    const auto contrast = [&](const QColor &color) {
+        return SymbolDrawing::contrast(color, palette, ground);
+    };
+    return contrast(Qt::white) > contrast(Qt::black) ? Qt::white : Qt::black;
 }
 
-/// Returns the shade, moved towards black or white until it can be told from the ground.
-QColor readable(const QColor &shade, const QColor &ground)
+/// Returns the shade for a light or a dark ground, moved towards black or white until it can be read.
+QColor readable(QRgb onLight, QRgb onDark, const QPalette &palette, QPalette::ColorRole ground)
 {
-    const QColor limit = isDark(ground) ? Qt::white : Qt::black;
+    const QColor limit = strongest(palette, ground);
     constexpr int steps = 20;
     for (int step = 0; step < steps; ++step) {
-        const QColor candidate = mixed(shade, limit, static_cast<float>(step) / steps);
-        if (SymbolDrawing::contrast(candidate, ground) >= readableContrast)
-            return candidate;
+        const QColor shade = mixed(limit == Qt::white ? onDark : onLight, limit, float(step) / steps);
+        if (SymbolDrawing::contrast(shade, palette, ground) >= readableContrast)
+            return shade;
     }
     return limit;
+}
+
+/// Returns the text colour at no more opacity than it needs to be read.
+QColor dimmed(const QColor &text, const QPalette &palette, QPalette::ColorRole ground)
+{
+    constexpr int steps = 20;
+    QColor color = text;
+    for (int step = steps / 2; step <= steps; ++step) {
+        color.setAlphaF(float(step) / steps);
+        if (SymbolDrawing::contrast(color, palette, ground) >= readableContrast)
+            return color;
+    }
+    return strongest(palette, ground);
+}
+
+QPalette::ColorRole textOn(QPalette::ColorRole ground)
+{
+    if (ground == QPalette::Base)
+        return QPalette::Text;
+    return ground == QPalette::Highlight ? QPalette::HighlightedText : QPalette::WindowText;
 }
 
 } // namespace
@@ -130,24 +156,21 @@ QImage image(const QString &symbolName, int pixels, const QColor &color)
     return image;
 }
 
-QColor color(ColorRole role, const QPalette &palette)
+QColor color(ColorRole role, const QPalette &palette, QPalette::ColorRole ground)
 {
-    const QColor ground = palette.color(QPalette::Window);
-    const QColor text = palette.color(QPalette::WindowText);
-    const auto shade = [&ground](QRgb onLight, QRgb onDark) {
-        return readable(isDark(ground) ? onDark : onLight, ground);
-    };
+    const QColor text = palette.color(textOn(ground));
     switch (role) {
     case ColorRole::Green:
-        return shade(0x1f8a3b, 0x3fc46a);
+        return readable(0x1f8a3b, 0x3fc46a, palette, ground);
     case ColorRole::Orange:
-        return shade(0xb85c00, 0xf5a040);
+        return readable(0xb85c00, 0xf5a040, palette, ground);
     case ColorRole::Red:
-        return shade(0xc9302c, 0xff7b72);
+        return readable(0xc9302c, 0xff7b72, palette, ground);
     case ColorRole::SecondaryLabel:
-        return palette.color(QPalette::PlaceholderText);
+        return ground == QPalette::Highlight ? dimmed(text, palette, ground)
+                                             : palette.color(QPalette::PlaceholderText);
     case ColorRole::TertiaryLabel:
-        return mixed(text, ground, 0.5F);
+        return mixed(text, palette.color(ground), 0.5F);
     case ColorRole::None:
         break;
     }
@@ -175,6 +198,17 @@ double contrast(const QColor &one, const QColor &other)
 {
     const auto [darker, lighter] = std::minmax({luminance(one), luminance(other)});
     return (lighter + 0.05) / (darker + 0.05);
+}
+
+double contrast(const QColor &color, const QPalette &palette, QPalette::ColorRole ground)
+{
+    const auto contrastTo = [&color](const QColor &under) {
+        return contrast(mixed(under, color, color.alphaF()), under);
+    };
+    constexpr int pageOfTabs = 150; // in percent of the window's lightness
+    const QColor under = palette.color(ground);
+    return ground == QPalette::Window ? std::min(contrastTo(under), contrastTo(under.lighter(pageOfTabs)))
+                                      : contrastTo(under);
 }
 
 } // namespace SymbolDrawing

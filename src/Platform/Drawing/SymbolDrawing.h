@@ -28,10 +28,12 @@ QIcon icon(const QString &symbolName, const QColor &color);
 /// when there is no symbol of that name.
 QByteArray svg(const QString &symbolName, const QColor &color);
 
-/// Returns the shade for a role on that palette's window background, with a contrast of at least 3:1 for the
-/// three named colours. `None` is the text colour, `SecondaryLabel` the palette's own for secondary text,
-/// `TertiaryLabel` half-way between text and ground.
-QColor color(ColorRole role, const QPalette &palette);
+/// Returns the shade for a role on a palette's ground: `Window`, `Base` or `Highlight`. The three named
+/// colours have a contrast of at least 4.5:1, that of small text, wherever the ground allows one. `None` is
+/// the ground's text colour, `TertiaryLabel` half-way from it to the ground. `SecondaryLabel` is the
+/// palette's own for secondary text; of `Highlight`, for which there is none, the text colour at the lowest
+/// opacity that gives 4.5:1, or black or white where even the whole does not.
+QColor color(ColorRole role, const QPalette &palette, QPalette::ColorRole ground = QPalette::Window);
 
 /// Returns the shade for a role on a ground that is not known, as a panel's: the named colours keep 3:1 on
 /// white and on dark grey; the others are a middle grey.
@@ -39,5 +41,9 @@ QColor colorOnAnyGround(ColorRole role);
 
 /// Returns the contrast of two opaque colours as WCAG 2 defines it, 1 to 21.
 double contrast(const QColor &one, const QColor &other);
+
+/// Returns the contrast of a colour, which may be translucent, to a palette's ground. For `Window` it is the
+/// lower one of two: Qt's own style draws the pages of tabs lighter than the window around them.
+double contrast(const QColor &color, const QPalette &palette, QPalette::ColorRole ground);
 
 } // namespace SymbolDrawing

@@ -88,28 +88,30 @@ private Q_SLOTS:
         QVERIFY(alpha(Qt::black, QIcon::Disabled) < 128);
     }
 
-    void colorsStandOutFromTheGround()
+    void colorsCanBeReadOnTheirGround()
     {
-        constexpr auto contrast = &SymbolDrawing::contrast;
-        QList<QColor> windows{0xfdf6e3, 0x1b2a78, 0x1f8a3b};
-        for (int grey = 0; grey <= 255; grey += 15)
-            windows += QColor(grey, grey, grey);
-        for (const QColor &window : windows) {
-            const QColor text = window.lightness() < 128 ? Qt::white : Qt::black;
-            QPalette palette;
-            palette.setColor(QPalette::Window, window);
-            palette.setColor(QPalette::WindowText, text);
-            const auto shade = [&palette](ColorRole role) { return SymbolDrawing::color(role, palette); };
-            for (const ColorRole role : {ColorRole::Green, ColorRole::Orange, ColorRole::Red})
-                QVERIFY(contrast(shade(role), window) >= 3);
-            QCOMPARE(shade(ColorRole::None), text);
-            const double dimmed = contrast(shade(ColorRole::TertiaryLabel), window);
-            QVERIFY(dimmed < contrast(text, window) && dimmed > 1.2);
+        for (const QColor ground :
+             {0xfdf6e3, 0xefefef, 0xffffff, 0, 0x202020, 0x2a2e32, 0x308cc6, 0x3daee9}) {
+            for (const auto role : {QPalette::Window, QPalette::Base, QPalette::Highlight}) {
+                QPalette palette(0x7f7f7f, 0x7f7f7f);
+                for (const auto text : {QPalette::WindowText, QPalette::Text, QPalette::HighlightedText})
+                    palette.setColor(text, ground.lightness() < 160 ? Qt::white : Qt::black);
+                palette.setColor(role, ground);
+                const auto contrast = [&](ColorRole color) {
+                    return SymbolDrawing::contrast(SymbolDrawing::color(color, palette, role), palette, role);
+                };
+                for (const auto color : {ColorRole::Green, ColorRole::Orange, ColorRole::Red})
+                    QVERIFY2(contrast(color) >= 4.5, qPrintable(ground.name()));
+                QVERIFY2(role != QPalette::Highlight || contrast(ColorRole::SecondaryLabel) >= 4.5,
+                         qPrintable(ground.name()));
+                const double dimmed = contrast(ColorRole::TertiaryLabel);
+                QVERIFY(role == QPalette::Window || (dimmed < contrast(ColorRole::None) && dimmed > 1.2));
+            }
         }
         for (const QColor &panel : {QColor(Qt::white), QColor(0xefeff1), QColor(0x2b2f33)})
             for (const ColorRole role :
                  {ColorRole::None, ColorRole::Green, ColorRole::Orange, ColorRole::Red})
-                QVERIFY(contrast(SymbolDrawing::colorOnAnyGround(role), panel) >= 3);
+                QVERIFY(SymbolDrawing::contrast(SymbolDrawing::colorOnAnyGround(role), panel) >= 3);
     }
 };
 

@@ -69,23 +69,11 @@ void keepOnePaintingThread()
     pool->start([] {}); // the pool makes its thread with its first task
 }
 
-/// Returns the contrast of a colour that may be translucent to the one of a window's grounds on which it is
-/// read worst.
+/// Returns the contrast of a colour to the one of a window's grounds on which it is read worst.
 double contrastToGrounds(const QPalette &palette, const QColor &color)
 {
-    const auto contrastTo = [&color](const QColor &ground) {
-        const auto blended = [&color](float under, float over) {
-            return under + (over - under) * color.alphaF();
-        };
-        const QColor shown =
-            QColor::fromRgbF(blended(ground.redF(), color.redF()), blended(ground.greenF(), color.greenF()),
-                             blended(ground.blueF(), color.blueF()));
-        return SymbolDrawing::contrast(shown, ground);
-    };
-    constexpr int pageOfTabs = 150; // in percent of the window's lightness, in Qt's own style
-    const QColor window = palette.color(QPalette::Window);
-    return std::min({contrastTo(palette.color(QPalette::Base)), contrastTo(window),
-                     contrastTo(window.lighter(pageOfTabs))});
+    return std::min(SymbolDrawing::contrast(color, palette, QPalette::Base),
+                    SymbolDrawing::contrast(color, palette, QPalette::Window));
 }
 
 /// Gives the application's palette a colour for dimmed text, the text's own at no more strength than it needs
