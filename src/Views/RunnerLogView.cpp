@@ -12,13 +12,16 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QHBoxLayout>
+#include <QMimeData>
 #include <QPlainTextDocumentLayout>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QShowEvent>
-#include <QSyntaxHighlighter>
 #include <QTextBlock>
+#include <QTextLayout>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -32,19 +35,35 @@ constexpr int footerPadding = 10;
 /// a second would take most of a processor.
 constexpr auto waitForMore = 100ms;
 
-/// Returns a line of a log as one paragraph of a document, which takes some characters for the end of one.
-/// Cut where it is so long that Qt would break it for seconds: that time grows with the square of the length.
-QString paragraph(QString line)
+/// Returns a line, cut where it is so long that Qt would break it for seconds: that time grows with the
+/// square of the length.
+QString shortened(const QString &line)
 {
     constexpr qsizetype longest = 10'000;
-    if (line.size() > longest)
-        line = line.left(longest) + u'…';
+    const qsizetype more = line.size() - longest;
+    return more > 0 ? line.left(longest) + u"… %1 more characters, Copy has them"_s.arg(more) : line;
+}
+
+/// Returns a line as one paragraph of a document, which takes some characters for the end of one.
+QString paragraph(QString line)
+{
     for (const QChar end : {u'\r', u'\u2029', u'\uFDD0', u'\uFDD1'})
         line.replace(end, u' ');
     return line;
 }
 
-/// Leaves a gap below each paragraph, which the base class has no setting for.
+/// The line behind a paragraph that differs from it.
+struct Line : QTextBlockUserData
+{
+    explicit Line(const QString &line)
+        : text(line)
+    {
+    }
+    QString text;
+};
+
+/// Leaves a gap between paragraphs, which the base class has no setting for, and none below the last: the
+/// base class counts the margin there a second time where it limits the scrolling.
 class SpacedLayout : public QPlainTextDocumentLayout
 {
 public:
@@ -52,37 +71,15 @@ public:
 
     QRectF blockBoundingRect(const QTextBlock &block) const override
     {
-        return QPlainTextDocumentLayout::blockBoundingRect(block).adjusted(0, 0, 0, lineSpacing);
+        const qreal below = block.next().isValid() ? lineSpacing : -document()->documentMargin();
+        return QPlainTextDocumentLayout::blockBoundingRect(block).adjusted(0, 0, 0, below);
     }
-};
-
-/// Gives each line of a log its colour, in the shades for the ground of text fields.
-class LogColors : public QSyntaxHighlighter
-{
-public:
-    using QSyntaxHighlighter::QSyntaxHighlighter;
-
-    void setPalette(const QPalette &palette)
-    {
-        m_palette = palette;
-        rehighlight();
-    }
-
-protected:
-    void highlightBlock(const QString &line) override
-    {
-        const ColorRole role = OutputLine::color(line);
-        if (role != ColorRole::None)
-            setFormat(0, int(line.size()), SymbolDrawing::color(role, m_palette, QPalette::Base));
-    }
-
-private:
-    QPalette m_palette;
 };
 
 } // namespace
 
-/// Shows the lines of a log. Those that fall out of it move neither what is read nor what is selected.
+/// Shows the lines of a log, each in its colour. Those that fall out of it move neither what is read nor what
+/// is selected.
 class LogText : public QPlainTextEdit
 {
 public:
@@ -94,9 +91,9 @@ public:
         document->setDocumentMargin(logPadding);
         document->setUndoRedoEnabled(false);
         setDocument(document);
-        m_colors = new LogColors(document);
-        m_colors->setPalette(palette());
         setFrameShape(NoFrame);
+        setBackgroundRole(QPalette::Base); // above the viewport too
+        setAutoFillBackground(true);
         applyFontRole(this, FontRole::Log);
         setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
         setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
@@ -109,7 +106,8 @@ public:
     {
         const bool toEnd = isAtEnd() || m_end - m_first != quint64(log.size());
         if (log.firstNumber() >= m_end) {
-            setPlainText(text(log, log.firstNumber()));
+            clear();
+            add(log, log.firstNumber());
             moveCursor(QTextCursor::End);
         } else if (log.endNumber() > m_end) {
             replaceSome(log);
@@ -124,34 +122,98 @@ public:
         clear();
         m_first = m_end = 0;
     }
-    void scrollToEnd() { verticalScrollBar()->setValue(verticalScrollBar()->maximum()); }
+    /// Lets the last line stand at the bottom. The base scrolls so that a line begins at the top: what is
+    /// left over is kept clear above it.
+    void scrollToEnd()
+    {
+        setViewportMargins({});
+        verticalScrollBar()->setValue(verticalScrollBar()->maximum());
+        if (verticalScrollBar()->maximum() > 0)
+            setViewportMargins(0, viewport()->height() - logPadding - endOfText(), 0, 0);
+    }
 
 protected:
+    /// Returns the selected part of the lines as they came: a document has blanks in place of some
+    /// characters.
+    QMimeData *createMimeDataFromSelection() const override
+    {
+        const QTextCursor selection = textCursor();
+        QStringList lines;
+        QTextBlock block = document()->findBlock(selection.selectionStart());
+        for (; block.isValid() && block.position() <= selection.selectionEnd(); block = block.next()) {
+            const auto *line = static_cast<const Line *>(block.userData());
+            const int from = std::max(selection.selectionStart() - block.position(), 0);
+            lines += (line ? line->text : block.text())
+                         .left(selection.selectionEnd() - block.position())
+                         .mid(from);
+        }
+        auto *copied = new QMimeData;
+        copied->setText(lines.join(u'\n'));
+        return copied;
+    }
     void changeEvent(QEvent *event) override
     {
         QPlainTextEdit::changeEvent(event);
         if (event->type() == QEvent::PaletteChange)
-            m_colors->setPalette(palette());
+            color(document()->firstBlock());
         else if (event->type() == QEvent::FontChange)
             setTabStopDistance(8 * fontMetrics().horizontalAdvance(u' '));
     }
-    void resizeEvent(QResizeEvent *event) override
+    bool event(QEvent *event) override
     {
-        const bool wasAtEnd = isAtEnd();
-        QPlainTextEdit::resizeEvent(event);
-        if (wasAtEnd)
+        const bool staysAtEnd = event->type() == QEvent::Resize && isAtEnd();
+        const bool isHandled = QPlainTextEdit::event(event);
+        if (staysAtEnd)
             scrollToEnd();
+        return isHandled;
     }
 
 private:
-    bool isAtEnd() const { return verticalScrollBar()->value() == verticalScrollBar()->maximum(); }
+    /// Returns the place in the viewport just below the last line; any place below the viewport for one that
+    /// is far away.
+    int endOfText() const
+    {
+        QTextCursor end(document());
+        end.movePosition(QTextCursor::End);
+        return cursorRect(end).bottom() + 1;
+    }
+    /// Allows for a pixel: rows need not be whole ones high.
+    bool isAtEnd() const { return endOfText() <= viewport()->height() + 1; }
 
-    static QString text(const LogBuffer &log, quint64 from)
+    /// Adds the lines from that number on; the document holds those before.
+    void add(const LogBuffer &log, quint64 from)
     {
         QStringList lines;
-        for (quint64 number = from; number < log.endNumber(); ++number)
-            lines += paragraph(log.line(qsizetype(number - log.firstNumber())));
-        return lines.join(u'\n');
+        QStringList paragraphs;
+        for (quint64 number = from; number < log.endNumber(); ++number) {
+            lines += log.line(qsizetype(number - log.firstNumber()));
+            paragraphs += paragraph(shortened(lines.last()));
+        }
+        appendPlainText(paragraphs.join(u'\n'));
+        const QTextBlock first = document()->findBlockByNumber(int(from - log.firstNumber()));
+        QTextBlock block = first;
+        for (qsizetype i = 0; i < lines.size(); ++i, block = block.next()) {
+            block.setUserState(int(OutputLine::color(lines[i])));
+            if (const QString line = shortened(lines[i]); line != paragraphs[i])
+                block.setUserData(new Line(line));
+        }
+        color(first);
+    }
+
+    /// Gives the paragraphs from that one on their colours, in the shades for this ground.
+    void color(QTextBlock block)
+    {
+        QTextCursor change(document());
+        change.beginEditBlock();
+        for (; block.isValid(); block = block.next()) {
+            if (block.userState() <= int(ColorRole::None))
+                continue;
+            QTextLayout::FormatRange whole{0, block.length(), {}};
+            const auto role = ColorRole(block.userState());
+            whole.format.setForeground(SymbolDrawing::color(role, palette(), QPalette::Base));
+            block.layout()->setFormats({whole});
+        }
+        change.endEditBlock();
     }
 
     /// Lets the place move with the lines, and keeps a selection from growing with what is added behind it.
@@ -165,7 +227,7 @@ private:
         QTextCursor selection = textCursor();
         const int anchor = selection.anchor();
         const int position = selection.position();
-        appendPlainText(text(log, m_end));
+        add(log, m_end);
         if (anchor != position) {
             selection.setPosition(anchor);
             selection.setPosition(position, QTextCursor::KeepAnchor);
@@ -175,7 +237,6 @@ private:
         verticalScrollBar()->setValue(top.block().firstLineNumber() + line.lineNumber());
     }
 
-    LogColors *m_colors;
     quint64 m_first = 0; ///< the numbers of the lines that are shown: from this one
     quint64 m_end = 0;   ///< up to, not including, this one
 };

@@ -103,7 +103,9 @@ private Q_SLOTS:
             {"t INF Registered tunnel connection connIndex=0", ColorRole::Green},
             {"ERR broken", ColorRole::None},
             {"\u2716 without the selector", ColorRole::None},
-            {" \u2716\uFE0E", ColorRole::None}};
+            {" \u2716\uFE0E", ColorRole::None},
+            {"t\rERR\rbroken", ColorRole::None},
+            {QByteArray(20'000, 'x') + " ERR broken", ColorRole::Red}};
         QByteArray lines;
         for (const auto &[line, role] : rows)
             lines += line + '\n';
@@ -136,6 +138,10 @@ private Q_SLOTS:
         write(QByteArray("word ").repeated(500) + "end\n"); // from here on the number of lines stays
         QTRY_COMPARE(place(), u"word end, at the end"_s);
         QVERIFY(bar()->maximum() > int(LogBuffer::capacity) - 10);
+        bar()->setValue(40);
+        QTest::keyClick(text(), Qt::Key_End, Qt::ControlModifier);
+        write("new\n");
+        QTRY_COMPARE(place(), u"new, at the end"_s);
     }
 
     /// In a full log, the lines that are read and those that are selected stay, until they fall out of it.
@@ -211,7 +217,12 @@ private Q_SLOTS:
                                    "\u05E9\u05DC\u05D5\u05DD \U0001F468\u200D\U0001F469"};
         showLog(lines.join('\n') + '\n');
         QCOMPARE(text()->blockCount(), int(lines.size()));
-        QVERIFY(block(0).text().startsWith(QString(1000, u'x')) && block(0).text().endsWith(u'…'));
+        const QString rest = u"… 1038576 more characters, Copy has them"_s;
+        QVERIFY(block(0).text().startsWith(QString(1000, u'x')) && block(0).text().endsWith(rest));
+        text()->selectAll();
+        QTest::keyClick(text(), Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(),
+                 QString(10'000, u'x') + rest + u'\n' + QString::fromUtf8(lines.mid(1).join('\n')));
         click(u"Copy"_s);
         QVERIFY(QGuiApplication::clipboard()->text() == QString::fromUtf8(lines.join('\n')));
         click(u"Clear"_s);
@@ -305,13 +316,13 @@ private:
     QTextBlock block(int line) const { return text()->document()->findBlockByNumber(line); }
     QString endOfText() const { return text()->document()->lastBlock().text(); }
     QString lineAtTop() const { return text()->cursorForPosition(QPoint(20, 2)).block().text(); }
-    /// Returns the last words of the log, and whether the view stands at them.
+    /// Returns the last words of the log, and whether the view stands at them: nothing but the padding below.
     QString place() const
     {
         QTextCursor end = text()->textCursor();
         end.movePosition(QTextCursor::End);
-        const bool isAtEnd = bar()->value() == bar()->maximum() &&
-                             text()->viewport()->rect().contains(text()->cursorRect(end));
+        const int below = text()->viewport()->height() - text()->cursorRect(end).bottom();
+        const bool isAtEnd = below >= 12 && below <= 14;
         return endOfText().section(u' ', -2) + (isAtEnd ? u", at the end"_s : QString());
     }
     QString selected() const { return text()->textCursor().selection().toPlainText(); }
