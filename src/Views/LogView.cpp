@@ -14,6 +14,7 @@
 #include <QLabel>
 #include <QShowEvent>
 #include <QStackedLayout>
+#include <QWheelEvent>
 
 using namespace Qt::StringLiterals;
 
@@ -24,6 +25,27 @@ constexpr int headerPadding = 12;
 constexpr int pickerWidth = 280;
 constexpr int pickerTextWidth = 236; ///< leaves room for the frame and the arrow of any style
 
+/// The choice of a tunnel. The wheel turns it only where it has the keyboard: over a closed one the wheel is
+/// meant for what scrolls below.
+class Picker : public QComboBox
+{
+public:
+    explicit Picker(QWidget *parent)
+        : QComboBox(parent)
+    {
+        setFocusPolicy(Qt::StrongFocus); // not by the wheel
+    }
+
+protected:
+    void wheelEvent(QWheelEvent *event) override
+    {
+        if (hasFocus())
+            QComboBox::wheelEvent(event);
+        else
+            event->ignore();
+    }
+};
+
 } // namespace
 
 LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget *parent)
@@ -31,7 +53,7 @@ LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget
     , m_manager(manager)
     , m_selection(selecting)
     , m_pages(new QStackedLayout(this))
-    , m_picker(new QComboBox(this))
+    , m_picker(new Picker(this))
     , m_log(new RunnerLogView(this))
 {
     setMinimumSize(minimumContent);

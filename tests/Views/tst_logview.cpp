@@ -54,6 +54,13 @@ private Q_SLOTS:
         picker()->setFocus();
         QTest::keyClick(picker(), Qt::Key_Down);
         QCOMPARE(picture(), u"a, >b, Connected (2 connections): INF here"_s);
+        QTest::keyClick(picker(), Qt::Key_Up); // to a shorter log
+        QCOMPARE(picture(), u">a, b, Connecting…Last error: why: x ERR why"_s);
+        QTest::keyClick(picker(), Qt::Key_Down);
+        text()->setFocus();
+        QWheelEvent wheel({5, 5}, picker()->mapToGlobal(QPointF(5, 5)), {}, {0, 120}, {}, {}, {}, false);
+        QCoreApplication::sendEvent(picker(), &wheel); // meant for the log, or for nothing
+        QCOMPARE(picture(), u"a, >b, Connected (2 connections): INF here"_s);
         QVERIFY(ShownWidgets::areClear(*view));
         const int width = view->width();
         write("INF there\n");
