@@ -10,6 +10,8 @@
 #include "TunnelListModel.h"
 #include "TunnelRow.h"
 
+#include <QAccessible>
+#include <QApplication>
 #include <QDrag>
 #include <QKeyEvent>
 #include <QListView>
@@ -17,6 +19,8 @@
 #include <QPushButton>
 #include <QStyleOption>
 #include <QVBoxLayout>
+
+#include <functional>
 
 using namespace Qt::StringLiterals;
 
@@ -30,13 +34,16 @@ constexpr QSize buttonSymbolSize(14, 14);
 constexpr int placeholderSymbolSide = 40;
 constexpr int placeholderSpacing = 12;
 
-/// The list of tunnels: rows are moved by dragging and by Alt+Up and Alt+Down.
+/// The list of tunnels: rows are moved by dragging and by Alt+Up and Alt+Down, and removed by Delete.
 class TunnelListView : public QListView
 {
 public:
-    explicit TunnelListView(QWidget *parent);
+    /// `onDelete` is called for each press of the key.
+    TunnelListView(const std::function<void()> &onDelete, QWidget *parent);
 
 protected:
+    QItemSelectionModel::SelectionFlags selectionCommand(const QModelIndex &index,
+                                                         const QEvent *event) const override;
     void dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
                      const QList<int> &roles) override;
     void keyPressEvent(QKeyEvent *event) override;
@@ -45,10 +52,13 @@ protected:
 
 private:
     void moveSelectedRow(int distance);
+
+    std::function<void()> m_onDelete;
 };
 
-TunnelListView::TunnelListView(QWidget *parent)
+TunnelListView::TunnelListView(const std::function<void()> &onDelete, QWidget *parent)
     : QListView(parent)
+    , m_onDelete(onDelete)
 {
     setSelectionMode(QAbstractItemView::SingleSelection);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -58,7 +68,15 @@ TunnelListView::TunnelListView(QWidget *parent)
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
 }
 
-/// Paints only the row whose state has changed: its size stays, but the base would lay out all rows.
+/// Leaves the selection alone where the pointer is on no row: input that was not saved would go with it.
+QItemSelectionModel::SelectionFlags TunnelListView::selectionCommand(const QModelIndex &index,
+                                                                     const QEvent *event) const
+{
+    return index.isValid() ? QListView::selectionCommand(index, event) : QItemSelectionModel::NoUpdate;
+}
+
+/// Paints only the row whose state has changed: its size stays, but the base would lay out all rows. A screen
+/// reader is told of it.
 void TunnelListView::dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
                                  const QList<int> &roles)
 {
@@ -74,6 +92,8 @@ void TunnelListView::keyPressEvent(QKeyEvent *event)
                         (event->key() == Qt::Key_Up || event->key() == Qt::Key_Down);
     if (isMove)
         moveSelectedRow(event->key() == Qt::Key_Up ? -1 : 1);
+    else if (event->matches(QKeySequence::Delete) && !event->isAutoRepeat())
+        m_onDelete();
     else
         QListView::keyPressEvent(event);
 }
@@ -148,7 +168,7 @@ TunnelsSettingsView::TunnelsSettingsView(TunnelManager &manager, QWidget *parent
     , m_manager(manager)
     , m_selection(manager)
     , m_model(new TunnelListModel(manager, this))
-    , m_list(new TunnelListView(this))
+    , m_list(new TunnelListView([this] { remove(); }, this))
     , m_addButton(new SymbolButton(this))
     , m_deleteButton(new SymbolButton(this))
     , m_columns(new QHBoxLayout(this))
@@ -308,7 +328,10 @@ void TunnelsSettingsView::addFromPlaceholder()
 
 void TunnelsSettingsView::remove()
 {
+    if (m_sinceRemoval.isValid() && m_sinceRemoval.elapsed() < QApplication::doubleClickInterval())
+        return;
     m_selection.remove();
+    m_sinceRemoval.start();
     refresh();
     if (m_shownPane.kind == TunnelsSelection::Pane::Kind::Placeholder)
         m_pane->findChild<QPushButton *>()->setFocus(Qt::OtherFocusReason); // Return adds a tunnel

@@ -5,6 +5,7 @@
 
 #include "TunnelsSelection.h"
 
+#include <QElapsedTimer>
 #include <QWidget>
 
 class QHBoxLayout;
@@ -37,6 +38,7 @@ private:
     void selectRow();
     void add();
     void addFromPlaceholder();
+    /// Does nothing so soon after the last time that this may be the second half of a double click.
     void remove();
     void created(const QUuid &id);
 
@@ -48,6 +50,7 @@ private:
     SymbolButton *m_deleteButton;
     QHBoxLayout *m_columns;
     bool m_isRefreshing = false;
+    QElapsedTimer m_sinceRemoval;
     TunnelsSelection::Pane m_shownPane;
     QWidget *m_pane = nullptr; ///< stands on the right
 };

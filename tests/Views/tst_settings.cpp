@@ -183,6 +183,7 @@ private Q_SLOTS:
         view.emplace(*manager);
         list = view->findChild<QListView *>();
         tabs = view->findChild<QTabWidget *>();
+        QApplication::setDoubleClickInterval(0);
         new QAbstractItemModelTester(list->model(), list->model());
     }
 
@@ -285,7 +286,10 @@ private Q_SLOTS:
         QVERIFY2(sinceSave.elapsed() >= 1400, qPrintable(QString::number(sinceSave.elapsed())));
         QCOMPARE(manager->tunnels()[1], (TunnelConfig{id, u"c"_s, u"b.example"_s, false}));
         field(u"Name"_s)->setText(u"unsaved"_s);
-        walk({{[&] { clickRow(0); }, u"*>a, c"_s + formOfA},
+        const QPoint belowTheRows = list->viewport()->rect().bottomRight() - QPoint(5, 5);
+        walk({{[&] { QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, belowTheRows); },
+               u"*a, >c, unsaved, [unsaved], [b.example], [], Start this, Start, Stopped, Save"_s},
+              {[&] { clickRow(0); }, u"*>a, c"_s + formOfA},
               {[&] { press(Qt::Key_Down); },
                u"*a, >c, c, [c], [b.example], [], Start this, Start, Stopped, Save"_s}});
         QTRY_COMPARE(view->findChildren<TunnelEditor *>().size(), 1);
@@ -311,6 +315,23 @@ private Q_SLOTS:
         view->hide();
         view->show(); // nothing was selected
         QCOMPARE(picture().remove(u'*'), u">a"_s + formOfA);
+    }
+
+    void doubleClickDeletesOne()
+    {
+        add({u"a"_s, u"b"_s, u"c"_s});
+        show();
+        QApplication::setDoubleClickInterval(600'000);
+        const QString formOfB = u", b, [b], [b.example], [], Start this, Start, Stopped, Save"_s;
+        const QString formOfC = u", c, [c], [c.example], [], Start this, Start, Stopped, Save"_s;
+        QKeyEvent held(QEvent::KeyPress, Qt::Key_Delete, {}, {}, true);
+        click(u"Delete the selected tunnel"_s);
+        walk({{[&] { click(u"Delete the selected tunnel"_s); }, u">b, c"_s + formOfB},
+              {[&] { clickRow(0); }, u"*>b, c"_s + formOfB},
+              {[&] { press(Qt::Key_Delete); }, u"*>b, c"_s + formOfB},
+              {[&] { QApplication::setDoubleClickInterval(0); }, u"*>b, c"_s + formOfB},
+              {[&] { QCoreApplication::sendEvent(list, &held); }, u"*>b, c"_s + formOfB},
+              {[&] { press(Qt::Key_Delete); }, u"*>c"_s + formOfC}});
     }
 
     void inputSurvivesChangesElsewhere()
