@@ -81,8 +81,8 @@ GeneralSettingsView::GeneralSettingsView(TunnelManager &manager)
     , m_login(manager)
     , m_path(new TextField)
     , m_found(new SymbolLabel)
-    , m_showsInDock(new QCheckBox(u"Show in the Dock and ⌘Tab"_s))
-    , m_launchAtLogin(new QCheckBox(u"Open Morvanel at login"_s))
+    , m_showsInDock(new QCheckBox(u"&Show in the Dock and ⌘Tab"_s))
+    , m_launchAtLogin(new QCheckBox(u"&Open Morvanel at login"_s))
     , m_loginError(new TextLabel(FontRole::Caption, ColorRole::Red))
 {
     auto *form = new QWidget;
@@ -100,11 +100,13 @@ GeneralSettingsView::GeneralSettingsView(TunnelManager &manager)
 
 QWidget *GeneralSettingsView::makePathSection()
 {
-    auto *title = new QLabel(u"cloudflared path"_s);
+    auto *title = new QLabel(u"cloudflared &path"_s);
     title->setBuddy(m_path);
     applyFontRole(m_path, FontRole::Monospaced);
-    auto *browseButton = new QPushButton(u"Browse…"_s);
-    auto *detectButton = new QPushButton(u"Detect"_s);
+    auto *browseButton = new QPushButton(u"&Browse…"_s);
+    auto *detectButton = new QPushButton(u"&Detect"_s);
+    for (QPushButton *button : {browseButton, detectButton})
+        button->setAutoDefault(true); // Return presses it where it has the focus
     connect(browseButton, &QPushButton::clicked, this, &GeneralSettingsView::browse);
     connect(detectButton, &QPushButton::clicked, this, &GeneralSettingsView::detect);
     auto *row = new QWidget;

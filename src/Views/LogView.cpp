@@ -73,7 +73,7 @@ LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget
 QWidget *LogView::makeContent()
 {
     auto *content = new QWidget(this);
-    auto *label = new QLabel(u"Tunnel"_s, content);
+    auto *label = new QLabel(u"T&unnel"_s, content);
     label->setBuddy(m_picker);
     m_picker->setAccessibleName(u"Tunnel"_s);
     m_picker->setFixedWidth(pickerWidth);

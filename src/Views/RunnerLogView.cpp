@@ -250,8 +250,8 @@ RunnerLogView::RunnerLogView(QWidget *parent)
     m_wait.setSingleShot(true);
     m_wait.setInterval(waitForMore);
     connect(&m_wait, &QTimer::timeout, this, &RunnerLogView::showLines);
-    auto *copy = new QPushButton(u"Copy"_s, this);
-    auto *clear = new QPushButton(u"Clear"_s, this);
+    auto *copy = new QPushButton(u"&Copy"_s, this);
+    auto *clear = new QPushButton(u"C&lear"_s, this);
     connect(copy, &QPushButton::clicked, this, [this] {
         if (m_runner)
             QGuiApplication::clipboard()->setText(m_runner->logLines().text());

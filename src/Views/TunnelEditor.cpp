@@ -52,7 +52,7 @@ TunnelEditor::TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> t
     , m_hostname(new TextField(this))
     , m_token(new TokenField(this))
     , m_reveal(new SymbolButton(this))
-    , m_startOnLaunch(new QCheckBox(u"Start this tunnel when the app opens"_s, this))
+    , m_startOnLaunch(new QCheckBox(u"Start this tunnel when the app &opens"_s, this))
     , m_tokenWarning(new SymbolLabel(this))
     , m_toggle(new QPushButton(this))
     , m_state(new ClampedLabel(FontRole::Caption, ColorRole::SecondaryLabel, stateLines, this))
@@ -111,7 +111,7 @@ QWidget *TunnelEditor::makeFields()
     m_token->setToolTip(m_model.tokenPrompt()); // with a large font it is longer than the field
     m_startOnLaunch->setChecked(m_model.startOnLaunch);
 
-    auto *tokenTitle = new QLabel(u"Token"_s);
+    auto *tokenTitle = new QLabel(u"To&ken"_s);
     tokenTitle->setBuddy(m_token);
     auto *tokenRow = new QHBoxLayout;
     tokenRow->setSpacing(revealSpacing);
@@ -122,8 +122,8 @@ QWidget *TunnelEditor::makeFields()
     auto *form = new QFormLayout(fields);
     form->setContentsMargins(0, 0, 0, 0);
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
-    form->addRow(u"Name"_s, m_name);
-    form->addRow(u"Hostname"_s, m_hostname);
+    form->addRow(u"&Name"_s, m_name);
+    form->addRow(u"&Hostname"_s, m_hostname);
     form->addRow(tokenTitle, tokenRow);
     form->addRow(m_startOnLaunch); // across both columns: its text is long
     return fields;

@@ -149,7 +149,7 @@ public:
         symbol->setSymbol(u"bolt.horizontal.icloud"_s, ColorRole::SecondaryLabel);
         auto *text = new TextLabel(FontRole::Headline);
         text->setText(hasTunnels ? u"Select a tunnel"_s : u"No tunnels configured"_s);
-        auto *addButton = new QPushButton(u"Add Tunnel"_s);
+        auto *addButton = new QPushButton(u"&Add Tunnel"_s);
         addButton->setAutoDefault(true); // Return presses it where it has the focus
         connect(addButton, &QPushButton::clicked, this, onAdd);
         auto *column = new QVBoxLayout(this);

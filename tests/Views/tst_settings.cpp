@@ -142,7 +142,7 @@ class TestSettings : public QObject
             QString text = button ? button->text() : label ? label->text() : QString();
             if (button && !button->isEnabled())
                 text += button->toolTip();
-            text = field ? u'[' + field->text() + u']' : text.section(u' ', 0, 1);
+            text = field ? u'[' + field->text() + u']' : text.remove(u'&').section(u' ', 0, 1);
             if (!piece->accessibleDescription().isEmpty())
                 text += u" ("_s + piece->accessibleDescription() + u')';
             if (!piece->isVisible() || text.isEmpty() || text == "Paste either"_L1)
@@ -161,6 +161,23 @@ class TestSettings : public QObject
     }
     QLineEdit *field(const QString &title) const { return ShownWidgets::field(*view, title); }
     QLabel *label(const QString &text) const { return ShownWidgets::find<QLabel>(*view, text); }
+
+    /// Returns the access keys of what is on the screen, in order.
+    QString accessKeys() const
+    {
+        QString keys;
+        for (const QWidget *piece : view->findChildren<QWidget *>()) {
+            const auto *button = qobject_cast<const QAbstractButton *>(piece);
+            const auto *label = qobject_cast<const QLabel *>(piece);
+            const QString text = button                    ? button->text()
+                                 : label && label->buddy() ? label->text()
+                                                           : QString();
+            if (piece->isVisible() && !text.isEmpty())
+                keys += text.section(u'&', 1).left(1).toUpper() + (text.contains(u'&') ? u""_s : u"-"_s);
+        }
+        std::sort(keys.begin(), keys.end());
+        return keys;
+    }
 
     /// Takes the steps one by one and compares what the tab then shows, where nothing may cover anything
     /// else.
@@ -193,6 +210,7 @@ private Q_SLOTS:
         const QString token = u"eyJ"_s + QString(100'000, u'x');
         show();
         QCOMPARE(picture(), newForm);
+        QCOMPARE(accessKeys(), u"AHKNO"_s);
         paste(u"\t"_s + name + u" "_s);
         press(Qt::Key_Return); // not without a token
         QVERIFY(manager->tunnels().isEmpty());
@@ -299,6 +317,12 @@ private Q_SLOTS:
     {
         const QUuid c = add({u"a"_s, u"b"_s, u"c"_s})[2].id;
         show();
+        QCOMPARE(accessKeys(), u"HKNORS"_s);
+        QVERIFY(ShownWidgets::hasInk(*list->viewport(), rowRect(1).adjusted(20, 2, -2, -2)));
+        const QRect border(list->mapTo(&*view, QPoint(-2, 20)), QSize(1, 1));
+        const QImage focused = view->grab(border).toImage();
+        field(u"Name"_s)->setFocus();
+        QVERIFY(view->grab(border).toImage() != focused);
         walk({{[&] { click(u"Add tunnel"_s); }, u"a, b, c, "_s + newForm},
               {[&] { clickRow(0); }, u"*>a, b, c"_s + formOfA},
               {[&] { clickRow(0, Qt::ControlModifier); }, u"*a, b, c, (Delete the), Select a, Add Tunnel"_s},
@@ -510,6 +534,7 @@ private Q_SLOTS:
         };
         path->setFocus();
         path->selectAll();
+        QCOMPARE(accessKeys(), u"BDOPS"_s);
         walk({{[&] {}, shown(usual, u"found"_s)},
               {[&] { press(Qt::Key_Delete); }, shown({}, u"not"_s)},
               {[&] { type(usual); }, shown(usual, u"found"_s)},
@@ -541,7 +566,8 @@ private Q_SLOTS:
                 dialog->findChild<QLineEdit *>()->setText(link);
                 static_cast<QDialog *>(dialog)->done(isAccepted);
             });
-            click(button(u"Browse…"_s));
+            button(u"Browse…"_s)->setFocus();
+            press(Qt::Key_Return);
             QCOMPARE(manager->cloudflaredPath(), isAccepted ? link : world->cloudflaredPath);
             QTRY_COMPARE(path->text(), manager->cloudflaredPath());
         }

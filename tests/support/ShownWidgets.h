@@ -11,11 +11,13 @@
 /// The pieces of a window as its user finds them: those that are shown, by their texts.
 namespace ShownWidgets {
 
-/// The first label or button of that text, or with that tooltip; null for none.
+/// The first label or button of that text, with or without the mark of its access key, or with that tooltip;
+/// null for none.
 template <typename T> T *find(const QWidget &top, const QString &text)
 {
     for (T *one : top.findChildren<T *>()) {
-        if (one->isVisible() && (one->text() == text || one->toolTip() == text))
+        const QStringList texts{one->text(), one->text().remove(u'&'), one->toolTip()};
+        if (one->isVisible() && texts.contains(text))
             return one;
     }
     return nullptr;

@@ -79,10 +79,10 @@ QString TunnelEditorModel::tokenPrompt() const
 
 QString TunnelEditorModel::saveTitle() const
 {
-    return isNew() ? u"Add"_s : u"Save"_s;
+    return isNew() ? u"&Add"_s : u"&Save"_s;
 }
 
 QString TunnelEditorModel::toggleTitle() const
 {
-    return status().state.isRunning() ? u"Stop"_s : u"Start"_s;
+    return status().state.isRunning() ? u"Sto&p"_s : u"Sta&rt"_s;
 }

@@ -41,6 +41,7 @@ public:
 
     QString title() const;
     QString tokenPrompt() const;
+    // Titles of buttons, with an ampersand before the access key.
     QString saveTitle() const;
     QString toggleTitle() const;
 
