@@ -30,5 +30,9 @@ public:
     QSize sizeHint() const override { return {1, 1}; }
 
 protected:
-    void paintEvent(QPaintEvent *) override { QPainter(this).fillRect(rect(), color(palette())); }
+    void paintEvent(QPaintEvent *) override
+    {
+        const int around = lineWidth() - 1; // of a border that can be drawn wider
+        QPainter(this).fillRect(rect().adjusted(around, around, -around, -around), color(palette()));
+    }
 };

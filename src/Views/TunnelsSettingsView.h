@@ -26,7 +26,6 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private:
-    QWidget *makeBorderedList();
     QWidget *makeSidebar();
     void connectActions();
     /// Shows what the manager and the selection are now.
