@@ -178,12 +178,12 @@ void GeneralSettingsView::refresh()
     if (m_path->text() != m_manager.cloudflaredPath()) // else the cursor and what can be undone would go
         m_path->setText(m_manager.cloudflaredPath());
     m_showsInDock->setChecked(m_manager.showsInDock());
-    if (m_manager.isCloudflaredExecutable())
-        m_found->setContent(u"checkmark.circle.fill"_s, u"cloudflared found"_s, ColorRole::Green);
-    else
-        m_found->setContent(u"xmark.octagon.fill"_s,
-                            u"cloudflared not found. Install it with `brew install cloudflared`."_s,
-                            ColorRole::Red);
+    const bool isFound = m_manager.isCloudflaredExecutable();
+    const QString verdict = isFound ? u"cloudflared found"_s
+                                    : u"cloudflared not found. Install it with `brew install cloudflared`."_s;
+    m_found->setContent(isFound ? u"checkmark.circle.fill"_s : u"xmark.octagon.fill"_s, verdict,
+                        isFound ? ColorRole::Green : ColorRole::Red);
+    describe(m_path, verdict);
 }
 
 void GeneralSettingsView::refreshLogin()

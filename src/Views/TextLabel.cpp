@@ -74,6 +74,12 @@ void renewFontRoles(QWidget *root)
     }
 }
 
+void describe(QWidget *widget, const QString &description)
+{
+    if (widget->accessibleDescription() != description)
+        widget->setAccessibleDescription(description);
+}
+
 TextLabel::TextLabel(FontRole font, ColorRole color, QWidget *parent)
     : QLabel(parent)
     , m_colorRole(color)
@@ -155,7 +161,7 @@ ClampedLabel::ClampedLabel(FontRole font, ColorRole color, int maximumLines, QWi
 void ClampedLabel::setNote(const QString &note)
 {
     setToolTip(Text::toolTip(note));
-    setAccessibleDescription(note);
+    describe(this, note);
 }
 
 QSize ClampedLabel::sizeHint() const

@@ -29,6 +29,10 @@ void applyFontRole(QWidget *widget, FontRole role);
 /// own nothing when the application's changes, so `root`, which has none, calls this.
 void renewFontRoles(QWidget *root);
 
+/// Sets the description that assistive technology reads out with a widget. Qt alone would have one that stays
+/// the same read out again.
+void describe(QWidget *widget, const QString &description);
+
 /// A plain text with a font and a colour by their roles. Its colour follows the palette.
 class TextLabel : public QLabel
 {

@@ -8,6 +8,7 @@
 #include "TextLabel.h"
 #include "TokenField.h"
 
+#include <QAccessibleWidget>
 #include <QCheckBox>
 #include <QFormLayout>
 #include <QGraphicsOpacityEffect>
@@ -28,6 +29,20 @@ constexpr int itemSpacing = 16;
 constexpr int revealSpacing = 6;
 constexpr int stateLines = 2;
 constexpr std::chrono::milliseconds savedNoteTime = 1500ms;
+constexpr auto tokenWarning = "This doesn't look like a tunnel token: they usually start with \"eyJ\"."_L1;
+
+/// A note that a screen reader reads out when it appears.
+class Announcement : public TextLabel
+{
+public:
+    using TextLabel::TextLabel;
+};
+
+QAccessibleInterface *makeAnnouncement(const QString &, QObject *object)
+{
+    auto *note = dynamic_cast<Announcement *>(object);
+    return note ? new QAccessibleWidget(note, QAccessible::Notification, note->text()) : nullptr;
+}
 
 /// Returns an animation of the widget's opacity from none to full; owned by the widget.
 QPropertyAnimation *makeFade(QWidget *widget)
@@ -56,7 +71,7 @@ TunnelEditor::TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> t
     , m_tokenWarning(new SymbolLabel(this))
     , m_toggle(new QPushButton(this))
     , m_state(new ClampedLabel(FontRole::Caption, ColorRole::SecondaryLabel, stateLines, this))
-    , m_savedNote(new TextLabel(FontRole::Caption, ColorRole::SecondaryLabel, this))
+    , m_savedNote(new Announcement(FontRole::Caption, ColorRole::SecondaryLabel, this))
     , m_fade(makeFade(m_savedNote))
     , m_save(new QPushButton(m_model.saveTitle(), this))
 {
@@ -78,14 +93,13 @@ QWidget *TunnelEditor::makeForm()
 {
     auto *content = new QWidget(this);
     auto *explanation = new TextLabel(FontRole::Caption, ColorRole::SecondaryLabel);
-    // The word joiner keeps a line from being broken inside the flag.
-    explanation->setText(u"Paste either the bare token or the whole `cloudflared tunnel run --\u2060token …` "
-                         u"command: the token is "
-                         "extracted automatically and stored in the macOS Keychain."_s);
+    const auto text =
+        u"Paste either the bare token or the whole `cloudflared tunnel run --token …` command: the "
+        "token is extracted automatically and stored in the macOS Keychain."_s;
+    explanation->setText(QString(text).replace(u"--"_s, u"--\u2060"_s)); // keeps the flag in one line
+    explanation->setAccessibleName(text);
     explanation->setWraps();
-    m_tokenWarning->setContent(u"exclamationmark.triangle"_s,
-                               u"This doesn't look like a tunnel token: they usually start with \"eyJ\"."_s,
-                               ColorRole::Orange);
+    m_tokenWarning->setContent(u"exclamationmark.triangle"_s, tokenWarning, ColorRole::Orange);
     auto *column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(itemSpacing);
@@ -142,6 +156,7 @@ QWidget *TunnelEditor::makeBottomBar()
     bar->addWidget(m_save);
     m_toggle->setVisible(!m_model.isNew());
     m_state->setVisible(!m_model.isNew());
+    QAccessible::installFactory(makeAnnouncement); // again changes nothing
     m_savedNote->setText(u"Saved"_s);
     m_savedNote->hide();
     m_save->setDefault(true);
@@ -181,6 +196,7 @@ void TunnelEditor::refreshInput()
 {
     m_title->setText(m_model.title());
     m_tokenWarning->setVisible(m_model.showsTokenWarning());
+    describe(m_token, m_model.showsTokenWarning() ? QString(tokenWarning) : QString());
     m_save->setEnabled(m_model.canSave());
 }
 

@@ -80,10 +80,12 @@ QItemSelectionModel::SelectionFlags TunnelListView::selectionCommand(const QMode
 void TunnelListView::dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
                                  const QList<int> &roles)
 {
-    if (roles.contains(TunnelListModel::StateRole))
-        QAbstractItemView::dataChanged(topLeft, bottomRight, roles); // NOLINT(bugprone-parent-virtual-call)
-    else
-        QListView::dataChanged(topLeft, bottomRight, roles);
+    if (!roles.contains(TunnelListModel::StateRole))
+        return QListView::dataChanged(topLeft, bottomRight, roles);
+    QAbstractItemView::dataChanged(topLeft, bottomRight, roles); // NOLINT(bugprone-parent-virtual-call)
+    QAccessibleEvent change(this, QAccessible::DescriptionChanged);
+    change.setChild(topLeft.row());
+    QAccessible::updateAccessibility(&change);
 }
 
 void TunnelListView::keyPressEvent(QKeyEvent *event)

@@ -30,6 +30,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+const auto notFound = u"not found. Install it with `brew install cloudflared`."_s;
 const auto tokenWarning = u"This doesn't look like a tunnel token: they usually start with \"eyJ\"."_s;
 
 /// The form of the first tunnel, and that of a new one.
@@ -211,6 +212,8 @@ private Q_SLOTS:
         show();
         QCOMPARE(picture(), newForm);
         QCOMPARE(accessKeys(), u"AHKNO"_s);
+        for (TextLabel *one : view->findChildren<TextLabel *>()) // what is said is the text, word for word
+            QVERIFY(!accessible(one)->text(QAccessible::Name).contains(u'\u2060'));
         paste(u"\t"_s + name + u" "_s);
         press(Qt::Key_Return); // not without a token
         QVERIFY(manager->tunnels().isEmpty());
@@ -298,7 +301,7 @@ private Q_SLOTS:
         QElapsedTimer sinceSave;
         sinceSave.start();
         click(u"Save"_s);
-        QVERIFY(label(u"Saved"_s));
+        QCOMPARE(accessible(label(u"Saved"_s))->role(), QAccessible::Notification); // is read out
         QTRY_COMPARE(picture(), u"a, >c, c, [c], [b.example], [], Start this, Start, Stopped, *Save"_s);
         QCOMPARE(changes.value(0).value(0).toModelIndex().row(), 1); // which paints that row anew
         QVERIFY2(sinceSave.elapsed() >= 1400, qPrintable(QString::number(sinceSave.elapsed())));
@@ -529,8 +532,9 @@ private Q_SLOTS:
         const QString usual = world->cloudflaredPath;
         const QString odd = world->folder.filePath(u"~x\n"_s);
         const auto shown = [](const QString &typed, const QString &found) {
-            return u"*[%1], Browse…, Detect, cloudflared %2, xShow in, Handy when, Open Morvanel"_s.arg(
-                typed, found);
+            const QString verdict = found == "found"_L1 ? u"found"_s : notFound;
+            return u"*[%1] (cloudflared %2), Browse…, Detect, cloudflared %3, xShow in, Handy when, Open Morvanel"_s
+                .arg(typed, verdict, found);
         };
         path->setFocus();
         path->selectAll();
@@ -577,8 +581,8 @@ private Q_SLOTS:
     {
         showGeneral();
         const auto shown = [this](const QString &dock, const QString &login) {
-            return u"[%1], Browse…, Detect, cloudflared found, %2Show in, Handy when, %3"_s.arg(
-                world->cloudflaredPath, dock, login);
+            return u"[%1] (cloudflared found), Browse…, Detect, cloudflared found, %2Show in, Handy when, %3"_s
+                .arg(world->cloudflaredPath, dock, login);
         };
         world->loginItem.refusal = u"<b>The folder & all</b> is read-only"_s;
         walk({{[&] { click(u"Show in the Dock and ⌘Tab"_s); }, shown(u"*"_s, u"Open Morvanel"_s)},

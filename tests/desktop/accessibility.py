@@ -8,7 +8,7 @@ import os
 import gi
 
 gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi  # noqa: E402
+from gi.repository import Atspi, GLib  # noqa: E402
 
 from session import wait_for  # noqa: E402
 
@@ -24,6 +24,16 @@ class Accessibility:
         os.environ.pop("AT_SPI_BUS_ADDRESS", None)
         Atspi.init()
         Atspi.set_timeout(3000, 3000)
+        self._told = set()
+        self._listener = Atspi.EventListener.new(
+            lambda event: self._told.add((event.source.get_role_name(), event.source.get_description())))
+        self._listener.register("object:property-change:accessible-description")
+
+    def has_told(self, role, description):
+        """Whether something of that role has announced its new description."""
+        while GLib.MainContext.default().iteration(False):
+            pass
+        return (role, description) in self._told
 
     @staticmethod
     def _application(pid):

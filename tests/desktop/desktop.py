@@ -175,6 +175,7 @@ class Desktop(unittest.TestCase):
         self.wait_for_everywhere("morvanel-connected", "Morvanel: 1 of 1 tunnels connected",
                                  "Home_Server & Co\nConnected (4 connections)", "Connected (4 connections)", GREEN)
         self.object(BUTTON, "Stop")
+        wait_for(lambda: self.accessibility.has_told("list item", "Connected (4 connections)"), "the row says its state")
         labels = self.item.labels()
         self.assertEqual(labels[0], "Morvanel · 1/1 connected")
         self.assertEqual(labels[3].strip(), "Open home.example.test")
@@ -257,7 +258,7 @@ class Desktop(unittest.TestCase):
         self.tab_to("password text", "Token")
         self.screen.type(SECRET)
         self.screen.key("Return")
-        self.object("label", "Saved")
+        self.object("notification", "Saved")
         self.press(BUTTON, "Start")
         self.wait_for_rows(("Second one", "Connected (4 connections)"), ("First", "Stopped"))
 
