@@ -47,6 +47,20 @@ QColor dotColor(const TunnelState &state, const QPalette &palette)
     return SymbolDrawing::color(state.colorRole(), palette, QPalette::Base);
 }
 
+/// Returns the colour behind a selected row: the palette's, moved away from the text until that can be read
+/// in small letters too.
+QColor selectedGround(const QPalette &palette)
+{
+    constexpr double readableContrast = 4.5;
+    constexpr int steps = 40;
+    const QColor text = palette.color(QPalette::HighlightedText);
+    const bool isLight = SymbolDrawing::contrast(text, Qt::black) > SymbolDrawing::contrast(text, Qt::white);
+    QColor ground = palette.color(QPalette::Highlight);
+    for (int step = 0; step < steps && SymbolDrawing::contrast(text, ground) < readableContrast; ++step)
+        ground = isLight ? ground.darker(105) : ground.lighter(105);
+    return ground;
+}
+
 } // namespace
 
 TunnelRow::Parts TunnelRow::partsOf(const QStyleOptionViewItem &option, const QModelIndex &index)
@@ -82,6 +96,7 @@ void TunnelRow::paint(QPainter *painter, const QStyleOptionViewItem &option, con
     QStyleOptionViewItem shown = option;
     initStyleOption(&shown, index);
     shown.text.clear();
+    shown.palette.setColor(QPalette::Highlight, selectedGround(shown.palette));
     const QStyle *style = shown.widget->style();
     style->drawControl(QStyle::CE_ItemViewItem, &shown, painter, shown.widget); // ground and focus frame
 

@@ -399,6 +399,8 @@ private Q_SLOTS:
              {[&] { manager->runner(id)->fail(u"no"_s); },
               u">a red  Error: no"_s + form + u"*Start, Error: no, Save"_s}});
         QCOMPARE(colorAt(0, 5), list->palette().color(QPalette::Base)); // around the dot of a selected row
+        QVERIFY(SymbolDrawing::contrast(colorAt(0, 3), list->palette().color(QPalette::HighlightedText)) >=
+                4.5);
         const QRect name = rowRect(0).adjusted(20, 0, 0, -rowRect(0).height() / 2);
         QVERIFY(ShownWidgets::hasInk(*list->viewport(), name));
         QVERIFY(ShownWidgets::hasInk(*list->viewport(), name.translated(0, name.height()))); // the host name
