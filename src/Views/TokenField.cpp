@@ -6,8 +6,10 @@
 #include "TextLabel.h"
 
 #include <QAccessibleWidget>
+#include <QApplication>
 #include <QKeyEvent>
 
+#include <algorithm>
 #include <limits>
 
 namespace {
@@ -52,7 +54,11 @@ TextField::TextField(QWidget *parent)
 TokenField::TokenField(QWidget *parent)
     : TextField(parent)
 {
-    applyFontRole(this, FontRole::Monospaced);
+    const auto applyFont = [this] {
+        applyFontRole(this, text().isEmpty() ? FontRole::Body : FontRole::Monospaced);
+    };
+    connect(this, &QLineEdit::textChanged, this, applyFont);
+    applyFont();
     QAccessible::installFactory(makeInterface); // again changes nothing
     setRevealed(false);
 }
@@ -71,6 +77,14 @@ void TokenField::forget()
     setRevealed(false); // what goes is announced as well
     setText({});
     setRevealed(!wasMasked);
+}
+
+QSize TokenField::sizeHint() const
+{
+    const QFont base = QApplication::font(this);
+    const int height = std::max(QFontMetrics(fontFor(FontRole::Body, base)).height(),
+                                QFontMetrics(fontFor(FontRole::Monospaced, base)).height());
+    return TextField::sizeHint() + QSize(0, height - fontMetrics().height());
 }
 
 /// Lets no cut happen while it is masked: the base would take the selection away without copying it.

@@ -28,6 +28,8 @@ public:
     bool isMasked() const { return echoMode() != QLineEdit::Normal; }
     /// Clears the field and its undo history. It is masked meanwhile.
     void forget();
+    /// Returns the same for a token and for the prompt, which is in the font of all texts.
+    QSize sizeHint() const override;
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;

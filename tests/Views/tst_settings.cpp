@@ -608,14 +608,18 @@ private Q_SLOTS:
     {
         add({u"a"_s});
         show();
-        field(u"Token"_s)->setText(u"x"_s);
+        QLineEdit *token = field(u"Token"_s);
+        QVERIFY(token->fontMetrics().horizontalAdvance(token->placeholderText()) < token->width() - 10);
+        token->setText(u"x"_s);
+        QVERIFY(QFontInfo(token->font()).fixedPitch());
         const QLabel *warning = label(tokenWarning);
         QFont font = QApplication::font();
         const qreal usual = font.pointSizeF();
         font.setPointSizeF(24);
         QApplication::setFont(font);
         QTRY_VERIFY(warning->font().pointSizeF() > 15 && warning->font().pointSizeF() < 24);
-        QCOMPARE(field(u"Token"_s)->font().pointSizeF(), 24);
+        QCOMPARE(token->font().pointSizeF(), 24);
+        QVERIFY(button(u"Add tunnel"_s)->iconSize().height() > 2 * usualSymbol);
         QTRY_VERIFY(view->minimumWidth() > 640); // nothing of the form is cut off at the side
         font.setPointSizeF(usual);
         QApplication::setFont(font);
