@@ -20,6 +20,7 @@ namespace {
 constexpr QSize minimumContent(640, 400);
 constexpr int tunnelsTab = 0;
 constexpr int generalTab = 1;
+constexpr int iconSide = 16;
 
 } // namespace
 
@@ -55,14 +56,18 @@ bool SettingsView::eventFilter(QObject *watched, QEvent *event)
 void SettingsView::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange)
+    if (event->type() == QEvent::PaletteChange) {
         drawIcons();
-    else if (event->type() == QEvent::FontChange)
+    } else if (event->type() == QEvent::FontChange) {
         renewFontRoles(this);
+        drawIcons();
+    }
 }
 
 void SettingsView::drawIcons()
 {
+    const int side = grownWith(font(), iconSide);
+    m_tabs->setIconSize({side, side});
     const QColor color = SymbolDrawing::color(ColorRole::None, palette());
     m_tabs->setTabIcon(tunnelsTab, SymbolDrawing::icon(u"bolt.horizontal.icloud"_s, color));
     m_tabs->setTabIcon(generalTab, SymbolDrawing::icon(u"gearshape"_s, color));

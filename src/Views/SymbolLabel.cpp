@@ -32,7 +32,7 @@ void SymbolView::setSymbol(const QString &symbolName, ColorRole color)
 
 QSize SymbolView::sizeHint() const
 {
-    const int side = m_side ? m_side : fontMetrics().height();
+    const int side = m_side ? grownWith(font(), m_side) : fontMetrics().height();
     return {side, side};
 }
 
@@ -63,12 +63,15 @@ void SymbolLabel::setContent(const QString &symbolName, const QString &text, Col
     m_text->setText(text);
 }
 
-SymbolButton::SymbolButton(QWidget *parent)
+SymbolButton::SymbolButton(int symbolSide, QSize size, QWidget *parent)
     : QToolButton(parent)
+    , m_symbolSide(symbolSide)
+    , m_size(size)
 {
     setAutoRaise(true);
     setToolButtonStyle(Qt::ToolButtonIconOnly);
     setFocusPolicy(Qt::StrongFocus);
+    applyFont();
 }
 
 void SymbolButton::setContent(const QString &symbolName, const QString &title)
@@ -84,6 +87,16 @@ void SymbolButton::changeEvent(QEvent *event)
     QToolButton::changeEvent(event);
     if (event->type() == QEvent::PaletteChange)
         drawIcon();
+    else if (event->type() == QEvent::FontChange)
+        applyFont();
+}
+
+void SymbolButton::applyFont()
+{
+    const int side = grownWith(font(), m_symbolSide);
+    setIconSize({side, side});
+    if (!m_size.isEmpty())
+        setFixedSize(grownWith(font(), m_size.width()), grownWith(font(), m_size.height()));
 }
 
 void SymbolButton::drawIcon()

@@ -15,7 +15,8 @@ class SymbolView : public QWidget
     Q_OBJECT
 
 public:
-    /// `side` in device-independent pixels; without it the symbol is as high as a line of the widget's font.
+    /// `side` in device-independent pixels, which grows with the font; without it the symbol is as high as a
+    /// line of text.
     explicit SymbolView(int side = 0, QWidget *parent = nullptr);
 
     void setSymbol(const QString &symbolName, ColorRole color);
@@ -52,7 +53,8 @@ class SymbolButton : public QToolButton
     Q_OBJECT
 
 public:
-    explicit SymbolButton(QWidget *parent = nullptr);
+    /// The symbol's side and the whole button's size, the style's own where it is empty, grow with the font.
+    SymbolButton(int symbolSide, QSize size, QWidget *parent);
 
     void setContent(const QString &symbolName, const QString &title);
 
@@ -61,6 +63,9 @@ protected:
 
 private:
     void drawIcon();
+    void applyFont();
 
+    int m_symbolSide;
+    QSize m_size;
     QString m_symbolName;
 };

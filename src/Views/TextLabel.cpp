@@ -58,6 +58,12 @@ QFont fontFor(FontRole role, const QFont &base)
     return font;
 }
 
+int grownWith(const QFont &font, int length)
+{
+    constexpr int usualPixels = 15;
+    return std::max(length, length * QFontInfo(font).pixelSize() / usualPixels);
+}
+
 void applyFontRole(QWidget *widget, FontRole role)
 {
     widget->setProperty(roleProperty, int(role));

@@ -22,6 +22,10 @@ enum class FontRole {
 /// Returns `base` as the role wants it.
 QFont fontFor(FontRole role, const QFont &base);
 
+/// Returns a length for what stands beside text: at least `length`, which suits a text of 11 points, and more
+/// in step with a larger font.
+int grownWith(const QFont &font, int length);
+
 /// Sets a widget's font from the application's.
 void applyFontRole(QWidget *widget, FontRole role);
 

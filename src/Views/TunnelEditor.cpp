@@ -27,6 +27,7 @@ namespace {
 
 constexpr int itemSpacing = 16;
 constexpr int revealSpacing = 6;
+constexpr int revealSymbolSide = 16;
 constexpr int stateLines = 2;
 constexpr std::chrono::milliseconds savedNoteTime = 1500ms;
 constexpr auto tokenWarning = "This doesn't look like a tunnel token: they usually start with \"eyJ\"."_L1;
@@ -66,7 +67,7 @@ TunnelEditor::TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> t
     , m_name(new TextField(this))
     , m_hostname(new TextField(this))
     , m_token(new TokenField(this))
-    , m_reveal(new SymbolButton(this))
+    , m_reveal(new SymbolButton(revealSymbolSide, {}, this))
     , m_startOnLaunch(new QCheckBox(u"Start this tunnel when the app &opens"_s, this))
     , m_tokenWarning(new SymbolLabel(this))
     , m_toggle(new QPushButton(this))

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr int dotSide = 8;
+constexpr int usualDotSide = 8;
 constexpr int dotRim = 2;
 constexpr int partSpacing = 8;
 constexpr int lineSpacing = 1;
@@ -67,6 +67,7 @@ TunnelRow::Parts TunnelRow::partsOf(const QStyleOptionViewItem &option, const QM
 {
     Parts parts{{}, {}, {}, fontFor(FontRole::Caption, option.font), 0};
     const bool hasHostname = !index.data(TunnelListModel::HostnameRole).toString().isEmpty();
+    const int dotSide = grownWith(option.font, usualDotSide);
     const int nameHeight = QFontMetrics(option.font).height();
     const int hostnameHeight = QFontMetrics(parts.captionFont).height();
     parts.height = nameHeight + (hasHostname ? lineSpacing + hostnameHeight : 0);

@@ -30,7 +30,7 @@ constexpr int sidebarWidth = 220;
 constexpr int dividerPadding = 16;
 constexpr int buttonBarPadding = 6;
 constexpr QSize buttonSize(24, 20);
-constexpr QSize buttonSymbolSize(14, 14);
+constexpr int buttonSymbolSide = 14;
 constexpr int placeholderSymbolSide = 40;
 constexpr int placeholderSpacing = 12;
 
@@ -203,8 +203,8 @@ TunnelsSettingsView::TunnelsSettingsView(TunnelManager &manager, QWidget *parent
     , m_selection(manager)
     , m_model(new TunnelListModel(manager, this))
     , m_list(new TunnelListView([this] { remove(); }, this))
-    , m_addButton(new SymbolButton(this))
-    , m_deleteButton(new SymbolButton(this))
+    , m_addButton(new SymbolButton(buttonSymbolSide, buttonSize, this))
+    , m_deleteButton(new SymbolButton(buttonSymbolSide, buttonSize, this))
     , m_columns(new QHBoxLayout(this))
 {
     m_list->setModel(m_model);
@@ -227,11 +227,8 @@ QWidget *TunnelsSettingsView::makeSidebar()
     bar->setSpacing(0);
     m_addButton->setContent(u"plus"_s, u"Add tunnel"_s);
     m_deleteButton->setContent(u"minus"_s, u"Delete the selected tunnel"_s);
-    for (SymbolButton *button : {m_addButton, m_deleteButton}) {
-        button->setFixedSize(buttonSize);
-        button->setIconSize(buttonSymbolSize);
-        bar->addWidget(button);
-    }
+    bar->addWidget(m_addButton);
+    bar->addWidget(m_deleteButton);
     bar->addStretch();
 
     auto *column = new QVBoxLayout(sidebar);

@@ -613,6 +613,7 @@ private Q_SLOTS:
         token->setText(u"x"_s);
         QVERIFY(QFontInfo(token->font()).fixedPitch());
         const QLabel *warning = label(tokenWarning);
+        const int usualSymbol = button(u"Add tunnel"_s)->iconSize().height();
         QFont font = QApplication::font();
         const qreal usual = font.pointSizeF();
         font.setPointSizeF(24);
