@@ -19,6 +19,12 @@ FormScroller::FormScroller(QWidget *form, QWidget *parent)
     viewport()->setAutoFillBackground(false);
 }
 
+QSize FormScroller::sizeHint() const
+{
+    const int height = widget()->heightForWidth(widget()->minimumSizeHint().width());
+    return {minimumSizeHint().width(), height < 0 ? widget()->sizeHint().height() : height};
+}
+
 QSize FormScroller::minimumSizeHint() const
 {
     const int width = widget()->minimumSizeHint().width() + verticalScrollBar()->sizeHint().width();

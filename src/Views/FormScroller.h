@@ -15,6 +15,8 @@ public:
     /// Owns `form`.
     explicit FormScroller(QWidget *form, QWidget *parent = nullptr);
 
+    /// Returns the size in which the form is seen whole, at its least width.
+    QSize sizeHint() const override;
     /// Returns at least the width that the form needs: it does not scroll sideways.
     QSize minimumSizeHint() const override;
 

@@ -15,6 +15,8 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
@@ -100,6 +102,9 @@ private Q_SLOTS:
         showSettings();
         QApplication::setFont(usual);
         const QRect frame = settings().frameGeometry();
+        const QRect screen = settings().screen()->availableGeometry();
+        const auto *form = settings().findChild<QScrollArea *>();
+        QVERIFY(form->verticalScrollBar()->maximum() == 0 || frame.height() == screen.height());
         QVERIFY(frame != settings().geometry());
         QRect centred = frame;
         centred.moveCenter(settings().screen()->availableGeometry().center());

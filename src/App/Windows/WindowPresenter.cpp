@@ -33,14 +33,26 @@ constexpr QSize logsSize(820, 480);
 /// Time after which the desktop counts as having declined to activate a window.
 constexpr auto timeToActivate = 300ms;
 
+/// Returns the part for windows of the screen where the user is working.
+QRect availableGeometry()
+{
+    const QScreen *screen = QGuiApplication::screenAt(QCursor::pos());
+    return (screen ? screen : QGuiApplication::primaryScreen())->availableGeometry();
+}
+
+/// Makes the window taller, where its content needs that and the screen has room.
+void fit(QWidget &window)
+{
+    const int frame = window.frameGeometry().height() - window.height();
+    const int height = std::min(window.sizeHint().height(), availableGeometry().height() - frame);
+    window.resize(window.width(), std::max(window.height(), height));
+}
+
 /// Centres the window, its frame included, on the screen where the user is working; its title stays on the
 /// screen in any case.
 void centre(QWidget &window)
 {
-    const QScreen *screen = QGuiApplication::screenAt(QCursor::pos());
-    if (!screen)
-        screen = QGuiApplication::primaryScreen();
-    const QRect available = screen->availableGeometry();
+    const QRect available = availableGeometry();
     QRect frame = window.frameGeometry();
     frame.moveCenter(available.center());
     window.move(std::max(frame.x(), available.x()), std::max(frame.y(), available.y()));
@@ -102,15 +114,17 @@ std::unique_ptr<QMainWindow> WindowPresenter::makeWindow(QWidget *content, QSize
     return window;
 }
 
-/// Centres a window once more when it is first exposed: only then are its frame and, with a large font, its
-/// size known.
+/// Makes a window as tall as it needs to be and centres it once more when it is first exposed: only then are
+/// its content and its frame known.
 bool WindowPresenter::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::Expose) {
         watched->removeEventFilter(this);
         for (QMainWindow *window : {m_settingsWindow.get(), m_logsWindow.get()}) {
-            if (window && window->windowHandle() == watched)
+            if (window && window->windowHandle() == watched) {
+                fit(*window);
                 centre(*window);
+            }
         }
     }
     return QObject::eventFilter(watched, event);
