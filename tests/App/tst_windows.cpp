@@ -99,6 +99,7 @@ private Q_SLOTS:
         QFont large = usual;
         large.setPointSize(30);
         QApplication::setFont(large);
+        QCursor::setPos(-9999, -9999); // as where the pointer's screen has been taken away
         showSettings();
         QApplication::setFont(usual);
         const QRect frame = settings().frameGeometry();
@@ -152,6 +153,8 @@ private Q_SLOTS:
              {Step{settingsAgain, u"*Morvanel Settings"_s},
               {key(Qt::Key_L), u"Morvanel Settings, *Tunnel Logs"_s},
               {key(Qt::Key_Comma), u"*Morvanel Settings, Tunnel Logs"_s},
+              {key(Qt::Key_H), QString()},
+              {settingsAgain, u"*Morvanel Settings, Tunnel Logs"_s},
               {key(Qt::Key_Q), u"*Morvanel Settings, Tunnel Logs"_s},
               {key(Qt::Key_M), u"_Morvanel Settings, Tunnel Logs"_s},
               {settingsAgain, u"*Morvanel Settings, Tunnel Logs"_s},

@@ -268,6 +268,7 @@ private Q_SLOTS:
             for (int i = 0; i < 3; ++i)
                 field(titles[i])->setText(typed[i]);
             QCOMPARE(bool(label(tokenWarning)), warns);
+            QCOMPARE(accessible(field(titles[2]))->text(QAccessible::Description) == tokenWarning, warns);
             QAbstractButton *save = button(isNew ? u"Add"_s : u"Save"_s);
             QCOMPARE(save->isEnabled(), saved != former);
             click(save);
@@ -472,6 +473,7 @@ private Q_SLOTS:
         QVERIFY(accessible(field(u"Name"_s))->textInterface() && !accessible(token)->textInterface());
         QCOMPARE(accessible(token)->text(QAccessible::Name), u"Token"_s);
         QVERIFY(accessible(token)->state().passwordEdit && token->echoMode() == QLineEdit::Password);
+        QVERIFY(accessible(token)->state().editable && !accessible(token)->state().readOnly);
         token->setFocus();
         type(u"eyJ"_s);
         QApplication::clipboard()->setText(u"other"_s);
