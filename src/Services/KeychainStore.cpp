@@ -236,3 +236,5 @@ QString KeychainStore::normalizeToken(const QString &raw)
         return pieces[flag + 1];
     return pieces.size() == 1 ? pieces.first() : raw.trimmed();
 }
+
+#include "moc_KeychainStore.cpp"

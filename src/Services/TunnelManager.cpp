@@ -347,3 +347,4 @@ void TunnelManager::terminateOrphanedProcesses()
     }
     m_services.preferences.remove(childPIDsKey);
 }
+#include "moc_TunnelManager.cpp"

@@ -260,3 +260,5 @@ void TunnelRunner::appendLog(const QString &line)
     m_output.appendLog(line);
     Q_EMIT logLinesChanged();
 }
+
+#include "moc_TunnelRunner.cpp"

@@ -47,3 +47,5 @@ void FormScroller::showEvent(QShowEvent *event)
     widget()->layout()->invalidate();
     widget()->layout()->activate();
 }
+
+#include "moc_FormScroller.cpp"

@@ -211,3 +211,5 @@ void GeneralSettingsView::detect()
     if (const std::optional<QString> path = TunnelManager::detectCloudflared())
         m_manager.setCloudflaredPath(*path);
 }
+
+#include "moc_GeneralSettingsView.cpp"

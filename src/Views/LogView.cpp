@@ -20,7 +20,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr QSize minimumContent(560, 320);
+constexpr QSize minimumLog(560, 320);
 constexpr int headerPadding = 12;
 constexpr int pickerWidth = 280;
 constexpr int pickerTextWidth = 236; ///< leaves room for the frame and the arrow of any style
@@ -56,7 +56,7 @@ LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget
     , m_picker(new Picker(this))
     , m_log(new RunnerLogView(this))
 {
-    setMinimumSize(minimumContent);
+    setMinimumSize(minimumLog);
     auto *placeholder = new QLabel(u"No tunnels configured"_s, this);
     placeholder->setAlignment(Qt::AlignCenter);
     placeholder->setForegroundRole(QPalette::PlaceholderText);
@@ -149,3 +149,5 @@ void LogView::fillPicker()
         m_picker->setItemData(i, cut == name ? QVariant() : Text::toolTip(name), Qt::ToolTipRole);
     }
 }
+
+#include "moc_LogView.cpp"

@@ -310,3 +310,5 @@ void RunnerLogView::showLines()
     m_wait.stop();
     m_text->follow(m_runner->logLines());
 }
+
+#include "moc_RunnerLogView.cpp"

@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr QSize minimumContent(640, 400);
+constexpr QSize minimumSettings(640, 400);
 constexpr int tunnelsTab = 0;
 constexpr int generalTab = 1;
 constexpr int iconSide = 16;
@@ -28,7 +28,7 @@ SettingsView::SettingsView(TunnelManager &manager, QWidget *parent)
     : QWidget(parent)
     , m_tabs(new QTabWidget(this))
 {
-    setMinimumSize(minimumContent);
+    setMinimumSize(minimumSettings);
     m_tabs->addTab(new TunnelsSettingsView(manager), u"Tunnel"_s);
     m_tabs->addTab(new GeneralSettingsView(manager), u"General"_s);
     auto *page = new QVBoxLayout(this); // with the style's own margins
@@ -41,7 +41,7 @@ SettingsView::SettingsView(TunnelManager &manager, QWidget *parent)
 bool SettingsView::event(QEvent *event)
 {
     if (event->type() == QEvent::LayoutRequest)
-        setMinimumSize(minimumContent.expandedTo(layout()->minimumSize()));
+        setMinimumSize(minimumSettings.expandedTo(layout()->minimumSize()));
     return QWidget::event(event);
 }
 
@@ -72,3 +72,5 @@ void SettingsView::drawIcons()
     m_tabs->setTabIcon(tunnelsTab, SymbolDrawing::icon(u"bolt.horizontal.icloud"_s, color));
     m_tabs->setTabIcon(generalTab, SymbolDrawing::icon(u"gearshape"_s, color));
 }
+
+#include "moc_SettingsView.cpp"

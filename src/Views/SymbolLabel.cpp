@@ -103,3 +103,5 @@ void SymbolButton::drawIcon()
 {
     setIcon(SymbolDrawing::icon(m_symbolName, palette().color(QPalette::Active, QPalette::ButtonText)));
 }
+
+#include "moc_SymbolLabel.cpp"

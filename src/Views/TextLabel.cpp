@@ -220,3 +220,5 @@ void ClampedLabel::paintEvent(QPaintEvent *)
     style()->drawItemText(&painter, contentsRect(), Qt::AlignLeading | Qt::AlignVCenter, palette(),
                           isEnabled(), lines().join(u'\n'), foregroundRole());
 }
+
+#include "moc_TextLabel.cpp"

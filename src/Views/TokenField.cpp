@@ -95,3 +95,5 @@ void TokenField::keyPressEvent(QKeyEvent *event)
     else
         TextField::keyPressEvent(event);
 }
+
+#include "moc_TokenField.cpp"

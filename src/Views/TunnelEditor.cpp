@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int itemSpacing = 16;
+constexpr int partsSpacing = 16;
 constexpr int revealSpacing = 6;
 constexpr int revealSymbolSide = 16;
 constexpr int stateLines = 2;
@@ -79,7 +79,7 @@ TunnelEditor::TunnelEditor(TunnelManager &manager, std::optional<TunnelConfig> t
     m_model.load();
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(itemSpacing);
+    column->setSpacing(partsSpacing);
     column->addWidget(new FormScroller(makeForm(), this), 1);
     column->addWidget(makeBottomBar());
     setTabOrder(m_startOnLaunch, m_toggle); // the layouts have moved the fields behind the buttons
@@ -103,7 +103,7 @@ QWidget *TunnelEditor::makeForm()
     m_tokenWarning->setContent(u"exclamationmark.triangle"_s, tokenWarning, ColorRole::Orange);
     auto *column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(itemSpacing);
+    column->setSpacing(partsSpacing);
     column->addWidget(m_title);
     column->addWidget(makeFields());
     column->addWidget(explanation);
@@ -240,3 +240,5 @@ void TunnelEditor::save()
     setSavedFeedback(true);
     QTimer::singleShot(savedNoteTime, this, [this] { setSavedFeedback(false); });
 }
+
+#include "moc_TunnelEditor.cpp"

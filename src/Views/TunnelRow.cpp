@@ -18,9 +18,9 @@ namespace {
 constexpr int usualDotSide = 8;
 constexpr int dotRim = 2;
 constexpr int partSpacing = 8;
-constexpr int lineSpacing = 1;
-constexpr int rowPadding = 2;
-constexpr int sidePadding = 6;
+constexpr int tunnelLineSpacing = 1;
+constexpr int tunnelPadding = 2;
+constexpr int tunnelMargin = 6;
 constexpr float stoppedOpacity = 0.4F;
 
 QColor withOpacity(QColor color, float opacity)
@@ -70,8 +70,8 @@ TunnelRow::Parts TunnelRow::partsOf(const QStyleOptionViewItem &option, const QM
     const int dotSide = grownWith(option.font, usualDotSide);
     const int nameHeight = QFontMetrics(option.font).height();
     const int hostnameHeight = QFontMetrics(parts.captionFont).height();
-    parts.height = nameHeight + (hasHostname ? lineSpacing + hostnameHeight : 0);
-    const QRect inner = option.rect.adjusted(sidePadding, 0, -sidePadding, 0);
+    parts.height = nameHeight + (hasHostname ? tunnelLineSpacing + hostnameHeight : 0);
+    const QRect inner = option.rect.adjusted(tunnelMargin, 0, -tunnelMargin, 0);
     const int top = inner.top() + (inner.height() - parts.height) / 2;
     const int left = inner.left() + dotSide + partSpacing;
     const int width = qMax(0, inner.right() + 1 - left);
@@ -81,7 +81,7 @@ TunnelRow::Parts TunnelRow::partsOf(const QStyleOptionViewItem &option, const QM
     parts.dot = placed({inner.left(), inner.top() + (inner.height() - dotSide) / 2, dotSide, dotSide});
     parts.name = placed({left, top, width, nameHeight});
     if (hasHostname)
-        parts.hostname = placed({left, top + nameHeight + lineSpacing, width, hostnameHeight});
+        parts.hostname = placed({left, top + nameHeight + tunnelLineSpacing, width, hostnameHeight});
     return parts;
 }
 
@@ -89,7 +89,7 @@ QSize TunnelRow::sizeHint(const QStyleOptionViewItem &option, const QModelIndex 
 {
     QStyleOptionViewItem shown = option;
     initStyleOption(&shown, index);
-    return {0, partsOf(shown, index).height + 2 * rowPadding};
+    return {0, partsOf(shown, index).height + 2 * tunnelPadding};
 }
 
 void TunnelRow::paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const
@@ -140,3 +140,5 @@ bool TunnelRow::helpEvent(QHelpEvent *event, QAbstractItemView *view, const QSty
                        view, view->visualRect(index));
     return true;
 }
+
+#include "moc_TunnelRow.cpp"

@@ -362,3 +362,5 @@ void TunnelsSettingsView::created(const QUuid &id)
     refresh();
     m_list->setFocus(Qt::OtherFocusReason);
 }
+
+#include "moc_TunnelsSettingsView.cpp"

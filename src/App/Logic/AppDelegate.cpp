@@ -95,3 +95,5 @@ void AppDelegate::waitForTunnelsThenTerminate(Scheduler::Duration deadline)
     m_manager.forceKillAll();
     m_application.replyToApplicationShouldTerminate(true);
 }
+
+#include "moc_AppDelegate.cpp"

@@ -255,3 +255,5 @@ void StatusItemController::openURL(const MenuItem &sender)
     if (const auto *url = std::get_if<QUrl>(&sender.data))
         m_application.open(*url);
 }
+
+#include "moc_StatusItemController.cpp"

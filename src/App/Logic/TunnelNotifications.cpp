@@ -84,3 +84,5 @@ void TunnelNotifications::show(const QUuid &id)
                  {{u"log"_s, u"Log…"_s, showLog}}});
     }
 }
+
+#include "moc_TunnelNotifications.cpp"

@@ -175,3 +175,5 @@ void WindowMenuBar::refreshEditing()
     for (QAction *action : std::as_const(m_editActions))
         action->setEnabled(canEdit(Action(action->data().toInt())));
 }
+
+#include "moc_WindowMenuBar.cpp"

@@ -235,3 +235,5 @@ void WindowPresenter::hideAll()
         window->hide();
     }
 }
+
+#include "moc_WindowPresenter.cpp"

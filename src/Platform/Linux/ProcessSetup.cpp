@@ -152,3 +152,5 @@ void TerminationSignals::drain()
     }
     Q_EMIT received();
 }
+
+#include "moc_ProcessSetup.cpp"

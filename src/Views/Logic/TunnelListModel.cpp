@@ -124,3 +124,5 @@ bool TunnelListModel::moveRows(const QModelIndex &sourceParent, int sourceRow, i
     endMoveRows();
     return true;
 }
+
+#include "moc_TunnelListModel.cpp"

@@ -246,3 +246,5 @@ bool FreedesktopApplication::isTestHost() const
     };
     return dl_iterate_phdr(isTestLibrary, nullptr) != 0;
 }
+
+#include "moc_FreedesktopApplication.cpp"

@@ -221,3 +221,5 @@ std::optional<QUuid> FreedesktopNotifications::tagOf(quint32 id) const
     }
     return std::nullopt;
 }
+
+#include "moc_FreedesktopNotifications.cpp"

@@ -271,3 +271,5 @@ void SingleInstance::deliver(const Request &request)
         Q_EMIT activated(request.platformData);
     Q_EMIT served(request.platformData);
 }
+
+#include "moc_SingleInstance.cpp"

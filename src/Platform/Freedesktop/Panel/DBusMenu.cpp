@@ -309,3 +309,5 @@ void DBusMenu::refuse(const QString &text) const
     if (message().isReplyRequired())
         sendErrorReply(QDBusError::InvalidArgs, text);
 }
+
+#include "moc_DBusMenu.cpp"

@@ -296,3 +296,5 @@ void FreedesktopStatusItem::showSomething()
     }
     popup().popup(QCursor::pos());
 }
+
+#include "moc_FreedesktopStatusItem.cpp"

@@ -209,3 +209,5 @@ void NotifierWatcher::findQuirks()
                       << "refuses Activate:" << quirks.refusesActivate;
     Q_EMIT quirksChanged();
 }
+
+#include "moc_NotifierWatcher.cpp"

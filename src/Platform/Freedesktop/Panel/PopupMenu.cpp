@@ -220,3 +220,5 @@ void PopupMenu::draw(QAction *action, const MenuItem &item) const
     action->setShortcut(item.shortcut.isEmpty() ? QKeySequence() : QKeySequence(u"Ctrl+"_s + item.shortcut));
     action->setIcon(iconOf(item, palette().color(QPalette::Window), palette().color(QPalette::WindowText)));
 }
+
+#include "moc_PopupMenu.cpp"

@@ -103,3 +103,5 @@ void StatusNotifierItem::activate()
     if (message().isReplyRequired())
         sendErrorReply(QDBusError::NotSupported, u"The item is its menu"_s);
 }
+
+#include "moc_StatusNotifierItem.cpp"
