@@ -5,6 +5,7 @@ target_compile_options(morvanel_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
     -Wformat=2 -Wimplicit-fallthrough
     $<$<BOOL:${MORVANEL_WERROR}>:-Werror>
+    $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>
     -fstack-protector-strong)
 target_compile_definitions(morvanel_options INTERFACE
     QT_NO_CAST_FROM_ASCII
