@@ -20,6 +20,8 @@ struct Needle
     qsizetype anchor;
 };
 
+constexpr qsizetype longestReason = 4096;
+
 constexpr Needle registered{"Registered tunnel connection", 0};
 constexpr Needle unregistered{"Unregistered tunnel connection", 0};
 constexpr Needle serveError{"Serve tunnel error", 0};
@@ -44,6 +46,46 @@ bool contains(QByteArrayView line, const Needle &needle)
     return false;
 }
 
+/// Returns what follows the level of an error line; any other line whole.
+QByteArrayView messageOf(QByteArrayView line)
+{
+    constexpr QByteArrayView level = " ERR ";
+    if (line.startsWith(level.sliced(1)))
+        return line.sliced(level.size() - 1);
+    const qsizetype place = line.indexOf(level);
+    return place < 0 ? line : line.sliced(place + level.size());
+}
+
+/// Returns the text without the fields at its end, each a blank, letters, "=" and a value, which may be
+/// quoted.
+QByteArrayView withoutFields(QByteArrayView text)
+{
+    const auto isOfKey = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; };
+    for (;;) {
+        const qsizetype quote = text.endsWith('"') ? text.lastIndexOf("=\"") : text.size();
+        const qsizetype blank = text.first(std::max(quote, qsizetype(0))).lastIndexOf(' ');
+        if (blank < 0)
+            return text;
+        const QByteArrayView field = text.sliced(blank + 1);
+        const qsizetype keyEnd = std::find_if_not(field.begin(), field.end(), isOfKey) - field.begin();
+        if (keyEnd == 0 || !field.sliced(keyEnd).startsWith('='))
+            return text;
+        text = text.first(blank);
+    }
+}
+
+/// Returns a quoted text that begins there, up to its quote that is not escaped, without the escapes.
+QByteArray unquoted(QByteArrayView text)
+{
+    QByteArray plain;
+    for (qsizetype i = 0; i < text.size() && text[i] != '"'; ++i) {
+        const bool isEscape = text[i] == '\\' && i + 1 < text.size();
+        i += isEscape ? 1 : 0;
+        plain += isEscape && (text[i] == 'n' || text[i] == 't') ? ' ' : text[i];
+    }
+    return plain;
+}
+
 } // namespace
 
 OutputLine::Marks OutputLine::marksOf(QByteArrayView line)
@@ -53,6 +95,7 @@ OutputLine::Marks OutputLine::marksOf(QByteArrayView line)
     marks.isLoss = !marks.isRegistration &&
                    (contains(line, unregistered) || contains(line, serveError) || contains(line, terminated));
     marks.isError = line.startsWith("ERR ") || contains(line, errorLevel) || contains(line, notValid);
+    marks.isReason = marks.isError && !isHelp(line) && !messageOf(line).startsWith("update check ");
     return marks;
 }
 
@@ -72,6 +115,29 @@ bool OutputLine::isBare(QByteArrayView line)
     constexpr const char *levels[] = {"DBG ", "INF ", "WRN ", "ERR ", "FTL "};
     return !line.startsWith('{') && std::none_of(std::begin(levels), std::end(levels),
                                                  [&](const char *level) { return line.contains(level); });
+}
+
+bool OutputLine::isHelp(QByteArrayView line)
+{
+    const QByteArrayView message = messageOf(line);
+    return message.startsWith(' ') || message.startsWith('\t') || message.startsWith("See '") ||
+           withoutFields(message).endsWith(':');
+}
+
+QString OutputLine::reason(QByteArrayView line)
+{
+    constexpr QByteArrayView field = "error=";
+    const QByteArrayView message = messageOf(line.first(std::min(line.size(), longestReason)));
+    const qsizetype place = message.indexOf(field);
+    const QByteArrayView text = place < 0 ? withoutFields(message) : message.first(place);
+    const QByteArrayView value = place < 0 ? QByteArrayView() : message.sliced(place + field.size());
+    const QByteArray error = value.startsWith('"') ? unquoted(value.sliced(1)) : QByteArray();
+    if (!error.isEmpty())
+        return Text::fromUtf8(error);
+    const qsizetype end = value.indexOf(' ');
+    const QString word = Text::fromUtf8(end < 0 ? value : value.first(end));
+    const QString told = Text::trimmedOfBlanks(Text::fromUtf8(text));
+    return word.isEmpty() || word == "\"\""_L1 ? told : told + u": "_s + word;
 }
 
 QString OutputLine::errorSummary(const QString &line)

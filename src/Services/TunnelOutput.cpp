@@ -8,6 +8,7 @@
 
 #include <QUuid>
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -26,8 +27,9 @@ void TunnelOutput::restart()
     m_activeConnections.clear();
     m_hasEverConnected = false;
     m_linesToCheck = firstLines;
-    m_endOfChildOutput = 0;
+    m_childLines = 0;
     m_lastErrorLine.clear();
+    m_reasonLine.clear();
 }
 
 std::optional<QByteArrayView> TunnelOutput::cutLine(QByteArrayView &piece)
@@ -56,12 +58,14 @@ void TunnelOutput::handleLine(QByteArrayView line)
     if (isAmongFirst && line.startsWith('{'))
         doubtState(u"cloudflared prints its log as JSON"_s);
     m_log.append(line);
-    m_endOfChildOutput = m_log.endNumber();
+    ++m_childLines;
     const OutputLine::Marks marks = OutputLine::marksOf(line);
     if (marks.isRegistration || marks.isLoss)
         trackConnection(line, marks.isRegistration);
     if (marks.isError)
         m_lastErrorLine = line.toByteArray();
+    if (marks.isReason)
+        m_reasonLine = m_lastErrorLine;
 }
 
 void TunnelOutput::trackConnection(QByteArrayView line, bool isRegistration)
@@ -76,6 +80,13 @@ void TunnelOutput::trackConnection(QByteArrayView line, bool isRegistration)
     m_activeConnections.insert(key);
     m_hasEverConnected = true;
     m_lastErrorLine.clear();
+    m_reasonLine.clear();
+}
+
+void TunnelOutput::appendLog(const QString &line)
+{
+    m_log.append(line.toUtf8());
+    m_childLines = 0;
 }
 
 void TunnelOutput::doubtState(const QString &cause)
@@ -89,9 +100,17 @@ QString TunnelOutput::lastError() const
     return m_lastErrorLine.isEmpty() ? QString() : OutputLine::errorSummary(Text::fromUtf8(m_lastErrorLine));
 }
 
+QString TunnelOutput::reason() const
+{
+    return OutputLine::reason(m_reasonLine);
+}
+
 QString TunnelOutput::lastWords() const
 {
-    const qsizetype last = m_log.size() - 1;
-    const bool isChilds = last >= 0 && m_log.endNumber() == m_endOfChildOutput;
-    return isChilds && OutputLine::isBare(m_log.bytes(last)) ? m_log.line(last) : QString();
+    const qsizetype begin = m_log.size() - std::min(m_childLines, m_log.size());
+    qsizetype last = m_log.size() - 1;
+    while (last >= begin && OutputLine::isHelp(m_log.bytes(last)))
+        --last;
+    return last >= begin && OutputLine::isBare(m_log.bytes(last)) ? OutputLine::reason(m_log.bytes(last))
+                                                                  : QString();
 }

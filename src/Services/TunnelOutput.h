@@ -28,7 +28,7 @@ public:
 
     const LogBuffer &log() const { return m_log; }
     /// Adds a line of this program's own.
-    void appendLog(const QString &line) { m_log.append(line.toUtf8()); }
+    void appendLog(const QString &line);
     void clearLog() { m_log.clear(); }
     /// Logs that the state is read from lines that this child prints otherwise or not at all, and why.
     void doubtState(const QString &cause);
@@ -40,8 +40,10 @@ public:
     bool hasEverConnected() const { return m_hasEverConnected; }
     /// Returns the summary of the last error line since the start or the last registration; empty for none.
     QString lastError() const;
-    /// Returns the log's last line where the child has printed it and it is a bare sentence; else an empty
-    /// text.
+    /// Returns what the last of these lines that tells anything says; empty for none.
+    QString reason() const;
+    /// Returns the bare sentence with which the child has ended its output, printed help left out; else an
+    /// empty text.
     QString lastWords() const;
 
 private:
@@ -52,7 +54,8 @@ private:
     QByteArray m_line;          ///< the storage of a line that came in pieces
     QSet<QByteArray> m_activeConnections;
     bool m_hasEverConnected = false;
-    int m_linesToCheck = 0;         ///< of the child's output, for whether they are JSON
-    quint64 m_endOfChildOutput = 0; ///< the log's end after the child's last line; 0 while there is none
-    QByteArray m_lastErrorLine;     ///< summarised when it is asked for
+    int m_linesToCheck = 0;     ///< of the child's output, for whether they are JSON
+    qsizetype m_childLines = 0; ///< at the log's end, behind this program's own lines
+    QByteArray m_lastErrorLine; ///< read when it is asked for, like the next one
+    QByteArray m_reasonLine;
 };

@@ -134,7 +134,7 @@ TunnelStatus TunnelRunner::status() const
         break;
     case TunnelState::Case::Starting:
     case TunnelState::Case::Reconnecting:
-        status.reason = isWaiting() ? u"Waiting for the keyring to be unlocked"_s : m_output.lastError();
+        status.reason = isWaiting() ? u"Waiting for the keyring to be unlocked"_s : m_output.reason();
         status.isLastError = !isWaiting() && !status.reason.isEmpty();
         break;
     case TunnelState::Case::Connected:
@@ -209,15 +209,16 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
     m_output.clearConnections();
     if (onProcessExited)
         onProcessExited(pid);
-    const QString error = m_output.lastError();
     if (m_stopRequested) {
         appendLog(u"■ Tunnel stopped"_s);
-        setState(TunnelState::stopped());
-    } else if (!error.isEmpty()) {
-        fail(error);
-    } else {
-        fail(u"cloudflared exited (code %1)"_s.arg(status), m_output.lastWords());
+        return setState(TunnelState::stopped());
     }
+    const QString exited = u"cloudflared exited (code %1)"_s.arg(status);
+    const QString error = m_output.lastError();
+    QString reason = m_output.reason();
+    if (reason.isEmpty())
+        reason = m_output.lastWords();
+    fail(error.isEmpty() ? exited : error, reason.isEmpty() ? exited : reason);
 }
 
 void TunnelRunner::consume(QByteArrayView chunk)

@@ -158,7 +158,7 @@ private Q_SLOTS:
         run("last line of the log", {"no such file\nINF a\n", "end 1"}, exited(1));
         run("own last line", {"bare\n", "fail", "end 1"}, u"✖ x | Error: x | (x) | "_s + exited(1));
         run("error in the unfinished line", {"ERR a\nx\nerror=\"b\" is not valid", "end 255"},
-            u"(Last error: ERR a) | exited 1000 | ✖ b | Error: b | (b)"_s);
+            u"(Last error: a) | exited 1000 | ✖ b | Error: b | (b)"_s);
         run("error, then registered", {"x ERR broken\n" + registered(0), "end 9"},
             one + u" | "_s + exited(9));
         run("dead before its output", {"die", registered(0), "stop", "end 1"}, exited(1));
@@ -189,6 +189,9 @@ private Q_SLOTS:
              "Unregistered tunnel connection connIndex=1\xc2\xbd connIndex=0\nServe tunnel error\n"
              "Serve tunnel error connIndex=12\nConnection terminated connIndex=0\nConnection lost\n"},
             QStringList{one, two, three, two, one, u"Reconnecting…"_s}.join(u" | "_s));
+        run("connections end with their child",
+            {registered(0) + registered(1), "end 1", "start", registered(2)},
+            one + u" | "_s + two + u" | "_s + exited(1) + u" | Connecting… | started 1001 | "_s + one);
         run("back again",
             {"Connection terminated connIndex=0\n" + registered(0), "Connection terminated connIndex=0\n",
              registered(3)},
@@ -219,6 +222,42 @@ private Q_SLOTS:
         qunsetenv("TUNNEL_LOG_OUTPUT");
         QFETCH(QString, told);
         QCOMPARE(bench.told, told.split(u" | "_s));
+    }
+
+    void explainsItsEnd_data()
+    {
+        QTest::addColumn<QString>("output");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("reason");
+
+        const QString exited = u"cloudflared exited (code 1)"_s;
+        QTest::newRow("ends at an escaped quote")
+            << u"x ERR a error=\"Get \\\"b\\\": \\\\ \" connIndex=0"_s << u"Get \\"_s << u"Get \"b\": \\ "_s;
+        QTest::newRow("fields behind one word")
+            << u"x ERR no way error=Unauthorized connIndex=0 ip=1"_s
+            << u"no way error=Unauthorized connIndex=0 ip=1"_s << u"no way: Unauthorized"_s;
+        QTest::newRow("fields without an error") << u"x ERR 1=1 is so connIndex=0 a=\"b c\""_s
+                                                 << u"1=1 is so connIndex=0 a=\"b c\""_s << u"1=1 is so"_s;
+        QTest::newRow("no text in quotes")
+            << u"x ERR no way error=\"\" a=1\t"_s << u"no way error=\"\" a=1"_s << u"no way"_s;
+        QTest::newRow("no last quote") << u"x ERR a error=\"no way"_s << u"no way"_s << u"no way"_s;
+        QTest::newRow("update check")
+            << u"x ERR update check failed error=\"no way\""_s << u"no way"_s << exited;
+        QTest::newRow("help behind an error")
+            << u"x ERR broken\nx ERR Please try: event=0\nx ERR   1. a event=0"_s << u"1. a event=0"_s
+            << u"broken"_s;
+        QTest::newRow("printed help")
+            << u"Incorrect Usage: -x\nNAME:\n   y\nSee 'z'."_s << exited << u"Incorrect Usage: -x"_s;
+    }
+    void explainsItsEnd()
+    {
+        Bench bench;
+        bench.start();
+        QFETCH(QString, output);
+        bench.child().write(output.toUtf8());
+        bench.child().end(1);
+        QTEST(bench.runner.state().message(), "message");
+        QTEST(bench.runner.status().reason, "reason");
     }
 
     void cutsLinesAtEveryPlace()

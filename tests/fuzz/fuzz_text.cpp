@@ -14,5 +14,6 @@ extern "C" int LLVMFuzzerTestOneInput(const char *data, std::size_t size)
     expect(text.contains(token), "the token is part of what was pasted");
     expect(KeychainStore::normalizeToken(token) == token, "a token alone stays as it is");
     expect(text.contains(OutputLine::errorSummary(text)), "the summary is part of the line");
+    expect(OutputLine::reason({data, qsizetype(size)}).size() <= 4096, "a reason is bounded");
     return 0;
 }
