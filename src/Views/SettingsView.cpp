@@ -27,15 +27,27 @@ constexpr int iconSide = 16;
 SettingsView::SettingsView(TunnelManager &manager, QWidget *parent)
     : QWidget(parent)
     , m_tabs(new QTabWidget(this))
+    , m_tunnels(new TunnelsSettingsView(manager))
 {
     setMinimumSize(minimumSettings);
-    m_tabs->addTab(new TunnelsSettingsView(manager), u"Tunnel"_s);
+    m_tabs->addTab(m_tunnels, u"Tunnel"_s);
     m_tabs->addTab(new GeneralSettingsView(manager), u"General"_s);
     auto *page = new QVBoxLayout(this); // with the style's own margins
     page->addWidget(m_tabs);
     m_tabs->tabBar()->setFocusPolicy(Qt::StrongFocus); // else a click hands the keyboard to the first field
     m_tabs->installEventFilter(this);
     drawIcons();
+}
+
+void SettingsView::showTunnel(const QUuid &id)
+{
+    m_tabs->setCurrentIndex(tunnelsTab);
+    m_tunnels->select(id);
+}
+
+void SettingsView::showGeneral()
+{
+    m_tabs->setCurrentIndex(generalTab);
 }
 
 bool SettingsView::event(QEvent *event)

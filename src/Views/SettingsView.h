@@ -6,6 +6,7 @@
 #include <QWidget>
 
 class QTabWidget;
+class TunnelsSettingsView;
 class TunnelManager;
 
 /// The content of the Settings window: the tunnels and the program's own settings, a tab each. At least 640
@@ -18,6 +19,11 @@ public:
     /// `manager` outlives the view.
     explicit SettingsView(TunnelManager &manager, QWidget *parent = nullptr);
 
+    /// Turns to the tunnel's form; input for another one is dropped, as by a click on its row.
+    void showTunnel(const QUuid &id);
+    /// Turns to the program's own settings.
+    void showGeneral();
+
 protected:
     bool event(QEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -27,4 +33,5 @@ private:
     void drawIcons();
 
     QTabWidget *m_tabs;
+    TunnelsSettingsView *m_tunnels;
 };

@@ -262,6 +262,13 @@ void TunnelsSettingsView::showEvent(QShowEvent *event)
         m_list->setFocus(Qt::OtherFocusReason);
 }
 
+void TunnelsSettingsView::select(const QUuid &id)
+{
+    m_selection.select(id);
+    if (isVisible())
+        refresh();
+}
+
 void TunnelsSettingsView::refresh()
 {
     m_isRefreshing = true;

@@ -22,6 +22,9 @@ public:
     /// `manager` outlives the view.
     explicit TunnelsSettingsView(TunnelManager &manager, QWidget *parent = nullptr);
 
+    /// Selects the tunnel, and shows it as soon as the tab is on screen.
+    void select(const QUuid &id);
+
 protected:
     void showEvent(QShowEvent *event) override;
 

@@ -17,6 +17,8 @@ class FakeDesktop : public Application, public Windows
 {
 public:
     void showSettings() override { m_asked += QStringLiteral("settings"); }
+    void showTunnel(const QUuid &tunnel) override { m_asked += QStringLiteral("tunnel") + tunnel.toString(); }
+    void showGeneral() override { m_asked += QStringLiteral("general"); }
     void showLogs(const std::optional<QUuid> &selecting) override
     {
         m_asked += QStringLiteral("logs") + (selecting ? selecting->toString() : QString());

@@ -9,6 +9,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QListView>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
@@ -18,6 +19,7 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSignalSpy>
+#include <QTabWidget>
 #include <QTest>
 #include <QTimer>
 
@@ -124,6 +126,24 @@ private Q_SLOTS:
         QCOMPARE(view->selection(), std::optional(second));
         presenter->showLog(first); // but a click on a tunnel's notification is about that tunnel
         QCOMPARE(view->selection(), std::optional(first));
+    }
+
+    void settingsOpenAtWhatIsWanted()
+    {
+        FakeWorld::addTunnel(*manager, u"a"_s);
+        const TunnelConfig tunnel = FakeWorld::addTunnel(*manager, u"b"_s);
+        presenter->showGeneral();
+        const auto *tabs = settings().findChild<QTabWidget *>();
+        QCOMPARE(tabs->tabText(tabs->currentIndex()), u"General"_s);
+        for (const bool isShown : {false, true}) {
+            settings().setVisible(isShown);
+            presenter->showTunnel(tunnel.id);
+            QCOMPARE(tabs->tabText(tabs->currentIndex()), u"Tunnel"_s);
+            auto *list = settings().findChild<QListView *>();
+            QCOMPARE(list->currentIndex().data().toString(), u"b"_s);
+            list->setCurrentIndex(list->model()->index(0, 0));
+            presenter->showGeneral();
+        }
     }
 
     void menusOfferWhatCanBeDone()

@@ -69,10 +69,28 @@ WindowPresenter::WindowPresenter(TunnelManager &manager, Application &applicatio
 
 WindowPresenter::~WindowPresenter() = default;
 
-void WindowPresenter::showSettings()
+SettingsView &WindowPresenter::settings()
 {
     if (!m_settingsWindow)
         m_settingsWindow = makeWindow(new SettingsView(m_manager), settingsSize, u"Morvanel Settings"_s);
+    return *static_cast<SettingsView *>(m_settingsWindow->centralWidget());
+}
+
+void WindowPresenter::showSettings()
+{
+    settings();
+    bringUp(*m_settingsWindow);
+}
+
+void WindowPresenter::showTunnel(const QUuid &tunnel)
+{
+    settings().showTunnel(tunnel);
+    bringUp(*m_settingsWindow);
+}
+
+void WindowPresenter::showGeneral()
+{
+    settings().showGeneral();
     bringUp(*m_settingsWindow);
 }
 

@@ -16,6 +16,7 @@ class Application;
 class QMainWindow;
 class QMessageBox;
 class QWidget;
+class SettingsView;
 class TunnelManager;
 
 /// Owns the two windows, Settings and Logs: each made at its first request, kept when the user closes it, and
@@ -30,6 +31,8 @@ public:
     ~WindowPresenter() override;
 
     void showSettings() override;
+    void showTunnel(const QUuid &tunnel) override;
+    void showGeneral() override;
     void showLogs(const std::optional<QUuid> &selecting) override;
     void showLog(const QUuid &tunnel) override;
 
@@ -43,6 +46,7 @@ protected:
 
 private:
     std::unique_ptr<QMainWindow> makeWindow(QWidget *content, QSize contentSize, const QString &title);
+    SettingsView &settings();
     void bringUp(QWidget &window);
     void orderFront(QWidget &window);
     QList<QWidget *> openWindows() const;
