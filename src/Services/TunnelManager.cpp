@@ -190,9 +190,10 @@ std::optional<qint32> TunnelManager::prepare(TunnelRunner &runner, const StoredT
         runner.report(reason);
     }
     if (token.token.value_or(QString()).isEmpty())
-        runner.fail(missing, reason);
+        runner.fail(missing, reason,
+                    reason == missing ? TunnelStatus::Remedy::Token : TunnelStatus::Remedy::Log);
     else if (!isCloudflaredExecutable())
-        runner.fail(u"cloudflared not found at "_s + m_cloudflaredPath);
+        runner.fail(u"cloudflared not found at "_s + m_cloudflaredPath, {}, TunnelStatus::Remedy::Program);
     else
         return runner.prepare(m_cloudflaredPath, *token.token);
     return std::nullopt;

@@ -26,6 +26,8 @@ void TunnelOutput::restart()
     m_pendingOutput.clear();
     m_activeConnections.clear();
     m_hasEverConnected = false;
+    m_hasInfo = false;
+    m_doubt.clear();
     m_linesToCheck = firstLines;
     m_childLines = 0;
     m_lastErrorLine.clear();
@@ -59,6 +61,7 @@ void TunnelOutput::handleLine(QByteArrayView line)
         doubtState(u"cloudflared prints its log as JSON"_s);
     m_log.append(line);
     ++m_childLines;
+    m_hasInfo = m_hasInfo || line.contains(" INF ");
     const OutputLine::Marks marks = OutputLine::marksOf(line);
     if (marks.isRegistration || marks.isLoss)
         trackConnection(line, marks.isRegistration);
@@ -92,6 +95,7 @@ void TunnelOutput::appendLog(const QString &line)
 void TunnelOutput::doubtState(const QString &cause)
 {
     m_linesToCheck = 0;
+    m_doubt = cause;
     appendLog(u"▶︎ The state shown may be wrong: "_s + cause);
 }
 

@@ -32,6 +32,10 @@ public:
     void clearLog() { m_log.clear(); }
     /// Logs that the state is read from lines that this child prints otherwise or not at all, and why.
     void doubtState(const QString &cause);
+    /// Returns the cause of the doubt about this child; empty for none.
+    const QString &doubt() const { return m_doubt; }
+    /// Returns whether this child has printed a line of level INF.
+    bool hasInfo() const { return m_hasInfo; }
 
     /// Returns how many connections were registered and not lost.
     qsizetype connectionCount() const { return m_activeConnections.size(); }
@@ -54,6 +58,8 @@ private:
     QByteArray m_line;          ///< the storage of a line that came in pieces
     QSet<QByteArray> m_activeConnections;
     bool m_hasEverConnected = false;
+    bool m_hasInfo = false;
+    QString m_doubt;
     int m_linesToCheck = 0;     ///< of the child's output, for whether they are JSON
     qsizetype m_childLines = 0; ///< at the log's end, behind this program's own lines
     QByteArray m_lastErrorLine; ///< read when it is asked for, like the next one

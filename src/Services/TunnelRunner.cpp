@@ -13,6 +13,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::seconds stopDeadline(6);
+constexpr std::chrono::seconds timeToBeRead(20);
 
 /// Returns "NAME=value" of an inherited variable that stops cloudflared from logging the lines that are read
 /// here; none where it logs them.
@@ -85,6 +86,7 @@ bool TunnelRunner::run()
         failToStart(error);
         return false;
     }
+    m_readableCheck = m_scheduler.after(timeToBeRead, [this] { checkReadable(); });
     if (onProcessStarted)
         onProcessStarted(m_process->pid());
     return true;
@@ -113,7 +115,7 @@ void TunnelRunner::failToStart(const QString &error)
 {
     const QString reason = u"Could not start cloudflared: "_s + error;
     report(reason);
-    setFailed(u"cloudflared could not be started"_s, reason);
+    setFailed(u"cloudflared could not be started"_s, reason, TunnelStatus::Remedy::Program);
 }
 
 void TunnelRunner::awaitToken()
@@ -127,15 +129,17 @@ void TunnelRunner::awaitToken()
 
 TunnelStatus TunnelRunner::status() const
 {
-    TunnelStatus status{m_state, {}, false, m_failureCount};
+    TunnelStatus status{.state = m_state, .failureCount = m_failureCount};
     switch (m_state.kind()) {
     case TunnelState::Case::Failed:
         status.reason = m_failure;
+        status.remedy = m_remedy;
         break;
     case TunnelState::Case::Starting:
     case TunnelState::Case::Reconnecting:
         status.reason = isWaiting() ? u"Waiting for the keyring to be unlocked"_s : m_output.reason();
         status.isLastError = !isWaiting() && !status.reason.isEmpty();
+        status.doubt = isWaiting() ? QString() : m_output.doubt();
         break;
     case TunnelState::Case::Connected:
     case TunnelState::Case::Stopping:
@@ -173,15 +177,16 @@ void TunnelRunner::report(const QString &message)
     appendLog(u"✖︎ "_s + message);
 }
 
-void TunnelRunner::fail(const QString &message, const QString &reason)
+void TunnelRunner::fail(const QString &message, const QString &reason, TunnelStatus::Remedy remedy)
 {
     report(message);
-    setFailed(message, reason);
+    setFailed(message, reason, remedy);
 }
 
-void TunnelRunner::setFailed(const QString &message, const QString &reason)
+void TunnelRunner::setFailed(const QString &message, const QString &reason, TunnelStatus::Remedy remedy)
 {
     m_failure = reason.isEmpty() ? message : reason;
+    m_remedy = remedy;
     ++m_failureCount;
     setState(TunnelState::failed(message));
     Q_EMIT reasonChanged();
@@ -205,6 +210,7 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
     if (const std::optional<QByteArrayView> line = m_output.cutLine(lineEnd))
         handleLine(*line);
     m_stopChecks.clear();
+    m_readableCheck.reset();
     m_process.reset();
     m_output.clearConnections();
     if (onProcessExited)
@@ -221,6 +227,14 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
     fail(error.isEmpty() ? exited : error, reason.isEmpty() ? exited : reason);
 }
 
+/// Doubts the state of a child that prints none of the lines that are read here, whatever keeps it from that.
+void TunnelRunner::checkReadable()
+{
+    m_readableCheck.reset();
+    if (m_output.doubt().isEmpty())
+        doubtState(u"cloudflared has printed no line of level INF; its configuration may set loglevel"_s);
+}
+
 void TunnelRunner::consume(QByteArrayView chunk)
 {
     while (const std::optional<QByteArrayView> line = m_output.cutLine(chunk))
@@ -234,6 +248,8 @@ void TunnelRunner::consume(QByteArrayView chunk)
 void TunnelRunner::handleLine(QByteArrayView line)
 {
     m_output.handleLine(line);
+    if (m_output.hasInfo())
+        m_readableCheck.reset();
     refreshRunningState();
 }
 

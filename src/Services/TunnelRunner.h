@@ -72,7 +72,8 @@ public:
     void report(const QString &message);
     /// Logs `message` as a failure and sets the state to failed with it. `reason` is what the windows and
     /// notifications say, where that is more.
-    void fail(const QString &message, const QString &reason = {});
+    void fail(const QString &message, const QString &reason = {},
+              TunnelStatus::Remedy remedy = TunnelStatus::Remedy::Log);
     /// Sends SIGKILL to a child that still runs; no log line, no change of state.
     void forceKill();
     void clearLog();
@@ -97,10 +98,11 @@ private:
     void reset();
     void doubtState(const QString &cause);
     void failToStart(const QString &error);
-    void setFailed(const QString &message, const QString &reason);
+    void setFailed(const QString &message, const QString &reason, TunnelStatus::Remedy remedy);
     void consume(QByteArrayView chunk);
     void handleLine(QByteArrayView line);
     void refreshRunningState();
+    void checkReadable();
     void handleTermination(int status, qint32 pid);
     void checkStopped(qint32 pid);
     void setState(const TunnelState &state);
@@ -115,8 +117,10 @@ private:
 
     std::unique_ptr<ChildProcess> m_process;
     std::list<std::unique_ptr<ScheduledWork>> m_stopChecks;
+    std::unique_ptr<ScheduledWork> m_readableCheck; ///< until the child prints a line of level INF
     bool m_stopRequested = false;
     QString m_failure; ///< the reason for `Failed`
+    TunnelStatus::Remedy m_remedy{};
     int m_failureCount = 0;
     QString m_toldReason; ///< by `reasonChanged`
 };

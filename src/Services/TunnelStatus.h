@@ -7,26 +7,52 @@
 
 /// A tunnel's state, and why it is not connected.
 ///
-/// | the tunnel               | in the menu                   | in the windows, beside the state's label |
-/// | ------------------------ | ----------------------------- | ---------------------------------------- |
-/// | failed                   | the state's message           | nothing: the label has the message       |
-/// | starting or reconnecting | the state's label             | "Last error: " and the reason            |
-/// | waits for its token      | the state's label             | nothing                                  |
-/// | any other                | the state's label             | nothing                                  |
-///
-/// A notification has the reason, and the label where none is known.
+/// | the tunnel               | in the menu         | in the windows: the label, and as a note | in a
+/// notification  | | ------------------------ | ------------------- |
+/// ---------------------------------------- | ------------------ | | failed                   | the state's
+/// message | "Reason: " and the reason, if it is not the message | the reason | | starting or reconnecting |
+/// the state's label   | "Last error: " and the reason            | after a minute: the reason, or that there
+/// is none | | the same, not readable   | the state's label   | "Last error: " and the reason            |
+/// after a minute: the doubt | | waits for its token      | the state's label   | the reason | after a
+/// minute: the reason | | any other                | the state's label   | none | none               |
 struct TunnelStatus
 {
+    /// Place where the user can do something about it.
+    enum class Remedy { Log, Token, Program };
+
     TunnelState state;
     /// A failure's reason, the last error of a child that is not connected, or a start's reason to wait, on
     /// one line; empty in other states and where nothing is known.
-    QString reason;
+    QString reason = {};
     bool isLastError = false; ///< the reason is an error of a child that still tries
+    /// Why the state of a child that seems to try cannot be read; empty where it can.
+    QString doubt = {};
+    Remedy remedy = Remedy::Log; ///< of a failure
     /// Number of failures so far, which tells failures with one reason apart.
     int failureCount = 0;
 
-    /// Returns the windows' text of the table.
-    QString note() const { return isLastError ? QStringLiteral("Last error: ") + reason : QString(); }
+    bool isFailed() const { return state.kind() == TunnelState::Case::Failed; }
+
+    /// Returns the windows' note of the table.
+    QString note() const
+    {
+        if (reason.isEmpty() || (isFailed() && reason == state.message()))
+            return {};
+        const QString label = isLastError  ? QStringLiteral("Last error: ")
+                              : isFailed() ? QStringLiteral("Reason: ")
+                                           : QString();
+        return label + reason;
+    }
+
+    /// Returns the notification's text of the table.
+    QString explanation() const
+    {
+        if (!doubt.isEmpty())
+            return QStringLiteral("The state shown may be wrong: ") + doubt;
+        return reason.isEmpty()
+                   ? QStringLiteral("Not connected after a minute, and cloudflared does not say why")
+                   : reason;
+    }
 
     bool operator==(const TunnelStatus &) const = default;
 };

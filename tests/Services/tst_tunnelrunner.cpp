@@ -205,6 +205,13 @@ private Q_SLOTS:
         row("format", {"format json", "start", json}, doubt + format + started);
         row("JSON", {"level info", "start", QByteArray("INF {}\n").repeated(8) + json},
             started + u" | "_s + doubt + u"cloudflared prints its log as JSON"_s);
+        const QString hidden =
+            u"cloudflared has printed no line of level INF; its configuration may set loglevel"_s;
+        row("no line of level INF", {"start", "x WRN INF\n", "wait 20000"},
+            started + u" | "_s + doubt + hidden);
+        row("JSON is doubted once", {"start", "{}\n", "wait 20000"},
+            started + u" | "_s + doubt + u"cloudflared prints its log as JSON"_s);
+        row("read", {"start", "x INF a\n", "wait 20000"}, started);
         row("late JSON", {"start", QByteArray("INF {}\n").repeated(9) + json}, started);
     }
 
