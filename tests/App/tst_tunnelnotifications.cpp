@@ -45,25 +45,52 @@ struct Bench
     const QUuid id = FakeWorld::addTunnel(manager, u"a <b>\n"_s).id;
     const QHash<QString, std::function<void()>> words{
         {u"start"_s, [this] { manager.start(id); }},
+        {u"start other"_s, [this] { manager.start(other); }},
+        {u"start both"_s, [this] { manager.startAll(); }},
         {u"stop"_s, [this] { manager.stop(id); }},
         {u"remove"_s, [this] { manager.remove(id); }},
         {u"quit"_s, [this] { notifications.end(); }},
+        {u"close"_s, [this] { screen.shown.clear(); }},
         {u"no keyring"_s, [this] { world.secrets.failure = SecretStatus::NotAvailable; }},
+        {u"no token"_s, [this] { world.secrets.items.clear(); }},
+        {u"no program"_s, [this] { manager.setCloudflaredPath(u"/nowhere"_s); }},
         {u"locked"_s, [this] { world.secrets.isLocked = true; }},
-        {u"exit"_s, [this] { world.launcher.last().end(1); }},
+        {u"exit"_s, [this] { forEachChild([](FakeChildLauncher::Child &child) { child.end(1); }); }},
         {u"connect"_s, [this] { world.launcher.last().write("Registered tunnel connection connIndex=0\n"); }},
         {u"lose"_s, [this] { world.launcher.last().write("Connection terminated connIndex=0\n"); }}};
 
-    /// Does what the word says, waits some seconds or writes a line, and lets the announcements arrive.
-    void perform(const QString &step)
+    void forEachChild(const std::function<void(FakeChildLauncher::Child &)> &act)
     {
-        if (words.contains(step))
-            words[step]();
-        else if (step.endsWith(u's'))
-            world.scheduler.advance(std::chrono::seconds(step.chopped(1).toInt()));
-        else
-            world.launcher.last().write(step.toUtf8() + '\n');
-        QCoreApplication::processEvents();
+        for (const auto &child : world.launcher.children) {
+            if (child->isRunning)
+                act(*child);
+        }
+    }
+    /// Does what each word says, waits some seconds or has the children print a line, the last one alone
+    /// where the line begins with "last", and lets the announcements arrive.
+    void perform(const QString &steps)
+    {
+        for (const QString &step : steps.split(u", "_s)) {
+            const QByteArray line = step.toUtf8() + '\n';
+            if (words.contains(step))
+                words[step]();
+            else if (step.endsWith(u's'))
+                world.scheduler.advance(std::chrono::seconds(step.chopped(1).toInt()));
+            else if (step.startsWith(u"last "))
+                world.launcher.last().write(line.sliced(5));
+            else
+                forEachChild([&](FakeChildLauncher::Child &child) { child.write(line); });
+            QCoreApplication::processEvents();
+        }
+    }
+    /// Returns what is on the screen, sorted.
+    QString shown() const
+    {
+        QStringList texts;
+        for (const Notification &notification : screen.shown)
+            texts += notification.title + u": "_s + notification.body;
+        texts.sort();
+        return texts.join(u" | "_s);
     }
 };
 
@@ -76,48 +103,87 @@ class TestTunnelNotifications : public QObject
 private Q_SLOTS:
     void tells_data()
     {
-        QTest::addColumn<QString>("shown"); // at the end; the tunnel's name stands before it
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<QString>("shown"); // at the end; the tunnel is called "a <b>\n"
         QTest::addColumn<int>("count");
         QTest::addColumn<int>("timers"); // a stop has one of its own
 
-        QTest::newRow("start, x ERR broken, exit") << u"broken"_s << 1 << 0;
-        QTest::newRow("start, no <file>, exit") << u"no <file>"_s << 1 << 0;
-        QTest::newRow("no keyring, start, start")
-            << u"The token could not be read: the keyring is closed"_s << 2 << 0;
-        QTest::newRow("locked, start, 1s, 60s") << u"Waiting for the keyring to be unlocked"_s << 1 << 0;
-        QTest::newRow("start, x ERR broken, 59s") << QString() << 0 << 1;
-        QTest::newRow("start, 59s, x ERR broken, 1s, 300s") << u"broken"_s << 1 << 0;
-        QTest::newRow("start, 60s") << u"Connecting…"_s << 1 << 0;
-        QTest::newRow("start, 60s, x ERR broken, exit") << u"broken"_s << 2 << 0;
-        QTest::newRow("start, connect, lose, x ERR broken, 60s") << u"broken"_s << 1 << 0;
-        QTest::newRow("start, 40s, connect, lose, 40s") << QString() << 0 << 1;
-        QTest::newRow("start, 60s, connect") << QString() << 1 << 0;
-        QTest::newRow("start, 60s, stop") << QString() << 1 << 1;
-        QTest::newRow("start, x ERR broken, stop, exit") << QString() << 0 << 0;
-        QTest::newRow("start, exit, stop") << QString() << 1 << 0;
-        QTest::newRow("start, exit, remove") << QString() << 1 << 0;
-        QTest::newRow("start, 60s, quit, exit") << QString() << 1 << 0;
+        const auto row = [](const char *name, const char *steps, const QString &shown, int count,
+                            int timers = 0) {
+            QTest::newRow(name) << QString::fromUtf8(steps) << shown << count << timers;
+        };
+        const auto failed = [](const QString &reason) { return u"“a <b> ” failed: "_s + reason; };
+        const auto hangs = [](const QString &reason) { return u"“a <b> ” is not connected: "_s + reason; };
+        const QString unknown = u"Not connected after a minute, and cloudflared does not say why"_s;
+        const QString exited = u"cloudflared exited (code 1)"_s;
+        row("a failure", "start, x ERR broken, exit", failed(u"broken"_s), 1);
+        row("markup in a reason", "start, no <file>, exit", failed(u"no <file>"_s), 1);
+        row("a second failure", "no keyring, start, start",
+            failed(u"The token could not be read: the keyring is closed"_s), 2);
+        row("a locked keyring", "locked, start, 1s, 60s", hangs(u"Waiting for the keyring to be unlocked"_s),
+            1);
+        row("not a minute yet", "start, INF a, x ERR broken, 59s", {}, 0, 1);
+        row("a minute", "start, x INF a, 59s, x ERR broken, 1s, 300s", hangs(u"broken"_s), 1);
+        row("a minute without a word", "start, x INF a, 60s", hangs(unknown), 1);
+        row("a failure after a minute", "start, x INF a, 60s, x ERR broken, exit", failed(u"broken"_s), 2);
+        row("other reasons", "start, x INF a, 60s, x ERR one, x ERR two, 1s", hangs(u"two"_s), 2);
+        row("another reason, closed", "start, x INF a, 60s, close, x ERR one, 1s", {}, 1);
+        row("a try after a failure", "start, exit, start, x INF a, x ERR new, 1s", failed(exited), 1, 1);
+        const QString unreadable = u"The state of “a <b> ” cannot be read: The state shown may be wrong: "_s;
+        row("no line of level INF", "start, x ERR broken, 60s",
+            unreadable +
+                u"cloudflared has printed no line of level INF; its configuration may set loglevel"_s,
+            1);
+        row("JSON", "start, {}, 60s", unreadable + u"cloudflared prints its log as JSON"_s, 1);
+        row("lost for a minute", "start, x INF a, connect, lose, x ERR broken, 60s", hangs(u"broken"_s), 1);
+        row("connected meanwhile", "start, x INF a, 40s, connect, lose, 40s", {}, 0, 1);
+        row("connects at last", "start, x INF a, 60s, connect", {}, 1);
+        row("stopped", "start, x INF a, 60s, stop", {}, 1, 1);
+        row("ends after a stop", "start, x ERR broken, stop, exit", {}, 0);
+        row("cleared", "start, exit, stop", {}, 1);
+        row("removed", "start, exit, remove", {}, 1);
+        row("quit", "start, x INF a, 60s, quit, exit", {}, 1);
+
+        const QString both = u"\nother, a <b> "_s;
+        row("two for one reason", "start both, exit", u"2 tunnels failed: "_s + exited + both, 1);
+        row("soon after one another", "start, exit, start other, exit",
+            u"2 tunnels failed: "_s + exited + both, 2);
+        row("later than one another", "start, exit, 1s, start other, exit",
+            failed(exited) + u" | “other” failed: "_s + exited, 2);
+        row("for two reasons", "start both, last x ERR broken, exit",
+            failed(u"broken"_s) + u" | “other” failed: "_s + exited, 2);
+        row("two hang", "start both, x INF a, 60s", u"2 tunnels are not connected: "_s + unknown + both, 1);
+        row("one of two has a reason", "start both, x INF a, 60s, last x ERR broken, 1s",
+            u"2 tunnels are not connected: other: "_s + unknown + u"\na <b> : broken"_s, 2);
+        row("one of two connects", "start both, x INF a, 60s, connect",
+            u"“other” is not connected: "_s + unknown, 2, 0);
     }
     void tells()
     {
-        QFETCH(QString, shown);
         Bench bench;
-        for (const QString &step : QString::fromUtf8(QTest::currentDataTag()).split(u", "_s))
-            bench.perform(step);
-        const Notification seen = bench.screen.shown.value(bench.id);
-        QCOMPARE(seen.body, shown);
-        QCOMPARE(seen.title, shown.isEmpty() ? QString() : u"a <b> "_s);
+        QFETCH(QString, steps);
+        bench.perform(steps);
+        QTEST(bench.shown(), "shown");
         QTEST(bench.screen.count, "count");
         QTEST(int(bench.world.scheduler.pendingCount()), "timers");
     }
 
-    void aClickOpensTheLog()
+    void aClickOpensWhatHelps()
     {
-        Bench bench;
-        for (const QString &step : {u"start"_s, u"exit"_s})
-            bench.perform(step);
-        bench.screen.shown.value(bench.id).clicked();
-        QCOMPARE(bench.desktop.asked(), QStringList{u"log"_s + bench.id.toString()});
+        for (const auto &[steps, window] :
+             {std::pair(u"start, exit"_s, u"log"_s), std::pair(u"no keyring, start"_s, u"log"_s),
+              std::pair(u"no token, start"_s, u"tunnel"_s),
+              std::pair(u"no program, start"_s, u"general"_s)}) {
+            Bench bench;
+            bench.perform(steps);
+            const QString id = bench.id.toString();
+            for (const Notification &notification : bench.screen.shown) {
+                notification.clicked();
+                notification.buttons.front().pressed();
+            }
+            const QStringList asked{window == "general"_L1 ? window : window + id, u"log"_s + id};
+            QCOMPARE(bench.desktop.asked(), asked);
+        }
     }
 };
 

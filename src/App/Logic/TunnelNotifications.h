@@ -3,27 +3,31 @@
 
 #pragma once
 
+#include "Notifications.h"
 #include "Scheduler.h"
-#include "TunnelConfig.h"
+#include "TunnelStatus.h"
 
 #include <QObject>
 
 #include <map>
 #include <memory>
+#include <optional>
 
-class Notifications;
 class TunnelManager;
 class Windows;
 
-/// Tells the user why a tunnel does not work; a click opens its log.
+/// Tells the user why tunnels do not work. A click opens the place where something can be done about it: the
+/// Settings for a token or a program that is missing, else the log.
 ///
-/// | the tunnel                                   | its notification                |
-/// | -------------------------------------------- | ------------------------------- |
-/// | failed                                       | shown, in place of earlier ones |
-/// | has tried to connect for 60 s without a break | shown                          |
-/// | connected, is being stopped, was removed     | withdrawn                       |
+/// | the tunnel                                    | its notification                              |
+/// | --------------------------------------------- | --------------------------------------------- |
+/// | failed                                        | shown, in place of an earlier one             |
+/// | has tried to connect for 60 s without a break | shown                                         |
+/// | has another reason by now                     | says so where it is still on show, once a second at most
+/// | | connected, is being stopped, was removed      | withdrawn                                     |
 ///
-/// No timer runs while no tunnel is starting or reconnecting.
+/// Tunnels that get into the same trouble for the same reason within a second share one. No timer runs while
+/// no tunnel is starting or reconnecting, but for that second.
 class TunnelNotifications : public QObject
 {
     Q_OBJECT
@@ -37,20 +41,43 @@ public:
     void end();
 
 private:
+    enum class Trouble { Failed, NotConnected, Unreadable };
+
     struct Followed
     {
-        TunnelState state; ///< as it was seen last
-        int failureCount = 0;
+        TunnelStatus status; ///< as it was seen last
         std::unique_ptr<ScheduledWork> patience;
+        TunnelStatus told; ///< by the notification
+        QUuid tag;         ///< of the notification that names this tunnel; null for none
+    };
+    /// One notification, for all tunnels that have its tag.
+    struct Shared
+    {
+        Trouble trouble;
+        QString explanation;          ///< of the first one when it was told
+        Scheduler::Duration joinable; ///< until then others may join
+        Scheduler::Duration changed;  ///< when it was shown or changed last
+        bool isNew = true;            ///< it is to be shown even if the user closed it
+        bool isDue = true;            ///< it is to be shown or changed
+        std::unique_ptr<ScheduledWork> wait;
     };
 
     void refresh();
     void follow(const QUuid &id, Followed &followed);
-    void show(const QUuid &id);
+    void tell(const QUuid &id, Trouble trouble);
+    void retell(Followed &followed);
+    void leave(Followed &followed);
+    QUuid joinable(Trouble trouble, const QString &explanation) const;
+    bool isAlone(const QUuid &tag) const;
+    void sendLater();
+    void send();
+    std::optional<Notification> compose(const QUuid &tag, Trouble trouble) const;
 
     TunnelManager &m_manager;
     Windows &m_windows;
     Notifications &m_notifications;
     Scheduler &m_scheduler;
     std::map<QUuid, Followed> m_followed;
+    std::map<QUuid, Shared> m_shared; ///< by tag
+    bool m_isSending = false;         ///< `send` is on its way
 };
