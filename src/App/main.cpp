@@ -47,6 +47,7 @@ public:
     explicit Program(SingleInstance &instance)
         : m_instance(instance)
         , m_preferences(PreferencesFile::defaultPath())
+        , m_secrets(QDBusConnection::sessionBus())
         , m_loginItem(AutostartLoginItem::defaultFolder(), QCoreApplication::applicationFilePath())
         , m_application([](const QUrl &url) {
             const ProcessSetup::OriginalLimits limits;

@@ -4,16 +4,18 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 
 #include <functional>
 
-/// Outcome of a call of `Secrets`.
+/// Outcome of a call of a secret store.
 enum class SecretStatus {
     Success,
     NotFound,     ///< nothing matches
     Locked,       ///< and nobody unlocked it
-    NotAvailable, ///< no secret store can be reached, or it does not answer
+    Absent,       ///< there is no secret store; one may come later
+    NotAvailable, ///< the secret store cannot be reached, or it does not answer
     Failed,       ///< any other failure
 };
 
@@ -32,40 +34,46 @@ struct SecretKey
     QString account;
 };
 
-/// The user's secrets. Each call waits for its answer. The first one that finds the store locked waits for
-/// the user to unlock it; once the user has refused, or the store has not answered, all others fail at once.
-class Secrets
+/// Something that a secret store is asked to do.
+struct SecretCall
 {
-public:
-    struct Lookup : SecretResult
-    {
-        QByteArray data = {}; ///< the secret's bytes; empty unless `status` is `Success`
+    enum class Kind {
+        Lookup, ///< returns the data of one item that matches; of several, of the one that was changed last
+        Store,  ///< replaces the data of the items that match and nothing else; adds one where none does
+        Remove, ///< removes every item that matches
     };
 
-    virtual ~Secrets() = default;
-
-    /// Returns the data of one item that matches; of several, of the one that was changed last.
-    [[nodiscard]] virtual Lookup lookup(const SecretKey &key) = 0;
-    /// Replaces the data of the items that match and nothing else.
-    [[nodiscard]] virtual SecretResult update(const SecretKey &key, const QByteArray &data) = 0;
-    /// Stores a new item. The label is what the desktop shows the user of it.
-    [[nodiscard]] virtual SecretResult add(const SecretKey &key, const QByteArray &data,
-                                           const QString &label) = 0;
-    /// Removes every item that matches.
-    [[nodiscard]] virtual SecretResult remove(const SecretKey &key) = 0;
+    Kind kind = Kind::Lookup;
+    SecretKey key;
+    QByteArray data = {}; ///< to be stored
+    QString label = {};   ///< of a new item, as the desktop shows it to the user
 };
 
-/// The way to the user's secrets, which may take its time.
+/// The outcome of a call, with the data that a lookup has found.
+struct SecretReply : SecretResult
+{
+    QByteArray data = {};
+};
+
+/// The user's secrets. Everything is called on the main thread and nothing there waits for the store,
+/// whatever it does with its own threads.
 class SecretStore
 {
 public:
-    /// Uses the secrets and returns what is left to do on the main thread. Owns whatever it needs: the store
-    /// may be gone before the task has ended.
-    using Task = std::function<std::function<void()>(Secrets &)>;
+    struct Callbacks
+    {
+        std::function<void(bool isAsking)> asking; ///< the user is asked for something, or is not any more
+        std::function<void()> appeared;            ///< there is a secret store where there was none
+    };
+    using Calls = QList<SecretCall>;
+    using Done = std::function<void(const QList<SecretReply> &)>;
 
     virtual ~SecretStore() = default;
 
-    /// Runs `task` where its waiting holds up nothing, then, on the main thread, what it returned; that is
-    /// left out when the store is destroyed meanwhile. Not to be called again before both have run.
-    virtual void perform(Task task) = 0;
+    virtual void setCallbacks(Callbacks callbacks) = 0;
+    /// Makes the calls in order, then calls `done` with a reply to each; that is left out when the store is
+    /// destroyed meanwhile. The first call that finds the store locked waits for the user to unlock it, if
+    /// the user may be asked; once the user has refused, or the store has not answered, all others fail at
+    /// once. Not to be called again before `done` has been.
+    virtual void exchange(const Calls &calls, bool mayAsk, Done done) = 0;
 };

@@ -6,15 +6,18 @@
 #include <QHash>
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QUuid>
 
 #include <memory>
 #include <optional>
 
+class Preferences;
 class ScheduledWork;
 class Scheduler;
 class SecretStore;
+struct SecretReply;
 
 /// Outcome of a read for one tunnel.
 struct StoredToken
@@ -29,21 +32,30 @@ struct StoredToken
 ///
 /// The store may take its time, up to the answer of a user who is asked to unlock it. Meanwhile a token to be
 /// stored is kept in memory. All that comes up during such a wait shares its outcome: nobody is asked twice.
+///
+/// A read that finds no store is answered with the reason, at once or after a patient wait, and repeated when
+/// a store appears. A removal that finds none, or a locked one, is kept in the preferences until it succeeds.
 class KeychainStore : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Both outlive this object.
-    KeychainStore(SecretStore &secrets, Scheduler &scheduler);
+    enum class Patience {
+        None,
+        ForStore, ///< up to 30 seconds for a store to appear, as at log-in
+    };
+
+    /// Everything outlives this object.
+    KeychainStore(SecretStore &secrets, Preferences &preferences, Scheduler &scheduler);
     /// Tells on standard error of tokens that there was no time to store.
     ~KeychainStore() override;
 
     /// Stores or replaces the token, unchanged.
     void setToken(const QUuid &id, const QString &token);
     void deleteToken(const QUuid &id);
-    /// Asks for the tokens, which `tokensRead` brings, maybe before this returns.
-    void readTokens(const QList<QUuid> &ids);
+    /// Asks for the tokens, which `tokensRead` brings, maybe before this returns. Makes up for what earlier
+    /// removals could not do, for which alone the user is not asked.
+    void readTokens(const QList<QUuid> &ids, Patience patience = Patience::None);
     /// Takes back what `readTokens` asked for.
     void cancelRead(const QUuid &id);
     /// Returns whether a change is on its way to the store and has not taken long yet.
@@ -53,9 +65,9 @@ public:
     static QString normalizeToken(const QString &raw);
 
 Q_SIGNALS:
-    /// Sent when reading this token takes longer than with an open store; the user may have been asked for a
-    /// password. May come more than once.
-    void waiting(const QUuid &id);
+    /// Sent when reading this token takes longer than with an open store, with the cause in words for the
+    /// user. May come more than once.
+    void waiting(const QUuid &id, const QString &cause);
     /// Sent with the outcome of any number of reads, in the order in which they were asked for.
     void tokensRead(const QList<StoredToken> &tokens);
     /// Sent when a token was given up, with the reason.
@@ -63,19 +75,30 @@ Q_SIGNALS:
 
 private:
     struct Request;
-    struct Reply;
+    struct Outcome;
 
+    void change(const QUuid &id, const std::optional<QString> &token);
+    void saveRemovals();
     void proceed();
     void readFromMemory();
-    void announceWait();
-    void finish(const Request &request, const Reply &reply);
-    QHash<QUuid, QString> takeRefusals(const Request &request, const Reply &reply);
+    void noticeLater();
+    void announceWait(const QString &cause);
+    void finish(const Request &request, const Outcome &outcome);
+    QHash<QUuid, QString> takeRefusals(const Request &request, const Outcome &outcome);
+    QList<StoredToken> takeReads(const Outcome &outcome);
+    void endPatience(const QString &reason);
 
     SecretStore &m_secrets;
+    Preferences &m_preferences;
     Scheduler &m_scheduler;
     QHash<QUuid, std::optional<QString>> m_changes; ///< not stored yet; none: to be removed
     QList<QUuid> m_awaited;                         ///< in the order of the reads
+    QList<QUuid> m_missed;                          ///< reads that found no store
+    QSet<QUuid> m_patient;                          ///< reads that are not answered before the time is up
+    bool m_hasNewChange = false;                    ///< since the store has been asked
     bool m_isBusy = false;                          ///< the store has been asked
-    bool m_isWaitLong = false;                      ///< `waiting` has been sent
-    std::unique_ptr<ScheduledWork> m_notice;        ///< while it is too early to speak of a wait
+    bool m_hasAppeared = false;                     ///< since the store has been asked
+    QString m_cause;                           ///< of the wait; empty while it is too early to speak of one
+    std::unique_ptr<ScheduledWork> m_notice;   ///< while it is too early to speak of a wait
+    std::unique_ptr<ScheduledWork> m_patience; ///< while patient reads wait
 };

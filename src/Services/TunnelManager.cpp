@@ -39,14 +39,14 @@ bool isExecutableFile(const QString &path)
 TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
     : QObject(parent)
     , m_services(services)
-    , m_keychain(services.secrets, services.scheduler)
+    , m_keychain(services.secrets, services.preferences, services.scheduler)
 {
     const Preferences &preferences = services.preferences;
     connect(this, &TunnelManager::objectWillChange, this, &TunnelManager::announceLater);
     connect(&m_keychain, &KeychainStore::tokensRead, this, &TunnelManager::startWith);
-    connect(&m_keychain, &KeychainStore::waiting, this, [this](const QUuid &id) {
+    connect(&m_keychain, &KeychainStore::waiting, this, [this](const QUuid &id, const QString &cause) {
         if (TunnelRunner *found = runner(id))
-            found->awaitToken();
+            found->awaitToken(cause);
     });
     connect(&m_keychain, &KeychainStore::notStored, this, [this](const QUuid &id, const QString &reason) {
         if (TunnelRunner *found = runner(id))
@@ -149,17 +149,19 @@ void TunnelManager::startAll()
 
 void TunnelManager::startLaunchTunnels()
 {
-    startEach([](const TunnelConfig &tunnel) { return tunnel.startOnLaunch; });
+    startEach([](const TunnelConfig &tunnel) { return tunnel.startOnLaunch; },
+              KeychainStore::Patience::ForStore);
 }
 
-void TunnelManager::startEach(const std::function<bool(const TunnelConfig &)> &isWanted)
+void TunnelManager::startEach(const std::function<bool(const TunnelConfig &)> &isWanted,
+                              KeychainStore::Patience patience)
 {
     QList<QUuid> ids;
     for (const TunnelConfig &tunnel : std::as_const(m_tunnels)) {
         if (!m_refusesStarts && isWanted(tunnel))
             ids += tunnel.id;
     }
-    m_keychain.readTokens(ids);
+    m_keychain.readTokens(ids, patience);
 }
 
 void TunnelManager::startWith(const QList<StoredToken> &tokens)

@@ -76,6 +76,7 @@ public:
     void toggle(const QUuid &id);
     void startAll();
     void stopAll();
+    /// Starts them patiently: a keyring may come later at log-in.
     void startLaunchTunnels();
     /// Lets nothing be started from now on: the program is ending.
     void refuseStarts() { m_refusesStarts = true; }
@@ -119,7 +120,8 @@ private:
     /// Stops the runner of `id`, if there is one, and keeps it until its child has ended.
     void dropRunner(const QUuid &id);
     /// Starts those tunnels, in order, as soon as their tokens are known.
-    void startEach(const std::function<bool(const TunnelConfig &)> &isWanted);
+    void startEach(const std::function<bool(const TunnelConfig &)> &isWanted,
+                   KeychainStore::Patience patience = KeychainStore::Patience::None);
     /// Starts tunnels with their tokens. All their children exist and are remembered before the first one
     /// runs.
     void startWith(const QList<StoredToken> &tokens);

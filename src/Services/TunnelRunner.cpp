@@ -118,13 +118,15 @@ void TunnelRunner::failToStart(const QString &error)
     setFailed(u"cloudflared could not be started"_s, reason, TunnelStatus::Remedy::Program);
 }
 
-void TunnelRunner::awaitToken()
+void TunnelRunner::awaitToken(const QString &cause)
 {
-    if (m_process || m_state.isRunning())
+    if (m_process || (isWaiting() && m_waitCause == cause))
         return;
     reset();
-    appendLog(u"▶︎ Waiting for the keyring to be unlocked"_s);
+    m_waitCause = cause;
+    appendLog(u"▶︎ "_s + cause);
     setState(TunnelState::starting());
+    Q_EMIT reasonChanged();
 }
 
 TunnelStatus TunnelRunner::status() const
@@ -137,7 +139,7 @@ TunnelStatus TunnelRunner::status() const
         break;
     case TunnelState::Case::Starting:
     case TunnelState::Case::Reconnecting:
-        status.reason = isWaiting() ? u"Waiting for the keyring to be unlocked"_s : m_output.reason();
+        status.reason = isWaiting() ? m_waitCause : m_output.reason();
         status.isLastError = !isWaiting() && !status.reason.isEmpty();
         status.doubt = isWaiting() ? QString() : m_output.doubt();
         break;

@@ -64,8 +64,8 @@ public:
     [[nodiscard]] bool run();
     /// Prepares a child and lets it run.
     void start(const QString &cloudflaredPath, const QString &token);
-    /// Shows, unless the tunnel runs, that its start waits for the token.
-    void awaitToken();
+    /// Shows, unless the tunnel runs, that its start waits for the token, with the cause of the wait.
+    void awaitToken(const QString &cause);
     /// Asks a running child to end; clears a failure and ends a wait when none runs.
     void stop();
     /// Logs `message` as something that went wrong.
@@ -121,6 +121,7 @@ private:
     bool m_stopRequested = false;
     QString m_failure; ///< the reason for `Failed`
     TunnelStatus::Remedy m_remedy{};
+    QString m_waitCause; ///< while a start waits for its token
     int m_failureCount = 0;
     QString m_toldReason; ///< by `reasonChanged`
 };

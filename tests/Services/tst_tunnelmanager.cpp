@@ -76,6 +76,11 @@ struct Bench : FakeWorld
     {
         const QString name = step.section(u' ', 1);
         const QUuid tunnel = id(name);
+        const QMap<QString, SecretStatus> statuses{{u"found-none"_s, SecretStatus::NotFound},
+                                                   {u"locked"_s, SecretStatus::Locked},
+                                                   {u"absent"_s, SecretStatus::Absent},
+                                                   {u"frozen"_s, SecretStatus::NotAvailable},
+                                                   {u"other"_s, SecretStatus::Failed}};
         const std::map<QString, std::function<void()>> actions{
             {u"start"_s, [&] { manager.start(tunnel); }},
             {u"stop"_s, [&] { manager.stop(tunnel); }},
@@ -94,10 +99,17 @@ struct Bench : FakeWorld
             {u"lose"_s, [&] { launcher.last().write("Connection terminated connIndex=0\n"); }},
             {u"end"_s, [&] { launcher.last().end(0); }},
             {u"fail"_s, [&] { manager.runner(tunnel)->fail(u"x"_s); }},
+            {u"launch"_s,
+             [&] {
+                 manager.update({tunnel, name, {}, true}, std::nullopt);
+                 manager.startLaunchTunnels();
+             }},
             {u"lock"_s, [&] { secrets.isLocked = true; }},
+            {u"ask"_s, [&] { secrets.ask(); }},
+            {u"appear"_s, [&] { secrets.appear(); }},
             {u"unlock"_s, [&] { secrets.answer(); }},
             {u"dismiss"_s, [&] { secrets.answer(SecretStatus::Locked); }},
-            {u"failure"_s, [&] { secrets.failure = SecretStatus(name.toInt()); }},
+            {u"failure"_s, [&] { secrets.failure = statuses.value(name); }},
             {u"token"_s, [&] { secrets.items.first() = name.toLatin1(); }},
             {u"path"_s, [&] { manager.setCloudflaredPath(QDir(folder.path()).filePath(name)); }},
             {u"wait"_s, [&] { scheduler.advance(std::chrono::milliseconds(name.toInt())); }},
@@ -181,7 +193,7 @@ private Q_SLOTS:
         const QString notStored = u" ✖ The token could not be stored: the keyring is closed"_s;
         const QString notFound = u"problem 0 0 1 | t Error: cloudflared not found at %1 "
                                  "✖ cloudflared not found at %1 | free"_s;
-        const QString waits = u" Connecting… (Waiting for the keyring to be unlocked)"_s;
+        const QString waits = u" Connecting… (Waiting for the keyring)"_s;
         const QString stopped = u"idle 0 0 2 | a Stopped | l Stopped"_s;
         const QString children = u" | child w2 | child a2 | busy"_s;
         row(u"o"_s, {}, u"idle 0 0 1 | o Stopped | free"_s);
@@ -198,9 +210,9 @@ private Q_SLOTS:
 
         row(u"t"_s, u"token , path absent, start t"_s, alone.arg(u" has "_s));
         row(u"t"_s, u"token eyJ\u00ff, start t"_s, alone.arg(u" has eyJ\u00ff"_s));
-        row(u"t"_s, u"failure 1, start t"_s, alone.arg(u""_s));
-        row(u"t"_s, u"failure 2, start t"_s, alone.arg(notRead));
-        row(u"t"_s, u"failure 3, start t"_s, alone.arg(notRead));
+        row(u"t"_s, u"failure found-none, start t"_s, alone.arg(u""_s));
+        row(u"t"_s, u"failure locked, start t"_s, alone.arg(notRead));
+        row(u"t"_s, u"failure frozen, start t"_s, alone.arg(notRead));
         row(u"t"_s, u"path cloudflared , start t"_s, notFound.arg(u"~/cloudflared "_s));
         row(u"t"_s, u"path ., start t"_s, notFound.arg(u"~/."_s));
         row(u"t"_s, u"path /etc/passwd, start t"_s, notFound.arg(u"/etc/passwd"_s));
@@ -220,6 +232,9 @@ private Q_SLOTS:
             u"idle 0 0 2 | a Stopped | b Stopped | free asking"_s);
         row(u"ab"_s, u"lock, start-all, wait 300"_s,
             u"connecting 2 0 2 | a%1 | b%1 | free asking"_s.arg(waits));
+        row(u"al"_s, u"lock, start a, ask, wait 300, start l"_s,
+            u"connecting 2 0 2 | a%1 | l%1 | free asking"_s.arg(
+                u" Connecting… (Waiting for the keyring to be unlocked)"_s));
         row(u"abcsr"_s, u"lock, start-all, wait 300, remove r, toggle s, toggle b, toggle b, unlock"_s,
             u"connecting 3 0 4 | a Connecting… | b Connecting… | c Connecting… | s Stopped | "
             "child a | child c | child b | busy"_s);
@@ -231,16 +246,29 @@ private Q_SLOTS:
             u"problem 0 0 2 | a%1 | l%1 | free asking"_s.arg(missing.arg(notRead)));
         row(u"al"_s, wait + u"stop-all, unlock, lock, start a"_s, stopped + u" | free asking"_s);
         row(u"al"_s, wait + u"refuse, stop-all, unlock, lock, start a"_s, stopped + u" | free"_s);
+        // At log-in the keyring may come later than the tunnels.
+        const QString early = u"failure absent, launch a, "_s;
+        const QString later = u"connecting 1 0 2 | a Connecting…%1 | l Stopped%2"_s;
+        row(u"al"_s, early + u"wait 29999"_s, later.arg(u" (Waiting for a keyring)"_s, u" | free"_s));
+        row(u"al"_s, early + u"wait 30000"_s,
+            u"problem 0 0 2 | a%1 | l Stopped | free"_s.arg(missing.arg(notRead)));
+        row(u"al"_s, early + u"start l"_s,
+            u"problem 1 0 2 | a Connecting… (Waiting for a keyring) | l%1 | free"_s.arg(
+                missing.arg(notRead)));
+        row(u"al"_s, early + u"stop a, appear"_s, stopped + u" | free"_s);
+        row(u"al"_s, early + u"appear"_s, later.arg(u""_s, u" | child a | busy"_s));
+        row(u"al"_s, early + u"wait 30000, appear"_s,
+            later.arg(notRead + u" ✖ Missing token: set it in Settings"_s, u" | child a | busy"_s));
         // A token that is typed meanwhile is used from memory until it is stored or given up.
         const QString type = u"lock, start w, wait 1000, type w, add a, type a, start a, remove r, "_s;
-        row(u"w"_s, u"failure 4, type w"_s, u"idle 0 0 1 | w Stopped"_s + notStored + u" | free"_s);
+        row(u"w"_s, u"failure other, type w"_s, u"idle 0 0 1 | w Stopped"_s + notStored + u" | free"_s);
         row(u"wr"_s, type + u"wait 0"_s,
             u"connecting 2 0 2 | w Connecting… | a Connecting… has nothing"_s + children + u" asking"_s);
         row(u"wr"_s, type + u"unlock"_s,
             u"connecting 2 0 2 | w Connecting… has w2 | a Connecting… has a2"_s + children);
         row(u"wr"_s, type + u"dismiss"_s,
             u"connecting 2 0 2 | w Connecting…%1 | a Connecting… has nothing%1"_s.arg(notStored) + children);
-        row(u"wr"_s, type + u"dismiss, failure 0, type w"_s,
+        row(u"wr"_s, type + u"dismiss, failure none, type w"_s,
             u"connecting 2 0 1 | w Connecting… has w2%1 | a Connecting… has nothing%1"_s.arg(notStored) +
                 children);
     }
@@ -254,6 +282,25 @@ private Q_SLOTS:
             bench.act(step);
         QFETCH(QString, picture);
         QCOMPARE(bench.picture().split(u" | "_s), picture.split(u" | "_s));
+    }
+
+    /// Neither a refusal nor the end of the program leaves a removed tunnel's token for good, and what an
+    /// earlier run left to remove is no reason to ask.
+    void removesTokensAtTheNextChance()
+    {
+        Bench bench{u"ab"_s};
+        for (const QString &step : {u"lock"_s, u"remove b"_s, u"dismiss"_s})
+            bench.act(step);
+        TunnelManager next(bench.services());
+        bench.act(u"failure none"_s);
+        bench.act(u"lock"_s);
+        next.startLaunchTunnels();
+        QVERIFY2(!bench.secrets.isAsking(), "the user is asked for the sake of a removed tunnel");
+        QCOMPARE(bench.secrets.items.size(), 2);
+        bench.secrets.isLocked = false;
+        next.startLaunchTunnels();
+        QCOMPARE(bench.secrets.items.size(), 1);
+        QVERIFY(!bench.preferences.values.contains(u"tokensToRemove"_s));
     }
 
     /// All children exist and are remembered, once for all, before the first one runs.

@@ -61,60 +61,70 @@ private:
 };
 
 /// Secrets in memory; the user is asked to unlock them when a test says so.
-class FakeSecretStore : public SecretStore, private Secrets
+class FakeSecretStore : public SecretStore
 {
 public:
-    void perform(Task task) override
+    void setCallbacks(Callbacks callbacks) override { m_callbacks = std::move(callbacks); }
+    void exchange(const Calls &calls, bool mayAsk, Done done) override
     {
-        if (isLocked)
-            m_waiting = std::move(task);
-        else
-            task (*this)();
+        m_waiting = [this, calls, done = std::move(done)] {
+            QList<SecretReply> replies;
+            for (const SecretCall &call : calls)
+                replies += replyTo(call);
+            done(replies);
+        };
+        if (!isLocked)
+            std::exchange(m_waiting, {})();
+        else if (!mayAsk)
+            refuse();
     }
     bool isAsking() const { return bool(m_waiting); }
-    /// Ends the wait of the task, which finds the store open or this failure.
+    /// Ends the wait of the calls, which find the store open or this failure.
     void answer(SecretStatus status = SecretStatus::Success)
     {
         failure = status;
         isLocked = false;
-        std::exchange(m_waiting, {}) (*this)();
+        std::exchange(m_waiting, {})();
+    }
+    /// Puts the question on the screen.
+    void ask() { m_callbacks.asking(true); }
+    /// Has a store appear, which is open.
+    void appear()
+    {
+        failure = SecretStatus::Success;
+        m_callbacks.appeared();
     }
 
     QMap<QString, QByteArray> items;              ///< by account
     QMap<QString, QString> labels;                ///< of the services and the items
     SecretStatus failure = SecretStatus::Success; ///< of every call
-    bool isLocked = false;                        ///< tasks wait for `answer`
+    bool isLocked = false;                        ///< calls wait for `answer`
 
 private:
-    SecretResult result(bool isThere) const
+    void refuse()
     {
-        const SecretStatus status = isThere ? SecretStatus::Success : SecretStatus::NotFound;
-        return {failure == SecretStatus::Success ? status : failure, QStringLiteral("the keyring is closed")};
+        failure = SecretStatus::Locked;
+        std::exchange(m_waiting, {})();
+        failure = SecretStatus::Success;
     }
-    Lookup lookup(const SecretKey &key) override
+    SecretReply replyTo(const SecretCall &call)
     {
-        return {result(items.contains(key.account)), items.value(key.account)};
-    }
-    SecretResult update(const SecretKey &key, const QByteArray &data) override
-    {
-        const bool isThere = items.contains(key.account);
-        if (isThere && failure == SecretStatus::Success)
-            items[key.account] = data;
-        return result(isThere);
-    }
-    SecretResult add(const SecretKey &key, const QByteArray &data, const QString &label) override
-    {
-        labels[key.account] = key.service + QStringLiteral(": ") + label;
-        if (failure == SecretStatus::Success)
-            items[key.account] = data;
-        return result(true);
-    }
-    SecretResult remove(const SecretKey &key) override
-    {
-        return result(failure == SecretStatus::Success && items.remove(key.account));
+        const QString &account = call.key.account;
+        if (failure != SecretStatus::Success)
+            return {{failure, QStringLiteral("the keyring is closed")}};
+        if (call.kind == SecretCall::Kind::Store) {
+            if (!items.contains(account))
+                labels[account] = call.key.service + QStringLiteral(": ") + call.label;
+            items[account] = call.data;
+            return {};
+        }
+        if (!items.contains(account))
+            return {{SecretStatus::NotFound}};
+        return {{}, call.kind == SecretCall::Kind::Remove ? items.take(account) : items[account]};
     }
 
-    Task m_waiting;
+    Callbacks m_callbacks;
+    std::function<void()> m_waiting;
 };
 
 /// Time that moves only when told.

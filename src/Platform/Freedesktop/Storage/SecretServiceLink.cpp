@@ -18,7 +18,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto serviceName = "org.freedesktop.secrets";
 constexpr auto servicePath = "/org/freedesktop/secrets";
 constexpr auto serviceInterface = "org.freedesktop.Secret.Service";
 constexpr auto defaultAlias = "default";
@@ -26,7 +25,8 @@ constexpr const char *noPath = nullptr; ///< ends a list of paths
 
 /// Longest time for a service to start; at log-in everything starts at once.
 constexpr std::chrono::milliseconds startTime = 15s;
-/// Longest time for a running service to answer.
+/// Longest time for a running service to answer; also how long it may leave a question of its own unanswered
+/// before it is asked whether it still runs.
 constexpr std::chrono::milliseconds answerTime = 15s;
 
 /// Returns the words of an error, without the name that the bus put in front.
@@ -44,12 +44,14 @@ bool isNobodyThere(const GError *error)
            g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER);
 }
 
-/// Calls a method of an object of the service, if that runs. Returns its reply; null after an error.
+/// Calls a method of an object of the service, if that runs. Returns its reply; null after an error, such as
+/// a reply of another type.
 GVariant *call(GDBusConnection *bus, const SecretServiceMethod &method, GVariant *arguments, GError **error)
 {
-    return g_dbus_connection_call_sync(bus, serviceName, method.object, method.interface, method.name,
-                                       arguments, nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
-                                       int(answerTime.count()), nullptr, error);
+    return g_dbus_connection_call_sync(bus, SecretServiceLink::serviceName, method.object, method.interface,
+                                       method.name, arguments, G_VARIANT_TYPE(method.replyType),
+                                       G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()), nullptr,
+                                       error);
 }
 
 /// Returns whether there are more descriptors than one call of GLib takes, which ends the process without.
@@ -71,6 +73,11 @@ bool isThreadLeft()
            ::pthread_join(thread, nullptr) == 0;
 }
 
+SecretResult toAbsence(GError *error)
+{
+    return {SecretStatus::Absent, u"no Secret Service is running: "_s + describe(error)};
+}
+
 } // namespace
 
 SecretResult toFailure(GError *error)
@@ -84,6 +91,12 @@ SecretResult toFailure(GError *error)
     if (g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY) || isNobodyThere(error))
         return {SecretStatus::NotAvailable, u"the Secret Service has ended"_s};
     return {SecretStatus::Failed, u"the Secret Service failed: "_s + describe(error)};
+}
+
+SecretServiceLink::SecretServiceLink(bool mayAsk, std::function<void(bool isAsking)> tellAsking)
+    : m_tellAsking(std::move(tellAsking))
+    , m_isRefused(!mayAsk)
+{
 }
 
 SecretServiceLink::~SecretServiceLink()
@@ -142,26 +155,44 @@ Failure SecretServiceLink::connectToBus()
 /// as the bus lets it, so it has to answer a small question first.
 Failure SecretServiceLink::reachService()
 {
+    Failure failure = probe();
+    if (failure && failure->status == SecretStatus::Absent) {
+        failure = startService();
+        if (!failure)
+            failure = probe();
+    }
+    return failure;
+}
+
+Failure SecretServiceLink::probe()
+{
     g_autoptr(GError) error = nullptr;
-    const auto isAnswering = [&] {
-        g_clear_error(&error);
-        g_autoptr(GVariant) reply = call(m_bus.get(), {servicePath, serviceInterface, "ReadAlias"},
-                                         g_variant_new("(s)", defaultAlias), &error);
-        return reply != nullptr;
-    };
-    bool isReached = isAnswering();
-    if (isNobodyThere(error)) {
-        g_clear_error(&error);
+    g_autoptr(GVariant) reply = call(m_bus.get(), {servicePath, serviceInterface, "ReadAlias", "(o)"},
+                                     g_variant_new("(s)", defaultAlias), &error);
+    if (reply)
+        return std::nullopt;
+    return isNobodyThere(error) ? toAbsence(error) : toFailure(error);
+}
+
+/// Starts the first service that the bus can start. KWallet offers the Secret Service since KDE
+/// Frameworks 5.97, but the bus knows it by its own names only.
+Failure SecretServiceLink::startService()
+{
+    Failure failure;
+    for (const char *name : {serviceName, "org.kde.kwalletd6", "org.kde.kwalletd5"}) {
+        g_autoptr(GError) error = nullptr;
         g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
             m_bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "StartServiceByName", g_variant_new("(su)", serviceName, 0U), nullptr, G_DBUS_CALL_FLAGS_NONE,
-            int(startTime.count()), nullptr, &error);
-        if (!reply)
-            return SecretResult{SecretStatus::NotAvailable,
-                                u"no Secret Service is running: "_s + describe(error)};
-        isReached = isAnswering();
+            "StartServiceByName", g_variant_new("(su)", name, 0U), G_VARIANT_TYPE("(u)"),
+            G_DBUS_CALL_FLAGS_NONE, int(startTime.count()), nullptr, &error);
+        if (reply)
+            return std::nullopt;
+        if (!failure)
+            failure = toAbsence(error);
+        if (!isNobodyThere(error))
+            break;
     }
-    return isReached ? std::nullopt : Failure(toFailure(error));
+    return failure;
 }
 
 Failure SecretServiceLink::unlock(gpointer object)
@@ -171,11 +202,9 @@ Failure SecretServiceLink::unlock(gpointer object)
     if (!isLocked)
         return std::nullopt;
     const char *path = g_dbus_proxy_get_object_path(G_DBUS_PROXY(object));
-    Failure failure = callWithConsent({servicePath, serviceInterface, "Unlock"},
-                                      g_variant_new("(^ao)", std::array{path, noPath}.data()));
-    if (failure && failure->status == SecretStatus::Locked)
-        failure->reason = u"the keyring is locked and was not unlocked"_s;
-    return failure;
+    return callWithConsent({servicePath, serviceInterface, "Unlock", "(aoo)"},
+                           g_variant_new("(^ao)", std::array{path, noPath}.data()),
+                           {SecretStatus::Locked, u"the keyring is locked and was not unlocked"_s});
 }
 
 Failure SecretServiceLink::openDefaultCollection(bool mayCreate, Collection &collection)
@@ -203,73 +232,113 @@ Failure SecretServiceLink::createDefaultCollection()
     g_variant_builder_init(&properties, G_VARIANT_TYPE_VARDICT);
     g_variant_builder_add(&properties, "{sv}", "org.freedesktop.Secret.Collection.Label",
                           g_variant_new_string("Default keyring"));
-    Failure failure = callWithConsent({servicePath, serviceInterface, "CreateCollection"},
-                                      g_variant_new("(a{sv}s)", &properties, defaultAlias));
-    if (failure && failure->status == SecretStatus::Locked)
-        failure->reason = u"there is no keyring yet and none was created"_s;
-    return failure;
+    return callWithConsent({servicePath, serviceInterface, "CreateCollection", "(oo)"},
+                           g_variant_new("(a{sv}s)", &properties, defaultAlias),
+                           {SecretStatus::Locked, u"there is no keyring yet and none was created"_s});
+}
+
+Failure SecretServiceLink::add(SecretCollection *collection, GHashTable *attributes, const QString &label,
+                               SecretValue *value)
+{
+    GVariantBuilder pairs;
+    g_variant_builder_init(&pairs, G_VARIANT_TYPE("a{ss}"));
+    GHashTableIter iterator;
+    gpointer name = nullptr;
+    gpointer text = nullptr;
+    g_hash_table_iter_init(&iterator, attributes);
+    while (g_hash_table_iter_next(&iterator, &name, &text))
+        g_variant_builder_add(&pairs, "{ss}", name, text);
+    GVariantBuilder properties;
+    g_variant_builder_init(&properties, G_VARIANT_TYPE_VARDICT);
+    g_variant_builder_add(&properties, "{sv}", "org.freedesktop.Secret.Item.Label",
+                          g_variant_new_string(label.toUtf8().constData()));
+    g_variant_builder_add(&properties, "{sv}", "org.freedesktop.Secret.Item.Attributes",
+                          g_variant_builder_end(&pairs));
+    const char *path = g_dbus_proxy_get_object_path(G_DBUS_PROXY(collection));
+    return callWithConsent({path, "org.freedesktop.Secret.Collection", "CreateItem", "(oo)"},
+                           g_variant_new("(a{sv}@(oayays)b)", &properties,
+                                         secret_service_encode_dbus_secret(service(), value), TRUE),
+                           {SecretStatus::Failed, u"the new entry was refused"_s});
 }
 
 Failure SecretServiceLink::remove(SecretItem *item)
 {
     const char *path = g_dbus_proxy_get_object_path(G_DBUS_PROXY(item));
-    Failure failure =
-        callWithConsent({path, "org.freedesktop.Secret.Item", "Delete"}, g_variant_new_tuple(nullptr, 0));
-    if (failure && failure->status == SecretStatus::Locked)
-        failure = SecretResult{SecretStatus::Failed, u"the removal was refused"_s};
-    return failure;
+    return callWithConsent({path, "org.freedesktop.Secret.Item", "Delete", "(o)"},
+                           g_variant_new_tuple(nullptr, 0),
+                           {SecretStatus::Failed, u"the removal was refused"_s});
 }
 
-Failure SecretServiceLink::callWithConsent(const SecretServiceMethod &method, GVariant *arguments)
+Failure SecretServiceLink::callWithConsent(const SecretServiceMethod &method, GVariant *arguments,
+                                           const SecretResult &refusal)
 {
-    g_autoptr(GVariant) held = g_variant_ref_sink(arguments);
-    if (m_isRefused)
-        return SecretResult{SecretStatus::Locked};
     g_autoptr(GError) error = nullptr;
-    g_autoptr(GVariant) reply = call(m_bus.get(), method, held, &error);
+    g_autoptr(GVariant) reply = call(m_bus.get(), method, arguments, &error);
     if (!reply)
         return toFailure(error);
     g_autoptr(GVariant) path = g_variant_get_child_value(reply, g_variant_n_children(reply) - 1);
     const char *prompt = g_variant_get_string(path, nullptr);
-    Failure failure = std::strcmp(prompt, "/") == 0 ? std::nullopt : awaitConsent(prompt);
+    if (std::strcmp(prompt, "/") == 0)
+        return std::nullopt;
+    if (m_isRefused)
+        return SecretResult{SecretStatus::Locked, refusal.reason};
+    m_tellAsking(true);
+    Failure failure = awaitConsent(prompt, refusal);
+    m_tellAsking(false);
     m_isRefused = failure.has_value();
     return failure;
 }
 
-/// Waits for the user without end, but not for a service that is gone; libsecret's own wait misses that.
-Failure SecretServiceLink::awaitConsent(const char *prompt)
+/// Waits for the user without end, but not for a service that is gone or stuck; libsecret's own wait misses
+/// that.
+Failure SecretServiceLink::awaitConsent(const char *prompt, const SecretResult &refusal)
 {
-    using Outcome = std::optional<Failure>;
-    Outcome outcome;
+    struct Wait
+    {
+        SecretServiceLink &link;
+        const SecretResult &refusal;
+        std::optional<Failure> outcome = {};
+    } wait{*this, refusal};
     const auto takeAnswer = [](GDBusConnection *, const char *, const char *, const char *, const char *,
                                GVariant *parameters, gpointer data) {
         gboolean isDismissed = TRUE;
-        g_variant_get_child(parameters, 0, "b", &isDismissed);
-        static_cast<Outcome *>(data)->emplace(isDismissed ? Failure(SecretResult{SecretStatus::Locked})
-                                                          : std::nullopt);
+        if (g_variant_is_of_type(parameters, G_VARIANT_TYPE("(bv)")))
+            g_variant_get_child(parameters, 0, "b", &isDismissed);
+        auto *waiting = static_cast<Wait *>(data);
+        waiting->outcome.emplace(isDismissed ? Failure(waiting->refusal) : std::nullopt);
     };
     const auto takeEnd = [](GDBusConnection *, const char *, const char *, const char *, const char *,
                             GVariant *, gpointer data) {
-        static_cast<Outcome *>(data)->emplace(
+        static_cast<Wait *>(data)->outcome.emplace(
             SecretResult{SecretStatus::NotAvailable, u"the Secret Service has ended"_s});
+    };
+    const auto check = [](gpointer data) -> gboolean {
+        auto *waiting = static_cast<Wait *>(data);
+        if (const Failure failure = waiting->link.probe())
+            waiting->outcome.emplace(failure);
+        return G_SOURCE_CONTINUE;
     };
     g_autofree char *owner = g_dbus_proxy_get_name_owner(G_DBUS_PROXY(service()));
     const std::array subscriptions{
         g_dbus_connection_signal_subscribe(m_bus.get(), owner, "org.freedesktop.Secret.Prompt", "Completed",
-                                           prompt, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, takeAnswer, &outcome,
+                                           prompt, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, takeAnswer, &wait,
                                            nullptr),
         g_dbus_connection_signal_subscribe(m_bus.get(), "org.freedesktop.DBus", "org.freedesktop.DBus",
                                            "NameOwnerChanged", "/org/freedesktop/DBus", owner,
-                                           G_DBUS_SIGNAL_FLAGS_NONE, takeEnd, &outcome, nullptr)};
+                                           G_DBUS_SIGNAL_FLAGS_NONE, takeEnd, &wait, nullptr)};
+    g_autoptr(GSource) timer = g_timeout_source_new(guint(answerTime.count()));
+    g_source_set_callback(timer, check, &wait, nullptr);
+    g_source_attach(timer, m_context);
     g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
         m_bus.get(), owner, prompt, "org.freedesktop.Secret.Prompt", "Prompt", g_variant_new("(s)", ""),
-        nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()), nullptr, &error);
-    while (reply && !outcome && !g_dbus_connection_is_closed(m_bus.get()))
+        G_VARIANT_TYPE_UNIT, G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()), nullptr, &error);
+    while (reply && !wait.outcome && !g_dbus_connection_is_closed(m_bus.get()))
         g_main_context_iteration(m_context, TRUE);
+    g_source_destroy(timer);
     for (const guint subscription : subscriptions)
         g_dbus_connection_signal_unsubscribe(m_bus.get(), subscription);
     if (!reply)
         return toFailure(error);
-    return outcome.value_or(SecretResult{SecretStatus::NotAvailable, u"the session bus has ended"_s});
+    return wait.outcome.value_or(SecretResult{SecretStatus::NotAvailable, u"the session bus has ended"_s});
 }

@@ -3,10 +3,13 @@
 
 #pragma once
 
+// The encoding of a secret for the bus, which is there since libsecret 0.16, counts as unstable.
+#define SECRET_API_SUBJECT_TO_CHANGE
 #include <libsecret/secret.h>
 
 #include "SecretStore.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -30,6 +33,7 @@ struct SecretServiceMethod
     const char *object;
     const char *interface;
     const char *name;
+    const char *replyType; ///< of what it returns, as D-Bus writes it
 };
 
 /// Returns the failure that an error of GLib, GDBus or libsecret stands for.
@@ -39,18 +43,26 @@ SecretResult toFailure(GError *error);
 class SecretServiceLink
 {
 public:
-    SecretServiceLink() = default;
+    static constexpr auto serviceName = "org.freedesktop.secrets";
+
+    /// Asks the user nothing unless it may; tells, on its own thread, when a question is on the screen and
+    /// when no more.
+    SecretServiceLink(bool mayAsk, std::function<void(bool isAsking)> tellAsking);
     ~SecretServiceLink();
     Q_DISABLE_COPY_MOVE(SecretServiceLink)
 
-    /// Makes sure of a service with a session, starting the service where there is none. It has 15 seconds to
-    /// start and 15 to answer.
+    /// Makes sure of a service with a session, starting one where there is none. It has 15 seconds to start
+    /// and 15 to answer.
     [[nodiscard]] Failure open();
     /// Returns the service, after a successful `open`.
     SecretService *service() const { return m_service.get(); }
     /// Unlocks the item or collection, after asking the user if need be. A user who refused is not asked
     /// again.
     [[nodiscard]] Failure unlock(gpointer object);
+    /// Adds an item to an unlocked collection, in place of one with just these attributes; the service may
+    /// ask the user first.
+    [[nodiscard]] Failure add(SecretCollection *collection, GHashTable *attributes, const QString &label,
+                              SecretValue *value);
     /// Removes an unlocked item; the service may ask the user first.
     [[nodiscard]] Failure remove(SecretItem *item);
     /// Puts the default collection, unlocked, into `collection`. When there is none, creates it if
@@ -60,14 +72,20 @@ public:
 private:
     [[nodiscard]] Failure connectToBus();
     [[nodiscard]] Failure reachService();
+    [[nodiscard]] Failure startService();
+    /// Has the service answer a small question.
+    [[nodiscard]] Failure probe();
     [[nodiscard]] Failure createDefaultCollection();
     /// Calls a method that may need the user's consent, and waits for that. The path of the service's prompt
-    /// is the last of what the method returns.
-    [[nodiscard]] Failure callWithConsent(const SecretServiceMethod &method, GVariant *arguments);
-    [[nodiscard]] Failure awaitConsent(const char *prompt);
+    /// is the last of what the method returns. Without consent returns `refusal`, with `Locked` where the
+    /// user was not asked.
+    [[nodiscard]] Failure callWithConsent(const SecretServiceMethod &method, GVariant *arguments,
+                                          const SecretResult &refusal);
+    [[nodiscard]] Failure awaitConsent(const char *prompt, const SecretResult &refusal);
 
     GMainContext *m_context = nullptr; ///< keeps what the service announces from other threads
     GObjectPointer<GDBusConnection> m_bus;
     GObjectPointer<SecretService> m_service;
-    bool m_isRefused = false; ///< by the user, who is asked once
+    std::function<void(bool isAsking)> m_tellAsking;
+    bool m_isRefused; ///< by the user, who is asked once, or who must not be asked
 };

@@ -20,20 +20,13 @@ namespace {
 
 Q_LOGGING_CATEGORY(keyringLog, "morvanel.keyring", QtWarningMsg)
 
-SecretSchema makeSchema()
-{
-    SecretSchema schema = {};
-    schema.name = "com.ardentwick.Morvanel";
-    schema.attributes[0] = {"service", SECRET_SCHEMA_ATTRIBUTE_STRING};
-    schema.attributes[1] = {"account", SECRET_SCHEMA_ATTRIBUTE_STRING};
-    return schema;
-}
-
+/// Returns the attributes by which an item is found.
 GHashTable *makeAttributes(const SecretKey &key)
 {
-    const SecretSchema schema = makeSchema();
-    return secret_attributes_build(&schema, "service", key.service.toUtf8().constData(), "account",
-                                   key.account.toUtf8().constData(), nullptr);
+    GHashTable *attributes = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free);
+    g_hash_table_insert(attributes, g_strdup("service"), g_strdup(key.service.toUtf8().constData()));
+    g_hash_table_insert(attributes, g_strdup("account"), g_strdup(key.account.toUtf8().constData()));
+    return attributes;
 }
 
 /// Puts the items that match into `items`, the most recently changed one first.
@@ -103,19 +96,40 @@ enum class Extent {
     return isDone && extent != Extent::All ? std::nullopt : locked;
 }
 
-/// The four calls, over one conversation with the service.
-class OpenSecrets final : public Secrets
+/// Makes calls over one conversation with the service.
+class Caller
 {
 public:
-    explicit OpenSecrets(Failure closed = std::nullopt)
-        : m_closed(std::move(closed))
+    explicit Caller(SecretServiceLink &link)
+        : m_link(link)
     {
     }
 
-    Lookup lookup(const SecretKey &key) override
+    /// Makes the call, unless an earlier one found no service that answers.
+    SecretReply make(const SecretCall &call)
     {
-        QByteArray data;
-        const auto load = [&](SecretItem *item) -> Failure {
+        SecretReply reply;
+        if (!m_closed) {
+            const Failure failure = call.kind == SecretCall::Kind::Lookup  ? lookup(call, reply.data)
+                                    : call.kind == SecretCall::Kind::Store ? store(call)
+                                                                           : remove(call);
+            static_cast<SecretResult &>(reply) = failure.value_or(SecretResult());
+            if (reply.status == SecretStatus::NotAvailable || reply.status == SecretStatus::Absent)
+                m_closed = failure;
+        } else {
+            static_cast<SecretResult &>(reply) = *m_closed;
+        }
+        qCDebug(keyringLog) << int(call.kind) << call.key.account
+                            << (reply.status == SecretStatus::NotFound  ? u"not found"_s
+                                : reply.status == SecretStatus::Success ? u"done"_s
+                                                                        : reply.reason);
+        return reply;
+    }
+
+private:
+    Failure lookup(const SecretCall &call, QByteArray &data)
+    {
+        return forItems(m_link, call.key, Extent::First, [&](SecretItem *item) -> Failure {
             g_autoptr(GError) error = nullptr;
             const bool isLoaded = secret_item_load_secret_sync(item, nullptr, &error);
             g_autoptr(SecretValue) value = isLoaded ? secret_item_get_secret(item) : nullptr;
@@ -125,119 +139,104 @@ public:
             const char *bytes = secret_value_get(value, &length);
             data = QByteArray(bytes, qsizetype(length));
             return std::nullopt;
-        };
-        const SecretResult result =
-            attempt("lookup", key, [&] { return forItems(m_link, key, Extent::First, load); });
-        return {result, data};
-    }
-
-    SecretResult update(const SecretKey &key, const QByteArray &data) override
-    {
-        return attempt("update", key, [&] {
-            g_autoptr(SecretValue) value = secret_value_new(data.constData(), data.size(), "text/plain");
-            return forItems(m_link, key, Extent::Unlocked, [&](SecretItem *item) {
-                g_autoptr(GError) error = nullptr;
-                return secret_item_set_secret_sync(item, value, nullptr, &error) ? std::nullopt
-                                                                                 : Failure(toFailure(error));
-            });
         });
     }
 
-    SecretResult add(const SecretKey &key, const QByteArray &data, const QString &label) override
+    Failure store(const SecretCall &call)
     {
-        return attempt("add", key, [&]() -> Failure {
-            if (Failure failure = m_link.open())
-                return failure;
-            Collection collection;
-            if (Failure failure = m_link.openDefaultCollection(true, collection))
-                return failure;
-            const SecretSchema schema = makeSchema();
-            g_autoptr(GHashTable) attributes = makeAttributes(key);
-            g_autoptr(SecretValue) value = secret_value_new(data.constData(), data.size(), "text/plain");
+        g_autoptr(SecretValue) value =
+            secret_value_new(call.data.constData(), call.data.size(), "text/plain");
+        Failure failure = forItems(m_link, call.key, Extent::Unlocked, [&](SecretItem *item) {
             g_autoptr(GError) error = nullptr;
-            const GObjectPointer<SecretItem> item(
-                secret_item_create_sync(collection.get(), &schema, attributes, label.toUtf8().constData(),
-                                        value, SECRET_ITEM_CREATE_REPLACE, nullptr, &error));
-            return item ? std::nullopt : Failure(toFailure(error));
+            return secret_item_set_secret_sync(item, value, nullptr, &error) ? std::nullopt
+                                                                             : Failure(toFailure(error));
         });
+        if (!failure || failure->status != SecretStatus::NotFound)
+            return failure;
+        Collection collection;
+        if (failure = m_link.openDefaultCollection(true, collection); failure)
+            return failure;
+        g_autoptr(GHashTable) attributes = makeAttributes(call.key);
+        g_hash_table_insert(attributes, g_strdup("xdg:schema"), g_strdup("com.ardentwick.Morvanel"));
+        return m_link.add(collection.get(), attributes, call.label, value);
     }
 
-    SecretResult remove(const SecretKey &key) override
+    Failure remove(const SecretCall &call)
     {
-        return attempt("remove", key, [&] {
-            return forItems(m_link, key, Extent::All, [&](SecretItem *item) { return m_link.remove(item); });
-        });
+        return forItems(m_link, call.key, Extent::All, [&](SecretItem *item) { return m_link.remove(item); });
     }
 
-private:
-    /// Runs the operation, unless an earlier one found no service that answers.
-    SecretResult attempt(const char *what, const SecretKey &key, const std::function<Failure()> &operation)
-    {
-        const Failure failure = m_closed ? m_closed : operation();
-        if (failure && failure->status == SecretStatus::NotAvailable)
-            m_closed = failure;
-        SecretResult result = failure.value_or(SecretResult());
-        qCDebug(keyringLog) << what << key.account
-                            << (result.status == SecretStatus::NotFound  ? u"not found"_s
-                                : result.status == SecretStatus::Success ? u"done"_s
-                                                                         : result.reason);
-        return result;
-    }
-
-    SecretServiceLink m_link;
-    Failure m_closed; ///< of an earlier operation, which found no service that answers
+    SecretServiceLink &m_link;
+    Failure m_closed; ///< of an earlier call, which found no service that answers
 };
 
 } // namespace
 
-/// The way back to the main thread, which a task may find closed.
-class SecretServiceStore::Way
+/// The way back to the main thread, which an exchange may find closed.
+class SecretServiceStore::ReplyChannel
 {
 public:
-    explicit Way(QObject *end)
-        : m_end(end)
+    explicit ReplyChannel(QObject *receiver)
+        : m_receiver(receiver)
     {
     }
     void close()
     {
         const std::scoped_lock lock(m_mutex);
-        m_end = nullptr;
+        m_receiver = nullptr;
     }
-    void send(std::function<void()> answer)
+    void send(std::function<void()> reply)
     {
         const std::scoped_lock lock(m_mutex);
-        if (m_end)
-            QMetaObject::invokeMethod(m_end, std::move(answer), Qt::QueuedConnection);
+        if (m_receiver)
+            QMetaObject::invokeMethod(m_receiver, std::move(reply), Qt::QueuedConnection);
     }
 
 private:
     std::mutex m_mutex;
-    QObject *m_end;
+    QObject *m_receiver;
 };
 
-SecretServiceStore::SecretServiceStore()
-    : m_way(std::make_shared<Way>(&m_thread))
+SecretServiceStore::SecretServiceStore(const QDBusConnection &bus)
+    : m_service(QString::fromLatin1(SecretServiceLink::serviceName), bus,
+                QDBusServiceWatcher::WatchForRegistration)
+    , m_channel(std::make_shared<ReplyChannel>(&m_service))
 {
+    QObject::connect(&m_service, &QDBusServiceWatcher::serviceRegistered, &m_service, [this] {
+        if (m_callbacks.appeared)
+            m_callbacks.appeared();
+    });
 }
 
 SecretServiceStore::~SecretServiceStore()
 {
-    m_way->close();
+    m_channel->close();
 }
 
-void SecretServiceStore::perform(Task task)
+void SecretServiceStore::exchange(const QList<SecretCall> &calls, bool mayAsk, Done done)
 {
+    const auto tellAsking = [this, channel = m_channel](bool isAsking) {
+        channel->send([this, isAsking] {
+            if (m_callbacks.asking)
+                m_callbacks.asking(isAsking);
+        });
+    };
+    const auto talk = [calls, mayAsk, done, tellAsking, channel = m_channel] {
+        QList<SecretReply> replies;
+        {
+            // Ends before the replies are sent: the next exchange must not get the bus connection that GLib
+            // shares while this one tears it down.
+            SecretServiceLink link(mayAsk, tellAsking);
+            Caller caller(link);
+            for (const SecretCall &call : calls)
+                replies += caller.make(call);
+        }
+        channel->send([done, replies] { done(replies); });
+    };
     try {
-        std::thread([task, way = m_way] {
-            // The next task must not get the shared bus connection while this thread's end tears it down.
-            std::function<void()> answer = [&task] {
-                OpenSecrets secrets;
-                return task(secrets);
-            }();
-            way->send(std::move(answer));
-        }).detach();
+        std::thread(talk).detach();
     } catch (const std::system_error &) {
-        OpenSecrets secrets(SecretResult{SecretStatus::NotAvailable, u"there are too many processes"_s});
-        task(secrets)();
+        const SecretResult failure{SecretStatus::NotAvailable, u"there are too many processes"_s};
+        done(QList<SecretReply>(calls.size(), {failure}));
     }
 }

@@ -5,6 +5,7 @@
 
 #include "SecretStore.h"
 
+#include <QDBusServiceWatcher>
 #include <QObject>
 
 #include <memory>
@@ -16,21 +17,24 @@
 /// which the service may ask the user; of several items those that stay locked are left as they are, and
 /// `Locked` comes back when all do, or when one that is to be removed does.
 ///
-/// Each task has a thread of its own. A missing service, a restarted one, one that does not answer and the
-/// end of the session bus end in a status. At the end of the program a task that still waits is left behind,
-/// and with it the question that the user was asked.
+/// Each exchange has a thread of its own with its own way to the bus: what runs there gets its calls by
+/// value, sends its replies to the main thread and touches nothing else of this object. A missing service, a
+/// restarted one, one that does not answer and the end of the session bus end in a status. At the end of the
+/// program an exchange that still waits is left behind, and with it the question that the user was asked.
 class SecretServiceStore final : public SecretStore
 {
 public:
-    /// Connects to nothing before the first task.
-    SecretServiceStore();
+    /// `bus` is the session bus; it tells when a service appears. Exchanges connect by themselves.
+    explicit SecretServiceStore(const QDBusConnection &bus);
     ~SecretServiceStore() override;
 
-    void perform(Task task) override;
+    void setCallbacks(Callbacks callbacks) override { m_callbacks = std::move(callbacks); }
+    void exchange(const Calls &calls, bool mayAsk, Done done) override;
 
 private:
-    class Way;
+    class ReplyChannel;
 
-    QObject m_thread; ///< lives on the main thread, where answers go
-    std::shared_ptr<Way> m_way;
+    Callbacks m_callbacks;
+    QDBusServiceWatcher m_service; ///< the replies' receiver as well
+    std::shared_ptr<ReplyChannel> m_channel;
 };
