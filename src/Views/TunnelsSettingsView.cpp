@@ -140,38 +140,6 @@ void TunnelListView::moveSelectedRow(int distance)
     scrollTo(currentIndex());
 }
 
-/// The line around the list, stronger and in the colour of the selection while the list has the keyboard. The
-/// list's own frame loses its right side where a pixel of the layout is no whole number of the screen's
-/// (Fusion of Qt 6.4 at 150 %).
-class ListBorder : public Divider
-{
-public:
-    ListBorder(QListView *list, QWidget *parent)
-        : Divider(QFrame::Box, parent)
-        , m_list(list)
-    {
-        constexpr int width = 2;
-        setLineWidth(width);
-        list->setFrameShape(QFrame::NoFrame);
-        auto *inside = new QVBoxLayout(this);
-        inside->setContentsMargins(0, 0, 0, 0); // inside the line
-        inside->addWidget(list);
-        connect(qApp, &QApplication::focusChanged, this, [this] { update(); });
-    }
-
-protected:
-    void paintEvent(QPaintEvent *event) override
-    {
-        if (m_list->hasFocus())
-            QPainter(this).fillRect(rect(), palette().color(QPalette::Highlight));
-        else
-            Divider::paintEvent(event);
-    }
-
-private:
-    QListView *m_list;
-};
-
 /// Stands where there is no tunnel to edit.
 class EmptySelectionView : public QWidget
 {
@@ -234,7 +202,8 @@ QWidget *TunnelsSettingsView::makeSidebar()
     auto *column = new QVBoxLayout(sidebar);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    column->addWidget(new ListBorder(m_list, this), 1);
+    m_list->setFrameShape(QFrame::NoFrame);
+    column->addWidget(new FocusBorder(m_list, this), 1);
     column->addLayout(bar);
     return sidebar;
 }
