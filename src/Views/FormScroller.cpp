@@ -7,6 +7,8 @@
 #include <QLayout>
 #include <QScrollBar>
 
+#include <algorithm>
+
 FormScroller::FormScroller(QWidget *form, QWidget *parent)
     : QScrollArea(parent)
 {
@@ -21,8 +23,8 @@ FormScroller::FormScroller(QWidget *form, QWidget *parent)
 
 QSize FormScroller::sizeHint() const
 {
-    const int height = widget()->heightForWidth(widget()->minimumSizeHint().width());
-    return {minimumSizeHint().width(), height < 0 ? widget()->sizeHint().height() : height};
+    const QSize least = widget()->minimumSizeHint(); // which the base never goes below
+    return {minimumSizeHint().width(), std::max(least.height(), widget()->heightForWidth(least.width()))};
 }
 
 QSize FormScroller::minimumSizeHint() const
