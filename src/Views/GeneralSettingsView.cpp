@@ -28,7 +28,7 @@ constexpr int rowPadding = 10;
 constexpr int sidePadding = 12;
 constexpr int itemSpacing = 6;
 constexpr qreal cornerRadius = 8;
-constexpr float groundOpacity = 0.04F;
+constexpr float groundOpacity = 0.4F;
 constexpr auto firstFolder = "/opt/homebrew/bin"_L1;
 
 /// A group of rows on a ground of its own, with a fine line between the rows.
@@ -63,7 +63,7 @@ protected:
     {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        QColor ground = palette().color(QPalette::WindowText);
+        QColor ground = palette().color(QPalette::Base); // towards it no text loses contrast
         ground.setAlphaF(groundOpacity);
         painter.setPen(Divider::color(palette()));
         painter.setBrush(ground);
