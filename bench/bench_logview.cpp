@@ -5,6 +5,7 @@
 // prints nearly 50,000 lines a second. The argument is the seconds of the flood.
 
 #include "Fakes.h"
+#include "Keeper.h"
 #include "LinuxChildLauncher.h"
 #include "LogView.h"
 #include "Measure.h"
@@ -109,9 +110,9 @@ int main(int argc, char **argv)
     const QString executable = qEnvironmentVariable("MORVANEL_CLOUDFLARED");
     FakeWorld world;
     world.preferences.values.remove(u"cloudflaredPath"_s);
-    LinuxChildLauncher launcher;
-    TunnelManager manager(
-        {world.preferences, world.secrets, launcher, world.processes, world.loginItem, world.scheduler});
+    Keeper keeper;
+    LinuxChildLauncher launcher(keeper);
+    TunnelManager manager({world.preferences, world.secrets, launcher, world.loginItem, world.scheduler});
     TunnelRunner &runner = *manager.runner(FakeWorld::addTunnel(manager, u"Home"_s).id);
 
     qputenv("MORVANEL_SCRIPT", "blast 2500 150\nexit 0");

@@ -4,6 +4,7 @@
 // Time in which a child's output becomes a state and a log, against a bare read(2) loop over the same pipe
 // and data. Prints ratios of one run; an argument sets the number of lines.
 
+#include "Keeper.h"
 #include "LinuxChildLauncher.h"
 #include "TimerScheduler.h"
 #include "TunnelRunner.h"
@@ -62,7 +63,8 @@ double bareSeconds(const QByteArray &executable)
 
 double runnerSeconds(const QByteArray &executable)
 {
-    LinuxChildLauncher launcher;
+    Keeper keeper;
+    LinuxChildLauncher launcher(keeper);
     TimerScheduler scheduler;
     TunnelRunner runner(QUuid::createUuid(), launcher, scheduler);
     runner.onProcessExited = [](qint32) { QCoreApplication::quit(); };

@@ -212,6 +212,11 @@ class Program:
         running = processes()
         return [pid for pid in running if parent(pid) == self.pid and running[pid] != running.get(self.pid)]
 
+    def keeper(self):
+        """The process that ends the children once the program is gone."""
+        return next(int(path.parent.name) for path in Path("/proc").glob("[0-9]*/comm")
+                    if parent(path.parent.name) == self.pid and path.read_text() == "tunnel-keeper\n")
+
     def wait_for_children(self, count):
         wait_for(lambda: len(self.children()) == count, lambda: f"{count} children, there are {len(self.children())}")
         return self.children()

@@ -18,7 +18,7 @@ run_packages="dbus libglib2.0-bin qt6-wayland"
 demo_packages="gnome-keyring libsecret-tools python3 python3-gi"
 desktop_packages="xvfb x11-utils x11-xserver-utils xdotool imagemagick openbox xfce4-panel adwaita-icon-theme
     fonts-dejavu-core"
-test_packages="$demo_packages $desktop_packages clang-format clang-tidy dbus-x11 trayer at-spi2-core
+test_packages="$demo_packages $desktop_packages clang-format clang-tidy dbus-x11 trayer at-spi2-core qt6-gtk-platformtheme
     gir1.2-atspi-2.0 sway waybar wtype wl-clipboard desktop-file-utils appstream dpkg-dev lintian man-db"
 fuzz_packages="clang libclang-rt-dev"
 

@@ -7,8 +7,8 @@
 #include "FreedesktopApplication.h"
 #include "FreedesktopNotifications.h"
 #include "FreedesktopStatusItem.h"
+#include "Keeper.h"
 #include "LinuxChildLauncher.h"
-#include "LinuxProcessTable.h"
 #include "PreferencesFile.h"
 #include "ProcessSetup.h"
 #include "SecretServiceStore.h"
@@ -43,9 +43,10 @@ constexpr int iconPixels = 64; ///< of a notification
 class Program : public QObject
 {
 public:
-    /// `instance` outlives the program, and is this session's one.
-    explicit Program(SingleInstance &instance)
+    /// Both outlive the program; `instance` is this session's one.
+    Program(SingleInstance &instance, Keeper &keeper)
         : m_instance(instance)
+        , m_launcher(keeper)
         , m_preferences(PreferencesFile::defaultPath())
         , m_secrets(QDBusConnection::sessionBus())
         , m_loginItem(AutostartLoginItem::defaultFolder(), QCoreApplication::applicationFilePath())
@@ -53,8 +54,7 @@ public:
             const ProcessSetup::OriginalLimits limits;
             QDesktopServices::openUrl(url);
         })
-        , m_manager(
-              TunnelServices{m_preferences, m_secrets, m_launcher, m_processes, m_loginItem, m_scheduler})
+        , m_manager(TunnelServices{m_preferences, m_secrets, m_launcher, m_loginItem, m_scheduler})
         , m_windows(m_manager, m_application)
         , m_desktopNotifications(
               QDBusConnection::sessionBus(),
@@ -63,7 +63,6 @@ public:
         , m_delegate(m_manager, m_windows, m_application, m_scheduler,
                      [this] { return makeStatusItemController(); })
     {
-        m_launcher.endAllAtExit();
         connect(&m_application, &FreedesktopApplication::terminationRequested, this,
                 &Program::answerTerminationRequest);
         connect(&m_desktopNotifications, &FreedesktopNotifications::activationTokenProvided, &m_application,
@@ -147,7 +146,6 @@ private:
 
     SingleInstance &m_instance;
     LinuxChildLauncher m_launcher;
-    LinuxProcessTable m_processes;
     TimerScheduler m_scheduler;
     PreferencesFile m_preferences;
     SecretServiceStore m_secrets;
@@ -182,10 +180,12 @@ std::vector<char *> argumentsForQt(int argc, char **argv, const DisplayServer &d
 int main(int argc, char **argv)
 {
     ProcessSetup::prepare();
+    Keeper keeper;
     SingleInstance instance;
-    const QString lockPath = QFileInfo(PreferencesFile::defaultPath()).path() + u"/lock"_s;
-    if (const std::optional<int> status = instance.handOver(lockPath))
+    const QString folder = QFileInfo(PreferencesFile::defaultPath()).path();
+    if (const std::optional<int> status = instance.handOver(folder + u"/lock"_s))
         return *status;
+    keeper.lookForEarlier(folder + u"/keeper-lock"_s);
     QApplication::setDesktopFileName(u"com.ardentwick.Morvanel"_s);
     QApplication::setApplicationVersion(QStringLiteral(MORVANEL_VERSION));
     std::optional<DisplayServer> display(std::in_place);
@@ -193,7 +193,7 @@ int main(int argc, char **argv)
     int count = int(arguments.size()) - 1;
     const QApplication app(count, arguments.data());
     display.reset();
-    Program program(instance);
+    Program program(instance, keeper);
     program.launch();
     return QApplication::exec();
 }

@@ -5,7 +5,6 @@
 
 #include "LoginItem.h"
 #include "Preferences.h"
-#include "ProcessTable.h"
 #include "TunnelRunner.h"
 
 #include <QFileInfo>
@@ -21,12 +20,6 @@ namespace {
 constexpr auto tunnelsKey = "tunnels"_L1;
 constexpr auto cloudflaredPathKey = "cloudflaredPath"_L1;
 constexpr auto showsInDockKey = "showsInDock"_L1;
-constexpr auto childPIDsKey = "childPIDs"_L1;
-
-QList<qint32> childPIDs(const Preferences &preferences)
-{
-    return preferences.integers(childPIDsKey).value_or(QList<qint32>());
-}
 
 bool isExecutableFile(const QString &path)
 {
@@ -39,6 +32,7 @@ bool isExecutableFile(const QString &path)
 TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
     : QObject(parent)
     , m_services(services)
+    , m_ledger(services.preferences, services.launcher)
     , m_keychain(services.secrets, services.preferences, services.scheduler)
 {
     const Preferences &preferences = services.preferences;
@@ -81,7 +75,7 @@ void TunnelManager::makeRunner(const QUuid &id)
     dropRunner(id);
     auto *runner = new TunnelRunner(id, m_services.launcher, m_services.scheduler, this);
     runner->onStateChange = [this] { Q_EMIT objectWillChange(); };
-    runner->onProcessExited = [this](qint32 pid) { forgetChild(pid); };
+    runner->onProcessExited = [this](qint32 pid) { m_ledger.forgetChild(pid); };
     connect(runner, &TunnelRunner::reasonChanged, this, &TunnelManager::announceLater);
     m_runners[id] = runner;
 }
@@ -176,10 +170,10 @@ void TunnelManager::startWith(const QList<StoredToken> &tokens)
         }
     }
     if (!pids.isEmpty())
-        rememberChildren(pids);
+        m_ledger.rememberChild(pids);
     for (qsizetype i = 0; i < pids.size(); ++i) {
         if (runners[i] && !runners[i]->run())
-            forgetChild(pids[i]);
+            m_ledger.forgetChild(pids[i]);
     }
 }
 
@@ -266,7 +260,7 @@ void TunnelManager::dropRunner(const QUuid &id)
         return;
     runner->onStateChange = nullptr;
     runner->onProcessExited = [this, runner](qint32 pid) {
-        forgetChild(pid);
+        m_ledger.forgetChild(pid);
         m_retired.removeOne(runner);
         runner->deleteLater();
     };
@@ -329,25 +323,4 @@ std::optional<QString> TunnelManager::detectCloudflared()
     return found == paths.end() ? std::nullopt : std::optional(*found);
 }
 
-void TunnelManager::rememberChildren(const QList<qint32> &pids)
-{
-    m_services.preferences.setIntegers(childPIDsKey, childPIDs(m_services.preferences) + pids,
-                                       Preferences::Durability::OnDisk);
-}
-
-void TunnelManager::forgetChild(qint32 pid)
-{
-    QList<qint32> pids = childPIDs(m_services.preferences);
-    pids.removeAll(pid);
-    m_services.preferences.setIntegers(childPIDsKey, pids, Preferences::Durability::Eventually);
-}
-
-void TunnelManager::terminateOrphanedProcesses()
-{
-    for (const qint32 pid : childPIDs(m_services.preferences)) {
-        if (pid >= 1)
-            m_services.processes.terminate(pid, TunnelRunner::knownPathEnd);
-    }
-    m_services.preferences.remove(childPIDsKey);
-}
 #include "moc_TunnelManager.cpp"

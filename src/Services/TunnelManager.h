@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "ChildLedger.h"
 #include "KeychainStore.h"
 #include "TunnelConfig.h"
 
@@ -19,7 +20,6 @@
 class ChildLauncher;
 class LoginItem;
 class Preferences;
-class ProcessTable;
 class Scheduler;
 class SecretStore;
 class TunnelRunner;
@@ -30,7 +30,6 @@ struct TunnelServices
     Preferences &preferences;
     SecretStore &secrets;
     ChildLauncher &launcher;
-    ProcessTable &processes;
     LoginItem &loginItem;
     Scheduler &scheduler;
 };
@@ -95,9 +94,8 @@ public:
     /// Throws `LoginItemError`.
     void setLaunchesAtLogin(bool launches);
 
-    /// Sends SIGTERM to the children that an earlier run left behind and forgets them. Called once, before
-    /// anything is started.
-    void terminateOrphanedProcesses();
+    /// Ends what an earlier run left behind; to be called once, before anything is started.
+    void terminateOrphanedProcesses() { m_ledger.terminateOrphanedProcesses(); }
 
     /// Returns the places where `cloudflared` is looked for, in this order.
     static QStringList candidatePaths();
@@ -128,14 +126,10 @@ private:
     /// Checks what a start needs, and makes the child. Returns its process id; none when nothing is to be
     /// run.
     std::optional<qint32> prepare(TunnelRunner &runner, const StoredToken &token);
-    /// Writes the ids down, on disk at its return: a run that ends abnormally leaves them for the next one.
-    void rememberChildren(const QList<qint32> &pids);
-    /// Strikes the id out without waiting for the disk: an id too many does no harm, as the next run looks at
-    /// what it finds.
-    void forgetChild(qint32 pid);
     int count(std::initializer_list<TunnelState::Case> states) const;
 
     TunnelServices m_services;
+    ChildLedger m_ledger;
     KeychainStore m_keychain;
     QList<TunnelConfig> m_tunnels;
     QString m_cloudflaredPath;

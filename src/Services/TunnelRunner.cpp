@@ -3,7 +3,6 @@
 
 #include "TunnelRunner.h"
 
-#include <QFileInfo>
 #include <QJsonDocument>
 
 #include <tuple>
@@ -60,8 +59,7 @@ std::optional<qint32> TunnelRunner::prepare(const QString &cloudflaredPath, cons
                                {{"TUNNEL_TOKEN", paddedToken(token)},
                                 {"NO_AUTOUPDATE", "true"},
                                 {"TUNNEL_GRACE_PERIOD", "2s"},
-                                {"NO_COLOR", "1"}},
-                               !QFileInfo(cloudflaredPath).canonicalFilePath().endsWith(knownPathEnd)};
+                                {"NO_COLOR", "1"}}};
     ChildLauncher::Prepared prepared =
         m_launcher.prepare(command, {[this](QByteArrayView chunk) { consume(chunk); },
                                      [this](int status) { handleTermination(status, m_process->pid()); }});

@@ -39,9 +39,6 @@ class TunnelRunner : public QObject
     Q_OBJECT
 
 public:
-    /// End of a program's path by which the next run knows a child that was left behind.
-    static constexpr QLatin1StringView knownPathEnd{"/cloudflared"};
-
     /// `launcher` and `scheduler` outlive the runner.
     TunnelRunner(const QUuid &tunnelID, ChildLauncher &launcher, Scheduler &scheduler,
                  QObject *parent = nullptr);
@@ -56,9 +53,8 @@ public:
 
     /// Makes a child that waits for `run`, unless the state is a running one or a child is held (a tunnel can
     /// fail while its child lives, when it is started again without a token). The token reaches the child in
-    /// its environment, padded, and nowhere else. A child that the next run could not tell, because the path
-    /// leads to a file of another name, ends with this process. Returns the child's process id; none when
-    /// nothing is to be run.
+    /// its environment, padded, and nowhere else. Returns the child's process id; none when nothing is to be
+    /// run.
     [[nodiscard]] std::optional<qint32> prepare(const QString &cloudflaredPath, const QString &token);
     /// Lets the child that waits run its program. Returns whether it does.
     [[nodiscard]] bool run();

@@ -22,7 +22,7 @@ struct Bench
     QStringList beforeIcon; ///< children of the last run that were ended, children that were started
     TunnelManager manager{world.services()};
     AppDelegate delegate{manager, desktop, desktop, world.scheduler, [this] {
-                             beforeIcon += QString::number(world.processes.terminated.size());
+                             beforeIcon += QString::number(world.launcher.terminatedOrphans.size());
                              beforeIcon += QString::number(world.launcher.children.size());
                              return std::unique_ptr<StatusItemController>();
                          }};
@@ -55,7 +55,7 @@ private Q_SLOTS:
         Bench bench;
         bench.desktop.testHost = what.contains("host"_L1);
         bench.world.preferences.setIntegers(u"childPIDs"_s, {77});
-        bench.world.processes.paths = {{77, "/usr/bin/cloudflared"}};
+        bench.world.launcher.orphanPaths = {{77, "/usr/bin/cloudflared"}};
         if (what.contains("tunnel"_L1))
             bench.manager.add({QUuid::createUuid(), u"t"_s, {}, true}, u"eyJ"_s);
         bench.manager.setShowsInDock(showsInDock);

@@ -383,13 +383,13 @@ private Q_SLOTS:
     void terminatesOrphans()
     {
         Bench bench{{}};
-        bench.processes.paths = {{10, "/usr/bin/cloudflared"}, {11, "/usr/bin/cloudflared-old"},
-                                 {12, "/home/x/cloudflared"},  {13, ""},
-                                 {14, "cloudflared"},          {-5, "/usr/bin/cloudflared"},
-                                 {0, "/usr/bin/cloudflared"},  {1, "/usr/bin/cloudflared"}};
+        bench.launcher.orphanPaths = {{10, "/usr/bin/cloudflared"}, {11, "/usr/bin/cloudflared-old"},
+                                      {12, "/home/x/cloudflared"},  {13, ""},
+                                      {14, "cloudflared"},          {-5, "/usr/bin/cloudflared"},
+                                      {0, "/usr/bin/cloudflared"},  {1, "/usr/bin/cloudflared"}};
         bench.preferences.setIntegers(u"childPIDs"_s, {0, -5, 12, 11, 13, 14, 99, 10, 1});
         bench.manager.terminateOrphanedProcesses();
-        QCOMPARE(bench.processes.terminated, (QList<qint32>{12, 10, 1}));
+        QCOMPARE(bench.launcher.terminatedOrphans, (QList<qint32>{12, 10, 1}));
         QVERIFY(!bench.preferences.values.contains(u"childPIDs"_s));
     }
 };

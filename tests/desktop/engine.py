@@ -98,15 +98,16 @@ class Engine(unittest.TestCase):
         self.assertLess(seconds, 6)
         wait_for(lambda: not set(children) & set(processes()), "both are gone")
 
-    def test_orphans_of_a_killed_run_are_ended_by_the_next(self):
+    def test_orphans_of_a_killed_run_and_keeper_are_ended_by_the_next(self):
         self.configure("connected", "starting")
         silent = {"MORVANEL_SCRIPT": "wait"}  # a child that writes dies when its output is not read any more
         first = self.launch(**silent)
         orphans = first.wait_for_children(2)
         wait_for(lambda: sorted(self.ledger() or []) == sorted(orphans), "the ledger lists the orphans")
+        os.kill(first.keeper(), signal.SIGKILL)
         first.process.kill()
         first.process.wait()
-        self.assertTrue(set(orphans) <= set(processes()))
+        self.assertTrue(set(orphans) <= set(processes()), "they ran on")
 
         second = self.launch(**silent)
         wait_for(lambda: not set(orphans) & set(processes()), "the orphans are gone")
@@ -162,16 +163,28 @@ class Engine(unittest.TestCase):
         self.assertIn("Max core file size        0 ", Path(f"/proc/{program.pid}/limits").read_text())
         self.assertEqual(program.quit()[0], 0)
 
-    def test_children_end_with_the_display(self):
-        self.configure("slow-stop", showsInDock=False)
+    def test_children_end_with_the_program_whatever_ended_it(self):
+        self.configure("unused", showsInDock=False)
         server = self.session.spawn("Xvfb", "-displayfd", "1", "-noreset", stdout=subprocess.PIPE,
                                     stderr=subprocess.DEVNULL)
-        program = self.launch(DISPLAY=":" + server.stdout.readline().decode().strip())
-        child, = program.wait_for_children(1)
-        wait_for(lambda: self.ledger() == [child], "the program is at rest")
-        server.kill()
-        wait_for(lambda: child not in processes(), "the child is gone")
-        self.assertEqual(program.process.wait(5), 0)
+        display = ":" + server.stdout.readline().decode().strip()
+        self.session.store_token(self.tunnels[0]["id"], "eyJplain")  # one that plays MORVANEL_SCRIPT
+        for what, end in (("kill -9", lambda program: program.process.kill()),
+                          ("a crash", lambda program: program.process.send_signal(signal.SIGSEGV)),
+                          ("the end of the display", lambda _: server.kill())):
+            with self.subTest(what):
+                goodbye = self.session.home / what
+                program = self.launch(DISPLAY=display, MORVANEL_SCRIPT="\n".join([
+                    "mark", "print INF Still here", "pause 10", "loop", "on-term", "blast 2000 100",
+                    f"report {goodbye}"]))
+                child, = program.wait_for_children(1)
+                keeper = program.keeper()
+                wait_for(lambda: self.ledger() == [child], "the program is at rest")
+                end(program)
+                program.process.wait(5)
+                wait_for(lambda: child not in processes(), "the child is gone")
+                self.assertTrue(goodbye.exists(), "the child came to its last words")
+                wait_for(lambda: keeper not in processes(), "the keeper is gone")
 
 
 if __name__ == "__main__":

@@ -6,7 +6,6 @@
 #include "ChildLauncher.h"
 #include "LoginItem.h"
 #include "Preferences.h"
-#include "ProcessTable.h"
 #include "Scheduler.h"
 #include "SecretStore.h"
 #include "TunnelManager.h"
@@ -204,9 +203,16 @@ public:
         handle->child = children.back();
         return {std::move(handle), {}};
     }
+    void terminateOrphan(qint32 pid, QByteArrayView pathEnd) override
+    {
+        if (orphanPaths.value(pid).endsWith(pathEnd))
+            terminatedOrphans += pid;
+    }
     Child &last() { return *children.back(); }
 
     std::vector<std::shared_ptr<Child>> children;
+    QMap<qint32, QByteArray> orphanPaths; ///< the processes that this user may signal
+    QList<qint32> terminatedOrphans;
     int mostChildren = -1; ///< there is no process for more
     QString error;         ///< not empty: no program can be run, for this reason
     std::function<void()> aboutToRun;
@@ -235,18 +241,6 @@ private:
     qint32 m_nextPid = 1000;
 };
 
-struct FakeProcessTable : ProcessTable
-{
-    void terminate(qint32 pid, QByteArrayView pathEnd) override
-    {
-        if (paths.value(pid).endsWith(pathEnd))
-            terminated += pid;
-    }
-
-    QMap<qint32, QByteArray> paths; ///< the processes that this user may signal
-    QList<qint32> terminated;
-};
-
 struct FakeLoginItem : LoginItem
 {
     LoginItemStatus status() const override { return current; }
@@ -271,7 +265,6 @@ struct FakeWorld
     FakePreferences preferences;
     FakeSecretStore secrets;
     FakeChildLauncher launcher;
-    FakeProcessTable processes;
     FakeLoginItem loginItem;
     FakeScheduler scheduler;
     QTemporaryDir folder;
@@ -290,7 +283,7 @@ struct FakeWorld
             qFatal("No executable file can be made.");
     }
 
-    TunnelServices services() { return {preferences, secrets, launcher, processes, loginItem, scheduler}; }
+    TunnelServices services() { return {preferences, secrets, launcher, loginItem, scheduler}; }
 
     /// Adds a tunnel with a token; the manager is the test's own.
     static TunnelConfig addTunnel(TunnelManager &manager, const QString &name, const QString &hostname = {},

@@ -25,8 +25,11 @@ from session import Program, Session, processes, tunnel, wait_for  # noqa: E402
 PROGRAM = Path(os.environ["MORVANEL_PROGRAM"])
 CHATTY = "opening\nregistered 0\nmark\npause 100\nprint INF Still here\nloop"
 SILENT = "wait"
+DEAF = f"sigterm ignore\n{CHATTY}"
 TUNNELS = 3
-ORPHAN_SECONDS = 4
+ORPHAN_SECONDS = 7
+#: In place of cloudflared: nothing, and two scripts that start it; the stand-in's path goes into the braces.
+WRAPPERS = (None, '#!/bin/sh\n"{}" "$@"\necho ended\n', '#!/bin/sh\nexec "{}" "$@"\n')
 SECRETS = "org.freedesktop.secrets"
 
 
@@ -44,13 +47,19 @@ class Row:
             self.lost.append(loss)
 
 
-def configure(session, **others):
-    """Gives the session's user tunnels that start by themselves, and its own copy of the stand-in."""
-    cloudflared = session.home / "cloudflared"
-    shutil.copy(os.environ["MORVANEL_CLOUDFLARED"], cloudflared)
+def configure(session, wrapper=None, **others):
+    """Gives the session's user tunnels that start by themselves, and its own copy of the stand-in.
+
+    With a wrapper, that is what the program starts. Returns the path of the stand-in.
+    """
+    program = session.home / "stand-in"
+    shutil.copy(os.environ["MORVANEL_CLOUDFLARED"], program)
+    path = session.home / "cloudflared"
+    path.write_text(wrapper.format(program)) if wrapper else path.symlink_to(program)
+    path.chmod(0o755)
     tunnels = [tunnel(f"t{number}", start=True) for number in range(TUNNELS)]
-    session.configure(tunnels, cloudflared, lambda _: "eyJtoken", **others)
-    return cloudflared
+    session.configure(tunnels, path, lambda _: "eyJtoken", **others)
+    return program
 
 
 def start(session, script=CHATTY):
@@ -77,37 +86,42 @@ def stop_all(bus):
     wait_for(lambda: all_say(bus, "Stopped"), "all tunnels are stopped")
 
 
-def kill_at_random_moments(row, times, script):
-    chance = random.Random(script)
+#: How the program ends, and the desktop's look that Qt loads: GTK's leaves by _exit when the display goes.
+ENDS = {
+    "kill -9": ("", lambda _, program: program.process.kill()),
+    "SIGSEGV": ("", lambda _, program: program.process.send_signal(signal.SIGSEGV)),
+    "the display's end": ("", lambda session, _: session.started[0].kill()),
+    "_exit": ("gtk3", lambda session, _: session.started[0].kill()),
+}
+
+
+def end_at_random_moments(row, times, end, script, wrapper):
+    """Ends the program while it starts and stops tunnels; no child is to be there 7 seconds later."""
+    chance = random.Random(f"{end} {script} {wrapper}")
     operations = 0
-    with Session() as session:
-        cloudflared, bus, orphans = configure(session), Bus(session), set()
-        before = session.read_preferences()
-        for number in range(times):
+    for number in range(times):
+        with Session(display="640x480") as session:
+            session.environment["QT_QPA_PLATFORMTHEME"], end_program = ENDS[end]
+            stand_in, bus = configure(session, wrapper, showsInDock=False), Bus(session)
+            before = session.read_preferences()
             program = start(session, script)
             wait_for(lambda: bus.owner_process(NAME) == program.pid, "the program is on the bus")
-            end = time.monotonic() + chance.uniform(0, 1.5)
-            while (left := end - time.monotonic()) > 0:
+            program.wait_for_children(TUNNELS)
+            moment = time.monotonic() + chance.uniform(0, 1.5)
+            while (left := moment - time.monotonic()) > 0:
                 bus.action(chance.choice(["start-all", "start-all", "stop-all"]))
                 time.sleep(min(left, chance.uniform(0, 0.1)))
                 operations += 1
-            children = set(program.children())
-            program.process.kill()
-            program.process.wait()
-            session.started.remove(program.process)
+            keeper = program.keeper()
+            end_program(session, program)
+            program.process.wait(10)
             stored = session.read_preferences()  # fails when half of it was written
             row.check(all(stored[key] == before[key] for key in before), f"run {number}: a setting is lost")
-            unknown = (children & running(cloudflared)) - ledger(session)
-            row.check(not unknown, f"run {number}: {len(unknown)} children are unknown to the next run")
-            orphans |= children
-        program = start(session, script)
-        program.wait_for_children(TUNNELS)
-        with contextlib.suppress(AssertionError):
-            wait_for(lambda: not orphans & running(cloudflared), "the orphans have ended", ORPHAN_SECONDS)
-        row.check(not orphans & running(cloudflared), "children stayed without an owner")
-        row.check(program.quit()[0] == 0, "the program did not end well")
-        row.check(not running(cloudflared), "children outlived the program")
-    row.times = f"{times} kills, {operations} operations"
+            with contextlib.suppress(AssertionError):
+                wait_for(lambda: not running(stand_in) and keeper not in processes(), "all is over", ORPHAN_SECONDS)
+            row.check(not running(stand_in), f"run {number}: {len(running(stand_in))} children without an owner")
+            row.check(keeper not in processes(), f"run {number}: the keeper did not end")
+    row.times = f"{times} ends, {operations} operations"
 
 
 def freeze_keyring(session):
@@ -152,10 +166,14 @@ def keyring_slow(row, times):
 
 #: Each row: what is tried, how, and how often in the short and in the long form.
 ROWS = [
-    ("kill -9 at random moments, children that write", partial(kill_at_random_moments, script=CHATTY), 20, 150),
-    ("kill -9 at random moments, children that never write", partial(kill_at_random_moments, script=SILENT), 20, 150),
-    ("the keyring asks without an answer, or is frozen", keyring_slow, 1, 5),
-]
+    (f"{end} at random moments, {name}", partial(end_at_random_moments, end=end, script=script, wrapper=wrapper), 1, 20)
+    for end in ENDS
+    for name, script, wrapper in (("children that print", CHATTY, WRAPPERS[0]),
+                                  ("children that never print", SILENT, WRAPPERS[0]),
+                                  ("children that ignore SIGTERM", DEAF, WRAPPERS[0]),
+                                  ("a script starts the child", CHATTY, WRAPPERS[1]),
+                                  ("a script becomes the child", CHATTY, WRAPPERS[2]))
+] + [("the keyring asks without an answer, or is frozen", keyring_slow, 1, 5)]
 
 
 def tried(what, action, times):

@@ -7,7 +7,6 @@
 
 #include <QFile>
 
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 
@@ -114,7 +113,7 @@ template <typename T> void send(int control, const T &value)
 
 /// Goes on in the new process. Makes only calls that are allowed between fork(2) and execve(2) of a process
 /// with threads.
-[[noreturn]] void waitAndRun(const ProgramTexts &texts, int input, int output, int control, pid_t parent)
+[[noreturn]] void waitAndRun(const ProgramTexts &texts, int input, int output, int control)
 {
     ::setpgid(0, 0);
     // Closes every other inherited descriptor, so that the ends of other pipes are noticed.
@@ -125,8 +124,7 @@ template <typename T> void send(int control, const T &value)
     ::closefrom(controlPlace + 1);
 
     char word;
-    // A parent that died after it gave the word would have nobody to end the program.
-    if (!receive(controlPlace, &word) || ::getppid() != parent)
+    if (!receive(controlPlace, &word))
         ::_exit(exitCodeWithoutProgram);
     ProcessSetup::restoreInChild();
     sigset_t none;
@@ -157,16 +155,14 @@ HeldProcess::HeldProcess(const ChildCommand &command, const FileDescriptor &outp
     m_control = FileDescriptor(ends[0]);
     const FileDescriptor childControl(ends[1]);
     const ProgramTexts texts(command);
-    const pid_t parent = ::getpid();
     const SignalsBlocked blocked;
     m_pid = ::_Fork();
-    if (m_pid == 0) {
-        if (command.endsWithThisProcess)
-            ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-        waitAndRun(texts, input.get(), output.get(), childControl.get(), parent);
-    }
+    if (m_pid == 0)
+        waitAndRun(texts, input.get(), output.get(), childControl.get());
     if (m_pid < 0)
         m_error = qt_error_string(errno);
+    else
+        ::setpgid(m_pid, m_pid); // the new process does it as well: whichever comes first
 }
 
 HeldProcess::~HeldProcess()

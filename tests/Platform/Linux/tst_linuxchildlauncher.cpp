@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Morvanel authors
 // SPDX-License-Identifier: MIT
 
+#include "Keeper.h"
 #include "LinuxChildLauncher.h"
-#include "LinuxProcessTable.h"
 #include "LowLimit.h"
 #include "ProcessSetup.h"
 #include "TimerScheduler.h"
@@ -20,6 +20,7 @@
 
 #include <array>
 #include <csignal>
+#include <optional>
 #include <tuple>
 
 using namespace Qt::StringLiterals;
@@ -32,7 +33,8 @@ const QString standIn = qEnvironmentVariable("MORVANEL_CLOUDFLARED");
 /// A launcher and one child at a time, with all that the child tells.
 struct Bench
 {
-    LinuxChildLauncher launcher;
+    Keeper keeper;
+    LinuxChildLauncher launcher{keeper};
     std::unique_ptr<ChildProcess> child;
     QByteArray told;            ///< its output, then its status in brackets
     bool dropsAtOutput = false; ///< the handle goes inside the call
@@ -66,6 +68,18 @@ QString programOf(qint32 pid)
     return QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(pid));
 }
 
+/// Makes a script that starts the stand-in and waits for it, as a user's own "cloudflared" may. Returns its
+/// path.
+QString wrapper(const QTemporaryDir &folder)
+{
+    const QString path = folder.filePath(u"cloudflared"_s);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(QFile::ReadOwner | QFile::ExeOwner))
+        qFatal("No script can be made.");
+    file.write("#!/bin/sh\n" + QFile::encodeName(standIn) + " \"$@\"\necho after\n");
+    return path;
+}
+
 /// Core size and open files, each with its own limit of this kind.
 QList<rlim_t> limitsOf(qint32 pid)
 {
@@ -74,6 +88,13 @@ QList<rlim_t> limitsOf(qint32 pid)
     ::prlimit(pid, RLIMIT_CORE, nullptr, &core);
     ::prlimit(pid, RLIMIT_NOFILE, nullptr, &files);
     return {core.rlim_cur, core.rlim_max, files.rlim_cur, files.rlim_max};
+}
+
+/// The ids of the children of this thread, zombies as well.
+QByteArray childrenOfThis()
+{
+    QFile file(u"/proc/thread-self/children"_s);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no list of children");
 }
 
 qsizetype openDescriptors()
@@ -220,64 +241,98 @@ private Q_SLOTS:
         QVERIFY(!started.child->isRunning());
     }
 
-    void endsThoughItsLauncherIsGone()
+    void endsWithAllThatItStarted_data()
     {
-        for (const QByteArray how :
-             {"never run", "with its launcher", "by the next run", "X server", "compositor"}) {
-            const bool isRun = how != "never run";
-            const bool isEndedAtExit = how == "X server" || how == "compositor";
-            const QTemporaryDir folder;
-            const QString ready = folder.filePath(u"ready"_s);
-            const QString ended = folder.filePath(u"ended"_s);
-            // More than a pipe holds, so somebody has to read it.
-            const QByteArray lastWords = how == "by the next run" ? "blast 1000 100\n" : "";
-            const QByteArray script = "report " + QFile::encodeName(ready) + "\nwait\non-term\n" + lastWords +
-                                      "pause 20\n" + lastWords + "report " + QFile::encodeName(ended);
-            const Pipe told;
-            Pipe life;
-            const pid_t launcher = ::fork();
-            if (launcher == 0) {
-                life.writeEnd.reset();
-                LinuxChildLauncher doomed;
-                if (isEndedAtExit)
-                    doomed.endAllAtExit();
-                const ChildLauncher::Prepared prepared = doomed.prepare(
-                    {standIn, {}, {{"MORVANEL_SCRIPT", script}}, how == "with its launcher"}, {});
-                qint32 pid = prepared.child->pid();
-                if (!isRun || prepared.child->run().isEmpty())
-                    std::ignore = ::write(told.writeEnd.get(), &pid, sizeof pid);
-                std::ignore = ::read(life.readEnd.get(), &pid, sizeof pid); // until its end
-                if (how == "X server")
-                    std::exit(1);
-                if (how == "compositor")
-                    qWarning("The Wayland connection broke.");
-                ::raise(SIGKILL);
-            }
-            qint32 orphan = 0;
-            QCOMPARE(::read(told.readEnd.get(), &orphan, sizeof orphan), ssize_t(sizeof orphan));
-            QTRY_COMPARE(QFile::exists(ready), isRun);
-            life.writeEnd.reset();
-            QCOMPARE(::waitpid(launcher, nullptr, 0), launcher);
-            LinuxProcessTable table;
-            if (how == "by the next run")
-                table.terminate(orphan, QFile::encodeName(standIn));
-            QTRY_COMPARE(programOf(orphan), QString());
-            QCOMPARE(QFile::exists(ready), isRun);
-            QCOMPARE(QFile::exists(ended), isRun);
-        }
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<QString>("expected");
+        const QString lastWords = u"ready\nlast words\n"_s;
+        QTest::newRow("stopped: the shell dies at once, its program says goodbye")
+            << u"stop"_s << lastWords + u"[15]"_s;
+        QTest::newRow("stopped again while the program says goodbye")
+            << u"stop twice"_s << lastWords + u"[15]"_s;
+        QTest::newRow("only the shell is killed") << u"kill the shell"_s << lastWords + u"[9]"_s;
+        QTest::newRow("killed once the shell has gone") << u"kill the shell, kill"_s << u"ready\n[9]"_s;
+    }
+    void endsWithAllThatItStarted()
+    {
+        QFETCH(const QString, how);
+        const QTemporaryDir folder;
+        Bench bench;
+        QCOMPARE(bench.launch("raw ready\nwait\non-term\npause 100\nraw last words", wrapper(folder)),
+                 QString());
+        QTRY_COMPARE(bench.told, "ready\n");
+        const qint32 shell = bench.child->pid();
+        if (how.startsWith(u"kill the shell"_s))
+            ::kill(shell, SIGKILL);
+        else
+            bench.child->terminate();
+        if (how != u"stop"_s)
+            QTRY_COMPARE(::kill(shell, 0), -1);
+        if (how == u"stop twice"_s)
+            bench.child->terminate();
+        else if (how.endsWith(u", kill"_s))
+            bench.child->kill();
+        QFETCH(const QString, expected);
+        QTRY_COMPARE(QString::fromLatin1(bench.told), expected);
     }
 
-    void doesNothingAtExitOnceItIsGone()
+    void isEndedByTheKeeper_data()
     {
-        const pid_t orderly = ::fork();
-        if (orderly == 0) {
-            std::atexit([] { ::_exit(7); });
-            LinuxChildLauncher().endAllAtExit();
-            std::exit(1);
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<bool>("isWrapped");
+        QTest::addColumn<bool>("saysGoodbye");
+        QTest::newRow("its program is killed") << u"kill"_s << false << true;
+        QTest::newRow("behind a wrapper its program is killed") << u"kill"_s << true << true;
+        QTest::newRow("a library leaves by _exit") << u"_exit"_s << false << true;
+        QTest::newRow("it was stopped a moment before") << u"stop, kill"_s << false << true;
+        QTest::newRow("it never came to its program") << u"before it runs, kill"_s << false << false;
+    }
+    void isEndedByTheKeeper()
+    {
+        QFETCH(const QString, how);
+        QFETCH(const bool, isWrapped);
+        QFETCH(const bool, saysGoodbye);
+        const QTemporaryDir folder;
+        const QString ready = folder.filePath(u"ready"_s);
+        const QString goodbye = folder.filePath(u"goodbye"_s);
+        const QString lock = folder.filePath(u"lock"_s);
+        const QString program = isWrapped ? wrapper(folder) : standIn;
+        // More than a pipe holds, so somebody has to read it; and a second SIGTERM would end it.
+        const QByteArray script = "report " + QFile::encodeName(ready) +
+                                  "\nwait\non-term\nblast 1000 100\npause 300\nblast 1000 100\nreport " +
+                                  QFile::encodeName(goodbye);
+        const Pipe told;
+        Pipe life;
+        const pid_t owner = ::fork();
+        if (owner == 0) {
+            life.writeEnd.reset();
+            Keeper keeper;
+            keeper.lookForEarlier(lock);
+            LinuxChildLauncher launcher(keeper);
+            const ChildLauncher::Prepared prepared =
+                launcher.prepare({program, {}, {{"MORVANEL_SCRIPT", script}}}, {});
+            qint32 pid = prepared.child->pid();
+            if (!saysGoodbye || prepared.child->run().isEmpty())
+                std::ignore = ::write(told.writeEnd.get(), &pid, sizeof pid);
+            std::ignore = ::read(life.readEnd.get(), &pid, sizeof pid); // until its end
+            if (how == u"_exit"_s)
+                ::_exit(1);
+            if (how == u"stop, kill"_s)
+                prepared.child->terminate();
+            ::raise(SIGKILL);
         }
-        int status = 0;
-        QCOMPARE(::waitpid(orderly, &status, 0), orderly);
-        QVERIFY(WIFEXITED(status) && WEXITSTATUS(status) == 7);
+        qint32 orphan = 0;
+        QCOMPARE(::read(told.readEnd.get(), &orphan, sizeof orphan), ssize_t(sizeof orphan));
+        QTRY_COMPARE(QFile::exists(ready), saysGoodbye);
+        life.writeEnd.reset();
+        QCOMPARE(::waitpid(owner, nullptr, 0), owner);
+
+        Bench next; // the next run leaves it to the keeper
+        next.keeper.lookForEarlier(lock);
+        QVERIFY(next.keeper.isEarlierAtWork() || !saysGoodbye);
+        next.launcher.terminateOrphan(orphan, QFile::encodeName(program));
+        QTRY_COMPARE(programOf(orphan), QString());
+        QTRY_COMPARE(QFile::exists(goodbye), saysGoodbye);
     }
 
     void failsToLaunch()
@@ -304,9 +359,10 @@ private Q_SLOTS:
     void survivesExhaustedDescriptors()
     {
         Bench bench;
+        const QByteArray children = childrenOfThis(); // keepers
         const qsizetype used = openDescriptors();
         for (rlim_t extra = 0; extra < 6 && bench.told.isEmpty(); ++extra) {
-            const LowLimit limit(RLIMIT_NOFILE, rlim_t(used) - 1 + extra);
+            std::optional<LowLimit> limit(std::in_place, RLIMIT_NOFILE, rlim_t(used) - 1 + extra);
             const QString error = bench.prepare("exit 0");
             if (bench.child) {
                 QVERIFY(extra > 2);
@@ -315,36 +371,17 @@ private Q_SLOTS:
                 QTRY_COMPARE(bench.told, "[0]");
             } else {
                 QCOMPARE(error, u"Too many open files"_s);
-                QCOMPARE(::waitpid(-1, nullptr, WNOHANG), -1); // no child was left behind
+                limit.reset();
+                QCOMPARE(childrenOfThis(), children);
             }
         }
         QCOMPARE(bench.launch("exit 0"), QString());
         QTRY_COMPARE(bench.told, "[0][0]");
     }
 
-    void endsAllItsChildren()
-    {
-        Bench bench;
-        QElapsedTimer timer;
-        timer.start();
-        QCOMPARE(bench.launch("raw ready\nwait\non-term\nexit 3"), QString());
-        QTRY_COMPARE(bench.told, "ready\n");
-        bench.launcher.endAll(20s);
-        QVERIFY(timer.elapsed() < 15'000);
-        QTRY_COMPARE(bench.told, "ready\n[3]");
-
-        QCOMPARE(bench.launch("sigterm ignore\nraw ready\nwait"), QString());
-        QTRY_COMPARE(bench.told, "ready\n[3]ready\n");
-        timer.start();
-        bench.launcher.endAll(300ms);
-        QVERIFY(timer.elapsed() >= 300);
-        QTRY_COMPARE(bench.told, "ready\n[3]ready\n[9]");
-    }
-
-    void terminatesProcessesByTheirProgram()
+    void terminatesOrphansByTheirProgram()
     {
         QTemporaryDir folder;
-        LinuxProcessTable table;
         for (const QString &name : {u"cloudflared"_s, u"cloudflared (deleted)"_s}) {
             const QString path = folder.filePath(name);
             QVERIFY(QFile::copy(standIn, path));
@@ -352,12 +389,13 @@ private Q_SLOTS:
             QCOMPARE(bench.launch("sigterm default\nraw ready\nwait", path), QString());
             QTRY_COMPARE(bench.told, "ready\n");
             const qint32 pid = bench.child->pid();
-            table.terminate(pid, name == u"cloudflared"_s ? "cloudflared (deleted)" : "/cloudflared");
+            bench.launcher.terminateOrphan(pid, name == u"cloudflared"_s ? "cloudflared (deleted)"
+                                                                         : "/cloudflared");
             QTest::qWait(50);
             QCOMPARE(bench.told, "ready\n");
             if (name == u"cloudflared"_s)
                 QVERIFY(QFile::remove(path));
-            table.terminate(pid, QFile::encodeName(path));
+            bench.launcher.terminateOrphan(pid, QFile::encodeName(path));
             QTRY_COMPARE(bench.told, "ready\n[15]");
         }
     }
