@@ -25,7 +25,7 @@ from session import Program, Session, processes, tunnel, wait_for  # noqa: E402
 PROGRAM = Path(os.environ["MORVANEL_PROGRAM"])
 CHATTY = "opening\nregistered 0\nmark\npause 100\nprint INF Still here\nloop"
 SILENT = "wait"
-DEAF = f"sigterm ignore\n{CHATTY}"
+DEAF = "sigterm ignore\nwait"
 TUNNELS = 3
 ORPHAN_SECONDS = 7
 #: In place of cloudflared: nothing, and two scripts that start it; the stand-in's path goes into the braces.
@@ -112,6 +112,8 @@ def end_at_random_moments(row, times, end, script, wrapper):
                 bus.action(chance.choice(["start-all", "start-all", "stop-all"]))
                 time.sleep(min(left, chance.uniform(0, 0.1)))
                 operations += 1
+            bus.action("start-all")
+            wait_for(lambda: running(stand_in), "there are children to be lost")
             keeper = program.keeper()
             end_program(session, program)
             program.process.wait(10)
@@ -171,8 +173,8 @@ ROWS = [
     for name, script, wrapper in (("children that print", CHATTY, WRAPPERS[0]),
                                   ("children that never print", SILENT, WRAPPERS[0]),
                                   ("children that ignore SIGTERM", DEAF, WRAPPERS[0]),
-                                  ("a script starts the child", CHATTY, WRAPPERS[1]),
-                                  ("a script becomes the child", CHATTY, WRAPPERS[2]))
+                                  ("a script starts the child", SILENT, WRAPPERS[1]),
+                                  ("a script becomes the child", SILENT, WRAPPERS[2]))
 ] + [("the keyring asks without an answer, or is frozen", keyring_slow, 1, 5)]
 
 
