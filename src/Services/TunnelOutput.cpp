@@ -18,12 +18,24 @@ namespace {
 
 /// Number of lines that are looked at for JSON: a child prints some plain ones before its own log begins.
 constexpr int firstLines = 10;
+constexpr qsizetype longestLine = 1024 * 1024;
+
+/// Returns the number of bytes in front of the last UTF-8 character, which may lack its end.
+qsizetype wholeCharacters(QByteArrayView bytes)
+{
+    qsizetype size = bytes.size();
+    while (size > 0 && (bytes[size - 1] & '\xC0') == '\x80')
+        --size;
+    return std::max(size - 1, qsizetype(0));
+}
 
 } // namespace
 
 void TunnelOutput::restart()
 {
     m_pendingOutput.clear();
+    m_dropsRest = false;
+    m_hasCutLine = false;
     m_activeConnections.clear();
     m_hasEverConnected = false;
     m_hasInfo = false;
@@ -39,18 +51,35 @@ std::optional<QByteArrayView> TunnelOutput::cutLine(QByteArrayView &piece)
     while (!piece.isEmpty()) {
         const void *feed = std::memchr(piece.data(), '\n', size_t(piece.size()));
         const qsizetype end = feed ? static_cast<const char *>(feed) - piece.data() : piece.size();
-        QByteArrayView line = piece.first(end);
+        const std::optional<QByteArrayView> line = join(piece.first(end), feed);
         piece = piece.sliced(feed ? end + 1 : end);
-        if (!feed || !m_pendingOutput.isEmpty())
-            m_pendingOutput.append(line);
-        if (!feed)
-            break;
-        if (!m_pendingOutput.isEmpty())
-            line = m_line = std::exchange(m_pendingOutput, {});
-        if (!line.isEmpty() && Text::isUtf8(line))
+        if (line && !line->isEmpty() && Text::isUtf8(*line))
             return line;
     }
     return std::nullopt;
+}
+
+std::optional<QByteArrayView> TunnelOutput::join(QByteArrayView part, bool isComplete)
+{
+    if (m_dropsRest) {
+        m_dropsRest = !isComplete;
+        return std::nullopt;
+    }
+    const qsizetype room = longestLine - m_pendingOutput.size();
+    const bool isTooLong = part.size() > room;
+    if (isComplete && !isTooLong && m_pendingOutput.isEmpty())
+        return part; // nearly every line: not copied
+    m_pendingOutput.append(part.first(std::min(part.size(), room)));
+    if (!isComplete && !isTooLong)
+        return std::nullopt;
+    m_line = std::exchange(m_pendingOutput, {});
+    if (isTooLong) {
+        m_dropsRest = !isComplete;
+        m_line.truncate(wholeCharacters(m_line));
+        if (!std::exchange(m_hasCutLine, true))
+            appendLog(u"▶︎ Cut a line after 1 MiB, as others will be"_s);
+    }
+    return m_line;
 }
 
 void TunnelOutput::handleLine(QByteArrayView line)

@@ -20,8 +20,9 @@ public:
     void restart();
 
     /// Cuts the next line off the front of a piece of output, which may begin and end inside of lines; skips
-    /// lines that are empty or no UTF-8. Returns none once the piece is used up, the beginning of a line at
-    /// its end being kept for the next piece. A line is valid until the next call.
+    /// lines that are empty or no UTF-8, and what a line has beyond 1 MiB. Returns none once the piece is
+    /// used up, the beginning of a line at its end being kept for the next piece. A line is valid until the
+    /// next call.
     std::optional<QByteArrayView> cutLine(QByteArrayView &piece);
     /// Logs a line of the child and takes over what it tells.
     void handleLine(QByteArrayView line);
@@ -51,11 +52,15 @@ public:
     QString lastWords() const;
 
 private:
+    /// Returns what there is of a line once it is complete or too long; none while more is to come.
+    std::optional<QByteArrayView> join(QByteArrayView part, bool isComplete);
     void trackConnection(QByteArrayView line, bool isRegistration);
 
     LogBuffer m_log;
     QByteArray m_pendingOutput; ///< bytes since the last line feed
     QByteArray m_line;          ///< the storage of a line that came in pieces
+    bool m_dropsRest = false;   ///< of a line that was too long
+    bool m_hasCutLine = false;
     QSet<QByteArray> m_activeConnections;
     bool m_hasEverConnected = false;
     bool m_hasInfo = false;

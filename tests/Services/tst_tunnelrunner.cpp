@@ -282,6 +282,21 @@ private Q_SLOTS:
         }
     }
 
+    void cutsEndlessLines()
+    {
+        Bench bench;
+        bench.start();
+        const QByteArray half(512 * 1024 - 1, 'x');
+        for (const QByteArray &piece :
+             {half, half + "\xc3\xa9\n", half, half + "\xf0\x9f\x9a\x87", half, QByteArray("\xff\na\n")})
+            bench.child().write(piece);
+        bench.child().write(half + half + half + "\nb\n");
+        const QString whole = QString::fromLatin1(half + half);
+        QCOMPARE(bench.log.mid(1),
+                 (QStringList{whole + u'é', u"▶\uFE0E Cut a line after 1 MiB, as others will be"_s, whole,
+                              u"a"_s, whole + u'x', u"b"_s}));
+    }
+
     void keepsTwoThousandLines()
     {
         Bench bench;
