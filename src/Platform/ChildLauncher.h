@@ -42,8 +42,9 @@ public:
     struct Callbacks
     {
         std::function<void(QByteArrayView)> output; ///< the bytes are valid during the call only
-        /// Takes the exit code of the group's leader or, if a signal ended that, the signal's number.
-        std::function<void(int status)> ended;
+        /// Takes the exit code of the group's leader or, if a signal ended that, the signal's number and
+        /// name, as "SIGKILL".
+        std::function<void(int status, const QString &signal)> ended;
     };
 
     virtual ~ChildProcess() = default;

@@ -60,9 +60,10 @@ std::optional<qint32> TunnelRunner::prepare(const QString &cloudflaredPath, cons
                                 {"NO_AUTOUPDATE", "true"},
                                 {"TUNNEL_GRACE_PERIOD", "2s"},
                                 {"NO_COLOR", "1"}}};
-    ChildLauncher::Prepared prepared =
-        m_launcher.prepare(command, {[this](QByteArrayView chunk) { consume(chunk); },
-                                     [this](int status) { handleTermination(status, m_process->pid()); }});
+    ChildLauncher::Prepared prepared = m_launcher.prepare(
+        command,
+        {[this](QByteArrayView chunk) { consume(chunk); },
+         [this](int status, const QString &signal) { handleTermination(status, signal, m_process->pid()); }});
     // Held before anybody is told: who removes the tunnel in answer to the new state stops this child as
     // well.
     m_process = std::move(prepared.child);
@@ -204,7 +205,7 @@ void TunnelRunner::clearLog()
     Q_EMIT logLinesChanged();
 }
 
-void TunnelRunner::handleTermination(int status, qint32 pid)
+void TunnelRunner::handleTermination(int status, const QString &signal, qint32 pid)
 {
     QByteArrayView lineEnd = "\n";
     if (const std::optional<QByteArrayView> line = m_output.cutLine(lineEnd))
@@ -221,7 +222,7 @@ void TunnelRunner::handleTermination(int status, qint32 pid)
     }
     const QString exited = u"cloudflared exited (code %1)"_s.arg(status);
     const QString error = m_output.lastError();
-    QString reason = m_output.reason();
+    QString reason = signal.isEmpty() ? m_output.reason() : u"cloudflared was ended by "_s + signal;
     if (reason.isEmpty())
         reason = m_output.lastWords();
     fail(error.isEmpty() ? exited : error, reason.isEmpty() ? exited : reason);

@@ -64,6 +64,7 @@ struct Bench
             {"no-program", [&] { launcher.error = u"no program"_s; }},
             {"die", [&] { child().isRunning = false; }},
             {"end", [&] { child().end(number); }},
+            {"killed", [&] { child().end(9, u"SIGKILL"_s); }},
             {"wait", [&] { scheduler.advance(std::chrono::milliseconds(number)); }},
             {"level", [&] { qputenv("TUNNEL_LOGLEVEL", step.sliced(6)); }},
             {"format", [&] { qputenv("TUNNEL_LOG_OUTPUT", step.sliced(7)); }}};
@@ -159,6 +160,8 @@ private Q_SLOTS:
             u"(Last error: a) | exited 1000 | ✖ b | Error: b | (b)"_s);
         run("error, then registered", {"x ERR broken\n" + registered(0), "end 9"},
             one + u" | "_s + exited(9));
+        run("ended by a signal", {"x ERR a\n", "killed"},
+            u"(Last error: a) | exited 1000 | ✖ a | Error: a | (cloudflared was ended by SIGKILL)"_s);
         run("dead before its output", {"die", registered(0), "stop", "end 1"}, exited(1));
 
         run("failed while it runs", {"fail", "start", "INF alive\n", "stop"},

@@ -185,11 +185,11 @@ public:
             if (isHeld)
                 callbacks.output(bytes);
         }
-        void end(int status)
+        void end(int status, const QString &signal = {})
         {
             isRunning = false;
             if (isHeld)
-                ChildProcess::Callbacks(callbacks).ended(status);
+                ChildProcess::Callbacks(callbacks).ended(status, signal);
         }
     };
 

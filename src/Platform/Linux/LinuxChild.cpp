@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -54,6 +55,13 @@ std::list<FileDescriptor> openMembers(qint32 group)
             members.push_back(std::move(process));
     }
     return members;
+}
+
+/// Returns the name of the signal that ended the process; empty for an exit.
+QString signalName(const siginfo_t &info)
+{
+    const char *name = info.si_code == CLD_EXITED ? nullptr : ::sigabbrev_np(info.si_status);
+    return name ? u"SIG"_s + QString::fromLatin1(name) : QString();
 }
 
 } // namespace
@@ -177,6 +185,7 @@ void LinuxChild::collectLeader()
     if (::waitid(P_PIDFD, id_t(m_pidfd.get()), &info, WEXITED | WNOHANG) != 0 || info.si_pid == 0)
         return;
     m_leaderStatus = info.si_status;
+    m_leaderSignal = signalName(info);
     qCDebug(childLog) << m_pid << (info.si_code == CLD_EXITED ? "ended with status" : "was ended by signal")
                       << info.si_status;
     if (const std::unique_ptr<HeldProcess> waiting = std::move(m_process))
@@ -225,7 +234,8 @@ void LinuxChild::finish()
     m_keeper.forget(m_pid);
     const auto callbacks = std::exchange(m_callbacks, {});
     const auto forget = std::exchange(m_forget, {});
+    const QString leaderSignal = m_leaderSignal; // the call may destroy this object
     if (!m_isAbandoned)
-        callbacks.ended(*m_leaderStatus);
+        callbacks.ended(*m_leaderStatus, leaderSignal);
     forget();
 }

@@ -65,6 +65,7 @@ private:
     ChildProcess::Callbacks m_callbacks;
     std::function<void()> m_forget;
     std::optional<int> m_leaderStatus; ///< once the leader was collected
+    QString m_leaderSignal;            ///< the name of the signal that ended the leader
     std::list<Survivor> m_survivors;   ///< of the leader
     QTimer m_survivorsEnd;
     bool m_isTerminated = false; ///< the group has been sent SIGTERM

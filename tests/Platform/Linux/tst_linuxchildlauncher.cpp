@@ -37,6 +37,7 @@ struct Bench
     LinuxChildLauncher launcher{keeper};
     std::unique_ptr<ChildProcess> child;
     QByteArray told;            ///< its output, then its status in brackets
+    QString signal;             ///< that ended it
     bool dropsAtOutput = false; ///< the handle goes inside the call
     bool dropsAtEnd = false;
 
@@ -49,7 +50,8 @@ struct Bench
             if (dropsAtOutput)
                 child.reset();
         };
-        const auto ended = [this](int status) {
+        const auto ended = [this](int status, const QString &signalName) {
+            signal = signalName;
             told += '[' + QByteArray::number(status) + ']';
             if (dropsAtEnd)
                 child.reset();
@@ -226,6 +228,7 @@ private Q_SLOTS:
         QCOMPARE(::kill(droppedPid, 0), -1);
         ::kill(killed.child->pid(), SIGKILL);
         QTRY_COMPARE(killed.told, "[9]");
+        QCOMPARE(killed.signal, u"SIGKILL"_s);
         QCOMPARE(killed.child->run(), QString());
         stopped.child->terminate();
         QCOMPARE(stopped.child->run(), QString());
