@@ -398,8 +398,9 @@ private Q_SLOTS:
               u">a green  Connected (1 connection)"_s + form + u"*Stop, Connected (1, Save"_s},
              {[&] { click(u"Stop"_s); }, u">a orange  Stopping…"_s + form + u"*Stop, Stopping…, Save"_s},
              {[&] { world->launcher.last().end(0); }, u">a"_s + form + u"*Start, Stopped, Save"_s},
-             {[&] { manager->runner(id)->fail(u"no"_s); },
-              u">a red  Error: no"_s + form + u"*Start, Error: no, Save"_s}});
+             {[&] { manager->runner(id)->fail(u"no"_s, u"why"_s); },
+              u">a red Error: no Reason: why Error: no Reason: why"_s + form +
+                  u"*Start, Error: no (Reason: why), Save"_s}});
         QCOMPARE(colorAt(0, 5), list->palette().color(QPalette::Base)); // around the dot of a selected row
         QVERIFY(SymbolDrawing::contrast(colorAt(0, 3), list->palette().color(QPalette::HighlightedText)) >=
                 4.5);
@@ -507,7 +508,8 @@ private Q_SLOTS:
         QCOMPARE(toolTipOf(*state), Text::toolTip(state->text()));
         QCOMPARE(toolTipOf(*label(name)), Text::toolTip(name));
         QCOMPARE(toolTipOf(*list->viewport(), rowRect(0).center()),
-                 Text::toolTip(name) + Text::toolTip(name + u".example"_s));
+                 Text::toolTip(name) + Text::toolTip(name + u".example"_s) +
+                     Text::toolTip(state->text().trimmed()));
         QCOMPARE(toolTipOf(*list->viewport(), rowRect(1).center()), QString());
         clickRow(1);
         manager->runner(manager->tunnels()[1].id)->fail(u"failed & why"_s);

@@ -83,10 +83,12 @@ QVariant TunnelListModel::data(const QModelIndex &index, int role) const
     case Qt::DisplayRole:
     case Qt::AccessibleTextRole:
         return tunnel.name;
+    case Qt::ToolTipRole:
+        if (!status.isFailed())
+            return status.note();
+        [[fallthrough]]; // the row shows no more than a red dot
     case Qt::AccessibleDescriptionRole:
         return QString(status.state.label() + u' ' + status.note()).trimmed();
-    case Qt::ToolTipRole:
-        return status.note();
     case HostnameRole:
         return tunnel.hostname;
     case IdRole:
