@@ -13,6 +13,11 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qsizetype longestLine = 4000;
+/// Number of UTF-16 units that no user-perceived character of ordinary text has.
+constexpr int longestCharacter = 64;
+/// Number of characters up to which a tool tip is one line, and the width that longer ones wrap at.
+constexpr qsizetype shortTip = 40;
+constexpr int tipWidth = 320;
 
 bool isBlank(QChar c)
 {
@@ -89,11 +94,18 @@ QString Text::oneLine(const QString &text)
 
 QString Text::toolTip(const QString &text)
 {
-    return text.isEmpty() ? QString() : u"<div>%1</div>"_s.arg(oneLine(text).toHtmlEscaped());
+    if (text.isEmpty())
+        return {};
+    // Qt would wrap it at a quarter of the width that it takes for wide enough, some 90 pixels.
+    const QString line = oneLine(text).toHtmlEscaped();
+    return text.size() <= shortTip
+               ? u"<div style='white-space:nowrap'>%1</div>"_s.arg(line)
+               : u"<table width=%1><tr><td>%2</td></tr></table>"_s.arg(QString::number(tipWidth), line);
 }
 
-QString Text::firstCharacters(const QString &text, int count)
+QString Text::firstCharacters(const QString &whole, int count)
 {
+    const QString text = whole.left(count * longestCharacter); // the finder looks at all of it at once
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
     while (count-- > 0 && finder.position() < text.size())
         toNextCharacter(finder, text);
