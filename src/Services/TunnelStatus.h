@@ -13,8 +13,8 @@
 /// message | "Reason: " and the reason, if it is not the message | the reason | | starting or reconnecting |
 /// the state's label   | "Last error: " and the reason            | after a minute: the reason, or that there
 /// is none | | the same, not readable   | the state's label   | "Last error: " and the reason            |
-/// after a minute: the doubt | | waits for its token      | the state's label   | the reason | after a
-/// minute: the reason | | any other                | the state's label   | none | none               |
+/// after a minute: the doubt and the note | | waits for its token      | the state's label   | the reason |
+/// after a minute: the reason | | any other                | the state's label   | none | none |
 struct TunnelStatus
 {
     /// Place where the user can do something about it.
@@ -48,7 +48,8 @@ struct TunnelStatus
     QString explanation() const
     {
         if (!doubt.isEmpty())
-            return QStringLiteral("The state shown may be wrong: ") + doubt;
+            return QStringLiteral("The state shown may be wrong: ") + doubt +
+                   (isLastError ? QStringLiteral(". ") + note() : QString());
         return reason.isEmpty()
                    ? QStringLiteral("Not connected after a minute, and cloudflared does not say why")
                    : reason;

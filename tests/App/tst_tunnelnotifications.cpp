@@ -131,7 +131,7 @@ private Q_SLOTS:
         const QString unreadable = u"The state of “a <b> ” cannot be read: The state shown may be wrong: "_s;
         row("no line of level INF", "start, x ERR broken, 60s",
             unreadable +
-                u"cloudflared has printed no line of level INF; its configuration may set loglevel"_s,
+                u"cloudflared has printed no line of level INF; its configuration may set loglevel. Last error: broken"_s,
             1);
         row("JSON", "start, {}, 60s", unreadable + u"cloudflared prints its log as JSON"_s, 1);
         row("lost for a minute", "start, x INF a, connect, lose, x ERR broken, 60s", hangs(u"broken"_s), 1);
