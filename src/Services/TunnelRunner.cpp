@@ -85,7 +85,10 @@ bool TunnelRunner::run()
         failToStart(error);
         return false;
     }
-    m_readableCheck = m_scheduler.after(timeToBeRead, [this] { checkReadable(); });
+    m_readableCheck = m_scheduler.after(timeToBeRead, [this] {
+        if (m_output.doubt().isEmpty())
+            doubtState(u"cloudflared has printed no line of level INF; its configuration may set loglevel"_s);
+    });
     if (onProcessStarted)
         onProcessStarted(m_process->pid());
     return true;
@@ -162,15 +165,12 @@ void TunnelRunner::stop()
     appendLog(u"■ Stop requested"_s);
     m_process->terminate();
     const qint32 pid = m_process->pid();
-    m_stopChecks.push_back(m_scheduler.after(stopDeadline, [this, pid] { checkStopped(pid); }));
-}
-
-void TunnelRunner::checkStopped(qint32 pid)
-{
-    if (!m_process || m_process->pid() != pid || !m_process->isRunning())
-        return;
-    appendLog(u"■ cloudflared is not responding, killing it"_s);
-    m_process->kill();
+    m_stopChecks.push_back(m_scheduler.after(stopDeadline, [this, pid] {
+        if (!m_process || m_process->pid() != pid || !m_process->isRunning())
+            return;
+        appendLog(u"■ cloudflared is not responding, killing it"_s);
+        m_process->kill();
+    }));
 }
 
 void TunnelRunner::report(const QString &message)
@@ -226,14 +226,6 @@ void TunnelRunner::handleTermination(int status, const QString &signal, qint32 p
     if (reason.isEmpty())
         reason = m_output.lastWords();
     fail(error.isEmpty() ? exited : error, reason.isEmpty() ? exited : reason);
-}
-
-/// Doubts the state of a child that prints none of the lines that are read here, whatever keeps it from that.
-void TunnelRunner::checkReadable()
-{
-    m_readableCheck.reset();
-    if (m_output.doubt().isEmpty())
-        doubtState(u"cloudflared has printed no line of level INF; its configuration may set loglevel"_s);
 }
 
 void TunnelRunner::consume(QByteArrayView chunk)

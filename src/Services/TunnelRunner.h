@@ -98,9 +98,7 @@ private:
     void consume(QByteArrayView chunk);
     void handleLine(QByteArrayView line);
     void refreshRunningState();
-    void checkReadable();
     void handleTermination(int status, const QString &signal, qint32 pid);
-    void checkStopped(qint32 pid);
     void setState(const TunnelState &state);
     void appendLog(const QString &line);
 
