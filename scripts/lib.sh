@@ -1,3 +1,4 @@
+# shellcheck shell=sh
 # Shared by the scripts here; sourced, not run. Takes --yes out of the script's arguments: packages are installed
 # without a question then.
 
@@ -12,15 +13,59 @@ for argument; do
 done
 root=$(cd "$(dirname "$0")/.." && pwd)
 
-build_packages="g++ cmake ninja-build pkg-config qt6-base-dev qt6-svg-dev libsecret-1-dev libxcb1-dev"
-run_packages="dbus libglib2.0-bin qt6-wayland"
-# The demonstration: on the user's display, and what its own virtual desktop needs besides.
-demo_packages="gnome-keyring libsecret-tools python3 python3-gi"
-desktop_packages="xvfb x11-utils x11-xserver-utils xdotool imagemagick openbox xfce4-panel adwaita-icon-theme
-    fonts-dejavu-core"
-test_packages="$demo_packages $desktop_packages clang-format clang-tidy dbus-x11 trayer at-spi2-core qt6-gtk-platformtheme
-    gir1.2-atspi-2.0 sway waybar wtype wl-clipboard desktop-file-utils appstream dpkg-dev lintian man-db"
-fuzz_packages="clang libclang-rt-dev"
+# What is needed: the kind of work that needs it (see `need`), Debian's package, and the words by which it is looked for
+# where there is no apt: a command in PATH, pkg-config's MODULE=VERSION, or a typelib TYPELIB:VERSION for Python.
+needs='
+build    g++                c++
+build    cmake              cmake
+build    ninja-build        ninja
+build    pkg-config         pkg-config
+build    qt6-base-dev       Qt6Core=6.4 Qt6Widgets=6.4 Qt6DBus=6.4
+build    qt6-svg-dev        Qt6Svg=6.4
+build    libsecret-1-dev    libsecret-1=0.20
+build    libxcb1-dev        xcb=1.14
+build    dbus
+build    libglib2.0-bin
+build    qt6-wayland
+package  dpkg-dev
+demo     gnome-keyring      gnome-keyring-daemon
+demo     libsecret-tools    secret-tool
+demo     python3            python3
+demo     python3-gi         Gio:2.0
+demo     dbus               dbus-daemon dbus-send
+desktop  xvfb               Xvfb
+desktop  x11-utils          xprop xwininfo
+desktop  x11-xserver-utils  xsetroot
+desktop  xdotool            xdotool
+desktop  imagemagick        import identify
+desktop  openbox            openbox
+desktop  xfce4-panel        xfce4-panel xfconf-query
+desktop  adwaita-icon-theme
+desktop  fonts-dejavu-core
+test     clang-format
+test     libglib2.0-bin     gdbus gapplication
+test     dbus-x11           dbus-run-session
+test     trayer             trayer
+test     at-spi2-core
+test     gir1.2-atspi-2.0   Atspi:2.0
+test     qt6-gtk-platformtheme
+test     sway               sway
+test     waybar             waybar
+test     wtype              wtype
+test     wl-clipboard       wl-paste
+test     desktop-file-utils desktop-file-validate
+test     appstream          appstreamcli
+test     dpkg-dev           readelf
+test     lintian
+test     man-db             man
+tidy     clang-tidy         clang-tidy
+tidy     clazy              clazy-standalone
+tidy     shellcheck         shellcheck
+tidy     pyflakes3          pyflakes3
+coverage gcovr              gcovr
+fuzz     clang              clang++
+fuzz     libclang-rt-dev
+'
 
 fail() {
     printf '%s: %s\n' "$(basename "$0")" "$1" >&2
@@ -95,73 +140,78 @@ mirror() {
     printf '%s\n' "${found:-http://deb.debian.org/debian}"
 }
 
+# Prints the column of the table for a kind and for the kinds that it includes: column packages|tools KIND.
+column() {
+    case $2 in
+    build) kinds=build ;;
+    desktop) kinds="build demo desktop" ;;
+    test) kinds="build demo desktop test" ;;
+    tidy | coverage) kinds="build demo desktop test $2" ;;
+    *) kinds="build $2" ;;
+    esac
+    printf '%s' "$needs" | while read -r kind package tools; do
+        case " $kinds " in
+        *" $kind "*) if [ "$1" = packages ]; then printf '%s\n' "$package"; else printf '%s ' "$tools"; fi ;;
+        esac
+    done
+}
+
 # On a distribution without apt nothing is installed; what the kind needs is looked for and what lacks is named.
 check_tools() {
     lacking=
-    tools="c++ cmake ninja pkg-config"
-    modules=
-    demo_tools="python3 secret-tool dbus-daemon dbus-send"
-    desktop_tools="gnome-keyring-daemon Xvfb openbox xfce4-panel xfconf-query xdotool xprop xwininfo xsetroot import"
-    test_tools="dbus-run-session gdbus gapplication trayer sway waybar wtype wl-paste identify
-        desktop-file-validate appstreamcli man readelf"
-    case $1 in
-    demo) tools="$tools $demo_tools" modules=Gio-2.0 ;;
-    desktop) tools="$tools $demo_tools $desktop_tools" modules=Gio-2.0 ;;
-    test)
-        tools="$tools $demo_tools $desktop_tools $test_tools"
-        modules="Gio-2.0 Atspi-2.0"
-        ;;
-    fuzz) tools="$tools clang++" ;;
-    esac
-    for tool in $tools; do
-        command -v "$tool" >/dev/null || lacking="$lacking
-  $tool (looked for as a command in PATH)"
-    done
-    for module in $modules; do
-        /usr/bin/python3 -c "import gi; gi.require_version('${module%-*}', '${module#*-}')" 2>/dev/null || lacking="$lacking
-  ${module%-*} ${module#*-} for Python: PyGObject (python3-gobject) and the typelib $module.typelib"
+    for tool in $(column tools "$1"); do
+        case $tool in
+        *=*) pkg-config --exists "${tool%=*} >= ${tool#*=}" 2>/dev/null ||
+            lacking="$lacking
+  ${tool%=*} ${tool#*=} or newer (looked for with pkg-config)" ;;
+        *:*) /usr/bin/python3 -c "import gi; gi.require_version('${tool%:*}', '${tool#*:}')" 2>/dev/null ||
+            lacking="$lacking
+  ${tool%:*} ${tool#*:} for Python: PyGObject (python3-gobject) and the typelib ${tool%:*}-${tool#*:}.typelib" ;;
+        *) command -v "$tool" >/dev/null || lacking="$lacking
+  $tool (looked for as a command in PATH)" ;;
+        esac
     done
     if [ "$1" = fuzz ] && command -v clang++ >/dev/null; then
         printf 'int main() {}' | clang++ -x c++ -fsanitize=address - -o /dev/null 2>/dev/null || lacking="$lacking
   the sanitizers' and fuzzer's libraries for clang (often in a package compiler-rt)"
     fi
-    if command -v pkg-config >/dev/null; then
-        for module in Qt6Core:6.4 Qt6Widgets:6.4 Qt6DBus:6.4 Qt6Svg:6.4 libsecret-1:0.20 xcb:1.14; do
-            pkg-config --exists "${module%%:*} >= ${module##*:}" || lacking="$lacking
-  ${module%%:*} ${module##*:} or newer (looked for with pkg-config)"
-        done
-    fi
     [ -z "$lacking" ] || fail "please install with your system's package manager:$lacking"
 }
 
-# need KIND: what KIND needs is there afterwards; build, package, demo, desktop (a demonstration without a display), test
-# or fuzz.
+# need KIND: what KIND needs is there afterwards; build, package, demo, desktop (a demonstration without a display), test,
+# tidy, coverage or fuzz.
 need() {
     if ! command -v apt-get >/dev/null; then
         check_tools "$1"
         return
     fi
     [ -n "$(apt-cache pkgnames qt6-svg)" ] || step "Fetching apt's lists" as_root apt-get update -q
-    packages="$build_packages $run_packages"
-    case $1 in
+    packages=$(column packages "$1" | sort -u)
     # Tokens need a Secret Service; any that is installed will do.
-    build) grep -qs '^Name=org.freedesktop.secrets$' /usr/share/dbus-1/services/*.service ||
-        packages="$packages gnome-keyring" ;;
-    package) packages="$packages dpkg-dev" ;;
-    demo) packages="$packages $demo_packages" ;;
-    desktop) packages="$packages $demo_packages $desktop_packages" ;;
-    test) packages="$packages $test_packages" ;;
-    fuzz) packages="$packages $fuzz_packages" ;;
-    esac
+    if [ "$1" = build ] && ! grep -qs '^Name=org.freedesktop.secrets$' /usr/share/dbus-1/services/*.service; then
+        packages="$packages gnome-keyring"
+    fi
     # shellcheck disable=SC2086
     install_packages $packages
+}
+
+# Prints the command of LLVM's tool NAME in the version whose judgement counts here; nothing where it is not there.
+llvm_tool() {
+    for tool in "$1-14" "$1"; do
+        case $("$tool" --version 2>/dev/null) in
+        *" version 14."*)
+            printf '%s' "$tool"
+            return
+            ;;
+        esac
+    done
 }
 
 # build PRESET [TARGET...]: configured and built.
 build() {
     preset=$1
     shift
-    cd "$root"
+    cd "$root" || exit
     [ -f "build/$preset/build.ninja" ] || step "Configuring $preset" cmake --preset "$preset"
     step "Building $preset" cmake --build --preset "$preset" ${1:+--target "$@"}
 }

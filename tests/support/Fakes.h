@@ -289,7 +289,7 @@ struct FakeWorld
     static TunnelConfig addTunnel(TunnelManager &manager, const QString &name, const QString &hostname = {},
                                   const QString &token = QStringLiteral("eyJ-token"))
     {
-        const TunnelConfig tunnel{QUuid::createUuid(), name, hostname, false};
+        TunnelConfig tunnel{QUuid::createUuid(), name, hostname, false};
         manager.add(tunnel, token);
         return tunnel;
     }
