@@ -14,7 +14,6 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QPainter>
-#include <QPointer>
 #include <QPushButton>
 #include <QShowEvent>
 #include <QVBoxLayout>
@@ -199,11 +198,14 @@ void GeneralSettingsView::browse()
     QString folder = firstFolder;
     while (!QFileInfo(folder).isDir())
         folder = QFileInfo(folder).path();
-    const QPointer<GeneralSettingsView> alive(this); // the program may be ended while the dialog is open
-    const QString file =
-        QFileDialog::getOpenFileName(this, {}, folder, {}, nullptr, QFileDialog::DontResolveSymlinks);
-    if (alive && !file.isEmpty())
-        m_manager.setCloudflaredPath(file);
+    // Opened, not run: the loop of a desktop's own dialog would outlast the end of the program.
+    auto *dialog = new QFileDialog(this, u"Choose cloudflared"_s, folder);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(QFileDialog::ExistingFile);
+    dialog->setOption(QFileDialog::DontResolveSymlinks);
+    connect(dialog, &QFileDialog::fileSelected, this,
+            [this](const QString &file) { m_manager.setCloudflaredPath(file); });
+    dialog->open();
 }
 
 void GeneralSettingsView::detect()
