@@ -16,7 +16,8 @@
 class Preferences
 {
 public:
-    /// Assurance with which a setter returns. `setIntegers` takes either, all others give `OnDisk`.
+    /// Assurance with which a setter returns. `setIntegers` takes either, `setString` gives `Eventually`
+    /// because it is called for each key typed, all others give `OnDisk`.
     enum class Durability {
         OnDisk,     ///< the value survives a loss of power
         Eventually, ///< it survives the end of this process; the disk follows within seconds

@@ -34,7 +34,10 @@ public:
     std::optional<QByteArray> data(const QString &key) const override;
     std::optional<QList<qint32>> integers(const QString &key) const override;
 
-    void setString(const QString &key, const QString &value) override { set(key, value); }
+    void setString(const QString &key, const QString &value) override
+    {
+        set(key, value, Durability::Eventually);
+    }
     void setBoolean(const QString &key, bool value) override { set(key, value); }
     void setData(const QString &key, const QByteArray &value) override;
     void setIntegers(const QString &key, const QList<qint32> &value, Durability durability) override;

@@ -209,7 +209,7 @@ private Q_SLOTS:
         std::signal(SIGXFSZ, signalHandler);
         QCOMPARE(errors().size(), 1);
         syncError = EIO;
-        preferences.setString(key, u"new"_s);
+        preferences.remove(u"absent"_s);
         syncError = 0;
         QCOMPARE(errors().size(), 2);
         QCOMPARE(files(), u"p {\"key\":\"old\"}"_s);
