@@ -11,6 +11,7 @@
 #include <QImage>
 #include <QPainter>
 #include <QPalette>
+#include <QSessionManager>
 #include <QThreadPool>
 #include <QTimer>
 #include <QUrl>
@@ -22,6 +23,10 @@
 #include <utility>
 
 namespace {
+
+constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
+/// In bytes. A message of the Wayland protocol takes 4 KiB; one with more ends the connection.
+constexpr qsizetype longestToken = 1024;
 
 /// Windows that a window manager lists: no menus, tooltips and the like.
 bool isListed(const QWindow &window)
@@ -113,10 +118,20 @@ FreedesktopApplication::FreedesktopApplication(std::function<void(const QUrl &ur
     keepOnePaintingThread();
     completePalette();
     qGuiApp->installEventFilter(this);
+    if (qgetenv(tokenVariable).size() > longestToken)
+        qunsetenv(tokenVariable); // Qt would hand it to the compositor itself
+    // Autostart is what starts the program; a restored session would add another start, which opens Settings.
+    connect(qGuiApp, &QGuiApplication::saveStateRequest, this,
+            [](QSessionManager &session) { session.setRestartHint(QSessionManager::RestartNever); });
     connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, [this](QWindow *window) {
         if (window)
             m_lastFocused = window;
     });
+}
+
+void FreedesktopApplication::setActivationToken(const QByteArray &token)
+{
+    m_activationToken = token.size() <= longestToken ? token : QByteArray();
 }
 
 void FreedesktopApplication::setActivationPolicy(ActivationPolicy policy)
@@ -152,7 +167,7 @@ bool FreedesktopApplication::activate(QWindow &window)
         return true;
     }
     if (!token.isEmpty())
-        qputenv("XDG_ACTIVATION_TOKEN", token); // where Qt looks for it, and takes it from
+        qputenv(tokenVariable, token); // where Qt looks for it, and takes it from
     window.requestActivate();
     return !QGuiApplication::platformName().startsWith(u"wayland");
 }

@@ -36,8 +36,8 @@ public:
     bool isTestHost() const override;
 
     /// Takes the xdg-activation token or the startup notification id that another program handed over, so
-    /// that the next activation counts as the user's own wish. It is used once.
-    void setActivationToken(const QByteArray &token) { m_activationToken = token; }
+    /// that the next activation counts as the user's own wish. It is used once; one over 1 KiB is dropped.
+    void setActivationToken(const QByteArray &token);
     /// Tells the desktop, on the next turn of the event loop, that the launch with this startup notification
     /// id has been served, also when no window opened for it. Does nothing for an empty id, and nothing on
     /// Wayland, where only a window can tell so.
