@@ -192,6 +192,8 @@ int main(int argc, char **argv)
     std::vector<char *> arguments = argumentsForQt(argc, argv, *display);
     int count = int(arguments.size()) - 1;
     const QApplication app(count, arguments.data());
+    if (!display->problem().isEmpty())
+        instance.setWindowless();
     display.reset();
     Program program(instance, keeper);
     program.launch();

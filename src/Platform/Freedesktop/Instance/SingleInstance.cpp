@@ -28,6 +28,7 @@ constexpr QLatin1StringView service{"com.ardentwick.Morvanel"};
 constexpr QLatin1StringView object{"/com/ardentwick/Morvanel"};
 /// The error with which a program that is quitting turns requests down.
 constexpr QLatin1StringView quittingError{"com.ardentwick.Morvanel.Error.Quitting"};
+constexpr QLatin1StringView windowlessError{"com.ardentwick.Morvanel.Error.Windowless"};
 
 /// Time limit for an answer of the bus or of another instance: 3 seconds, also when the timer, which is a
 /// coarse one, fires early.
@@ -70,6 +71,17 @@ bool waitForEnd(uint processId, std::chrono::milliseconds timeout)
     return ::poll(&ended, 1, int(timeout.count())) == 1;
 }
 
+/// Shows a sentence to the user of this session, where there is something to show it.
+void notify(const QDBusConnection &bus, const QString &sentence)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(u"org.freedesktop.Notifications"_s,
+                                                          u"/org/freedesktop/Notifications"_s,
+                                                          u"org.freedesktop.Notifications"_s, u"Notify"_s);
+    message << u"Morvanel"_s << 0U << QString(service) << sentence << QString() << QStringList()
+            << QVariantMap{{u"desktop-entry"_s, QString(service)}} << -1;
+    bus.call(message, QDBus::Block, int(answerTimeout.count())); // it may have to be started first
+}
+
 /// Asks the instance that owns the name now to show itself. Returns the exit status of this process; nothing
 /// when the other one has left its place meanwhile.
 std::optional<int> handOverToOwner(const QDBusConnection &bus, const QVariantMap &platformData)
@@ -84,6 +96,11 @@ std::optional<int> handOverToOwner(const QDBusConnection &bus, const QVariantMap
     const QDBusMessage reply = bus.call(request, QDBus::Block, int(answerTimeout.count()));
     if (reply.type() == QDBusMessage::ReplyMessage)
         return 0;
+    if (reply.errorName() == windowlessError) {
+        writeToStandardError(reply.errorMessage());
+        notify(bus, reply.errorMessage());
+        return 1;
+    }
     const uint processId = bus.interface()->servicePid(owner);
     if (reply.errorName() == quittingError) {
         if (waitForEnd(processId, quitTimeout))
@@ -97,17 +114,6 @@ std::optional<int> handOverToOwner(const QDBusConnection &bus, const QVariantMap
     writeToStandardError(u"Morvanel runs already (process %1) but does not answer. (%2)"_s.arg(processId).arg(
         reply.errorMessage()));
     return 1;
-}
-
-/// Shows a sentence to the user of this session, where there is something to show it.
-void notify(const QDBusConnection &bus, const QString &sentence)
-{
-    QDBusMessage message = QDBusMessage::createMethodCall(u"org.freedesktop.Notifications"_s,
-                                                          u"/org/freedesktop/Notifications"_s,
-                                                          u"org.freedesktop.Notifications"_s, u"Notify"_s);
-    message << u"Morvanel"_s << 0U << QString(service) << sentence << QString() << QStringList()
-            << QVariantMap{{u"desktop-entry"_s, QString(service)}} << -1;
-    bus.call(message, QDBus::Block, int(answerTimeout.count())); // it may have to be started first
 }
 
 } // namespace
@@ -260,6 +266,14 @@ void SingleInstance::deliver(const Request &request)
     const bool isLaunch = std::exchange(m_isLaunchDue, false);
     if (m_isQuitting && request.action != "quit"_L1) {
         m_bus.send(request.message.createErrorReply(quittingError, u"Morvanel is quitting."_s));
+        return;
+    }
+    const bool wantsWindow =
+        request.action.isEmpty() || request.action == "settings"_L1 || request.action == "logs"_L1;
+    if (m_isWindowless && wantsWindow && !isLaunch) {
+        m_bus.send(request.message.createErrorReply(
+            windowlessError, u"Morvanel runs without windows (process %1): it was started without a display. "
+                             "Quit it, then start it again."_s.arg(QCoreApplication::applicationPid())));
         return;
     }
     m_bus.send(request.message.createReply());

@@ -45,6 +45,9 @@ public:
     /// Takes requests from now on, and at once those that came while the program was starting. Needs the
     /// application object.
     void listen();
+    /// Answers requests for windows with an error from now on: this process has no display. A launch that
+    /// gets it says so on standard error and in a notification, and ends with status 1.
+    void setWindowless() { m_isWindowless = true; }
     /// Turns down all requests but "quit" from now on: a launch waits for this process to end and takes its
     /// place.
     void setQuitting() { m_isQuitting = true; }
@@ -90,6 +93,7 @@ private:
     FileDescriptor m_lock;
     QList<Request> m_kept; ///< until `listen`
     bool m_isListening = false;
+    bool m_isWindowless = false;
     bool m_isQuitting = false;
     bool m_isLaunchDue; ///< the bus started this process and the request that made it do so is still to come
     QVariantMap m_launcherData;
