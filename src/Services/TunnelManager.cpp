@@ -316,9 +316,8 @@ QStringList TunnelManager::candidatePaths()
     return {u"/opt/homebrew/bin/cloudflared"_s, u"/usr/local/bin/cloudflared"_s, u"/usr/bin/cloudflared"_s};
 }
 
-std::optional<QString> TunnelManager::detectCloudflared()
+std::optional<QString> TunnelManager::detectCloudflared(const QStringList &paths)
 {
-    const QStringList paths = candidatePaths();
     const auto found = std::find_if(paths.begin(), paths.end(), isExecutableFile);
     return found == paths.end() ? std::nullopt : std::optional(*found);
 }

@@ -99,8 +99,8 @@ public:
 
     /// Returns the places where `cloudflared` is looked for, in this order.
     static QStringList candidatePaths();
-    /// Returns the first of the candidate paths that holds an executable file.
-    static std::optional<QString> detectCloudflared();
+    /// Returns the first of the paths that holds an executable file.
+    static std::optional<QString> detectCloudflared(const QStringList &paths = candidatePaths());
 
 Q_SIGNALS:
     /// Sent just before a published property changes, and whenever a tunnel's state has changed.

@@ -137,6 +137,9 @@ private Q_SLOTS:
                                      u"/usr/bin/cloudflared"_s};
         QCOMPARE(TunnelManager::candidatePaths(), candidates);
         const QString found = TunnelManager::detectCloudflared().value_or(candidates.first());
+        QCOMPARE(TunnelManager::detectCloudflared({u"/none"_s, u"/bin/true"_s, u"/bin/sh"_s}),
+                 u"/bin/true"_s);
+        QCOMPARE(TunnelManager::detectCloudflared({u"/none"_s, u"/etc/passwd"_s}), std::nullopt);
         const QList<std::tuple<QVariant, QVariant, QString, QString>> rows{
             {stored, u"~/x "_s, u"ba"_s, u"~/x "_s},
             {QByteArray(stored.chopped(1) + ",7]"), u""_s, {}, {}},
@@ -348,7 +351,8 @@ private Q_SLOTS:
         manager.update(tunnel, u"\uFEFFü \0 \""_s);
         QCOMPARE(bench.secrets.items.first(), QByteArray("\xef\xbb\xbf\xc3\xbc \0 \"", 9));
         QVERIFY(child.signalsSent.isEmpty());
-        QCOMPARE(announced.count(), 5); // two of them for the states of the start
+        manager.setLaunchesAtLogin(true);
+        QCOMPARE(announced.count(), 6); // two of them for the states of the start
         manager.update({QUuid::createUuid(), u"stranger"_s, {}, false}, u"token"_s);
         QCOMPARE(bench.secrets.items.size(), 1);
         QCOMPARE(TunnelManager(bench.services()).tunnels(), QList<TunnelConfig>{tunnel});
@@ -363,8 +367,9 @@ private Q_SLOTS:
         QVERIFY(!manager.runner(tunnel.id));
         QVERIFY(TunnelManager(bench.services()).tunnels().isEmpty());
         QCOMPARE(bench.ledger(), QList<qint32>{child.pid});
+        bench.preferences.setIntegers(u"childPIDs"_s, {child.pid, 7, child.pid}); // twice, after a crash
         child.end(9);
-        QCOMPARE(bench.ledger(), QList<qint32>());
+        QCOMPARE(bench.ledger(), QList<qint32>{7});
     }
 
     void moves()
