@@ -250,7 +250,7 @@ std::string script()
 {
     const std::string marker = ".scenario.", token = variable("TUNNEL_TOKEN");
     const std::size_t at = token.rfind(marker);
-    if (const std::string text = variable("MORVANEL_SCRIPT"); at == std::string::npos && !text.empty())
+    if (std::string text = variable("MORVANEL_SCRIPT"); at == std::string::npos && !text.empty())
         return text;
     const std::string name = at == std::string::npos ? "connected" : token.substr(at + marker.size());
     std::ifstream file(SCENARIOS + name + ".scenario");
