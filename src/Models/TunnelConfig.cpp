@@ -12,10 +12,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-bool isHexDigit(QChar c)
+/// Returns the id that a canonical text of either letter case stands for; none for any other text, of which
+/// QUuid takes some.
+std::optional<QUuid> tunnelIdFromText(const QString &text)
 {
-    const char16_t u = c.unicode();
-    return (u >= u'0' && u <= u'9') || (u >= u'a' && u <= u'f') || (u >= u'A' && u <= u'F');
+    const QUuid id = QUuid::fromString(text);
+    return tunnelIdText(id) == text.toUpper() ? std::optional(id) : std::nullopt;
 }
 
 } // namespace
@@ -84,53 +86,4 @@ size_t qHash(const TunnelConfig &tunnel, size_t seed) noexcept
 QString tunnelIdText(const QUuid &id)
 {
     return id.toString(QUuid::WithoutBraces).toUpper();
-}
-
-std::optional<QUuid> tunnelIdFromText(QStringView text)
-{
-    if (text.size() != 36)
-        return std::nullopt;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const bool isDashPlace = i == 8 || i == 13 || i == 18 || i == 23;
-        if (isDashPlace ? text[i] != u'-' : !isHexDigit(text[i]))
-            return std::nullopt;
-    }
-    return QUuid::fromString(text);
-}
-
-QString TunnelState::label() const
-{
-    switch (m_case) {
-    case Case::Connected:
-        return m_connections == 1 ? u"Connected (1 connection)"_s
-                                  : u"Connected (%1 connections)"_s.arg(m_connections);
-    case Case::Failed:
-        return u"Error: "_s + m_message;
-    case Case::Stopped:
-        return u"Stopped"_s;
-    case Case::Starting:
-        return u"Connecting…"_s;
-    case Case::Reconnecting:
-        return u"Reconnecting…"_s;
-    case Case::Stopping:
-        return u"Stopping…"_s;
-    }
-    Q_UNREACHABLE();
-}
-
-ColorRole TunnelState::colorRole() const
-{
-    switch (m_case) {
-    case Case::Connected:
-        return ColorRole::Green;
-    case Case::Failed:
-        return ColorRole::Red;
-    case Case::Starting:
-    case Case::Reconnecting:
-    case Case::Stopping:
-        return ColorRole::Orange;
-    case Case::Stopped:
-        break;
-    }
-    return ColorRole::TertiaryLabel;
 }

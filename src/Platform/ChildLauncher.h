@@ -7,10 +7,18 @@
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
+
+/// The time that children have to end, from SIGTERM to SIGKILL. `cloudflared` itself is told to take 2
+/// seconds.
+namespace ChildPatience {
+inline constexpr std::chrono::seconds usual{6};
+inline constexpr std::chrono::seconds atQuit{4}; ///< the user waits for the program's end
+} // namespace ChildPatience
 
 /// A program to run as a child of this process.
 struct ChildCommand

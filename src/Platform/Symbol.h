@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "TunnelConfig.h"
+#include "TunnelState.h"
 
 #include <QString>
 

@@ -6,6 +6,7 @@
 #include "ChildLedger.h"
 #include "KeychainStore.h"
 #include "TunnelConfig.h"
+#include "TunnelState.h"
 
 #include <QHash>
 #include <QList>

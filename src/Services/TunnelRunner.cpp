@@ -11,7 +11,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr std::chrono::seconds stopDeadline(6);
 constexpr std::chrono::seconds timeToBeRead(20);
 
 /// Returns "NAME=value" of an inherited variable that stops cloudflared from logging the lines that are read
@@ -165,7 +164,7 @@ void TunnelRunner::stop()
     appendLog(u"■ Stop requested"_s);
     m_process->terminate();
     const qint32 pid = m_process->pid();
-    m_stopChecks.push_back(m_scheduler.after(stopDeadline, [this, pid] {
+    m_stopChecks.push_back(m_scheduler.after(ChildPatience::usual, [this, pid] {
         if (!m_process || m_process->pid() != pid || !m_process->isRunning())
             return;
         appendLog(u"■ cloudflared is not responding, killing it"_s);

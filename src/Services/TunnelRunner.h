@@ -10,6 +10,7 @@
 #include "TunnelStatus.h"
 
 #include <QObject>
+#include <QUuid>
 
 #include <functional>
 #include <list>

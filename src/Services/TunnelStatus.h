@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "TunnelConfig.h"
+#include "TunnelState.h"
 
 /// A tunnel's state, and why it is not connected.
 ///

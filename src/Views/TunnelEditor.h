@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "TunnelConfig.h"
 #include "TunnelEditorModel.h"
 
 #include <QWidget>

@@ -8,6 +8,7 @@
 #include "Preferences.h"
 #include "Scheduler.h"
 #include "SecretStore.h"
+#include "TunnelConfig.h"
 #include "TunnelManager.h"
 
 #include <QFile>

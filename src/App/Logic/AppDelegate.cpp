@@ -4,6 +4,7 @@
 #include "AppDelegate.h"
 
 #include "Application.h"
+#include "ChildLauncher.h"
 #include "StatusItemController.h"
 #include "TunnelManager.h"
 #include "Windows.h"
@@ -12,7 +13,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr std::chrono::milliseconds quitDeadline = 4s;
 constexpr std::chrono::milliseconds quitCheckInterval = 200ms;
 
 } // namespace
@@ -58,7 +58,7 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate()
         return TerminateReply::Now;
     m_isTerminating = true;
     m_manager.stopAll();
-    waitForTunnelsThenTerminate(m_scheduler.now() + quitDeadline);
+    waitForTunnelsThenTerminate(m_scheduler.now() + ChildPatience::atQuit);
     return TerminateReply::Later;
 }
 

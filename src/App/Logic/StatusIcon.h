@@ -4,7 +4,7 @@
 #pragma once
 
 #include "Symbol.h"
-#include "TunnelConfig.h"
+#include "TunnelState.h"
 
 #include <QList>
 

@@ -5,6 +5,7 @@
 
 #include "Application.h"
 #include "Menu.h"
+#include "TunnelConfig.h"
 #include "TunnelManager.h"
 #include "Windows.h"
 

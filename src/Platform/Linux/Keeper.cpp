@@ -3,6 +3,7 @@
 
 #include "Keeper.h"
 
+#include "ChildLauncher.h"
 #include "StandardError.h"
 
 #include <QFile>
@@ -30,8 +31,6 @@ using std::chrono::steady_clock;
 
 namespace {
 
-/// The time that children have to end after SIGTERM.
-constexpr std::chrono::milliseconds patience = 6s;
 /// The time between two looks at what is left, once the program is gone.
 constexpr std::chrono::milliseconds lookInterval = 100ms;
 /// The longest wait for a keeper that does not read, because it was stopped for instance.
@@ -142,7 +141,7 @@ private:
             if (!child.isTerminated)
                 ::kill(-child.group, SIGTERM);
         }
-        const auto deadline = steady_clock::now() + patience;
+        const auto deadline = steady_clock::now() + ChildPatience::usual;
         while (steady_clock::now() < deadline) {
             std::erase_if(m_children, [](const Child &child) { return ::kill(-child.group, 0) != 0; });
             if (m_children.empty())

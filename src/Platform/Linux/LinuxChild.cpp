@@ -19,7 +19,6 @@
 #include <utility>
 
 using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -27,8 +26,6 @@ Q_LOGGING_CATEGORY(childLog, "morvanel.child", QtWarningMsg)
 
 /// Number of full buffers of one child that are handled before others get their turn.
 constexpr int readsPerTurn = 4;
-/// The time that processes of a group have to end after SIGTERM, once their leader is gone.
-constexpr std::chrono::milliseconds survivorsPatience = 6s;
 
 /// Returns whether the process belongs to the group and is no zombie.
 bool isLiveMember(const QString &process, qint32 group)
@@ -214,7 +211,7 @@ void LinuxChild::waitForSurvivors()
         return;
     m_survivorsEnd.callOnTimeout(&m_survivorsEnd, [this] { kill(); });
     m_survivorsEnd.setSingleShot(true);
-    m_survivorsEnd.start(survivorsPatience);
+    m_survivorsEnd.start(ChildPatience::usual);
 }
 
 void LinuxChild::forgetSurvivor(std::list<Survivor>::iterator place)

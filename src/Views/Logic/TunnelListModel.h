@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "TunnelConfig.h"
 #include "TunnelStatus.h"
 
 #include <QAbstractListModel>

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "TunnelConfig.h"
 #include "TunnelManager.h"
 
 /// Decides which tunnel the Tunnels tab has selected, whether a new one is being made, and what its right

@@ -4,6 +4,7 @@
 #include "SingleInstance.h"
 
 #include "ApplicationAdaptor.h"
+#include "ChildLauncher.h"
 #include "StandardError.h"
 
 #include <QCoreApplication>
@@ -33,7 +34,7 @@ constexpr QLatin1StringView windowlessError{"com.ardentwick.Morvanel.Error.Windo
 /// Time limit for an answer of the bus or of another instance: 3 seconds, also when the timer, which is a
 /// coarse one, fires early.
 constexpr std::chrono::milliseconds answerTimeout = 3100ms;
-constexpr std::chrono::milliseconds quitTimeout = 6s; // quitting takes 4.2 seconds at the most
+constexpr std::chrono::milliseconds quitTimeout = ChildPatience::atQuit + 2s;
 constexpr int maxAttempts = 10; // there is another one only when the instance found has just ended
 
 /// Returns the data that the launcher of this process wants handed on, for the window to come to the front.
