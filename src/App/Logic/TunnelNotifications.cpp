@@ -22,7 +22,7 @@ namespace {
 constexpr std::chrono::milliseconds patienceTime = 60s;
 /// Time within which the same trouble of several tunnels counts as one, and between two changes of a text.
 constexpr std::chrono::milliseconds shortTime = 1s;
-constexpr int nameCharacters = 60;
+constexpr int sharedNameCharacters = 60;
 constexpr qsizetype mostNames = 10;
 
 bool isOver(TunnelState::Case kind)
@@ -200,7 +200,7 @@ std::optional<Notification> TunnelNotifications::compose(const QUuid &tag, Troub
         if (!first)
             remedy = found->second.told.remedy;
         first = first.value_or(tunnel.id);
-        names += Text::shortenedInMiddle(Text::oneLine(tunnel.name), nameCharacters);
+        names += Text::shortenedInMiddle(Text::oneLine(tunnel.name), sharedNameCharacters);
         reasons += Text::oneLine(found->second.told.explanation());
         lines += names.last() + u": "_s + reasons.last();
     }
