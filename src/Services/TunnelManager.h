@@ -39,7 +39,7 @@ struct TunnelServices
 /// edits or removes a tunnel goes through it; everything that shows tunnels or honours a preference
 /// reads it again after `objectDidChange`.
 ///
-/// Lives on the main thread. Commands with an id that has no tunnel do nothing.
+/// Lives on the main thread. Nothing is started, stopped or changed for an id that has no tunnel.
 class TunnelManager : public QObject
 {
     Q_OBJECT
