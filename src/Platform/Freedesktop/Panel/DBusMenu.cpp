@@ -76,7 +76,7 @@ MenuChange ExportedMenu::update(const Menu &menu, const HostQuirks &quirks)
             continue;
         Entry entry = entryFor(item);
         if (redrawsAll || item != entry.item || entry.properties.isEmpty()) {
-            const QVariantMap before = std::exchange(entry.properties, draw(item));
+            const QVariantMap before = std::exchange(entry.properties, propertiesOf(item));
             entry.item = item;
             if (m_positions.contains(entry.id))
                 compare(entry.id, before, entry.properties, change);
@@ -104,7 +104,7 @@ ExportedMenu::Entry ExportedMenu::entryFor(const MenuItem &item)
     return {.id = ++m_lastNumber, .item = item, .properties = {}};
 }
 
-QVariantMap ExportedMenu::draw(const MenuItem &item)
+QVariantMap ExportedMenu::propertiesOf(const MenuItem &item)
 {
     if (item.isSeparator)
         return {{u"type"_s, u"separator"_s}};

@@ -51,7 +51,7 @@ private:
     };
 
     Entry entryFor(const MenuItem &item);
-    QVariantMap draw(const MenuItem &item);
+    QVariantMap propertiesOf(const MenuItem &item);
     QByteArray png(const Symbol &symbol);
 
     HostQuirks m_quirks;

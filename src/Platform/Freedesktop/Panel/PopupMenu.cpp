@@ -28,7 +28,7 @@ constexpr int iconGap = 6; ///< between icon and text
 constexpr int keyGap = 24; ///< between text and key
 constexpr int padding = 4; ///< above and below the lines
 constexpr double smallFontScale = 0.85;
-constexpr double dimming = 0.7;
+constexpr int rimWidth = 1; ///< between a dot and the ground of the entry that is pointed at
 
 /// The parts of an entry's text, as QMenu hands it over: lines, then the key behind a tabulator.
 struct Texts
@@ -49,17 +49,6 @@ struct Texts
 MenuItem itemOf(const QAction *action)
 {
     return action->data().value<MenuItem>();
-}
-
-/// Returns an entry's picture in a shade for that ground.
-QIcon iconOf(const MenuItem &item, const QColor &ground, const QColor &text)
-{
-    if (!item.image)
-        return {};
-    QPalette palette;
-    palette.setColor(QPalette::Window, ground);
-    palette.setColor(QPalette::WindowText, text);
-    return SymbolDrawing::icon(item.image->symbolName, SymbolDrawing::color(item.image->color, palette));
 }
 
 QFont smallFont(const QFont &font)
@@ -125,26 +114,30 @@ private:
 
         QRect iconRect(inside.left(), 0, iconSide, iconSide);
         iconRect.moveTop(titleLine.center().y() - iconSide / 2);
-        const auto *menu = qobject_cast<const QMenu *>(widget);
-        const QIcon icon = isSelected && menu ? iconOf(itemOf(menu->actionAt(option.rect.center())),
-                                                       option.palette.color(QPalette::Highlight),
-                                                       option.palette.color(QPalette::HighlightedText))
-                                              : option.icon;
-        icon.paint(painter, place(iconRect), Qt::AlignCenter, isEnabled ? QIcon::Normal : QIcon::Disabled);
-
         painter->save();
+        if (isSelected && !option.icon.isNull()) { // its colour is one for the menu's own ground
+            painter->setRenderHint(QPainter::Antialiasing);
+            painter->setPen(Qt::NoPen);
+            painter->setBrush(option.palette.brush(QPalette::Window));
+            painter->drawEllipse(place(iconRect.adjusted(rimWidth, rimWidth, -rimWidth, -rimWidth)));
+        }
+        option.icon.paint(painter, place(iconRect), Qt::AlignCenter,
+                          isEnabled ? QIcon::Normal : QIcon::Disabled);
+
         // The palette's disabled text is too faint for a line that is there to be read.
-        const QPalette::ColorRole shown = isSelected ? QPalette::HighlightedText : QPalette::Text;
-        QColor color = option.palette.color(QPalette::Active, isEnabled ? shown : QPalette::PlaceholderText);
+        QPalette palette = option.palette;
+        palette.setCurrentColorGroup(QPalette::Active);
+        const QColor secondary = SymbolDrawing::color(ColorRole::SecondaryLabel, palette,
+                                                      isSelected ? QPalette::Highlight : QPalette::Window);
+        const QColor text = palette.color(isSelected ? QPalette::HighlightedText : QPalette::Text);
         const QRect titleRect = titleLine.adjusted(iconSide + iconGap, 0, 0, 0);
         const int flags =
             int(visualAlignment(option.direction, Qt::AlignLeft) | Qt::AlignVCenter) | Qt::TextSingleLine;
         painter->setFont(option.font);
-        painter->setPen(color);
+        painter->setPen(isEnabled ? text : secondary);
         painter->drawText(place(titleRect), flags, texts.title);
         const int keyFlags = int(visualAlignment(option.direction, Qt::AlignRight) | Qt::AlignVCenter);
-        color.setAlphaF(color.alphaF() * float(dimming));
-        painter->setPen(color);
+        painter->setPen(secondary);
         painter->drawText(place(titleRect), keyFlags, texts.key);
         painter->setFont(smallFont(option.font));
         painter->drawText(place(titleRect.translated(0, titleLine.height())), flags, texts.detail);
@@ -175,7 +168,7 @@ void PopupMenu::setItems(const Menu &items)
         if (!action)
             action = new QAction(this);
         if (!action->data().isValid() || itemOf(action) != item)
-            draw(action, item);
+            apply(action, item);
         wanted += action;
     }
     for (QAction *gone : std::as_const(before)) {
@@ -197,7 +190,7 @@ void PopupMenu::changeEvent(QEvent *event)
     if (event->type() != QEvent::PaletteChange)
         return;
     for (QAction *action : actions())
-        draw(action, itemOf(action));
+        apply(action, itemOf(action));
 }
 
 /// Moves a menu that grew: one beside a panel often ends at the edge of the screen.
@@ -210,7 +203,7 @@ void PopupMenu::keepOnScreen()
     move(qMax(place.left(), room.left()), qMax(place.top(), room.top()));
 }
 
-void PopupMenu::draw(QAction *action, const MenuItem &item) const
+void PopupMenu::apply(QAction *action, const MenuItem &item) const
 {
     action->setData(QVariant::fromValue(item));
     action->setSeparator(item.isSeparator);
@@ -218,7 +211,9 @@ void PopupMenu::draw(QAction *action, const MenuItem &item) const
     action->setToolTip(item.toolTip);
     action->setEnabled(item.isEnabled);
     action->setShortcut(item.shortcut.isEmpty() ? QKeySequence() : QKeySequence(u"Ctrl+"_s + item.shortcut));
-    action->setIcon(iconOf(item, palette().color(QPalette::Window), palette().color(QPalette::WindowText)));
+    action->setIcon(item.image ? SymbolDrawing::icon(item.image->symbolName,
+                                                     SymbolDrawing::color(item.image->color, palette()))
+                               : QIcon());
 }
 
 #include "moc_PopupMenu.cpp"

@@ -26,5 +26,5 @@ protected:
 
 private:
     void keepOnScreen();
-    void draw(QAction *action, const MenuItem &item) const;
+    void apply(QAction *action, const MenuItem &item) const;
 };
