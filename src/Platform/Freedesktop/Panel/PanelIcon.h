@@ -13,34 +13,46 @@
 
 /// The icon in the panel: a symbol with the count drawn in.
 ///
-/// A panel may be light or dark whatever the palette says, so the shades are ones that stand out from both.
+/// A panel may be light or dark whatever the palette says, so the shades are ones that stand out from both;
+/// on those between a white rim does.
 class PanelIcon
 {
 public:
+    /// The part of the picture's square that is drawn on.
+    enum class Fit {
+        Full,   ///< all of it, for 22 and 24 pixels
+        Small,  ///< all of it, for 16 pixels
+        Margin, ///< 16 of 22 pixels, as Breeze has it
+    };
+
     /// Draws nothing for an absent symbol and for one without an icon name or a drawing.
     ///
     /// @param title the short text beside the icon; a number in it is drawn in
     explicit PanelIcon(const std::optional<Symbol> &symbol, const QString &title = {});
 
     bool isNull() const { return m_symbol.iconName.isEmpty(); }
+    bool hasCount() const { return !m_count.isEmpty(); }
     /// Returns the pictures in all sizes that panels use; a template image in the colour `tint`.
     QList<QImage> images(const QColor &tint) const;
+
     /// Writes the icon into an icon theme folder: the freedesktop.org "hicolor" theme and, for readers of
-    /// loose files, the same file beside it. Returns the name for panels: one within the theme or, for an
-    /// icon with a count, the file. Empty for no picture and where files cannot be written. A template image
-    /// is written once more under a name that ends with `symbolicEnd`.
+    /// loose files, the same file beside it. Returns its name there; empty for no picture and where files
+    /// cannot be written. A template image is written once more under a name that ends with `symbolicEnd`,
+    /// for panels that tint such names; the one without is for Plasma and has a margin.
     ///
-    /// A panel keeps the picture that it read under a name, and looks for new names late or never. So a name
-    /// always means the same picture, such as "morvanel-connected-2", and icons without a count are to be
-    /// written before a panel first looks.
-    QString writeTo(const QString &folder) const;
+    /// A panel looks for new names late or never: to be called for all icons before a panel first looks.
+    QString writeTheme(const QString &folder) const;
+    /// Writes the icon into a file of its own. Returns its path; empty as above.
+    ///
+    /// A panel keeps the picture that it read under a path. So a path always means the same picture, such as
+    /// "full/morvanel-connected-2.svg".
+    QString writeFile(const QString &folder, Fit fit) const;
 
     /// End of the names of icons that GTK draws in the text's colour. Cinnamon draws none of them.
     static constexpr QLatin1StringView symbolicEnd{"-symbolic"};
 
 private:
-    QByteArray drawn(const QColor &color, int side) const;
-    QByteArray svg(int side) const;
+    QByteArray svg(Fit fit) const;
 
     Symbol m_symbol;
     QString m_count; ///< as drawn in; empty for none

@@ -38,7 +38,7 @@ StatusNotifierItem::StatusNotifierItem(QDBusConnection bus, const QString &menuP
     registerBusTypes();
     const QString folder = runtimeFolder + u"/morvanel/icons"_s;
     const auto canWrite = [&folder](const Symbol &icon) {
-        return !PanelIcon(icon).writeTo(folder).isEmpty();
+        return !PanelIcon(icon).writeTheme(folder).isEmpty();
     };
     if (!runtimeFolder.isEmpty() && std::all_of(icons.cbegin(), icons.cend(), canWrite))
         m_iconFolder = folder;
@@ -59,12 +59,7 @@ StatusNotifierItem::StatusNotifierItem(QDBusConnection bus, const QString &menuP
 void StatusNotifierItem::setContent(const StatusItemContent &content)
 {
     const PanelIcon icon(content.image, content.title);
-    const bool isTemplate = content.image && content.image->isTemplate; // only a file can be tinted
-    const bool isBlurred = m_quirks.blursFiles && qGuiApp->devicePixelRatio() > 1;
-    const bool usesFile = !m_iconFolder.isEmpty() && (isTemplate || !isBlurred);
-    QString iconName = usesFile ? icon.writeTo(m_iconFolder) : QString();
-    if (isTemplate && iconName == content.image->iconName && m_quirks.wantsSymbolicNames)
-        iconName += PanelIcon::symbolicEnd;
+    const QString iconName = this->iconName(content);
     IconPixmapList pixmaps;
     ItemToolTip toolTip{iconName, {}, content.toolTip, {}};
     for (const QImage &image : icon.images(QGuiApplication::palette().color(QPalette::WindowText))) {
@@ -85,6 +80,29 @@ void StatusNotifierItem::setContent(const StatusItemContent &content)
         Q_EMIT NewToolTip();
 }
 
+/// Returns the name or the file for the panel; empty where it is to draw the pixmaps.
+QString StatusNotifierItem::iconName(const StatusItemContent &content) const
+{
+    const PanelIcon icon(content.image, content.title);
+    if (icon.isNull() || m_iconFolder.isEmpty())
+        return {};
+    const bool isTemplate = content.image->isTemplate; // only a file can be tinted
+    if (isTemplate && m_quirks.tintsNothing) {
+        Symbol rimmed = *content.image;
+        rimmed.symbolName += u".rimmed"_s;
+        rimmed.isTemplate = false;
+        return PanelIcon(rimmed).writeFile(m_iconFolder, PanelIcon::Fit::Full);
+    }
+    if (!isTemplate && m_quirks.blursFiles && qGuiApp->devicePixelRatio() > 1)
+        return {};
+    if (!icon.hasCount() && (isTemplate || !(m_quirks.hasMargins || m_quirks.tintsNothing))) {
+        const QString name = icon.writeTheme(m_iconFolder);
+        return isTemplate && !name.isEmpty() && !m_quirks.tintsByStyle ? name + PanelIcon::symbolicEnd : name;
+    }
+    const auto fit = m_quirks.hasSmallIcons ? PanelIcon::Fit::Small : PanelIcon::Fit::Full;
+    return icon.writeFile(m_iconFolder, m_quirks.hasMargins ? PanelIcon::Fit::Margin : fit);
+}
+
 /// Gives a property a value; tells whether it had another one.
 bool StatusNotifierItem::change(const char *property, const QVariant &value)
 {
@@ -95,7 +113,7 @@ bool StatusNotifierItem::change(const char *property, const QVariant &value)
 
 void StatusNotifierItem::activate()
 {
-    if (!m_quirks.refusesActivate) {
+    if (!m_quirks.opensMenuIfRefused) {
         QMetaObject::invokeMethod(this, &StatusNotifierItem::activated, Qt::QueuedConnection);
         return;
     }

@@ -60,6 +60,7 @@ Q_SIGNALS:
     void activationTokenProvided(const QByteArray &token);
 
 private:
+    QString iconName(const StatusItemContent &content) const;
     bool change(const char *property, const QVariant &value);
     void activate();
 

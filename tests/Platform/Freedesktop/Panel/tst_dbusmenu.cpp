@@ -126,6 +126,7 @@ private Q_SLOTS:
               Row{u"<b>&amp;&</b>"_s, {}, u"<b>&amp;&</b>"_s, {}},
               Row{u"a\nb"_s, u"c\u2028d"_s, u"a b\nc d"_s, u"a b, c d"_s},
               Row{{}, u"Stopped"_s, u"\nStopped"_s, u", Stopped"_s},
+              Row{u"שלום"_s, u"up"_s, u"\u200eשלום\nup"_s, u"שלום, up"_s}, // begins at the left all the same
               Row{u"web — Stopped"_s, u"Stopped"_s, u"web — Stopped\nStopped"_s, {}},
               Row{endless, u"up"_s, QString(100, u'n') + u'…' + QString(99, u'n') + u"\nup"_s,
                   QString(250, u'n') + u'…' + QString(249, u'n') + u", up"_s}}) {
@@ -173,7 +174,7 @@ private Q_SLOTS:
                               u"3 label=a__1__\nStopped"_s, u"6 label=Logs"_s, u"7 label=Quit"_s}));
         next.removeAt(3);
         QCOMPARE(heardOf(next), QStringList{u"revision 5 of 0"_s});
-        m_menu->setQuirks({.twoLineLabels = false});
+        m_menu->setQuirks({.joinsLines = true});
         QCOMPARE(heardOf(next),
                  (QStringList{u"5 label=a__2__ — Connected"_s, u"3 label=a__1__ — Stopped"_s}));
     }
