@@ -12,8 +12,8 @@
 #include <QPalette>
 #include <QString>
 
-/// Draws the program's own symbols, one SVG each in the resources under its symbol name: single-coloured, on
-/// a square of 16 units.
+/// Draws the program's own symbols, one SVG each in the resources under its symbol name: in one colour, some
+/// on white, on a square of 16 units.
 namespace SymbolDrawing {
 
 /// Returns the symbol in one colour on a transparent, square ground of `pixels` by `pixels` device pixels; a
