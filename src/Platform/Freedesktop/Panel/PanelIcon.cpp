@@ -31,7 +31,7 @@ struct Grid
 };
 
 /// Strokes are on whole pixels at 16 and, one and a half times that, at 24. In a picture of 22 the outermost
-/// of those 24 are left out, which are empty; one with a margin has three around those of 16.
+/// of those 24 are left out, which are empty; one with a margin has one more around it instead.
 Grid gridOf(PanelIcon::Fit fit)
 {
     constexpr double fine = side / 24;
@@ -39,7 +39,7 @@ Grid gridOf(PanelIcon::Fit fit)
     case PanelIcon::Fit::Full:
         return {{fine, fine, 22 * fine, 22 * fine}, fine};
     case PanelIcon::Fit::Margin:
-        return {{-3, -3, 22, 22}, 1};
+        return {{-0.25, -0.25, 16.5, 16.5}, 0.75};
     case PanelIcon::Fit::Small:
         break;
     }
@@ -103,11 +103,10 @@ QByteArray plate(const QString &count, const Grid &grid)
     const double padding = text.size() > 1 ? 1 : 2;
     const double width = advance * double(text.size()) - 1 + 2 * padding;
     const double height = 4 * scale + stroke + 2;
-    const double corner = qMin(grid.shown.right(), side + 2); // a margin remains one
     QString svg = u"<g transform='translate(%1 %1) scale(%2)'>"
                   "<rect x='-%3' y='-%4' width='%3' height='%4' rx='2' fill='#1d1d1d'/>"
                   "<g fill='none' stroke='#ffffff' stroke-linecap='square' "
-                  "stroke-linejoin='round'>"_s.arg(corner)
+                  "stroke-linejoin='round'>"_s.arg(grid.shown.right())
                       .arg(grid.pixel)
                       .arg(width)
                       .arg(height);

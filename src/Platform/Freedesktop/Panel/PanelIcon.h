@@ -22,7 +22,7 @@ public:
     enum class Fit {
         Full,   ///< all of it, for 22 and 24 pixels
         Small,  ///< all of it, for 16 pixels
-        Margin, ///< 16 of 22 pixels, as Breeze has it
+        Margin, ///< all but a margin, for 22 pixels beside Breeze's icons, which are 16 of 22
     };
 
     /// Draws nothing for an absent symbol and for one without an icon name or a drawing.

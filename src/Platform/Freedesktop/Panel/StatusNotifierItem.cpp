@@ -8,6 +8,7 @@
 
 #include <QDBusError>
 #include <QDBusObjectPath>
+#include <QDir>
 #include <QGuiApplication>
 #include <QPalette>
 #include <QtEndian>
@@ -36,7 +37,9 @@ StatusNotifierItem::StatusNotifierItem(QDBusConnection bus, const QString &menuP
                                        const QString &runtimeFolder, const QList<Symbol> &icons)
 {
     registerBusTypes();
-    const QString folder = runtimeFolder + u"/morvanel/icons"_s;
+    // GNOME Shell 43 shows the picture that it first read under a path until the next login.
+    const QString folder =
+        QDir::cleanPath(runtimeFolder + u"/morvanel/icons/"_s + QCoreApplication::applicationVersion());
     const auto canWrite = [&folder](const Symbol &icon) {
         return !PanelIcon(icon).writeTheme(folder).isEmpty();
     };

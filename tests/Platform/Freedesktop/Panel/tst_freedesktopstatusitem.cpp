@@ -247,8 +247,8 @@ private Q_SLOTS:
         const QString themed = u"hicolor/%1/status/morvanel-%2.svg"_s;
         for (const auto &[size, name, side] : {std::tuple(u"22x22"_s, u"idle-symbolic"_s, 15),
                                                {u"scalable"_s, u"idle-symbolic"_s, 16},
-                                               {u"22x22"_s, u"idle"_s, 22},
-                                               {u"scalable"_s, u"idle"_s, 22}}) {
+                                               {u"22x22"_s, u"idle"_s, 16},
+                                               {u"scalable"_s, u"idle"_s, 16}}) {
             QSvgRenderer drawing(icons.filePath(themed.arg(size, name)));
             QCOMPARE(drawing.viewBoxF().toRect().width(), side);
             const QRectF element = drawing.boundsOnElement(u"morvanel-idle"_s); // which Plasma draws
