@@ -3,13 +3,10 @@
 
 #include "FreedesktopStatusItem.h"
 
-#include "LauncherEntryAdaptor.h"
 #include "PanelIcon.h"
 #include "StandardError.h"
-#include "SymbolDrawing.h"
-#include "X11Connection.h"
+#include "X11Tray.h"
 
-#include <QAbstractNativeEventFilter>
 #include <QCursor>
 #include <QEvent>
 #include <QGuiApplication>
@@ -18,10 +15,7 @@
 #include <QSystemTrayIcon>
 
 #include <chrono>
-#include <functional>
-#include <string>
 #include <utility>
-#include <vector>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -42,100 +36,6 @@ bool canPlacePopups()
 }
 
 } // namespace
-
-/// Tells whether an old tray is there, as the System Tray Protocol of freedesktop.org has it: a selection of
-/// the X server that a panel owns. Asks the X server alone, never the panel.
-class X11Tray : private QAbstractNativeEventFilter
-{
-public:
-    explicit X11Tray(std::function<void()> appeared)
-        : m_appeared(std::move(appeared))
-    {
-        if (!X11::connection())
-            return;
-        m_selection = X11::atom("_NET_SYSTEM_TRAY_S" + std::to_string(X11::screenNumber()));
-        m_manager = X11::atom("MANAGER");
-        qGuiApp->installNativeEventFilter(this);
-    }
-
-    /// Returns false on other window systems too.
-    bool isThere() const { return owner() != XCB_NONE; }
-
-    /// Returns the colour in which the tray wants symbolic icons; where it does not say so, a grey for any
-    /// ground.
-    QColor textColor() const
-    {
-        // Red, green and blue of 16 bits each, of the text first of all.
-        const std::vector<quint32> colors =
-            X11::property(owner(), X11::atom("_NET_SYSTEM_TRAY_COLORS"), XCB_ATOM_CARDINAL);
-        if (colors.size() < 3)
-            return SymbolDrawing::colorOnAnyGround(ColorRole::None);
-        const auto channel = [&colors](size_t index) { return int(colors[index] >> 8 & 0xff); };
-        return {channel(0), channel(1), channel(2)};
-    }
-
-private:
-    xcb_window_t owner() const
-    {
-        xcb_connection_t *connection = X11::connection();
-        if (!connection)
-            return XCB_NONE;
-        const X11::Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
-            connection, xcb_get_selection_owner(connection, m_selection), nullptr));
-        return reply ? reply->owner : xcb_window_t(XCB_NONE);
-    }
-
-    bool nativeEventFilter(const QByteArray &, void *message, qintptr *) override
-    {
-        const auto *event = static_cast<xcb_client_message_event_t *>(message);
-        if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE && event->type == m_manager &&
-            event->data.data32[1] == m_selection)
-            m_appeared();
-        return false;
-    }
-
-    std::function<void()> m_appeared;
-    quint32 m_selection = 0;
-    quint32 m_manager = 0; ///< the message that new owners send to all
-};
-
-LauncherEntry::LauncherEntry(QDBusConnection bus, const QString &quicklistPath)
-    : m_properties{{u"count"_s, 0LL}, {u"count-visible"_s, false}, {u"quicklist"_s, quicklistPath}}
-{
-    new LauncherEntryAdaptor(this);
-    if (!bus.isConnected())
-        return;
-    bus.registerObject(u"/com/canonical/unity/launcherentry/morvanel"_s, this,
-                       QDBusConnection::ExportAdaptors);
-    m_launchers.setConnection(bus);
-    m_launchers.setWatchMode(QDBusServiceWatcher::WatchForRegistration);
-    m_launchers.addWatchedService(u"com.canonical.Unity"_s);
-    connect(&m_launchers, &QDBusServiceWatcher::serviceRegistered, this, &LauncherEntry::announce);
-    announce();
-}
-
-void LauncherEntry::setBadge(const QString &badge)
-{
-    QVariantMap properties = m_properties;
-    bool isNumber = false;
-    properties[u"count"_s] = badge.toLongLong(&isNumber);
-    properties[u"count-visible"_s] = isNumber;
-    if (std::exchange(m_properties, properties) != properties)
-        announce();
-}
-
-QString LauncherEntry::Query(QVariantMap &properties) const
-{
-    properties = m_properties;
-    return u"application://com.ardentwick.Morvanel.desktop"_s;
-}
-
-void LauncherEntry::announce()
-{
-    QVariantMap properties;
-    const QString uri = Query(properties);
-    Q_EMIT Update(uri, properties);
-}
 
 FreedesktopStatusItem::FreedesktopStatusItem(const QDBusConnection &bus, const QString &runtimeFolder,
                                              const QList<Symbol> &icons)

@@ -4,48 +4,21 @@
 #pragma once
 
 #include "DBusMenu.h"
+#include "LauncherEntry.h"
 #include "NotifierWatcher.h"
 #include "PopupMenu.h"
 #include "StatusItem.h"
 #include "StatusNotifierItem.h"
 
 #include <QDBusConnection>
-#include <QDBusServiceWatcher>
 #include <QObject>
 #include <QString>
 #include <QTimer>
-#include <QVariantMap>
 
 #include <memory>
 
 class QSystemTrayIcon;
 class X11Tray;
-
-/// The badge and the menu of the program's icon in a launcher or task bar, as an object on the session bus:
-/// com.canonical.Unity.LauncherEntry.
-class LauncherEntry : public QObject
-{
-    Q_OBJECT
-
-public:
-    /// @param quicklistPath the com.canonical.dbusmenu object of the icon's menu
-    LauncherEntry(QDBusConnection bus, const QString &quicklistPath);
-
-    /// Shows a number; any other text takes the badge away.
-    void setBadge(const QString &badge);
-
-    /// Returns the address of the program's desktop file and fills in what `Update` announces.
-    QString Query(QVariantMap &properties) const;
-
-Q_SIGNALS:
-    void Update(const QString &app_uri, const QVariantMap &properties);
-
-private:
-    void announce();
-
-    QVariantMap m_properties;
-    QDBusServiceWatcher m_launchers; ///< a launcher that starts late hears of the badge as well
-};
 
 /// The status item on a freedesktop.org desktop, whatever its panel knows: StatusNotifierItem where a panel
 /// for it is there, the old XEmbed tray where only that is, nothing without a panel. A panel may come, go and
