@@ -27,6 +27,7 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QStandardPaths>
+#include <QUuid>
 
 #include <array>
 #include <optional>
@@ -37,7 +38,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int iconPixels = 64; ///< of a notification
+constexpr int iconPixels = 64;     ///< of a notification
+constexpr QUuid panelNotification; ///< its tag, which no tunnel has
 
 /// The program's parts, joined: the one place that knows which implementation stands behind each seam.
 class Program : public QObject
@@ -130,6 +132,7 @@ private:
     {
         m_instance.setQuitting();
         m_notifications.end();
+        m_desktopNotifications.withdraw(panelNotification);
         if (m_delegate.applicationShouldTerminate() == AppDelegate::TerminateReply::Now)
             m_application.replyToApplicationShouldTerminate(true);
     }
@@ -141,6 +144,12 @@ private:
                              StatusIcon::images());
         connect(&*m_statusItem, &FreedesktopStatusItem::activationTokenProvided, &m_application,
                 &FreedesktopApplication::setActivationToken);
+        connect(&*m_statusItem, &FreedesktopStatusItem::panelMissed, this, [this](const QString &text) {
+            m_desktopNotifications.show(panelNotification,
+                                        {u"Morvanel"_s, text, [this] { m_windows.showSettings(); }});
+        });
+        connect(&*m_statusItem, &FreedesktopStatusItem::panelAppeared, this,
+                [this] { m_desktopNotifications.withdraw(panelNotification); });
         return std::make_unique<StatusItemController>(m_manager, m_windows, *m_statusItem, m_application);
     }
 

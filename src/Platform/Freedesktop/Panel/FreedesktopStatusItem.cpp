@@ -145,8 +145,10 @@ void FreedesktopStatusItem::choosePanel()
         return;
     }
     m_settling.stop();
-    if (m_watcher.host() == NotifierWatcher::Host::Present)
+    if (m_watcher.host() == NotifierWatcher::Host::Present) {
         m_tray.reset();
+        Q_EMIT panelAppeared();
+    }
 }
 
 void FreedesktopStatusItem::useTrayIfAlone()
@@ -161,13 +163,16 @@ void FreedesktopStatusItem::useTrayIfAlone()
                     showSomething();
             });
     drawContent();
+    Q_EMIT panelAppeared();
 }
 
-void FreedesktopStatusItem::reportMissingPanel() const
+void FreedesktopStatusItem::reportMissingPanel()
 {
-    if (m_watcher.host() == NotifierWatcher::Host::Absent && !m_tray)
-        writeToStandardError(
-            u"No panel shows status items here; launch Morvanel again to open its settings"_s);
+    if (m_watcher.host() != NotifierWatcher::Host::Absent || m_tray)
+        return;
+    const QString text = u"No panel shows status items here; launch Morvanel again to open its settings"_s;
+    writeToStandardError(text);
+    Q_EMIT panelMissed(text);
 }
 
 PopupMenu &FreedesktopStatusItem::popup()

@@ -49,6 +49,9 @@ public:
 Q_SIGNALS:
     /// Sent with the panel's xdg-activation token for the window that the user's click opens.
     void activationTokenProvided(const QByteArray &token);
+    /// Sent once, some seconds from start, where no panel has appeared; the text says what the user can do.
+    void panelMissed(const QString &text);
+    void panelAppeared();
 
 protected:
     /// Watches the application's palette, in whose text colour some pictures are drawn.
@@ -62,7 +65,7 @@ private:
     void choose(const MenuItem &item);
     void choosePanel();
     void useTrayIfAlone();
-    void reportMissingPanel() const;
+    void reportMissingPanel();
     PopupMenu &popup();
     void showSomething();
 
