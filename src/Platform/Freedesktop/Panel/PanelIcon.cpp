@@ -20,7 +20,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::array panelSides{16, 22, 24, 32, 48, 64};
-constexpr double side = 16; ///< of the square that everything is drawn on
+constexpr double drawingSide = 16; ///< of the square that everything is drawn on
 
 /// The square that a picture shows of the drawing, and a pixel of the size that it is made for, both in units
 /// of the drawing.
@@ -34,7 +34,7 @@ struct Grid
 /// of those 24 are left out, which are empty; one with a margin has one more around it instead.
 Grid gridOf(PanelIcon::Fit fit)
 {
-    constexpr double fine = side / 24;
+    constexpr double fine = drawingSide / 24;
     switch (fit) {
     case PanelIcon::Fit::Full:
         return {{fine, fine, 22 * fine, 22 * fine}, fine};
@@ -43,13 +43,13 @@ Grid gridOf(PanelIcon::Fit fit)
     case PanelIcon::Fit::Small:
         break;
     }
-    return {{0, 0, side, side}, 1};
+    return {{0, 0, drawingSide, drawingSide}, 1};
 }
 
 Grid gridFor(int pixels)
 {
     if (pixels == 24)
-        return {{0, 0, side, side}, side / 24};
+        return {{0, 0, drawingSide, drawingSide}, drawingSide / 24};
     return gridOf(pixels == 22 ? PanelIcon::Fit::Full : PanelIcon::Fit::Small);
 }
 
