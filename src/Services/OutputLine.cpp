@@ -28,8 +28,11 @@ constexpr Needle serveError{"Serve tunnel error", 0};
 constexpr Needle terminated{"Connection terminated", 0};
 constexpr Needle errorLevel{" ERR ", 2};
 constexpr Needle notValid{"is not valid", 7};
+constexpr Needle errorField{"error=", 5};
+constexpr Needle indexField{"connIndex=", 4};
 
-bool contains(QByteArrayView line, const Needle &needle)
+/// Returns where the line has the text first; -1 where it has not.
+qsizetype find(QByteArrayView line, const Needle &needle)
 {
     const qsizetype tail = needle.text.size() - needle.anchor;
     qsizetype at = needle.anchor;
@@ -37,23 +40,28 @@ bool contains(QByteArrayView line, const Needle &needle)
         const void *hit =
             std::memchr(line.data() + at, needle.text[needle.anchor], size_t(line.size() - at - tail + 1));
         if (!hit)
-            return false;
+            return -1;
         const qsizetype place = static_cast<const char *>(hit) - line.data();
-        if (line.sliced(place - needle.anchor).startsWith(needle.text))
-            return true;
+        const qsizetype begin = place - needle.anchor;
+        if (std::memcmp(line.data() + begin, needle.text.data(), size_t(needle.text.size())) == 0)
+            return begin;
         at = place + 1;
     }
-    return false;
+    return -1;
+}
+
+bool contains(QByteArrayView line, const Needle &needle)
+{
+    return find(line, needle) >= 0;
 }
 
 /// Returns what follows the level of an error line; any other line whole.
 QByteArrayView messageOf(QByteArrayView line)
 {
-    constexpr QByteArrayView level = " ERR ";
-    if (line.startsWith(level.sliced(1)))
-        return line.sliced(level.size() - 1);
-    const qsizetype place = line.indexOf(level);
-    return place < 0 ? line : line.sliced(place + level.size());
+    if (line.startsWith("ERR "))
+        return line.sliced(4);
+    const qsizetype place = find(line, errorLevel);
+    return place < 0 ? line : line.sliced(place + errorLevel.text.size());
 }
 
 /// Returns the text without the fields at its end, each a blank, letters, "=" and a value, which may be
@@ -72,6 +80,12 @@ QByteArrayView withoutFields(QByteArrayView text)
             return text;
         text = text.first(blank);
     }
+}
+
+bool isHelpMessage(QByteArrayView message)
+{
+    return message.startsWith(' ') || message.startsWith('\t') || message.startsWith("See '") ||
+           (!contains(message, errorField) && withoutFields(message).endsWith(':'));
 }
 
 /// Returns a quoted text that begins there, up to its quote that is not escaped, without the escapes.
@@ -95,17 +109,19 @@ OutputLine::Marks OutputLine::marksOf(QByteArrayView line)
     marks.isLoss = !marks.isRegistration &&
                    (contains(line, unregistered) || contains(line, serveError) || contains(line, terminated));
     marks.isError = line.startsWith("ERR ") || contains(line, errorLevel) || contains(line, notValid);
-    marks.isReason = marks.isError && !isHelp(line) && !messageOf(line).startsWith("update check ");
+    if (marks.isError) {
+        const QByteArrayView message = messageOf(line);
+        marks.isReason = !isHelpMessage(message) && !message.startsWith("update check ");
+    }
     return marks;
 }
 
 QByteArrayView OutputLine::connectionIndex(QByteArrayView line)
 {
-    constexpr QByteArrayView field = "connIndex=";
-    const qsizetype place = line.indexOf(field);
+    const qsizetype place = find(line, indexField);
     if (place < 0)
         return {};
-    const QByteArrayView value = line.sliced(place + field.size());
+    const QByteArrayView value = line.sliced(place + indexField.text.size());
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     return value.first(std::find_if_not(value.begin(), value.end(), isDigit) - value.begin());
 }
@@ -119,18 +135,16 @@ bool OutputLine::isBare(QByteArrayView line)
 
 bool OutputLine::isHelp(QByteArrayView line)
 {
-    const QByteArrayView message = messageOf(line);
-    return message.startsWith(' ') || message.startsWith('\t') || message.startsWith("See '") ||
-           withoutFields(message).endsWith(':');
+    return isHelpMessage(messageOf(line));
 }
 
 QString OutputLine::reason(QByteArrayView line)
 {
-    constexpr QByteArrayView field = "error=";
     const QByteArrayView message = messageOf(line.first(std::min(line.size(), longestReason)));
-    const qsizetype place = message.indexOf(field);
+    const qsizetype place = find(message, errorField);
     const QByteArrayView text = place < 0 ? withoutFields(message) : message.first(place);
-    const QByteArrayView value = place < 0 ? QByteArrayView() : message.sliced(place + field.size());
+    const QByteArrayView value =
+        place < 0 ? QByteArrayView() : message.sliced(place + errorField.text.size());
     const QByteArray error = value.startsWith('"') ? unquoted(value.sliced(1)) : QByteArray();
     if (!error.isEmpty())
         return Text::fromUtf8(error);

@@ -51,7 +51,9 @@ std::optional<QByteArrayView> TunnelOutput::cutLine(QByteArrayView &piece)
     while (!piece.isEmpty()) {
         const void *feed = std::memchr(piece.data(), '\n', size_t(piece.size()));
         const qsizetype end = feed ? static_cast<const char *>(feed) - piece.data() : piece.size();
-        const std::optional<QByteArrayView> line = join(piece.first(end), feed);
+        // Nearly every line is whole, and not copied.
+        const bool isWhole = feed && end <= longestLine && m_pendingOutput.isEmpty() && !m_dropsRest;
+        const std::optional<QByteArrayView> line = isWhole ? piece.first(end) : join(piece.first(end), feed);
         piece = piece.sliced(feed ? end + 1 : end);
         if (line && !line->isEmpty() && Text::isUtf8(*line))
             return line;
@@ -67,8 +69,6 @@ std::optional<QByteArrayView> TunnelOutput::join(QByteArrayView part, bool isCom
     }
     const qsizetype room = longestLine - m_pendingOutput.size();
     const bool isTooLong = part.size() > room;
-    if (isComplete && !isTooLong && m_pendingOutput.isEmpty())
-        return part; // nearly every line: not copied
     m_pendingOutput.append(part.first(std::min(part.size(), room)));
     if (!isComplete && !isTooLong)
         return std::nullopt;
