@@ -244,3 +244,7 @@ class Program:
 
     def resident_kib(self):
         return int(re.search(r"VmRSS:\s+(\d+)", Path(f"/proc/{self.pid}/status").read_text())[1])
+
+    def private_dirty_kib(self):
+        """Memory that it has written itself and shares with nobody."""
+        return int(re.search(r"Private_Dirty:\s+(\d+)", Path(f"/proc/{self.pid}/smaps_rollup").read_text())[1])
