@@ -3,15 +3,9 @@
 
 #include "SecretServiceLink.h"
 
-#include "FileDescriptor.h"
-
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstring>
-
-#include <pthread.h>
-#include <sys/eventfd.h>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -25,6 +19,8 @@ constexpr const char *noPath = nullptr; ///< ends a list of paths
 
 /// Longest time for a service to start; at log-in everything starts at once.
 constexpr std::chrono::milliseconds startTime = 15s;
+/// Longest time for a service that was started by another name to take its own; KWallet needs milliseconds.
+constexpr std::chrono::milliseconds namingTime = 1s;
 /// Longest time for a running service to answer; also how long it may leave a question of its own unanswered
 /// before it is asked whether it still runs.
 constexpr std::chrono::milliseconds answerTime = 15s;
@@ -52,25 +48,6 @@ GVariant *call(GDBusConnection *bus, const SecretServiceMethod &method, GVariant
                                        method.name, arguments, G_VARIANT_TYPE(method.replyType),
                                        G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()), nullptr,
                                        error);
-}
-
-/// Returns whether there are more descriptors than one call of GLib takes, which ends the process without.
-bool areDescriptorsLeft()
-{
-    std::array<FileDescriptor, 16> places;
-    for (FileDescriptor &place : places)
-        place = FileDescriptor(::eventfd(0, EFD_CLOEXEC));
-    return std::all_of(places.begin(), places.end(),
-                       [](const FileDescriptor &place) { return place.isOpen(); });
-}
-
-/// Returns whether one more thread can be had, without which GLib ends the process as well.
-bool isThreadLeft()
-{
-    pthread_t thread = {};
-    return ::pthread_create(
-               &thread, nullptr, [](void *) -> void * { return nullptr; }, nullptr) == 0 &&
-           ::pthread_join(thread, nullptr) == 0;
 }
 
 SecretResult toAbsence(GError *error)
@@ -114,12 +91,8 @@ SecretServiceLink::~SecretServiceLink()
 
 Failure SecretServiceLink::open()
 {
-    if (!areDescriptorsLeft())
-        return SecretResult{SecretStatus::NotAvailable, u"there are too many open files"_s};
     if (m_service)
         return std::nullopt;
-    if (!isThreadLeft())
-        return SecretResult{SecretStatus::NotAvailable, u"there are too many processes"_s};
     if (!m_context) {
         m_context = g_main_context_new();
         g_main_context_push_thread_default(m_context);
@@ -185,14 +158,38 @@ Failure SecretServiceLink::startService()
             m_bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
             "StartServiceByName", g_variant_new("(su)", name, 0U), G_VARIANT_TYPE("(u)"),
             G_DBUS_CALL_FLAGS_NONE, int(startTime.count()), nullptr, &error);
-        if (reply)
+        if (reply) {
+            awaitOwner();
             return std::nullopt;
+        }
         if (!failure)
             failure = toAbsence(error);
         if (!isNobodyThere(error))
             break;
     }
     return failure;
+}
+
+/// Waits for somebody to own the service's name, for a short time.
+void SecretServiceLink::awaitOwner()
+{
+    bool hasEnded = false;
+    const auto end = [](gpointer data) -> gboolean {
+        *static_cast<bool *>(data) = true;
+        return G_SOURCE_CONTINUE;
+    };
+    const auto endAtOwner = [](GDBusConnection *, const char *, const char *, gpointer data) {
+        *static_cast<bool *>(data) = true;
+    };
+    const guint watch = g_bus_watch_name_on_connection(
+        m_bus.get(), serviceName, G_BUS_NAME_WATCHER_FLAGS_NONE, endAtOwner, nullptr, &hasEnded, nullptr);
+    g_autoptr(GSource) timer = g_timeout_source_new(guint(namingTime.count()));
+    g_source_set_callback(timer, end, &hasEnded, nullptr);
+    g_source_attach(timer, m_context);
+    while (!hasEnded)
+        g_main_context_iteration(m_context, TRUE);
+    g_source_destroy(timer);
+    g_bus_unwatch_name(watch);
 }
 
 Failure SecretServiceLink::unlock(gpointer object)
@@ -237,17 +234,14 @@ Failure SecretServiceLink::createDefaultCollection()
                            {SecretStatus::Locked, u"there is no keyring yet and none was created"_s});
 }
 
-Failure SecretServiceLink::add(SecretCollection *collection, GHashTable *attributes, const QString &label,
+Failure SecretServiceLink::add(SecretCollection *collection, const SecretKey &key, const QString &label,
                                SecretValue *value)
 {
     GVariantBuilder pairs;
     g_variant_builder_init(&pairs, G_VARIANT_TYPE("a{ss}"));
-    GHashTableIter iterator;
-    gpointer name = nullptr;
-    gpointer text = nullptr;
-    g_hash_table_iter_init(&iterator, attributes);
-    while (g_hash_table_iter_next(&iterator, &name, &text))
-        g_variant_builder_add(&pairs, "{ss}", name, text);
+    g_variant_builder_add(&pairs, "{ss}", "service", key.service.toUtf8().constData());
+    g_variant_builder_add(&pairs, "{ss}", "account", key.account.toUtf8().constData());
+    g_variant_builder_add(&pairs, "{ss}", "xdg:schema", "com.ardentwick.Morvanel");
     GVariantBuilder properties;
     g_variant_builder_init(&properties, G_VARIANT_TYPE_VARDICT);
     g_variant_builder_add(&properties, "{sv}", "org.freedesktop.Secret.Item.Label",

@@ -59,9 +59,9 @@ public:
     /// Unlocks the item or collection, after asking the user if need be. A user who refused is not asked
     /// again.
     [[nodiscard]] Failure unlock(gpointer object);
-    /// Adds an item to an unlocked collection, in place of one with just these attributes; the service may
+    /// Adds an item to an unlocked collection, in place of one with this key; the service may
     /// ask the user first.
-    [[nodiscard]] Failure add(SecretCollection *collection, GHashTable *attributes, const QString &label,
+    [[nodiscard]] Failure add(SecretCollection *collection, const SecretKey &key, const QString &label,
                               SecretValue *value);
     /// Removes an unlocked item; the service may ask the user first.
     [[nodiscard]] Failure remove(SecretItem *item);
@@ -73,6 +73,7 @@ private:
     [[nodiscard]] Failure connectToBus();
     [[nodiscard]] Failure reachService();
     [[nodiscard]] Failure startService();
+    void awaitOwner();
     /// Has the service answer a small question.
     [[nodiscard]] Failure probe();
     [[nodiscard]] Failure createDefaultCollection();

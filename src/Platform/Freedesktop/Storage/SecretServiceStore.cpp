@@ -3,22 +3,56 @@
 
 #include "SecretServiceLink.h"
 
+#include "FileDescriptor.h"
 #include "SecretServiceStore.h"
 
 #include <QLoggingCategory>
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include <pthread.h>
+#include <sys/eventfd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
 
 Q_LOGGING_CATEGORY(keyringLog, "morvanel.keyring", QtWarningMsg)
+
+/// Returns whether there are more descriptors than one call of GLib takes, which ends the process without.
+bool areDescriptorsLeft()
+{
+    std::array<FileDescriptor, 16> places;
+    for (FileDescriptor &place : places)
+        place = FileDescriptor(::eventfd(0, EFD_CLOEXEC));
+    return std::all_of(places.begin(), places.end(),
+                       [](const FileDescriptor &place) { return place.isOpen(); });
+}
+
+/// Returns whether one more thread can be had, without which GLib ends the process as well.
+bool isThreadLeft()
+{
+    pthread_t thread = {};
+    return ::pthread_create(
+               &thread, nullptr, [](void *) -> void * { return nullptr; }, nullptr) == 0 &&
+           ::pthread_join(thread, nullptr) == 0;
+}
+
+/// Returns what GLib, which ends the process without, has too little of for one call; none where all is well.
+[[nodiscard]] Failure findLack()
+{
+    if (!areDescriptorsLeft())
+        return SecretResult{SecretStatus::NotAvailable, u"there are too many open files"_s};
+    if (!isThreadLeft())
+        return SecretResult{SecretStatus::NotAvailable, u"there are too many processes"_s};
+    return std::nullopt;
+}
 
 /// Returns the attributes by which an item is found.
 GHashTable *makeAttributes(const SecretKey &key)
@@ -109,6 +143,8 @@ public:
     SecretReply make(const SecretCall &call)
     {
         SecretReply reply;
+        if (!m_closed)
+            m_closed = findLack();
         if (!m_closed) {
             const Failure failure = call.kind == SecretCall::Kind::Lookup  ? lookup(call, reply.data)
                                     : call.kind == SecretCall::Kind::Store ? store(call)
@@ -156,9 +192,7 @@ private:
         Collection collection;
         if (failure = m_link.openDefaultCollection(true, collection); failure)
             return failure;
-        g_autoptr(GHashTable) attributes = makeAttributes(call.key);
-        g_hash_table_insert(attributes, g_strdup("xdg:schema"), g_strdup("com.ardentwick.Morvanel"));
-        return m_link.add(collection.get(), attributes, call.label, value);
+        return m_link.add(collection.get(), call.key, call.label, value);
     }
 
     Failure remove(const SecretCall &call)

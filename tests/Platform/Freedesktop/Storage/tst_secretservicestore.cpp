@@ -105,6 +105,7 @@ private:
     Prompter m_prompter;
     std::unique_ptr<SecretServiceStore> m_store;
     QStringList m_told;
+    bool m_hasAppeared = false;
     std::shared_ptr<QStringList> m_results; ///< of the last task, none before its end
 
     void ask(const QString &letters, bool mayAsk = true)
@@ -170,6 +171,7 @@ private:
             {u"await"_s, [&] { m_told += await(word.toInt()); }},
             {u"keyring"_s, [&] { startKeyring(); }},
             {u"locked-keyring"_s, [&] { startKeyring({}); }},
+            {u"appears"_s, [&] { QTRY_VERIFY2(m_hasAppeared, "nobody was told of the keyring"); }},
             {u"freeze"_s, [&] { ::kill(keyring, SIGSTOP); }},
             {u"kill"_s, [&] { ::kill(keyring, SIGKILL); }},
             {u"fill-disk"_s, [&] { ::prlimit(keyring, RLIMIT_FSIZE, &none, nullptr); }},
@@ -205,6 +207,8 @@ private Q_SLOTS:
         busConnection().unregisterService(prompterName);
         m_prompter.questions.clear();
         m_told.clear();
+        m_hasAppeared = false;
+        m_store->setCallbacks({{}, [this] { m_hasAppeared = true; }});
     }
     void cleanup()
     {
@@ -247,7 +251,7 @@ private Q_SLOTS:
         // Items as a user stores them: without this program's schema, and more than one.
         row(u"keyring, store 1, run l, store 2, read 1, read 2, run n, read 1, read 2, run rl"_s,
             u" | done 1 |  | 1 | 2 | done | new | new | done | absent"_s);
-        row(u"run lar, keyring, run l"_s,
+        row(u"run lar, keyring, appears, run l"_s,
             all(u"nobody there no Secret Service is running"_s) + u" | absent"_s);
         row(u"locked-keyring, run lar"_s,
             u"absent | locked there is no keyring yet and none was created | absent"_s);
@@ -263,6 +267,8 @@ private Q_SLOTS:
             u"keyring, run a, locked-keyring, prompter, ask lar, question, await 300, %1, keyring, run l"_s;
         row(asks.arg(u"dismiss, await 20000"_s), added.arg(u"nothing | "_s + locked));
         row(asks.arg(u"kill, await 20000"_s), added.arg(u"nothing | "_s + ended));
+        row(asks.arg(u"freeze, await 40000"_s),
+            added.arg(u"nothing | "_s + all(u"unavailable the Secret Service does not answer"_s)));
         row(asks.arg(u"abandon, dismiss, await 200"_s), added.arg(u"nothing | nothing"_s));
         row(u"service, run l"_s, u"absent"_s);
         // The last one: the connection that GLib shares in the process may outlive its bus for a while.
