@@ -124,10 +124,9 @@ KeychainStore::KeychainStore(SecretStore &secrets, Preferences &preferences, Sch
 KeychainStore::~KeychainStore()
 {
     m_secrets.setCallbacks({});
-    for (auto change = m_changes.begin(); change != m_changes.end(); ++change) {
-        if (*change)
-            writeToStandardError(u"the end came before the keyring could store the token of tunnel "_s +
-                                 tunnelIdText(change.key()));
+    for (const QUuid &id : unstored()) {
+        writeToStandardError(u"the end came before the keyring could store the token of tunnel "_s +
+                             tunnelIdText(id));
     }
 }
 
@@ -148,6 +147,16 @@ void KeychainStore::change(const QUuid &id, const std::optional<QString> &token)
     m_hasNewChange = true;
     saveRemovals();
     proceed();
+}
+
+QList<QUuid> KeychainStore::unstored() const
+{
+    QList<QUuid> ids;
+    for (auto change = m_changes.begin(); change != m_changes.end(); ++change) {
+        if (*change)
+            ids += change.key();
+    }
+    return ids;
 }
 
 /// Writes down which tokens are still to be removed.
@@ -270,6 +279,8 @@ QHash<QUuid, QString> KeychainStore::takeRefusals(const Request &request, const 
             m_changes.remove(id);
         if (isFailure(result) && *tried)
             refusals[id] = result.reason;
+        else if (*tried)
+            Q_EMIT stored(id);
         else if (isFailure(result))
             writeToStandardError(
                 u"cannot remove the token of tunnel %1: %2"_s.arg(tunnelIdText(id), result.reason));

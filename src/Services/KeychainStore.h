@@ -58,8 +58,8 @@ public:
     void readTokens(const QList<QUuid> &ids, Patience patience = Patience::None);
     /// Takes back what `readTokens` asked for.
     void cancelRead(const QUuid &id);
-    /// Returns whether a change is on its way to the store and has not taken long yet.
-    bool isStoring() const { return m_notice && !m_changes.isEmpty(); }
+    /// Returns the tunnels whose tokens are kept in memory until the store takes them.
+    QList<QUuid> unstored() const;
 
     /// Returns the bare token in whatever was pasted: the token itself or a command line that holds it.
     static QString normalizeToken(const QString &raw);
@@ -70,6 +70,8 @@ Q_SIGNALS:
     void waiting(const QUuid &id, const QString &cause);
     /// Sent with the outcome of any number of reads, in the order in which they were asked for.
     void tokensRead(const QList<StoredToken> &tokens);
+    /// Sent when the store has taken a token.
+    void stored(const QUuid &id);
     /// Sent when a token was given up, with the reason.
     void notStored(const QUuid &id, const QString &reason);
 

@@ -46,6 +46,7 @@ TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
         if (TunnelRunner *found = runner(id))
             found->report(u"The token could not be stored: "_s + reason);
     });
+    connect(&m_keychain, &KeychainStore::stored, this, &TunnelManager::tokenStored);
     m_cloudflaredPath = preferences.string(cloudflaredPathKey)
                             .value_or(detectCloudflared().value_or(candidatePaths().first()));
     m_showsInDock = preferences.boolean(showsInDockKey).value_or(true);
@@ -117,7 +118,7 @@ OverallStatus TunnelManager::overallStatus() const
 
 bool TunnelManager::isBusy() const
 {
-    return !m_retired.isEmpty() || m_keychain.isStoring() ||
+    return !m_retired.isEmpty() || !m_keychain.unstored().isEmpty() ||
            std::any_of(m_runners.begin(), m_runners.end(), std::mem_fn(&TunnelRunner::hasChild));
 }
 

@@ -67,6 +67,9 @@ public:
     bool isBusy() const;
     /// Returns whether `cloudflaredPath` names an executable file right now.
     bool isCloudflaredExecutable() const;
+    /// Returns the tunnels whose tokens the keyring has not taken yet; they are lost with the end of the
+    /// program.
+    QList<QUuid> unstoredTokens() const { return m_keychain.unstored(); }
     bool launchesAtLogin() const;
 
     void start(const QUuid &id);
@@ -109,6 +112,8 @@ Q_SIGNALS:
     /// Sent once on the next turn of the event loop after any number of `objectWillChange` and of other
     /// errors that tunnels report: the time to read again what is shown.
     void objectDidChange();
+    /// Sent when the keyring has taken a tunnel's token.
+    void tokenStored(const QUuid &id);
     /// Sent after every assignment, also of the same value.
     void showsInDockAssigned(bool shows);
 

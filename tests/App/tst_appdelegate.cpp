@@ -93,7 +93,7 @@ private Q_SLOTS:
         QTest::newRow("child that stays") << 0 << 4200 << QList{15, 9};
         QTest::newRow("child of a removed tunnel") << 0 << 4200 << QList{15, 9};
         QTest::newRow("token") << 199 << 200 << QList<int>();
-        QTest::newRow("token that is not stored") << 0 << 400 << QList<int>();
+        QTest::newRow("token that is not stored") << 0 << 4200 << QList<int>();
     }
     void quits()
     {

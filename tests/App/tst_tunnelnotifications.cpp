@@ -54,6 +54,11 @@ struct Bench
         {u"no keyring"_s, [this] { world.secrets.failure = SecretStatus::NotAvailable; }},
         {u"no token"_s, [this] { world.secrets.items.clear(); }},
         {u"no program"_s, [this] { manager.setCloudflaredPath(u"/nowhere"_s); }},
+        {u"type"_s,
+         [this] {
+             manager.update({id, u"a <b>\n"_s, {}, false}, u"new"_s);
+         }},
+        {u"unlock"_s, [this] { world.secrets.answer(); }},
         {u"locked"_s, [this] { world.secrets.isLocked = true; }},
         {u"exit"_s, [this] { forEachChild([](FakeChildLauncher::Child &child) { child.end(1); }); }},
         {u"connect"_s, [this] { world.launcher.last().write("Registered tunnel connection connIndex=0\n"); }},
@@ -142,6 +147,12 @@ private Q_SLOTS:
         row("cleared", "start, exit, stop", {}, 1);
         row("removed", "start, exit, remove", {}, 1);
         row("quit", "start, x INF a, 60s, quit, exit", {}, 1);
+
+        row("a token that is lost", "locked, type, quit",
+            u"The token of “a <b> ” is not stored: "
+            "Morvanel ends before the keyring has taken it: set it again in Settings"_s,
+            1, 1);
+        row("a token that is stored at last", "locked, type, quit, unlock", {}, 1);
 
         const QString both = u"\nother, a <b> "_s;
         row("two for one reason", "start both, exit", u"2 tunnels failed: "_s + exited + both, 1);

@@ -57,6 +57,21 @@ void TunnelNotifications::end()
     m_followed.clear();
     for (const auto &[tag, shared] : std::exchange(m_shared, {}))
         m_notifications.withdraw(tag);
+    const QList<QUuid> lost = m_manager.unstoredTokens();
+    for (const TunnelConfig &tunnel : m_manager.tunnels()) {
+        if (lost.contains(tunnel.id))
+            m_notifications.show(
+                tunnel.id, {u"The token of “%1” is not stored"_s.arg(Text::oneLine(tunnel.name)),
+                            u"Morvanel ends before the keyring has taken it: set it again in Settings"_s});
+    }
+    connect(&m_manager, &TunnelManager::tokenStored, this,
+            [this](const QUuid &id) { m_notifications.withdraw(id); });
+}
+
+void TunnelNotifications::showPreferencesFailure(const QString &reason)
+{
+    static const QUuid tag(u"{6d1ff3b1-6d43-4d5c-9a3c-1a2f3c0e7b11}"_s); // no tunnel's
+    m_notifications.show(tag, {u"Settings are not stored"_s, reason});
 }
 
 void TunnelNotifications::refresh()

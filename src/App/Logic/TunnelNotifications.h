@@ -26,6 +26,9 @@ class Windows;
 /// | has another reason by now                     | says so where it is still on show, once a second at most
 /// | | connected, is being stopped, was removed      | withdrawn                                     |
 ///
+/// At the end of the program it tells whose token the keyring has not taken, and takes that back if it does;
+/// at any time, that the preferences cannot be written.
+///
 /// Tunnels that get into the same trouble for the same reason within a second share one. No timer runs while
 /// no tunnel is starting or reconnecting, but for that second.
 class TunnelNotifications : public QObject
@@ -37,8 +40,10 @@ public:
     TunnelNotifications(TunnelManager &manager, Windows &windows, Notifications &notifications,
                         Scheduler &scheduler);
 
-    /// Withdraws all notifications and shows no more: the program is ending.
+    /// Withdraws all notifications but those of tokens that are about to be lost: the program is ending.
     void end();
+    /// Tells that the preferences are not stored, and why.
+    void showPreferencesFailure(const QString &reason);
 
 private:
     enum class Trouble { Failed, NotConnected, Unreadable };

@@ -252,7 +252,10 @@ PreferencesFile::Failure PreferencesFile::write(Durability durability)
 
 void PreferencesFile::reportOnce(const Failure &failure)
 {
-    if (failure && failure != m_reported)
+    if (failure && failure != m_reported) {
         writeToStandardError(u"preferences are not stored: "_s + *failure);
+        if (m_failed)
+            m_failed(*failure);
+    }
     m_reported = failure;
 }

@@ -8,7 +8,9 @@
 #include <QHash>
 #include <QJsonObject>
 
+#include <functional>
 #include <tuple>
+#include <utility>
 
 /// The preferences as one JSON object (RFC 8259) in a file of the user's configuration folder (XDG Base
 /// Directory), open to this user only.
@@ -25,6 +27,10 @@ class PreferencesFile final : public Preferences
 {
 public:
     explicit PreferencesFile(QString path);
+
+    /// Has `failed` called with the reason, in words for the user, when values cannot be stored; once for
+    /// each reason.
+    void setFailed(std::function<void(const QString &reason)> failed) { m_failed = std::move(failed); }
 
     /// Returns `$XDG_CONFIG_HOME/morvanel/preferences.json`, in `~/.config` by default.
     static QString defaultPath();
@@ -59,5 +65,6 @@ private:
     mutable QJsonObject m_stored;         ///< as last read or written
     mutable std::optional<Stamp> m_stamp; ///< of the file that was last read; none after a write
     QHash<QString, QJsonValue> m_pending; ///< not written yet; undefined values are removals
-    Failure m_reported;                   ///< what was told last; none after a success
+    std::function<void(const QString &reason)> m_failed;
+    Failure m_reported; ///< what was told last; none after a success
 };
