@@ -61,9 +61,6 @@ public:
     /// Returns the tunnels whose tokens are kept in memory until the store takes them.
     QList<QUuid> unstored() const;
 
-    /// Returns the bare token in whatever was pasted: the token itself or a command line that holds it.
-    static QString normalizeToken(const QString &raw);
-
 Q_SIGNALS:
     /// Sent when reading this token takes longer than with an open store, with the cause in words for the
     /// user. May come more than once.

@@ -9,6 +9,7 @@
 
 #include <QFileInfo>
 #include <QPointer>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <utility>
@@ -310,6 +311,22 @@ void TunnelManager::setLaunchesAtLogin(bool launches)
     else
         m_services.loginItem.unregisterItem();
     Q_EMIT objectWillChange();
+}
+
+QString TunnelManager::normalizeToken(const QString &raw)
+{
+    static const QRegularExpression separator(uR"([\p{Z}\x{9}-\x{d}\x{85}=])"_s);
+    static const QRegularExpression quotes(uR"(\A["']+|["']+\z)"_s);
+    QStringList pieces = raw.split(separator);
+    pieces.replaceInStrings(quotes, {});
+    pieces.removeAll(QString());
+    static const QRegularExpression token(u"eyJ.*"_s);
+    if (const qsizetype place = pieces.indexOf(token); place >= 0)
+        return pieces[place];
+    const qsizetype flag = pieces.indexOf(u"--token"_s);
+    if (flag >= 0 && flag + 1 < pieces.size())
+        return pieces[flag + 1];
+    return pieces.size() == 1 ? pieces.first() : raw.trimmed();
 }
 
 QStringList TunnelManager::candidatePaths()

@@ -101,6 +101,8 @@ public:
     /// Ends what an earlier run left behind; to be called once, before anything is started.
     void terminateOrphanedProcesses() { m_ledger.terminateOrphanedProcesses(); }
 
+    /// Returns the bare token in whatever was pasted: the token itself or a command line that holds it.
+    static QString normalizeToken(const QString &raw);
     /// Returns the places where `cloudflared` is looked for, in this order.
     static QStringList candidatePaths();
     /// Returns the first of the paths that holds an executable file.

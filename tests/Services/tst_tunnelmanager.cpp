@@ -178,7 +178,7 @@ private Q_SLOTS:
             {u" \"'' "_s, u"\"''"_s},
             {u"\u00A0eyJabc\u0085x"_s, u"eyJabc"_s}};
         for (const auto &[raw, token] : rows)
-            QCOMPARE(KeychainStore::normalizeToken(raw), token);
+            QCOMPARE(TunnelManager::normalizeToken(raw), token);
     }
 
     void lives_data()

@@ -3,7 +3,6 @@
 
 #include "TunnelEditorModel.h"
 
-#include "KeychainStore.h"
 #include "Text.h"
 #include "TunnelManager.h"
 #include "TunnelRunner.h"
@@ -31,17 +30,17 @@ bool TunnelEditorModel::canSave() const
 {
     if (Text::trimmedOfBlanks(name).isEmpty())
         return false;
-    return !isNew() || !KeychainStore::normalizeToken(token).isEmpty();
+    return !isNew() || !TunnelManager::normalizeToken(token).isEmpty();
 }
 
 bool TunnelEditorModel::showsTokenWarning() const
 {
-    return !token.isEmpty() && !KeychainStore::normalizeToken(token).startsWith(u"eyJ");
+    return !token.isEmpty() && !TunnelManager::normalizeToken(token).startsWith(u"eyJ");
 }
 
 QUuid TunnelEditorModel::save()
 {
-    const QString clean = KeychainStore::normalizeToken(token);
+    const QString clean = TunnelManager::normalizeToken(token);
     const TunnelConfig record{m_tunnel ? m_tunnel->id : QUuid::createUuid(), Text::trimmedOfBlanks(name),
                               Text::trimmedOfBlanks(hostname), startOnLaunch};
     if (isNew()) {
