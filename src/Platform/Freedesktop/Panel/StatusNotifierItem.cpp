@@ -98,7 +98,8 @@ QString StatusNotifierItem::iconName(const StatusItemContent &content) const
     }
     if (!isTemplate && m_quirks.blursFiles && qGuiApp->devicePixelRatio() > 1)
         return {};
-    if (!icon.hasCount() && (isTemplate || !(m_quirks.hasMargins || m_quirks.tintsNothing))) {
+    const bool takesFiles = m_quirks.hasMargins || m_quirks.hasSmallIcons || m_quirks.tintsNothing;
+    if (!icon.hasCount() && (isTemplate || !takesFiles)) {
         const QString name = icon.writeTheme(m_iconFolder);
         return isTemplate && !name.isEmpty() && !m_quirks.tintsByStyle ? name + PanelIcon::symbolicEnd : name;
     }
