@@ -209,7 +209,12 @@ public:
         if (orphanPaths.value(pid).endsWith(pathEnd))
             terminatedOrphans += pid;
     }
-    Child &last() { return *children.back(); }
+    Child &last()
+    {
+        if (children.empty())
+            qFatal("A test asks for the last child, but none was started.");
+        return *children.back();
+    }
 
     std::vector<std::shared_ptr<Child>> children;
     QMap<qint32, QByteArray> orphanPaths; ///< the processes that this user may signal
