@@ -23,11 +23,22 @@ template <typename T> T *find(const QWidget &top, const QString &text)
     return nullptr;
 }
 
+/// The same of one that has to be there: a test that misspells it ends.
+template <typename T> T *get(const QWidget &top, const QString &text)
+{
+    T *found = find<T>(top, text);
+    if (!found)
+        qFatal("The window shows no %s \"%s\".", T::staticMetaObject.className(), qPrintable(text));
+    return found;
+}
+
 /// The field that the label of that text belongs to.
 inline QLineEdit *field(const QWidget &top, const QString &label)
 {
-    const auto *found = find<QLabel>(top, label);
-    return found ? qobject_cast<QLineEdit *>(found->buddy()) : nullptr;
+    auto *found = qobject_cast<QLineEdit *>(get<QLabel>(top, label)->buddy());
+    if (!found)
+        qFatal("The label \"%s\" belongs to no field.", qPrintable(label));
+    return found;
 }
 
 /// Returns whether something stands out from the ground there.
@@ -40,10 +51,10 @@ inline bool hasInk(QWidget &widget, const QRect &part)
     return image != ground;
 }
 
-/// Returns whether all pieces can be seen, none without ink or over another one.
-inline bool areClear(const QWidget &top)
+/// Returns in words the first piece that cannot be seen: without ink or room, or over another one.
+inline QString unclearPiece(const QWidget &top)
 {
-    QRegion taken;
+    QList<std::pair<QRect, QString>> taken;
     for (QWidget *piece : top.findChildren<QWidget *>()) {
         const bool isPiece = qobject_cast<QLabel *>(piece) || qobject_cast<QLineEdit *>(piece) ||
                              qobject_cast<QAbstractButton *>(piece) || qobject_cast<QComboBox *>(piece) ||
@@ -51,15 +62,22 @@ inline bool areClear(const QWidget &top)
                              piece->inherits("QPlainTextEdit");
         if (!isPiece || !piece->isVisible())
             continue;
+        const QString name = QString::fromLatin1(piece->metaObject()->className()) + QStringLiteral(" \"") +
+                             piece->property("text").toString().left(60) + u'"';
         QRect place(piece->mapTo(&top, QPoint()), piece->size());
         for (const QWidget *one = piece->parentWidget(); one != &top; one = one->parentWidget())
             place &= QRect(one->mapTo(&top, QPoint()), one->size()); // the rest can be scrolled to
-        const bool mayBeBlank = piece->inherits("QListView");
-        if (place.isEmpty() || taken.intersects(place) || !(mayBeBlank || hasInk(*piece, piece->rect())))
-            return false;
-        taken += place;
+        if (place.isEmpty())
+            return name + QStringLiteral(" has no room");
+        for (const auto &[other, otherName] : taken) {
+            if (other.intersects(place))
+                return name + QStringLiteral(" stands over ") + otherName;
+        }
+        if (!piece->inherits("QListView") && !hasInk(*piece, piece->rect()))
+            return name + QStringLiteral(" is blank");
+        taken.append({place, name});
     }
-    return true;
+    return {};
 }
 
 } // namespace ShownWidgets
