@@ -246,47 +246,52 @@ private Q_SLOTS:
         QCOMPARE(view->minimumWidth(), 640); // nothing makes the window wider
     }
 
+    void saves_data()
+    {
+        QTest::addColumn<bool>("isNew");
+        QTest::addColumn<QStringList>("typed"); // name, host name, token
+        QTest::addColumn<QStringList>("saved"); // the same of the last tunnel; empty where nothing is saved
+        QTest::addColumn<bool>("warns");
+
+        const auto row = [](const char *fault, bool isNew, const QStringList &typed, const QStringList &saved,
+                            bool warns) { QTest::newRow(fault) << isNew << typed << saved << warns; };
+        row("new one without a token", true, {u"a"_s, {}, {}}, {}, false);
+        row("blank token taken for one", true, {u"a"_s, {}, u" "_s}, {}, true);
+        row("new one without a name", true, {{}, {}, u"eyJx"_s}, {}, false);
+        row("odd token refused", true, {u"a"_s, u"h"_s, u"EYJx"_s}, {u"a"_s, u"h"_s, u"EYJx"_s}, true);
+        row("blank name saved", false, {u" \t\u00a0\u3000"_s, {}, u"eyJx"_s}, {}, false);
+        row("name changed, or token lost to a blank one", false,
+            {u"\t<b>&\" نفق\u202e\u2003"_s, u" https://h/p a\t"_s, u" "_s},
+            {u"<b>&\" نفق\u202e"_s, u"https://h/p a"_s, u"eyJ-old"_s}, true);
+        row("token not taken out of a command", false, {u"b"_s, {}, u"run --token=\"eyJx\""_s},
+            {u"b"_s, {}, u"eyJx"_s}, false);
+    }
     void saves()
     {
-        struct Row
-        {
-            bool isNew;
-            QStringList typed; ///< name, host name, token
-            QStringList saved; ///< the same of the last tunnel
-            bool warns;
-        };
-        const QStringList former{u"a"_s, {}, u"eyJ-old"_s};
-        const Row rows[]{{true, {u"a"_s, {}, {}}, former, false},
-                         {true, {u"a"_s, {}, u" "_s}, former, true},
-                         {true, {{}, {}, u"eyJx"_s}, former, false},
-                         {true, {u"a"_s, u"h"_s, u"EYJx"_s}, {u"a"_s, u"h"_s, u"EYJx"_s}, true},
-                         {false, {u" \t\u00a0\u3000"_s, {}, u"eyJx"_s}, former, false},
-                         {false,
-                          {u"\t<b>&\" نفق\u202e\u2003"_s, u" https://h/p a\t"_s, u" "_s},
-                          {u"<b>&\" نفق\u202e"_s, u"https://h/p a"_s, u"eyJ-old"_s},
-                          true},
-                         {false, {u"b"_s, {}, u"run --token=\"eyJx\""_s}, {u"b"_s, {}, u"eyJx"_s}, false}};
-        for (const auto &[isNew, typed, saved, warns] : rows) {
-            init();
-            const TunnelConfig stored{QUuid::createUuid(), former[0], former[1], true};
-            manager->add(stored, former[2]);
-            show();
-            if (isNew)
-                click(u"Add tunnel"_s);
-            const QStringList titles{u"Name"_s, u"Hostname"_s, u"Token"_s};
-            for (int i = 0; i < 3; ++i)
-                field(titles[i])->setText(typed[i]);
-            QCOMPARE(hasLabel(tokenWarning), warns);
-            QCOMPARE(accessible(field(titles[2]))->text(QAccessible::Description) == tokenWarning, warns);
-            QAbstractButton *save = button(isNew ? u"Add"_s : u"Save"_s);
-            QCOMPARE(save->isEnabled(), saved != former);
-            click(save);
-            const TunnelConfig last = manager->tunnels().last();
-            const QByteArray token = world->secrets.items[tunnelIdText(last.id)];
-            QCOMPARE((QStringList{last.name, last.hostname, QString::fromLatin1(token)}), saved);
-            QCOMPARE(last.id != stored.id, isNew && saved != former);
-            QCOMPARE(last.startOnLaunch, last.id == stored.id);
-        }
+        QFETCH(bool, isNew);
+        QFETCH(QStringList, typed);
+        QFETCH(QStringList, saved);
+        QFETCH(bool, warns);
+        const TunnelConfig stored{QUuid::createUuid(), u"a"_s, {}, true};
+        manager->add(stored, u"eyJ-old"_s);
+        show();
+        if (isNew)
+            click(u"Add tunnel"_s);
+        const QStringList titles{u"Name"_s, u"Hostname"_s, u"Token"_s};
+        for (int i = 0; i < 3; ++i)
+            field(titles[i])->setText(typed[i]);
+        QVERIFY2(hasLabel(tokenWarning) == warns,
+                 warns ? "the token is not warned of" : "a good token is warned of");
+        QCOMPARE(accessible(field(titles[2]))->text(QAccessible::Description) == tokenWarning, warns);
+        QAbstractButton *save = button(isNew ? u"Add"_s : u"Save"_s);
+        QCOMPARE(save->isEnabled(), !saved.isEmpty());
+        click(save);
+        const TunnelConfig last = manager->tunnels().last();
+        const QByteArray token = world->secrets.items[tunnelIdText(last.id)];
+        const QStringList wanted = saved.isEmpty() ? QStringList{u"a"_s, {}, u"eyJ-old"_s} : saved;
+        QCOMPARE((QStringList{last.name, last.hostname, QString::fromLatin1(token)}), wanted);
+        QCOMPARE(last.id != stored.id, isNew && !saved.isEmpty());
+        QCOMPARE(last.startOnLaunch, last.id == stored.id);
     }
 
     void edits()
