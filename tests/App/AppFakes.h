@@ -44,7 +44,7 @@ public:
     bool isTestHost() const override { return testHost; }
 
     /// Returns the requests since the last call.
-    QStringList asked() { return std::exchange(m_asked, {}); }
+    QString asked() { return std::exchange(m_asked, {}).join(QStringLiteral(", ")); }
 
     bool testHost = false;
 
