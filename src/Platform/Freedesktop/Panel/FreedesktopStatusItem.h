@@ -82,5 +82,5 @@ private:
     /// Made once it is known that no panel for StatusNotifierItem is there: Qt decides when its tray is first
     /// used, and once per process, which kind of panel it speaks to.
     std::unique_ptr<QSystemTrayIcon> m_tray;
-    QTimer m_settling;
+    QTimer m_settling{this};
 };
