@@ -69,6 +69,7 @@ class Session:
     """`display` adds an X server of that size with a window manager."""
 
     ground = "#8fa9bf"
+    display_options = ()
     is_panel_dark = False
 
     def __init__(self, display=""):
@@ -141,7 +142,7 @@ class Session:
 
     def _start_display(self, size):
         server = self.spawn("Xvfb", "-displayfd", "1", "-screen", "0", f"{size}x24", "-nolisten", "tcp", "-noreset",
-                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+                            *self.display_options, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self.environment["DISPLAY"] = ":" + os.fsdecode(server.stdout.readline()).strip()
         self._write_settings()
         self.run("xsetroot", "-solid", self.ground)

@@ -79,19 +79,29 @@ class KeyringShell(Shell):
         return self.start("gnome-keyring-daemon", "--components=secrets", "--foreground")
 
     def _start_kwallet(self, _):
-        """As PAM starts it at login: the password's hash comes through a pipe, the environment through a socket."""
-        program = shutil.which("kwalletd6") or shutil.which("kwalletd5")
-        folder = self.home / ".local/share/kwalletd"
-        folder.mkdir(parents=True)
-        (folder / "kdewallet.salt").write_bytes(bytes(56))
+        """With a wallet that an earlier login has made."""
+        wallet = self.home / ".local/share/kwalletd/kdewallet.kwl"
+        wallet.parent.mkdir(parents=True)
+        wallet.with_suffix(".salt").write_bytes(bytes(56))
+        earlier = self._log_in_to_kwallet()
+        wait_for(wallet.exists, "there is a wallet")
+        earlier.terminate()
+        earlier.wait()
+        return self._log_in_to_kwallet()
+
+    def _log_in_to_kwallet(self):
+        """As PAM does it: the password's hash comes through a pipe, the environment through a socket."""
+        path = self.home / "login"
+        path.unlink(missing_ok=True)
         reader, writer = os.pipe()
         os.write(writer, bytes(range(56)))
         with socket.socket(socket.AF_UNIX) as login, socket.socket(socket.AF_UNIX) as session:
-            login.bind(str(self.home / "login"))
+            login.bind(str(path))
             login.listen()
-            service = self.spawn(program, "--pam-login", str(reader), str(login.fileno()),
+            service = self.spawn(shutil.which("kwalletd6") or shutil.which("kwalletd5"), "--pam-login", str(reader),
+                                 str(login.fileno()), environment={"PAM_KWALLET5_LOGIN": str(path)},
                                  pass_fds=(reader, login.fileno()), stderr=subprocess.DEVNULL)
-            session.connect(str(self.home / "login"))
+            session.connect(str(path))
             session.sendall("".join(f"{name}={value}\n" for name, value in self.environment.items()).encode())
         os.close(reader)
         os.close(writer)
@@ -147,7 +157,7 @@ def load(walk, is_locked):
         with walk.step("password asked"):
             def asks():
                 picture = walk.sight.still_picture(3)
-                return any("nlock" in line.text or "assword" in line.text for box in patches(differs(before, picture))
+                return any(line.says("password") or line.says("unlock") for box in patches(differs(before, picture))
                            for line in read(picture, box))
             wait_for(asks, "the keyring asks for its password", 20)
             walk.sight.type(PASSWORD)

@@ -9,6 +9,7 @@ its session manager does. What needs hardware, systemd or a system bus with serv
 
 import shutil
 import subprocess
+import tempfile
 from dataclasses import dataclass, field
 from pathlib import Path
 
@@ -24,6 +25,8 @@ class Shell(Session):
     def __init__(self, desktop, is_dark=False, scale=1):
         self.desktop, self.is_dark, self.scale = desktop, is_dark, scale
         self.width, self.height = 1280 * scale, 800 * scale
+        self.pixels = Path(tempfile.mkdtemp())  # the X server keeps its screen in a file there
+        self.display_options = ("-fbdir", str(self.pixels))
         super().__init__(f"{self.width}x{self.height}")
         try:
             self.compositor = None
@@ -58,6 +61,10 @@ class Shell(Session):
         bus = self.spawn("dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile", "--print-address",
                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self.environment["DBUS_SYSTEM_BUS_ADDRESS"] = bus.stdout.readline().decode().strip()
+        # The system has the notification services of all desktops; the bus is to start none but the desktop's own does.
+        services = self.home / ".local/share/dbus-1/services"
+        services.mkdir(parents=True)
+        (services / "none.service").write_text("[D-BUS Service]\nName=org.freedesktop.Notifications\nExec=/bin/false\n")
         super()._start_bus()
 
     def _has_host(self):
@@ -131,25 +138,6 @@ def xfce(shell):
 
 def lxqt(shell):
     shell.write("lxqt/lxqt.conf", "[General]\nicon_theme=breeze\ntheme=" + ("dark" if shell.is_dark else "light") + "\n")
-    shell.write("lxqt/panel.conf", """[General]
-__userfile__=true
-[panel1]
-position=Bottom
-panelSize=32
-iconSize=22
-width=100
-width-percent=true
-plugins=taskbar, statusnotifier, tray
-[taskbar]
-type=taskbar
-alignment=Left
-[statusnotifier]
-type=statusnotifier
-alignment=Right
-[tray]
-type=tray
-alignment=Right
-""")
     if shell.scale > 1:
         shell.environment |= {"QT_SCALE_FACTOR": str(shell.scale), "GDK_SCALE": str(shell.scale)}
     shell.start("openbox")
@@ -158,9 +146,12 @@ alignment=Right
     shell.start("lxqt-panel")
 
 
-def mate(shell, applet="NotificationAreaAppletFactory::NotificationArea"):
+MATE_TRAY = "NotificationAreaAppletFactory::NotificationArea"
+
+
+def mate(shell, applet=MATE_TRAY):
     shell.write_gsettings({
-        "org/mate/panel/general": {"toplevel-id-list": "['bottom']", "object-id-list": "['list', 'tray']"},
+        "org/mate/panel/general": {"enable-sni-support": "true" if applet == MATE_TRAY else "false", "toplevel-id-list": "['bottom']", "object-id-list": "['list', 'tray']"},
         "org/mate/panel/toplevels/bottom": {"expand": "true", "orientation": "'bottom'", "size": 32},
         "org/mate/panel/objects/list": {
             "object-type": "'applet'", "applet-iid": "'WnckletFactory::WindowListApplet'", "toplevel-id": "'bottom'",
@@ -246,68 +237,16 @@ def focus_compositor(shell):
                        env=shell.environment | {"DISPLAY": shell.display}, stdout=subprocess.DEVNULL, check=False)
 
 
-PLASMA_PANEL = """[ActionPlugins][0]
-RightButton;NoModifier=org.kde.contextmenu
-
-[Containments][1]
-formfactor=0
-immutability=1
-lastScreen=0
-location=0
-plugin=org.kde.desktopcontainment
-wallpaperplugin=org.kde.color
-
-[Containments][2]
-formfactor=2
-immutability=1
-lastScreen=0
-location=4
-plugin=org.kde.panel
-wallpaperplugin=org.kde.image
-
-[Containments][2][Applets][3]
-immutability=1
-plugin=org.kde.plasma.icontasks
-
-[Containments][2][Applets][3][Configuration][General]
-launchers=
-
-[Containments][2][Applets][4]
-immutability=1
-plugin=org.kde.plasma.systemtray
-
-[Containments][2][Applets][4][Configuration]
-SystrayContainmentId=5
-
-[Containments][2][General]
-AppletOrder=3;4
-
-[Containments][5]
-formfactor=2
-immutability=1
-lastScreen=0
-location=4
-plugin=org.kde.plasma.private.systemtray
-wallpaperplugin=org.kde.image
-
-[Containments][5][General]
-extraItems=
-knownItems=
-showAllItems=true
-"""
-
-
-def _plasma_shell(shell):
+def _plasma_settings(shell):
     shell.environment["KDE_SESSION_VERSION"] = "6" if shutil.which("kded6") else "5"
     if shell.is_dark:
         shutil.copy("/usr/share/color-schemes/BreezeDark.colors", shell.home / ".config/kdeglobals")
-    shell.write("plasma-org.kde.plasma.desktop-appletsrc", PLASMA_PANEL)
     shell.write("baloofilerc", "[Basic Settings]\nIndexing-Enabled=false\n")
     shell.write("kwalletrc", "[Wallet]\nEnabled=false\n")
 
 
 def plasma_x11(shell):
-    _plasma_shell(shell)
+    _plasma_settings(shell)
     shell.start("kwin_x11", KWIN_COMPOSE="N")
     shell.wait_for_window_manager()
     shell.start(f"kded{shell.environment['KDE_SESSION_VERSION']}")
@@ -318,7 +257,7 @@ def plasma_x11(shell):
 
 def plasma_wayland(shell):
     """With a copy of the compositor: the installed one has a capability that a container may refuse."""
-    _plasma_shell(shell)
+    _plasma_settings(shell)
     compositor = shell.home / "kwin_wayland"
     shutil.copyfile(shutil.which("kwin_wayland"), compositor)
     compositor.chmod(0o755)
@@ -369,7 +308,7 @@ DESKTOPS = {
     "xfce": Desktop("Xfce", "xfce4-panel", xfce, environment={"XDG_CURRENT_DESKTOP": "XFCE"}),
     "trayer": Desktop("trayer, an old tray", "trayer", trayer, neighbour="old-item", scales=False, has_watcher=False),
     "none": Desktop("no panel", "openbox", openbox, neighbour="", scales=False, has_watcher=False),
-    "lxqt": Desktop("LXQt", "lxqt-panel", lxqt, environment={"XDG_CURRENT_DESKTOP": "LXQt"}),
+    "lxqt": Desktop("LXQt", "lxqt-panel", lxqt, environment={"XDG_CURRENT_DESKTOP": "LXQt", "XDG_CONFIG_DIRS": "/etc/xdg:/usr/share"}),
     "mate": Desktop("MATE", "mate-panel", mate, environment=MATE),
     "mate-indicator": Desktop("MATE with Ayatana's indicators", "mate-indicator-applet", mate_indicator, environment=MATE),
     "cinnamon": Desktop("Cinnamon", "cinnamon", cinnamon, environment={"XDG_CURRENT_DESKTOP": "X-Cinnamon"}),

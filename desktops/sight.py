@@ -3,8 +3,11 @@
 
 """What a person at the screen sees: pictures, the icons beside a known one, texts and where they stand."""
 
+import difflib
+import functools
 import io
 import os
+import re
 import subprocess
 from dataclasses import dataclass
 
@@ -47,6 +50,11 @@ class Box:
 class Line:
     text: str
     box: Box
+
+    def says(self, label):
+        """Whether it has the label's words, give or take a letter that was read wrongly."""
+        words = re.findall(r"\w+", self.text.lower())
+        return all(difflib.get_close_matches(word, words, 1, 0.75) for word in label.lower().split())
 
 
 def box_around(mask):
@@ -105,10 +113,18 @@ class Icon:
         return max(self.box.width, self.box.height)
 
     def readability(self):
-        """The contrast that the better fifth of its pixels has."""
+        """The contrast of the tenth of its pixels that stands out most; a rim is enough."""
         drawn = abs(self.pixels.astype(int) - self.ground).max(axis=2) > 16
         values = contrast(self.pixels, self.ground)[drawn]
-        return float(numpy.quantile(values, 0.8))
+        return float(numpy.quantile(values, 0.9))
+
+    def sharpness(self):
+        """The largest step in brightness, of 255, between two pixels side by side; small where a panel enlarges."""
+        grey = self.pixels.mean(axis=2)
+        return float(max(abs(numpy.diff(grey, axis=axis)).max() for axis in (0, 1)))
+
+    def colourfulness(self):
+        return int(numpy.ptp(self.pixels.astype(int), axis=2).max())
 
     def is_like(self, other):
         return self.pixels.shape == other.pixels.shape and not differs(self.pixels, other.pixels).any()
@@ -139,9 +155,13 @@ class Sight(Screen):
                      0.06, "mouseup", 1)
 
     def picture(self):
-        shot = subprocess.run(["import", "-silent", "-window", "root", "-depth", "8", "ppm:-"], env=self.outside,
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
-        return numpy.array(Image.open(io.BytesIO(shot.stdout)).convert("RGB"))
+        """The screen's red, green and blue as they are now, out of the file in which the X server keeps them."""
+        dump = numpy.memmap(self.session.pixels / "Xvfb_screen0", mode="r")
+        header = dump[:100].view(">u4")
+        size, width, height, line, colours = (int(header[field]) for field in (0, 4, 5, 12, 19))
+        start = size + 12 * colours
+        rows = dump[start:start + height * line].reshape(height, line // 4, 4)
+        return numpy.array(rows[:, :width, 2::-1])
 
     def still_picture(self, seconds=10):
         """A picture of a screen on which nothing moves any more, or the last one."""
@@ -185,7 +205,15 @@ class Sight(Screen):
 def read(picture, box=None):
     """The lines of text in a picture of the screen, as tesseract reads them."""
     part = box.of(picture) if box else picture
-    image = Image.fromarray(part).convert("L")
+    left, top = (box.left, box.top) if box else (0, 0)
+    return [Line(text, Box(left + inner[0], top + inner[1], left + inner[2], top + inner[3]))
+            for text, inner in _texts(part.shape, part.tobytes())]
+
+
+@functools.cache
+def _texts(shape, pixels):
+    """Each line's text and box. A menu that is opened again is not read again."""
+    image = Image.fromarray(numpy.frombuffer(pixels, numpy.uint8).reshape(shape)).convert("L")
     if numpy.median(image) < 128:
         image = image.point(lambda value: 255 - value)
     scale = 3
@@ -199,8 +227,7 @@ def read(picture, box=None):
     for fields in (row.split("\t") for row in found.splitlines()[1:]):
         if len(fields) == 12 and fields[11].strip():
             lines.setdefault(tuple(fields[1:5]), []).append((fields[11], *map(int, fields[6:10])))
-    left, top = (box.left, box.top) if box else (0, 0)
-    return [Line(" ".join(word[0] for word in words),
-                 Box(left + min(w[1] for w in words) // scale, top + min(w[2] for w in words) // scale,
-                     left + max(w[1] + w[3] for w in words) // scale, top + max(w[2] + w[4] for w in words) // scale))
+    return [(" ".join(word[0] for word in words),
+             (min(w[1] for w in words) // scale, min(w[2] for w in words) // scale,
+              max(w[1] + w[3] for w in words) // scale, max(w[2] + w[4] for w in words) // scale))
             for words in lines.values()]
