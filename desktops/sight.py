@@ -9,6 +9,7 @@ import io
 import os
 import re
 import subprocess
+import time
 from dataclasses import dataclass
 
 import numpy
@@ -168,6 +169,7 @@ class Sight(Screen):
         seen = [None, self.picture()]
 
         def rests():
+            time.sleep(0.3)
             seen[:] = seen[1], self.picture()
             return not differs(*seen).any()
         try:

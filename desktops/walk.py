@@ -102,7 +102,7 @@ class Walk:
         return bool(window) and has_state(window, "showing")
 
     def wait_for_active(self, title):
-        wait_for(lambda: self.active_window() == title, lambda: f"{title} has the keyboard, not {self.active_window()}", 15)
+        wait_for(lambda: self.active_window() == title, lambda: f"{title} has the keyboard, not {self.active_window()}", 30)
 
     def own_icon(self):
         """The icon in the panel that was not there before the program; of several, such as a bell, the most colourful."""
@@ -115,7 +115,7 @@ class Walk:
         def changed():
             icon = self.own_icon()
             return icon if icon and not (unlike in self.icons and icon.is_like(self.icons[unlike])) else None
-        wait_for(changed, f"the panel shows an icon for {state}", 15)
+        wait_for(changed, f"the panel shows an icon for {state}", 30)
         time.sleep(1.5)  # some panels show a stand-in first
         icon = wait_for(changed, f"the panel keeps the icon for {state}", 3)
         self.icons[state] = icon
@@ -131,7 +131,7 @@ class Walk:
         self.launch()
         with self.step("first launch"):
             self.wait_for_active(SETTINGS)
-            wait_for(lambda: patches(differs(before, self.sight.picture()))[0].height > 200, "the window is seen", 15)
+            wait_for(lambda: patches(differs(before, self.sight.picture()))[0].height > 200, "the window is seen", 30)
         if self.neighbour:
             with self.step("icon idle"):
                 self.see_icon("idle")
@@ -143,7 +143,7 @@ class Walk:
     def open_menu(self):
         """Opens the menu by a click on the icon and reads it; None where nothing opens."""
         self.park_pointer()
-        icon = wait_for(self.own_icon, "the panel shows the icon", 15)
+        icon = wait_for(self.own_icon, "the panel shows the icon", 30)
         before = self.sight.still_picture(3)
         self.sight.press(*icon.box.centre)
 
@@ -152,7 +152,7 @@ class Walk:
             self.save(f"open menu {'running' if self.program.children() else 'stopped'}", picture)
             found = [box for box in patches(differs(before, picture)) if min(box.width, box.height) > 60 * self.shell.scale]
             return [line for box in found for line in read(picture, box)] if found else None
-        lines = wait_for(menu, "a click on the icon opens the menu", 10)
+        lines = wait_for(menu, "a click on the icon opens the menu", 20)
         self.menu_texts = " | ".join(line.text for line in lines)
         return lines
 
@@ -186,7 +186,7 @@ class Walk:
     def other_window(self):
         """Another program's window in front, which has the keyboard."""
         self.other = self.start_neighbour("window")
-        wait_for(lambda: self.other_pixels() > self.shell.width * self.shell.height / 5, "another window is in front", 15)
+        wait_for(lambda: self.other_pixels() > self.shell.width * self.shell.height / 5, "another window is in front", 30)
 
     def other_pixels(self):
         return int(has_colour(self.sight.still_picture(3), OTHER_WINDOW).sum())
@@ -197,7 +197,7 @@ class Walk:
         rows, columns = numpy.nonzero(mask)
         part = len(rows) - 40 * self.shell.scale * self.shell.width // 4
         self.sight.press(int(columns[part]), int(rows[part]))
-        wait_for(lambda: not self.active_window(), lambda: f"another window has the keyboard, not {self.active_window()}", 10)
+        wait_for(lambda: not self.active_window(), lambda: f"another window has the keyboard, not {self.active_window()}", 20)
 
     def windows(self):
         with self.step("windows"):
@@ -206,7 +206,7 @@ class Walk:
                 seen = self.other_pixels()
                 self.choose(label)
                 self.wait_for_active(title)
-                wait_for(lambda: self.other_pixels() < seen - 10_000, f"{title} is in front of another window", 10)
+                wait_for(lambda: self.other_pixels() < seen - 10_000, f"{title} is in front of another window", 20)
                 self.save(f"window {label}", self.sight.picture())
                 self.raise_other_window()
         with self.step("keyboard"):
@@ -214,7 +214,7 @@ class Walk:
             self.wait_for_active(LOGS)
             time.sleep(1)
             self.sight.key("ctrl+w")
-            wait_for(lambda: not self.shows(LOGS), f"Ctrl+W closes {LOGS}", 10)
+            wait_for(lambda: not self.shows(LOGS), f"Ctrl+W closes {LOGS}", 20)
         self.other.terminate()
 
     def quit_by_menu(self):
@@ -235,7 +235,7 @@ class Walk:
             picture = self.sight.picture()
             return any(line.says(word) for box in patches(differs(before, picture)) if box.height > 40
                        for line in read(picture, box))
-        wait_for(shown, f"a notification that says {word} is on the screen", 15)
+        wait_for(shown, f"a notification that says {word} is on the screen", 30)
 
     def notification(self):
         """A tunnel that fails at launch: the notification is on the screen, the icon says so."""
