@@ -178,7 +178,6 @@ class Walk:
             self.sight.press(*self.entry(lines, FIRST).box.centre)
         with self.step("start by the menu"):
             self.program.wait_for_children(1)
-            self.see_icon("1")
         with self.step("stop by the menu"):
             self.choose(FIRST)
             self.program.wait_for_children(0)
