@@ -5,6 +5,8 @@
 
 # Desktop, kind of walk (empty for every kind), how the step begins, reason
 LIMITS = (
+    ("mate", "", "icon idle", "MATE does not tint icons, and a grey that shows on dark panels is weak on its light one"),
+    ("mate-indicator", "", "icon idle", "as on MATE"),
     ("trayer", "", "icon", "Qt draws the icon of an old tray at 22 pixels, whatever place the tray has for it"),
 )
 
