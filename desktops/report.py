@@ -36,21 +36,17 @@ def row(release, name, results, stamp):
         title, package, display = DESKTOPS[name].title, DESKTOPS[name].package, DESKTOPS[name].display
     else:
         title, package, display = *KEYRINGS[name], "X11"
-    cells, missed = [], []
+    cells, missed = [], {}
     for kind in KINDS:
         file = results / name / kind / "outcomes.json"
-        if not file.exists():
-            cells.append("")
-            continue
-        outcomes = json.loads(file.read_text())
+        outcomes = json.loads(file.read_text()) if file.exists() else {}
         passed = sum(not failure for failure in outcomes.values())
-        cells.append(f"{passed} of {len(outcomes)}")
-        for step, failure in outcomes.items():
-            if failure and (step, reason(name, kind, step)) not in missed:
-                missed.append((step, reason(name, kind, step)))
+        cells.append(f"{passed} of {len(outcomes)}" if outcomes else "")
+        for step in (step for step, failure in outcomes.items() if failure):
+            missed.setdefault(reason(name, kind, step), {})[step] = None
     if not any(cells):
         return None
-    told = "; ".join(f"{step}: {why}" if why else f"**{step}**" for step, why in missed)
+    told = "; ".join(", ".join(steps) + f": {why}" if why else f"**{', '.join(steps)}**" for why, steps in missed.items())
     return f"| {release} | {title} {version(package)} | {display} | {' | '.join(cells)} | {told} | {stamp} |\n"
 
 
@@ -69,6 +65,7 @@ def main():
         line = row(release, name, results, stamp)
         if line:
             rows[key(line)] = line
+    rows = dict(sorted(rows.items()))
     document.write_text(before + BEGIN + HEAD + "".join(rows.values()) + END + after)
 
 
