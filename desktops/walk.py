@@ -186,6 +186,7 @@ class Walk:
         """Another program's window in front, which has the keyboard."""
         self.other = self.start_neighbour("window")
         wait_for(lambda: self.other_pixels() > self.shell.width * self.shell.height / 5, "another window is in front", 30)
+        self.whole_other = self.other_pixels()
 
     def other_pixels(self):
         return int(has_colour(self.sight.still_picture(3), OTHER_WINDOW).sum())
@@ -197,6 +198,7 @@ class Walk:
         part = len(rows) - 40 * self.shell.scale * self.shell.width // 4
         self.sight.press(int(columns[part]), int(rows[part]))
         wait_for(lambda: not self.active_window(), lambda: f"another window has the keyboard, not {self.active_window()}", 20)
+        wait_for(lambda: self.other_pixels() > 0.95 * self.whole_other, "another window is in front again", 20)
 
     def windows(self):
         with self.step("windows"):
