@@ -7,14 +7,13 @@
 
 /// A tunnel's state, and why it is not connected.
 ///
-/// | the tunnel               | in the menu         | in the windows: the label, and as a note | in a
-/// notification  | | ------------------------ | ------------------- |
-/// ---------------------------------------- | ------------------ | | failed                   | the state's
-/// message | "Reason: " and the reason, if it is not the message | the reason | | starting or reconnecting |
-/// the state's label   | "Last error: " and the reason            | after a minute: the reason, or that there
-/// is none | | the same, not readable   | the state's label   | "Last error: " and the reason            |
-/// after a minute: the doubt and the note | | waits for its token      | the state's label   | the reason |
-/// after a minute: the reason | | any other                | the state's label   | none | none |
+/// | the tunnel             | menu          | windows, under the label | notification               |
+/// | ---------------------- | ------------- | ------------------------ | -------------------------- |
+/// | failed                 | error, cut    | "Reason: …", if not that | the reason                 |
+/// | starting, reconnecting | state's label | "Last error: …"          | after a minute: the reason |
+/// | the same, not readable | state's label | "Last error: …"          | after a minute: the doubt  |
+/// | waits for its token    | state's label | the reason               | after a minute: the reason |
+/// | any other              | state's label | none                     | none                       |
 struct TunnelStatus
 {
     /// Place where the user can do something about it.

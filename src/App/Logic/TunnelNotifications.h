@@ -23,8 +23,8 @@ class Windows;
 /// | --------------------------------------------- | --------------------------------------------- |
 /// | failed                                        | shown, in place of an earlier one             |
 /// | has tried to connect for 60 s without a break | shown                                         |
-/// | has another reason by now                     | says so where it is still on show, once a second at most
-/// | | connected, is being stopped, was removed      | withdrawn                                     |
+/// | has another reason by now                     | follows while on show, once a second at most  |
+/// | connected, is being stopped, was removed      | withdrawn                                     |
 ///
 /// At the end of the program it tells whose token the keyring has not taken, and takes that back if it does;
 /// at any time, that the preferences cannot be written.
