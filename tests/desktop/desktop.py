@@ -191,7 +191,8 @@ class Desktop(unittest.TestCase):
         os.kill(child, signal.SIGKILL)
         message = "cloudflared exited (code 9)"
         self.wait_for_everywhere("morvanel-problem", "Morvanel: a tunnel has a problem",
-                                 f"Home_Server & Co\nError · {message}", f"Error: {message}", RED)
+                                 f"Home_Server & Co\nError · {message}",
+                                 f"Error: {message} Reason: cloudflared was ended by SIGKILL", RED)
         self.object("label", f"Error: {message}", LOGS)
         self.wait_for_log("Registered tunnel connection", f"✖︎ {message}")
         self.object(BUTTON, "Start")
