@@ -80,6 +80,11 @@ class Shell(Session):
         with open(log / Path(command[0]).name, "ab") as output:
             return self.spawn(*command, stdout=output, stderr=output, environment=environment)
 
+    def start_helper(self, name):
+        """Starts a program that is in no folder of PATH; Debian's releases keep it in different ones."""
+        patterns = [f"{folder}/{'*/' * depth}{name}" for folder in ("libexec", "lib") for depth in (1, 2, 3)]
+        self.start(str(next(file for pattern in patterns for file in Path("/usr").glob(pattern) if file.is_file())))
+
     def write(self, path, text):
         file = self.home / ".config" / path
         file.parent.mkdir(parents=True, exist_ok=True)
@@ -131,7 +136,7 @@ def xfce(shell):
     shell.start("xfwm4", "--compositor=off")
     shell.start("xfsettingsd", "--no-daemon")
     shell.wait_for_window_manager()
-    shell.start("/usr/lib/x86_64-linux-gnu/xfce4/notifyd/xfce4-notifyd")
+    shell.start_helper("xfce4-notifyd")
     shell.is_panel_dark = shell.is_dark
     shell.start_panel()
 
@@ -165,12 +170,12 @@ def mate(shell, applet=MATE_TRAY):
     shell.start("marco", "--no-composite")
     shell.wait_for_window_manager()
     shell.start("mate-settings-daemon")
-    shell.start("/usr/lib/mate-notification-daemon/mate-notification-daemon")
+    shell.start_helper("mate-notification-daemon")
     shell.start("mate-panel")
 
 
 def mate_indicator(shell):
-    shell.start("/usr/libexec/ayatana-indicator-application/ayatana-indicator-application-service")
+    shell.start_helper("ayatana-indicator-application-service")
     mate(shell, "IndicatorAppletFactory::IndicatorApplet")
 
 
@@ -185,7 +190,7 @@ def cinnamon(shell):
                                            "scaling-factor": f"uint32 {shell.scale}"},
         "org/cinnamon/desktop/notifications": {"fade-on-mouseover": "false"},
     })
-    shell.start("/usr/libexec/xapps/sn-watcher/xapp-sn-watcher")
+    shell.start_helper("xapp-sn-watcher")
     shell.start("cinnamon", "--x11", "--sm-disable")
     shell.wait_for_window_manager()
 
