@@ -21,7 +21,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <ranges>
 #include <utility>
 #include <vector>
 
@@ -124,8 +123,8 @@ private:
             m_children.push_back({message.group, std::move(descriptor)});
             break;
         case Word::Terminated:
-            for (Child &child : m_children | std::views::filter(isIt))
-                child.isTerminated = true;
+            for (Child &child : m_children)
+                child.isTerminated = child.isTerminated || isIt(child);
             break;
         case Word::Forget:
             std::erase_if(m_children, isIt);
