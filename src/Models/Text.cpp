@@ -105,7 +105,8 @@ QString Text::toolTip(const QString &text)
 
 QString Text::firstCharacters(const QString &whole, int count)
 {
-    const QString text = whole.left(count * longestCharacter); // the finder looks at all of it at once
+    const QString text =
+        whole.left(qsizetype(count) * longestCharacter); // the finder looks at all of it at once
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
     while (count-- > 0 && finder.position() < text.size())
         toNextCharacter(finder, text);
