@@ -100,6 +100,8 @@ class Engine(unittest.TestCase):
 
     def test_orphans_of_a_killed_run_and_keeper_are_ended_by_the_next(self):
         self.configure("connected", "starting")
+        for record in self.tunnels:
+            self.session.store_token(record["id"], "eyJplain")  # one that plays MORVANEL_SCRIPT
         silent = {"MORVANEL_SCRIPT": "wait"}  # a child that writes dies when its output is not read any more
         first = self.launch(**silent)
         orphans = first.wait_for_children(2)
