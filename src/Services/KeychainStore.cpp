@@ -82,8 +82,8 @@ struct KeychainStore::Outcome
     Outcome(const Request &request, const QList<SecretReply> &replies)
     {
         auto reply = replies.begin();
-        for (auto change = request.changes.begin(); change != request.changes.end(); ++change)
-            changes[change.key()] = *reply++;
+        for (auto change = request.changes.begin(); change != request.changes.end(); ++change, ++reply)
+            changes[change.key()] = {reply->status, reply->reason};
         for (const QUuid &id : request.wanted) {
             tokens[id] = {id, {}, isFailure(*reply) ? reply->reason : QString()};
             if (reply->status == SecretStatus::Success && Text::isUtf8(reply->data))
@@ -95,7 +95,7 @@ struct KeychainStore::Outcome
             return isClosed(each.status) && (request.mayAsk || each.status != SecretStatus::Locked);
         });
         if (found != replies.end())
-            closed = *found;
+            closed = {found->status, found->reason};
     }
 };
 

@@ -18,7 +18,7 @@ namespace {
 
 /// Number of lines that are looked at for JSON: a child prints some plain ones before its own log begins.
 constexpr int firstLines = 10;
-constexpr qsizetype longestLine = 1024 * 1024;
+constexpr qsizetype longestLine = 1'048'576;
 
 /// Returns the number of bytes in front of the last UTF-8 character, which may lack its end.
 qsizetype wholeCharacters(QByteArrayView bytes)
