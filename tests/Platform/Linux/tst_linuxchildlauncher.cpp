@@ -74,7 +74,7 @@ QString programOf(qint32 pid)
 /// path.
 QString wrapper(const QTemporaryDir &folder)
 {
-    const QString path = folder.filePath(u"cloudflared"_s);
+    QString path = folder.filePath(u"cloudflared"_s);
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(QFile::ReadOwner | QFile::ExeOwner))
         qFatal("No script can be made.");
@@ -146,7 +146,7 @@ private Q_SLOTS:
         qputenv("TUNNEL_TOKEN", "inherited");
         qputenv("TUNNEL_TOKENS", "another \xff");
         // Not close-on-exec, as a careless library's might be.
-        const FileDescriptor leaky(::dup(STDERR_FILENO));
+        const FileDescriptor leaky(::fcntl(STDERR_FILENO, F_DUPFD, 0));
         Bench bench;
         QCOMPARE(bench.launch("report\nwait"), QString());
         const qint32 pid = bench.child->pid();

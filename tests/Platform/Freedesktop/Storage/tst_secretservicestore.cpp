@@ -16,6 +16,8 @@
 #include <QTest>
 
 #include <climits>
+#include <fcntl.h>
+
 #include <csignal>
 #include <functional>
 #include <map>
@@ -226,7 +228,7 @@ private Q_SLOTS:
     {
         startKeyring();
         QCOMPARE(run(u"a"_s), u"done"_s);
-        const auto next = rlim_t(::dup(STDERR_FILENO));
+        const auto next = rlim_t(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
         ::close(int(next));
         for (rlim_t left = 0; left < 24; ++left) {
             const LowLimit limit(RLIMIT_NOFILE, next + left);
