@@ -3,6 +3,7 @@
 
 """The windows as a screen reader gets them, over the accessibility bus."""
 
+import contextlib
 import os
 
 import gi
@@ -25,9 +26,12 @@ class Accessibility:
         Atspi.init()
         Atspi.set_timeout(3000, 3000)
         self._told = set()
-        self._listener = Atspi.EventListener.new(
-            lambda event: self._told.add((event.source.get_role_name(), event.source.get_description())))
+        self._listener = Atspi.EventListener.new(self._note)
         self._listener.register("object:property-change:accessible-description")
+
+    def _note(self, event):
+        with contextlib.suppress(GLib.Error):  # it may be gone by now
+            self._told.add((event.source.get_role_name(), event.source.get_description()))
 
     def has_told(self, role, description):
         """Whether something of that role has announced its new description."""

@@ -207,7 +207,7 @@ class Desktop(unittest.TestCase):
         self.screen.wait_for_window(SETTINGS)
         self.screen.key("ctrl+Tab")
         self.press("check box", "Show in the Dock and ⌘Tab")
-        wait_for(lambda: not self.session.read_preferences()["showsInDock"], "the preference is kept")
+        wait_for(lambda: not self.session.read_preferences().get("showsInDock", True), "the preference is kept")
 
     def ctrl_q_quits(self):
         self.screen.key("ctrl+q")

@@ -15,9 +15,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <climits>
 #include <fcntl.h>
 
+#include <climits>
 #include <csignal>
 #include <functional>
 #include <map>
