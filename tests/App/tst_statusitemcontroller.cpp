@@ -36,7 +36,7 @@ QString text(const MenuItem &item)
     static const QStringList actions{{},        u"toggle"_s,   u"open"_s, u"start all"_s, u"stop all"_s,
                                      u"logs"_s, u"settings"_s, u"quit"_s};
     const auto *url = std::get_if<QUrl>(&item.data);
-    return QString(4 * item.indentation, u' ') +
+    return QString(qsizetype(4) * item.indentation, u' ') +
            joined({item.isSeparator ? u"---"_s
                    : item.isEnabled ? item.title
                                     : u'(' + item.title + u')',
