@@ -122,8 +122,8 @@ class Walk:
         self.save(f"crop {state}", icon.pixels)
         share = icon.size / max(self.neighbour.width, self.neighbour.height)
         assert 0.8 <= share <= 1.2, f"the icon is {icon.size} pixels large, {share:.0%} of its neighbour's"
-        contrast, least = round(icon.readability(), 1), 2.2 if icon.colourfulness() > 60 else 3  # hue tells from grey as well
-        assert contrast >= least, f"the icon has a contrast of {contrast} on the panel's ground, less than {least}"
+        contrast = icon.readability()
+        assert contrast >= 3, f"the icon has a contrast of {contrast:.2f} on the panel's ground, less than 3"
         return icon
 
     def first_launch(self):
@@ -268,7 +268,7 @@ class Walk:
                 self.wait_for_connected(count)
                 if self.neighbour:
                     icon, previous = self.see_icon(state, previous), state
-                    assert count < 2 or icon.sharpness() > 175, f"the count is blurred: {icon.sharpness():.0f} of 255"
+                    assert count < 2 or icon.sharpness() > 180, f"the count is blurred: {icon.sharpness():.0f} of 255"
 
     def wait_for_connected(self, count):
         wait_for(lambda: f" {count}/" in self.menu_title(), lambda: f"{count} are connected: {self.menu_title()}", 30)
