@@ -67,8 +67,7 @@ public:
     bool isBusy() const;
     /// Returns whether `cloudflaredPath` names an executable file right now.
     bool isCloudflaredExecutable() const;
-    /// Returns the tunnels whose tokens the keyring has not taken yet; they are lost with the end of the
-    /// program.
+    /// Returns the tunnels whose tokens the keyring has not taken yet: the program's end loses them.
     QList<QUuid> unstoredTokens() const { return m_keychain.unstored(); }
     bool launchesAtLogin() const;
 
