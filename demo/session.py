@@ -141,8 +141,9 @@ class Session:
         wait_for(lambda: self.owner("org.freedesktop.secrets"), "the keyring is on the bus")
 
     def _start_display(self, size):
+        """Starts the display, with keys that do not repeat: one whose release comes late is typed once all the same."""
         server = self.spawn("Xvfb", "-displayfd", "1", "-screen", "0", f"{size}x24", "-nolisten", "tcp", "-noreset",
-                            *self.display_options, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+                            "-r", *self.display_options, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self.environment["DISPLAY"] = ":" + os.fsdecode(server.stdout.readline()).strip()
         self._write_settings()
         self.run("xsetroot", "-solid", self.ground)
