@@ -17,6 +17,7 @@
 #include "StatusIcon.h"
 #include "StatusItemController.h"
 #include "SymbolDrawing.h"
+#include "TerminationSignals.h"
 #include "TimerScheduler.h"
 #include "TunnelManager.h"
 #include "TunnelNotifications.h"

@@ -3,21 +3,14 @@
 
 #include "ProcessSetup.h"
 
-#include <sys/resource.h>
-
-#include <array>
-#include <atomic>
-#include <cerrno>
 #include <csignal>
 #include <optional>
 
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
 namespace {
-
-constexpr std::array handledSignals{SIGTERM, SIGINT, SIGHUP};
-
-// A signal handler can reach nothing but a static object.
-std::atomic<int> handlerPipe{-1};
-static_assert(std::atomic<int>::is_always_lock_free);
 
 struct Limits
 {
@@ -35,26 +28,6 @@ void apply(const std::optional<Limits> &limits)
         return;
     ::setrlimit(RLIMIT_NOFILE, &limits->openFiles);
     ::setrlimit(RLIMIT_CORE, &limits->coreSize);
-}
-
-extern "C" void writeToPipe(int)
-{
-    const int saved = errno;
-    const char byte = 0;
-    [[maybe_unused]] const ssize_t written = ::write(handlerPipe, &byte, 1);
-    errno = saved;
-}
-
-void setHandler(void (*handler)(int))
-{
-    struct sigaction action = {};
-    action.sa_handler = handler;
-    action.sa_flags = SA_RESTART;
-    ::sigemptyset(&action.sa_mask);
-    for (const int signal : handledSignals) {
-        if (!::sigismember(&ignoredAtStart, signal))
-            ::sigaction(signal, &action, nullptr);
-    }
 }
 
 void openMissingStandardStreams()
@@ -128,29 +101,3 @@ ProcessSetup::OriginalLimits::~OriginalLimits()
 {
     apply(ownLimits);
 }
-
-TerminationSignals::TerminationSignals(QObject *parent)
-    : QObject(parent)
-{
-    if (!m_pipe.isOpen())
-        return;
-    connect(&m_notifier, &QSocketNotifier::activated, this, &TerminationSignals::drain);
-    handlerPipe = m_pipe.writeEnd.get();
-    setHandler(writeToPipe);
-}
-
-TerminationSignals::~TerminationSignals()
-{
-    setHandler(SIG_IGN); // the process is ending already
-    handlerPipe = -1;
-}
-
-void TerminationSignals::drain()
-{
-    std::array<char, 64> bytes;
-    while (::read(m_pipe.readEnd.get(), bytes.data(), bytes.size()) > 0) {
-    }
-    Q_EMIT received();
-}
-
-#include "moc_ProcessSetup.cpp"

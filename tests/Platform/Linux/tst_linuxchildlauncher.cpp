@@ -5,6 +5,7 @@
 #include "LinuxChildLauncher.h"
 #include "LowLimit.h"
 #include "ProcessSetup.h"
+#include "TerminationSignals.h"
 #include "TimerScheduler.h"
 
 #include <QDir>
