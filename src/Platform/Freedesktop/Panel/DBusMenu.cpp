@@ -4,6 +4,7 @@
 #include "DBusMenu.h"
 
 #include "DBusMenuAdaptor.h"
+#include "EntryText.h"
 #include "SymbolDrawing.h"
 
 #include <QBuffer>
@@ -108,17 +109,17 @@ QVariantMap ExportedMenu::propertiesOf(const MenuItem &item)
 {
     if (item.isSeparator)
         return {{u"type"_s, u"separator"_s}};
-    QVariantMap properties{{u"label"_s, m_quirks.label(item)}};
+    QVariantMap properties{{u"label"_s, EntryText::label(item, m_quirks)}};
     if (!item.isEnabled)
         properties[u"enabled"_s] = false;
-    if (const QStringList shortcut = m_quirks.shortcut(item); !shortcut.isEmpty())
+    if (const QStringList shortcut = EntryText::shortcut(item, m_quirks); !shortcut.isEmpty())
         properties[u"shortcut"_s] = QVariant::fromValue(MenuShortcut{shortcut});
-    if (const QString description = m_quirks.accessibleDescription(item); !description.isEmpty())
+    if (const QString description = EntryText::accessibleDescription(item); !description.isEmpty())
         properties[u"accessible-desc"_s] = description;
     QByteArray picture;
     if (item.image)
         picture = png(*item.image);
-    else if (m_quirks.needsEmptyPicture(item))
+    else if (EntryText::needsEmptyPicture(item, m_quirks))
         picture = png({});
     if (!picture.isEmpty())
         properties[u"icon-data"_s] = picture;

@@ -3,6 +3,7 @@
 
 #include "PopupMenu.h"
 
+#include "EntryText.h"
 #include "HostQuirks.h"
 #include "SymbolDrawing.h"
 
@@ -207,7 +208,7 @@ void PopupMenu::apply(QAction *action, const MenuItem &item) const
 {
     action->setData(QVariant::fromValue(item));
     action->setSeparator(item.isSeparator);
-    action->setText(HostQuirks().lines(item).replace(u'&', u"&&"_s));
+    action->setText(EntryText::lines(item, {}).replace(u'&', u"&&"_s));
     action->setToolTip(item.toolTip);
     action->setEnabled(item.isEnabled);
     action->setShortcut(item.shortcut.isEmpty() ? QKeySequence() : QKeySequence(u"Ctrl+"_s + item.shortcut));
