@@ -40,6 +40,7 @@ void ChildLedger::forgetChild(qint32 pid)
 void ChildLedger::terminateOrphanedProcesses()
 {
     for (const qint32 pid : pids()) {
+        // The file may be damaged, and 0 and negative numbers mean groups of processes.
         if (pid >= 1)
             m_launcher.terminateOrphan(pid, "/cloudflared");
     }

@@ -140,6 +140,7 @@ void KeychainStore::deleteToken(const QUuid &id)
     change(id, std::nullopt);
 }
 
+/// Remembers the change until the store has made or refused it; a later one for the same tunnel replaces it.
 void KeychainStore::change(const QUuid &id, const std::optional<QString> &token)
 {
     m_changes[id] = token;
@@ -211,6 +212,8 @@ void KeychainStore::announceWait(const QString &cause)
         Q_EMIT waiting(id, cause);
 }
 
+/// Starts the next exchange, unless one is under way or there is nothing to ask for: all changes, since one
+/// conversation with the store costs as much as many calls, and a part of the reads.
 void KeychainStore::proceed()
 {
     readFromMemory();
@@ -229,6 +232,8 @@ void KeychainStore::proceed()
                        });
 }
 
+/// Answers the reads of tokens that are still to be stored, so that a tunnel starts while the keyring is
+/// locked.
 void KeychainStore::readFromMemory()
 {
     QList<StoredToken> known;
@@ -245,12 +250,14 @@ void KeychainStore::readFromMemory()
 void KeychainStore::finish(const Request &request, const Outcome &outcome)
 {
     m_isBusy = false;
+    // A store that appeared while it was being looked for may have been missed.
     if (outcome.closed.status == SecretStatus::Absent && m_hasAppeared) {
         m_hasNewChange = m_hasNewChange || request.mayAsk;
         return proceed();
     }
     const QHash<QUuid, QString> refusals = takeRefusals(request, outcome);
     const QList<StoredToken> read = takeReads(outcome);
+    // All of it is taken over before anybody hears of it: who hears may change or read tokens.
     for (auto refusal = refusals.begin(); refusal != refusals.end(); ++refusal)
         Q_EMIT notStored(refusal.key(), *refusal);
     if (!read.isEmpty())
@@ -284,6 +291,7 @@ QHash<QUuid, QString> KeychainStore::takeRefusals(const Request &request, const 
             writeToStandardError(
                 u"cannot remove the token of tunnel %1: %2"_s.arg(tunnelIdText(id), result.reason));
     }
+    // Tokens that came meanwhile for a store that is closed; a removal is remembered instead.
     if (outcome.closed.status != SecretStatus::Success) {
         m_changes.removeIf([&](std::pair<const QUuid &, std::optional<QString> &> change) {
             if (change.second)
@@ -324,6 +332,7 @@ QList<StoredToken> KeychainStore::takeReads(const Outcome &outcome)
     return read;
 }
 
+/// Answers the patient reads that found no store. They stay among those that are repeated when one appears.
 void KeychainStore::endPatience(const QString &reason)
 {
     m_patience.reset();

@@ -82,6 +82,7 @@ QByteArrayView withoutFields(QByteArrayView text)
     }
 }
 
+/// Returns whether the text is a part of the help that follows a wrong argument, which explains nothing.
 bool isHelpMessage(QByteArrayView message)
 {
     return message.startsWith(' ') || message.startsWith('\t') || message.startsWith("See '") ||
@@ -140,6 +141,7 @@ bool OutputLine::isHelp(QByteArrayView line)
 
 QString OutputLine::reason(QByteArrayView line)
 {
+    // A reason is one line in a window: there is no use in decoding a megabyte.
     const QByteArrayView message = messageOf(line.first(std::min(line.size(), longestReason)));
     const qsizetype place = find(message, errorField);
     const QByteArrayView text = place < 0 ? withoutFields(message) : message.first(place);

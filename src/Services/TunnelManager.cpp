@@ -56,6 +56,7 @@ TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
         makeRunner(tunnel.id);
 }
 
+/// Sends `objectDidChange` on the next turn, once for all changes of this one.
 void TunnelManager::announceLater()
 {
     if (std::exchange(m_isAnnouncing, true))
@@ -89,6 +90,7 @@ const TunnelState &TunnelManager::state(const QUuid &id) const
     return found ? found->state() : neverStarted;
 }
 
+/// Counts runners, not tunnels: a stored list may hold one id twice.
 int TunnelManager::count(std::initializer_list<TunnelState::Case> states) const
 {
     return int(std::count_if(m_runners.begin(), m_runners.end(), [&](const TunnelRunner *runner) {
@@ -160,6 +162,7 @@ void TunnelManager::startEach(const std::function<bool(const TunnelConfig &)> &i
     m_keychain.readTokens(ids, patience);
 }
 
+/// Prepares the children of all tunnels before the first one runs: their ids share one write to the disk.
 void TunnelManager::startWith(const QList<StoredToken> &tokens)
 {
     QList<qint32> pids;
@@ -173,12 +176,14 @@ void TunnelManager::startWith(const QList<StoredToken> &tokens)
     }
     if (!pids.isEmpty())
         m_ledger.rememberChild(pids);
+    // A runner may be gone: those who are told of a state can remove a tunnel.
     for (qsizetype i = 0; i < pids.size(); ++i) {
         if (runners[i] && !runners[i]->run())
             m_ledger.forgetChild(pids[i]);
     }
 }
 
+/// Returns the id of a child that waits to be run; none after a failure, which the tunnel then shows.
 std::optional<qint32> TunnelManager::prepare(TunnelRunner &runner, const StoredToken &token)
 {
     const QString missing = u"Missing token: set it in Settings"_s;
@@ -255,6 +260,7 @@ void TunnelManager::remove(const QUuid &id)
     m_keychain.deleteToken(id);
 }
 
+/// Stops the tunnel's child and keeps its runner, which nobody sees any more, until that has ended.
 void TunnelManager::dropRunner(const QUuid &id)
 {
     TunnelRunner *runner = m_runners.take(id);
@@ -273,6 +279,7 @@ void TunnelManager::dropRunner(const QUuid &id)
         runner->deleteLater(); // it may be the one that calls
 }
 
+/// Puts the tunnels at these places, in their order, before the one that is at `toOffset` now.
 void TunnelManager::moveTunnels(const std::set<qsizetype> &fromOffsets, qsizetype toOffset)
 {
     QList<TunnelConfig> before;

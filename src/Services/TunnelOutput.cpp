@@ -46,6 +46,7 @@ void TunnelOutput::restart()
     m_reasonLine.clear();
 }
 
+/// Drops lines that are empty or no UTF-8, as a child may print anything.
 std::optional<QByteArrayView> TunnelOutput::cutLine(QByteArrayView &piece)
 {
     while (!piece.isEmpty()) {
@@ -61,6 +62,8 @@ std::optional<QByteArrayView> TunnelOutput::cutLine(QByteArrayView &piece)
     return std::nullopt;
 }
 
+/// Keeps the part of a line until its end comes, at most 1 MiB: a child may never print a line feed. The rest
+/// of a longer one is dropped.
 std::optional<QByteArrayView> TunnelOutput::join(QByteArrayView part, bool isComplete)
 {
     if (m_dropsRest) {
@@ -100,6 +103,7 @@ void TunnelOutput::handleLine(QByteArrayView line)
         m_reasonLine = m_lastErrorLine;
 }
 
+/// Counts connections by their index. One without an index counts on its own, and nothing takes it back.
 void TunnelOutput::trackConnection(QByteArrayView line, bool isRegistration)
 {
     QByteArray key = OutputLine::connectionIndex(line).toByteArray();
@@ -138,6 +142,8 @@ QString TunnelOutput::reason() const
     return OutputLine::reason(m_reasonLine);
 }
 
+/// Looks at the end of what this child has printed for a line of its own, before the help that it prints
+/// after a wrong argument.
 QString TunnelOutput::lastWords() const
 {
     const qsizetype begin = m_log.size() - std::min(m_childLines, m_log.size());

@@ -106,6 +106,7 @@ void TunnelRunner::reset()
     m_toldReason.clear();
 }
 
+/// Tells where the log is read why the state cannot be trusted.
 void TunnelRunner::doubtState(const QString &cause)
 {
     m_output.doubtState(cause);
@@ -164,6 +165,7 @@ void TunnelRunner::stop()
     appendLog(u"■ Stop requested"_s);
     m_process->terminate();
     const qint32 pid = m_process->pid();
+    // Each request has its own deadline, and the first one that is over ends the child.
     m_stopChecks.push_back(m_scheduler.after(ChildPatience::usual, [this, pid] {
         if (!m_process || m_process->pid() != pid || !m_process->isRunning())
             return;
@@ -183,6 +185,7 @@ void TunnelRunner::fail(const QString &message, const QString &reason, TunnelSta
     setFailed(message, reason, remedy);
 }
 
+/// Counts the failure, which may look like the last one.
 void TunnelRunner::setFailed(const QString &message, const QString &reason, TunnelStatus::Remedy remedy)
 {
     m_failure = reason.isEmpty() ? message : reason;
@@ -204,6 +207,7 @@ void TunnelRunner::clearLog()
     Q_EMIT logLinesChanged();
 }
 
+/// Reads what is left as a line, though nothing ends it: a child that dies seldom prints a line feed last.
 void TunnelRunner::handleTermination(int status, const QString &signal, qint32 pid)
 {
     QByteArrayView lineEnd = "\n";
@@ -227,6 +231,7 @@ void TunnelRunner::handleTermination(int status, const QString &signal, qint32 p
     fail(error.isEmpty() ? exited : error, reason.isEmpty() ? exited : reason);
 }
 
+/// Takes a piece of output, which may end anywhere, also inside a character.
 void TunnelRunner::consume(QByteArrayView chunk)
 {
     while (const std::optional<QByteArrayView> line = m_output.cutLine(chunk))
@@ -245,6 +250,7 @@ void TunnelRunner::handleLine(QByteArrayView line)
     refreshRunningState();
 }
 
+/// Follows the connections. A child that is to end, or has ended, goes on printing of them.
 void TunnelRunner::refreshRunningState()
 {
     if (m_stopRequested || !m_process->isRunning())

@@ -99,6 +99,7 @@ void LogView::select(const QUuid &tunnel)
     refresh();
 }
 
+/// Measures the names anew, which are cut to the width of the choice.
 void LogView::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);

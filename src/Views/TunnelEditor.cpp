@@ -179,6 +179,7 @@ void TunnelEditor::connectInput()
     connect(m_reveal, &QToolButton::clicked, this, [this] { setRevealToken(!m_revealToken); });
     connect(m_toggle, &QPushButton::clicked, this, [this] { m_model.toggle(); });
     connect(m_save, &QPushButton::clicked, this, &TunnelEditor::save);
+    // A default button is pressed by Return in dialogs only.
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
         auto *shortcut = new QShortcut(key, m_save, m_save, &QPushButton::click);
         shortcut->setAutoRepeat(false);
@@ -231,6 +232,7 @@ void TunnelEditor::setSavedFeedback(bool savedFeedback)
         m_fade->start();
 }
 
+/// Forgets the token once it is handed over. A new tunnel's form goes away as a whole.
 void TunnelEditor::save()
 {
     const QUuid id = m_model.save();

@@ -238,6 +238,8 @@ void TunnelsSettingsView::select(const QUuid &id)
         refresh();
 }
 
+/// Brings list and form in step with the manager and the selection; `m_isRefreshing` keeps the list's own
+/// signals from being taken for the user's.
 void TunnelsSettingsView::refresh()
 {
     m_isRefreshing = true;
@@ -267,6 +269,7 @@ void TunnelsSettingsView::refreshListSelection()
         m_list->selectionModel()->clear();
 }
 
+/// Makes the form anew only for another tunnel: what is typed in it survives every other change.
 void TunnelsSettingsView::refreshPane()
 {
     const TunnelsSelection::Pane pane = m_selection.pane();
@@ -321,6 +324,7 @@ void TunnelsSettingsView::addFromPlaceholder()
     refresh();
 }
 
+/// Does nothing for the second half of a double click, which would delete the next tunnel as well.
 void TunnelsSettingsView::remove()
 {
     if (m_sinceRemoval.isValid() && m_sinceRemoval.elapsed() < QApplication::doubleClickInterval())

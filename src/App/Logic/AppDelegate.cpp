@@ -54,6 +54,7 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate()
     if (m_isTerminating)
         return TerminateReply::Later;
     m_manager.refuseStarts();
+    // A token that waits to be stored, or the child of a removed tunnel, holds the end up as well.
     if (m_manager.runningCount() < 1 && !m_manager.isBusy())
         return TerminateReply::Now;
     m_isTerminating = true;
@@ -72,6 +73,7 @@ void AppDelegate::applyDockVisibility(bool show)
 {
     m_application.setActivationPolicy(show ? ActivationPolicy::Regular : ActivationPolicy::Accessory);
     if (!show) {
+        // A window that leaves the task bar may lose the keyboard to the one below it.
         QMetaObject::invokeMethod(
             this, [this] { m_application.activateIgnoringOtherApps(); }, Qt::QueuedConnection);
     }
@@ -85,6 +87,7 @@ void AppDelegate::showsInDockAssigned(bool show)
     applyDockVisibility(show);
 }
 
+/// Looks again and again until all children have ended or the time is over, then kills the rest and ends.
 void AppDelegate::waitForTunnelsThenTerminate(Scheduler::Duration deadline)
 {
     if (m_manager.isBusy() && m_scheduler.now() <= deadline) {

@@ -146,6 +146,7 @@ void StatusItemController::updateButton()
                              .badge = connected >= 1 ? QString::number(connected) : QString()});
 }
 
+/// Describes the whole menu anew; the panel's side finds what is different.
 void StatusItemController::rebuildMenu()
 {
     const QList<TunnelConfig> &tunnels = m_manager.tunnels();

@@ -51,6 +51,7 @@ TunnelNotifications::TunnelNotifications(TunnelManager &manager, Windows &window
     connect(&manager, &TunnelManager::objectDidChange, this, &TunnelNotifications::refresh);
 }
 
+/// Tells at the end of the program of tokens that would be lost, and follows no tunnel any more.
 void TunnelNotifications::end()
 {
     m_manager.disconnect(this);
@@ -87,6 +88,7 @@ void TunnelNotifications::refresh()
     send();
 }
 
+/// Compares the tunnel's state with the one before, and waits a minute for a tunnel that tries to connect.
 void TunnelNotifications::follow(const QUuid &id, Followed &followed)
 {
     const TunnelStatus status = m_manager.runner(id)->status();
@@ -151,6 +153,7 @@ void TunnelNotifications::retell(Followed &followed)
     });
 }
 
+/// Takes the tunnel out of its notification, which goes with its last one.
 void TunnelNotifications::leave(Followed &followed)
 {
     const auto found = m_shared.find(std::exchange(followed.tag, {}));
@@ -158,6 +161,7 @@ void TunnelNotifications::leave(Followed &followed)
         found->second.isDue = true;
 }
 
+/// Returns the notification that others have got for the same reason within this second; null for none.
 QUuid TunnelNotifications::joinable(Trouble trouble, const QString &explanation) const
 {
     const auto found = std::find_if(m_shared.begin(), m_shared.end(), [&](const auto &item) {

@@ -166,6 +166,7 @@ void WindowPresenter::orderFront(QWidget &window)
     window.show();
     if (m_application.activate(*window.windowHandle()) || !wasVisible)
         return;
+    // A Wayland compositor activates a window without a token only when it is new.
     QTimer::singleShot(timeToActivate, &window, [&window] {
         if (window.isVisible() && !window.isActiveWindow() && !QApplication::activeModalWidget()) {
             window.hide();
@@ -174,6 +175,7 @@ void WindowPresenter::orderFront(QWidget &window)
     });
 }
 
+/// Returns the windows that the menu "Window" lists.
 QList<QWidget *> WindowPresenter::openWindows() const
 {
     QList<QWidget *> open;

@@ -176,6 +176,7 @@ void LinuxChild::closeOutput()
     m_output.reset();
 }
 
+/// Collects the exit status of the leader and ends what it has left behind.
 void LinuxChild::collectLeader()
 {
     siginfo_t info{};
@@ -197,6 +198,7 @@ void LinuxChild::collectLeader()
     waitForSurvivors();
 }
 
+/// Watches the members that are left; none of them is a child of this process, which could be collected.
 void LinuxChild::waitForSurvivors()
 {
     for (FileDescriptor &member : openMembers(m_pid)) {
@@ -222,6 +224,7 @@ void LinuxChild::forgetSurvivor(std::list<Survivor>::iterator place)
         waitForSurvivors(); // for those that came meanwhile
 }
 
+/// Delivers the rest of the output, then the end.
 void LinuxChild::finish()
 {
     m_hasEnded = true;

@@ -31,6 +31,7 @@ void TunnelListModel::refresh()
     }
 }
 
+/// Keeps the rows, and with them selection and scrolling, where only their contents have changed.
 void TunnelListModel::refreshTunnels(const QList<TunnelConfig> &now)
 {
     const auto haveOneId = [](const TunnelConfig &a, const TunnelConfig &b) { return a.id == b.id; };

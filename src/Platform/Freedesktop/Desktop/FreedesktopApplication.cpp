@@ -81,9 +81,9 @@ double contrastToGrounds(const QPalette &palette, const QColor &color)
                     SymbolDrawing::contrast(color, palette, QPalette::Window));
 }
 
-/// Gives the application's palette a colour for dimmed text, the text's own at no more strength than it needs
-/// to be read, where it has none that can be read and is dimmed: Qt's reader of Plasma's colours leaves it
-/// black on whatever ground. Only this colour is set: the others go on to follow the desktop.
+/// Sets the placeholder colour, which dimmed texts have, where the desktop's cannot be read: the text colour
+/// at the lowest opacity that gives 4.5:1. Qt 6.4 leaves it black under Plasma's colours, whatever the
+/// ground. Only this colour is set: the others go on to follow the desktop.
 void completePalette()
 {
     constexpr double readable = 4.5; // of small text, as WCAG 2 has it

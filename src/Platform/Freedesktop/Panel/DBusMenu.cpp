@@ -280,6 +280,7 @@ QList<int> DBusMenu::AboutToShowGroup(const QList<int> &ids, QList<int> &idError
     return !known.isEmpty() && prepareToShow() ? known : QList<int>();
 }
 
+/// Acts on a later turn, once the panel has its answer: it waits for that with the menu on the screen.
 bool DBusMenu::handleEvent(int id, const QString &eventId)
 {
     if (!m_exported.contains(id))

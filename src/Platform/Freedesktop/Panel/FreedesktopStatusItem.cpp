@@ -138,6 +138,8 @@ void FreedesktopStatusItem::choose(const MenuItem &item)
         m_callbacks.itemChosen(item);
 }
 
+/// Prefers a panel that shows status items to an old tray, which comes into use only when the other one has
+/// been missing for a while.
 void FreedesktopStatusItem::choosePanel()
 {
     if (m_watcher.host() == NotifierWatcher::Host::Absent) {
@@ -191,6 +193,7 @@ PopupMenu &FreedesktopStatusItem::popup()
     return *m_popup;
 }
 
+/// Answers a click for which the panel has no menu.
 void FreedesktopStatusItem::showSomething()
 {
     if (!canPlacePopups()) {

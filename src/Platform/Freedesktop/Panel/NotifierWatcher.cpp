@@ -137,6 +137,7 @@ void NotifierWatcher::setOwner(const QString &name, const QString &owner)
     findQuirks();
 }
 
+/// Registers with a new watcher, unless the registration at once has reached it already.
 void NotifierWatcher::setWatcher(const QString &owner)
 {
     const QString before = std::exchange(m_owner, owner);
@@ -180,6 +181,7 @@ void NotifierWatcher::findHost()
     });
 }
 
+/// Finds the name of the watcher's process, by which panels without a name of their own on the bus are known.
 void NotifierWatcher::findProcess()
 {
     const auto call = busCall(u"GetConnectionUnixProcessID"_s, m_owner);

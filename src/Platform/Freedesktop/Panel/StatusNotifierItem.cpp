@@ -115,6 +115,7 @@ bool StatusNotifierItem::change(const char *property, const QVariant &value)
     return isNew;
 }
 
+/// Answers a left click: by an error where the panel then opens the menu itself.
 void StatusNotifierItem::activate()
 {
     if (!m_quirks.opensMenuIfRefused) {

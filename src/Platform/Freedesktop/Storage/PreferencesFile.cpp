@@ -250,6 +250,7 @@ PreferencesFile::Failure PreferencesFile::write(Durability durability)
     return std::nullopt;
 }
 
+/// Tells a failure again only after a success or another failure: the path field writes at each key.
 void PreferencesFile::reportOnce(const Failure &failure)
 {
     if (failure && failure != m_reported) {

@@ -25,7 +25,8 @@ namespace {
 
 Q_LOGGING_CATEGORY(keyringLog, "morvanel.keyring", QtWarningMsg)
 
-/// Returns whether there are more descriptors than one call of GLib takes, which ends the process without.
+/// Returns whether 16 descriptors can still be opened, more than one call takes: GLib aborts when it gets
+/// none.
 bool areDescriptorsLeft()
 {
     std::array<FileDescriptor, 16> places;
@@ -35,7 +36,7 @@ bool areDescriptorsLeft()
                        [](const FileDescriptor &place) { return place.isOpen(); });
 }
 
-/// Returns whether one more thread can be had, without which GLib ends the process as well.
+/// Returns whether one more thread can be made: GLib aborts when it gets none.
 bool isThreadLeft()
 {
     pthread_t thread = {};
@@ -44,7 +45,7 @@ bool isThreadLeft()
            ::pthread_join(thread, nullptr) == 0;
 }
 
-/// Returns what GLib, which ends the process without, has too little of for one call; none where all is well.
+/// Returns what is too scarce for a call of GLib, which would abort; none where all is well.
 [[nodiscard]] Failure findLack()
 {
     if (!areDescriptorsLeft())
