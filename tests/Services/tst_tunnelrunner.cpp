@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "Fakes.h"
+#include "Pictures.h"
 #include "TunnelRunner.h"
 
 #include <QDir>
@@ -10,9 +11,9 @@
 #include <QTest>
 
 #include <functional>
-#include <map>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -52,28 +53,25 @@ struct Bench
                 told += QString(log.last()).remove(u'\uFE0E');
         }
     }
-    /// Does what a word says, maybe with a number; any other text is output of the child.
-    void act(const QByteArray &step)
-    {
-        const int number = step.sliced(step.lastIndexOf(' ') + 1).toInt();
-        const std::map<QByteArray, std::function<void()>> actions{
-            {"start", [&] { start(); }},
-            {"stop", [&] { runner.stop(); }},
-            {"fail", [&] { runner.fail(u"x"_s); }},
-            {"no-process", [&] { launcher.mostChildren = 0; }},
-            {"no-program", [&] { launcher.error = u"no program"_s; }},
-            {"die", [&] { child().isRunning = false; }},
-            {"end", [&] { child().end(number); }},
-            {"killed", [&] { child().end(9, u"SIGKILL"_s); }},
-            {"wait", [&] { scheduler.advance(std::chrono::milliseconds(number)); }},
-            {"level", [&] { qputenv("TUNNEL_LOGLEVEL", step.sliced(6)); }},
-            {"format", [&] { qputenv("TUNNEL_LOG_OUTPUT", step.sliced(7)); }}};
-        const auto action = actions.find(step.split(' ').first());
-        if (action != actions.end())
-            action->second();
-        else
-            child().write(step);
-    }
+};
+
+using Deeds = QList<std::function<void(Bench &)>>;
+
+const auto start = [](Bench &on) { on.start(); };
+const auto stop = [](Bench &on) { on.runner.stop(); };
+const auto fail = [](Bench &on) { on.runner.fail(u"x"_s); };
+const auto haveNoProcess = [](Bench &on) { on.launcher.mostChildren = 0; };
+const auto haveNoProgram = [](Bench &on) { on.launcher.error = u"no program"_s; };
+const auto set = [](const char *variable, const char *value) {
+    return [=](Bench &) { qputenv(variable, value); };
+};
+const auto print = [](const QByteArray &output) { return [=](Bench &on) { on.child().write(output); }; };
+/// The child is dead, but its end is not known yet.
+const auto die = [](Bench &on) { on.child().isRunning = false; };
+const auto end = [](int code) { return [=](Bench &on) { on.child().end(code); }; };
+const auto killChild = [](Bench &on) { on.child().end(9, u"SIGKILL"_s); };
+const auto waitFor = [](std::chrono::milliseconds time) {
+    return [=](Bench &on) { on.scheduler.advance(time); };
 };
 
 } // namespace
@@ -81,6 +79,51 @@ struct Bench
 class TestTunnelRunner : public QObject
 {
     Q_OBJECT
+
+private:
+    static void addColumns()
+    {
+        QTest::addColumn<Deeds>("deeds");
+        QTest::addColumn<QString>("told");
+    }
+    static void row(const char *name, const Deeds &deeds, const QString &told)
+    {
+        QTest::newRow(name) << deeds << told;
+    }
+    /// A row that begins with a start.
+    void run(const char *name, const Deeds &deeds, const QString &told) const
+    {
+        row(name, Deeds{start} + deeds, m_started + u", "_s + told);
+    }
+    /// What is told of an end that nobody asked for.
+    static QString exited(int code, const QString &reason = {})
+    {
+        const QString message = u"cloudflared exited (code %1)"_s.arg(code);
+        return u"exited 1000, ✖ %1, Error: %1, (%2)"_s.arg(message, reason.isEmpty() ? message : reason);
+    }
+    /// Plays a row: does its deeds and compares what was told, with the signals sent at the end.
+    static void play()
+    {
+        QFETCH(Deeds, deeds);
+        QFETCH(QString, told);
+        Bench bench;
+        for (const auto &deed : deeds)
+            deed(bench);
+        for (const auto &child : bench.launcher.children) {
+            for (const int number : child->signalsSent)
+                bench.told += (number == 15 ? u"%1 terminated"_s : u"%1 killed"_s).arg(child->pid);
+        }
+        qunsetenv("TUNNEL_LOGLEVEL");
+        qunsetenv("TUNNEL_LOG_OUTPUT");
+        NO_FAULT(Pictures::difference(bench.told.join(u", "_s), told));
+    }
+
+    const QString m_started = u"Connecting…, started 1000"_s;
+    const QString m_one = u"Connected (1 connection)"_s;
+    const QString m_two = u"Connected (2 connections)"_s;
+    const QString m_three = u"Connected (3 connections)"_s;
+    const QString m_stopping = u"Stopping…, ■ Stop requested"_s;
+    const QString m_stopped = u"exited 1000, ■ Tunnel stopped, Stopped"_s;
 
 private Q_SLOTS:
     void launchesWithExactlyTheCommand()
@@ -104,133 +147,132 @@ private Q_SLOTS:
         }
     }
 
+    void padsTokens_data()
+    {
+        QTest::addColumn<QString>("token");
+        QTest::addColumn<QString>("handedOver");
+        const auto row = [](const char *name, const QString &token, const QString &handedOver) {
+            QTest::newRow(name) << token << handedOver;
+        };
+        row("two signs are not padded", u"eyJzIjoxfQ"_s, u"eyJzIjoxfQ=="_s); // {"s":1}
+        row("one sign is not padded", u"eyJzIjoxMn0"_s, u"eyJzIjoxMn0="_s);
+        row("a whole one is padded", u"eyJzIjoxMjN9"_s, u"eyJzIjoxMjN9"_s);
+        row("Base64 for addresses is padded", u"eyJzIjoiPz8_In0"_s, u"eyJzIjoiPz8_In0"_s);
+        row("a list is padded", u"WzEsMl0"_s, u"WzEsMl0"_s); // [1,2]
+        row("other text is padded", u"eyJ-token"_s, u"eyJ-token"_s);
+        row("an impossible length is padded", u"eyJzIjoxf"_s, u"eyJzIjoxf"_s);
+    }
     void padsTokens()
     {
-        const std::pair<const char *, const char *> rows[]{
-            {"eyJzIjoxfQ", "eyJzIjoxfQ=="}, // {"s":1}
-            {"eyJzIjoxMn0", "eyJzIjoxMn0="},
-            {"eyJzIjoxMjN9", "eyJzIjoxMjN9"},
-            {"eyJzIjoiPz8_In0", "eyJzIjoiPz8_In0"}, // safe in addresses, no plain Base64
-            {"WzFd", "WzFd"},                       // [1], padded already
-            {"WzEsMl0", "WzEsMl0"},                 // [1,2]
-            {"eyJ-token", "eyJ-token"},
-            {"eyJzIjoxf", "eyJzIjoxf"}}; // of no possible length
-        for (const auto &[token, handedOver] : rows) {
-            Bench bench;
-            bench.runner.start(u"cloudflared"_s, QString::fromLatin1(token));
-            QCOMPARE(bench.child().command.environment.front().second, QByteArray(handedOver));
-        }
+        QFETCH(QString, token);
+        Bench bench;
+        bench.runner.start(u"cloudflared"_s, token);
+        QTEST(QString::fromUtf8(bench.child().command.environment.front().second), "handedOver");
     }
 
-    void lives_data()
+    void doesNotStart_data()
     {
-        QTest::addColumn<QList<QByteArray>>("steps");
-        QTest::addColumn<QString>("told");
-
-        const auto row = [](const char *name, const QList<QByteArray> &steps, const QString &told) {
-            QTest::newRow(name) << steps << told;
-        };
-        const QString started = u"Connecting… | started 1000"_s;
-        const auto run = [&](const char *name, const QList<QByteArray> &steps, const QString &told) {
-            row(name, QList<QByteArray>{"start"} + steps, started + u" | "_s + told);
-        };
-        const auto exited = [](int code, const QString &reason = {}) {
-            const QString message = u"cloudflared exited (code %1)"_s.arg(code);
-            return u"exited 1000 | ✖ %1 | Error: %1 | (%2)"_s.arg(message,
-                                                                  reason.isEmpty() ? message : reason);
-        };
-        const QString one = u"Connected (1 connection)"_s;
-        const QString two = u"Connected (2 connections)"_s;
-        const QString three = u"Connected (3 connections)"_s;
-        const QString stopping = u"Stopping… | ■ Stop requested"_s;
-        const QString stopped = u"exited 1000 | ■ Tunnel stopped | Stopped"_s;
-
-        const QString refused = u"Connecting… | ✖ Could not start cloudflared: no program | "
-                                "Error: cloudflared could not be started | "
+        addColumns();
+        const QString refused = u"Connecting…, ✖ Could not start cloudflared: no program, "
+                                "Error: cloudflared could not be started, "
                                 "(Could not start cloudflared: no program)"_s;
-        row("no program", {"no-program", "start"}, refused);
-        row("no process", {"no-program", "no-process", "start"}, refused);
-        row("no child", {"stop", "fail", "fail", "stop"}, u"✖ x | Error: x | (x) | ✖ x | (x) | Stopped"_s);
+        row("a program that cannot run counts as started", {haveNoProgram, start}, refused);
+        row("a lack of processes counts as started", {haveNoProgram, haveNoProcess, start}, refused);
+        row("a stop has no child", {stop, fail, fail, stop}, u"✖ x, Error: x, (x), ✖ x, (x), Stopped"_s);
+    }
+    void doesNotStart() { play(); }
 
-        run("silent", {"end 0"}, exited(0));
-        run("bare last line", {"INF a\nno such file\n", "end 1"}, exited(1, u"no such file"_s));
-        run("last line of the log", {"no such file\nINF a\n", "end 1"}, exited(1));
-        run("own last line", {"bare\n", "fail", "end 1"}, u"✖ x | Error: x | (x) | "_s + exited(1));
-        run("error in the unfinished line", {"ERR a\nx\nerror=\"b\" is not valid", "end 255"},
-            u"(Last error: a) | exited 1000 | ✖ b | Error: b | (b)"_s);
-        run("error, then registered", {"x ERR broken\n" + registered(0), "end 9"},
-            one + u" | "_s + exited(9));
-        run("ended by a signal", {"x ERR a\n", "killed"},
-            u"(Last error: a) | exited 1000 | ✖ a | Error: a | (cloudflared was ended by SIGKILL)"_s);
-        run("dead before its output", {"die", registered(0), "stop", "end 1"}, exited(1));
+    void ends_data()
+    {
+        addColumns();
+        run("a silent end has no reason", {end(0)}, exited(0));
+        run("the last bare line is not the reason", {print("INF a\nno such file\n"), end(1)},
+            exited(1, u"no such file"_s));
+        run("a line of the log is the reason", {print("no such file\nINF a\n"), end(1)}, exited(1));
+        run("the runner's own line is the reason", {print("bare\n"), fail, end(1)},
+            u"✖ x, Error: x, (x), "_s + exited(1));
+        run("an error in the unfinished line is lost",
+            {print("ERR a\nx\nerror=\"b\" is not valid"), end(255)},
+            u"(Last error: a), exited 1000, ✖ b, Error: b, (b)"_s);
+        run("an error of before the connection is the reason",
+            {print("x ERR broken\n" + registered(0)), end(9)}, m_one + u", "_s + exited(9));
+        run("a signal is not named", {print("x ERR a\n"), killChild},
+            u"(Last error: a), exited 1000, ✖ a, Error: a, (cloudflared was ended by SIGKILL)"_s);
+        run("output of a dead child is believed", {die, print(registered(0)), stop, end(1)}, exited(1));
+        run("an old error is the reason of a later end",
+            {print("x ERR a\nx ERR b\nINF c\n"), print("y ERR b\n"), print("x ERR d\n"), print(registered(0)),
+             print("x ERR Connection terminated error=\"e\" connIndex=0\n"), end(1), start,
+             print("x ERR e\n"), stop},
+            u"(Last error: b), (Last error: d), "_s + m_one +
+                u", (), Reconnecting…, (Last error: e), exited 1000, ✖ e, Error: e, (e), "
+                "Connecting…, started 1001, (Last error: e), "_s +
+                m_stopping + u", 1001 terminated"_s);
+    }
+    void ends() { play(); }
 
-        run("failed while it runs", {"fail", "start", "INF alive\n", "stop"},
-            u"✖ x | Error: x | (x) | Connecting… | "_s + stopping + u" | 1000 got 15"_s);
-        run("stopped",
-            {registered(0) + "x ERR old\nhalf \xff", "stop", "end 0", "start", "wait 6000", "end 3"},
-            one + u" | "_s + stopping + u" | "_s + stopped + u" | Connecting… | started 1001 | "_s +
-                exited(3).replace(u"1000"_s, u"1001"_s) + u" | 1000 got 15"_s);
-        run("killed", {"stop", "wait 5999", "stop", "wait 1", registered(0) + "x ERR y\n", "end 9"},
-            stopping + u" | ■ Stop requested | ■ cloudflared is not responding, killing it | "_s + stopped +
-                u" | 1000 got 15 | 1000 got 15 | 1000 got 9"_s);
-        run("tells the reason",
-            {"x ERR a\nx ERR b\nINF c\n", "y ERR b\n", "x ERR d\n", registered(0),
-             "x ERR Connection terminated error=\"e\" connIndex=0\n", "end 1", "start", "x ERR e\n", "stop"},
-            u"(Last error: b) | (Last error: d) | "_s + one +
-                u" | () | Reconnecting… | (Last error: e) | exited 1000 | ✖ e | Error: e | (e) | "
-                "Connecting… | started 1001 | (Last error: e) | "_s +
-                stopping + u" | 1001 got 15"_s);
+    void stops_data()
+    {
+        addColumns();
+        run("failed while it runs, it cannot be started and stopped",
+            {fail, start, print("INF alive\n"), stop},
+            u"✖ x, Error: x, (x), Connecting…, "_s + m_stopping + u", 1000 terminated"_s);
+        run("what a stopped run has said counts in the next",
+            {print(registered(0) + "x ERR old\nhalf \xff"), stop, end(0), start, waitFor(6s), end(3)},
+            m_one + u", "_s + m_stopping + u", "_s + m_stopped + u", Connecting…, started 1001, "_s +
+                exited(3).replace(u"1000"_s, u"1001"_s) + u", 1000 terminated"_s);
+        run("a child that does not end is left alone, or a second stop gives it more time",
+            {stop, waitFor(5'999ms), stop, waitFor(1ms), print(registered(0) + "x ERR y\n"), end(9)},
+            m_stopping + u", ■ Stop requested, ■ cloudflared is not responding, killing it, "_s + m_stopped +
+                u", 1000 terminated, 1000 terminated, 1000 killed"_s);
+    }
+    void stops() { play(); }
 
-        run("same index again, and none twice",
-            {registered(0) + registered(0) +
-             "RRegistered tunnel connection\nRegistered tunnel connection connIndex=x\n"},
-            one + u" | "_s + two + u" | "_s + three);
-        run("lost by each word",
-            {registered(0) + registered(1) + registered(12) +
-             "Unregistered tunnel connection connIndex=1\xc2\xbd connIndex=0\nServe tunnel error\n"
-             "Serve tunnel error connIndex=12\nConnection terminated connIndex=0\nConnection lost\n"},
-            QStringList{one, two, three, two, one, u"Reconnecting…"_s}.join(u" | "_s));
-        run("connections end with their child",
-            {registered(0) + registered(1), "end 1", "start", registered(2)},
-            one + u" | "_s + two + u" | "_s + exited(1) + u" | Connecting… | started 1001 | "_s + one);
-        run("back again",
-            {"Connection terminated connIndex=0\n" + registered(0), "Connection terminated connIndex=0\n",
-             registered(3)},
-            one + u" | Reconnecting… | "_s + one);
+    void countsConnections_data()
+    {
+        addColumns();
+        run("the same index counts once, or none is an index",
+            {print(registered(0) + registered(0) +
+                   "RRegistered tunnel connection\nRegistered tunnel connection connIndex=x\n")},
+            QStringList{m_one, m_two, m_three}.join(u", "_s));
+        run("a word for a lost one is not known",
+            {print(registered(0) + registered(1) + registered(12) +
+                   "Unregistered tunnel connection connIndex=1\xc2\xbd connIndex=0\nServe tunnel error\n"
+                   "Serve tunnel error connIndex=12\nConnection terminated connIndex=0\nConnection lost\n")},
+            QStringList{m_one, m_two, m_three, m_two, m_one, u"Reconnecting…"_s}.join(u", "_s));
+        run("connections outlive their child",
+            {print(registered(0) + registered(1)), end(1), start, print(registered(2))},
+            m_one + u", "_s + m_two + u", "_s + exited(1) + u", Connecting…, started 1001, "_s + m_one);
+        run("one that comes back is missed",
+            {print("Connection terminated connIndex=0\n" + registered(0)),
+             print("Connection terminated connIndex=0\n"), print(registered(3))},
+            m_one + u", Reconnecting…, "_s + m_one);
+    }
+    void countsConnections() { play(); }
 
+    /// Says so where the output cannot be read.
+    void doubtsWhatItShows_data()
+    {
+        addColumns();
         const QByteArray json = "bare\n{\"level\":\"info\"}\n{}\n";
         const QString doubt = u"▶ The state shown may be wrong: "_s;
-        const QString level = u"the environment sets TUNNEL_LOGLEVEL=error | "_s;
-        row("level", {"level error", "start"}, doubt + level + started);
-        const QString format = u"the environment sets TUNNEL_LOG_OUTPUT=json | "_s;
-        row("format", {"format json", "start", json}, doubt + format + started);
-        row("JSON", {"level info", "start", QByteArray("INF {}\n").repeated(8) + json},
-            started + u" | "_s + doubt + u"cloudflared prints its log as JSON"_s);
-        const QString hidden =
-            u"cloudflared has printed no line of level INF; its configuration may set loglevel"_s;
-        row("no line of level INF", {"start", "x WRN INF\n", "wait 20000"},
-            started + u" | "_s + doubt + hidden);
-        row("JSON is doubted once", {"start", "{}\n", "wait 20000"},
-            started + u" | "_s + doubt + u"cloudflared prints its log as JSON"_s);
-        row("read", {"start", "x INF a\n", "wait 20000"}, started);
-        row("late JSON", {"start", QByteArray("INF {}\n").repeated(9) + json}, started);
+        const QString byJson = u", "_s + doubt + u"cloudflared prints its log as JSON"_s;
+        row("a level without states is not doubted", {set("TUNNEL_LOGLEVEL", "error"), start},
+            doubt + u"the environment sets TUNNEL_LOGLEVEL=error, "_s + m_started);
+        row("a format that cannot be read is not doubted, or is twice",
+            {set("TUNNEL_LOG_OUTPUT", "json"), start, print(json)},
+            doubt + u"the environment sets TUNNEL_LOG_OUTPUT=json, "_s + m_started);
+        row("JSON by a configuration file is not doubted",
+            {set("TUNNEL_LOGLEVEL", "info"), start, print(QByteArray("INF {}\n").repeated(8) + json)},
+            m_started + byJson);
+        row("silence of the level INF is not doubted", {start, print("x WRN INF\n"), waitFor(20s)},
+            m_started + u", "_s + doubt +
+                u"cloudflared has printed no line of level INF; its configuration may set loglevel"_s);
+        row("JSON is doubted again for its levels", {start, print("{}\n"), waitFor(20s)}, m_started + byJson);
+        row("a log that can be read is doubted", {start, print("x INF a\n"), waitFor(20s)}, m_started);
+        row("a late line in braces is doubted", {start, print(QByteArray("INF {}\n").repeated(9) + json)},
+            m_started);
     }
-
-    void lives()
-    {
-        QFETCH(QList<QByteArray>, steps);
-        Bench bench;
-        for (const QByteArray &step : steps)
-            bench.act(step);
-        for (const auto &child : bench.launcher.children) {
-            for (const int number : child->signalsSent)
-                bench.told += u"%1 got %2"_s.arg(child->pid).arg(number);
-        }
-        qunsetenv("TUNNEL_LOGLEVEL");
-        qunsetenv("TUNNEL_LOG_OUTPUT");
-        QFETCH(QString, told);
-        QCOMPARE(bench.told, told.split(u" | "_s));
-    }
+    void doubtsWhatItShows() { play(); }
 
     void explainsItsEnd_data()
     {
@@ -239,22 +281,24 @@ private Q_SLOTS:
         QTest::addColumn<QString>("reason");
 
         const QString exited = u"cloudflared exited (code 1)"_s;
-        QTest::newRow("ends at an escaped quote")
+        QTest::newRow("an escaped quote ends it")
             << u"x ERR a error=\"Get \\\"b\\\": \\\\ \" connIndex=0"_s << u"Get \\"_s << u"Get \"b\": \\ "_s;
-        QTest::newRow("fields behind one word")
+        QTest::newRow("fields behind one word are shown")
             << u"x ERR no way error=Unauthorized connIndex=0 ip=1"_s
             << u"no way error=Unauthorized connIndex=0 ip=1"_s << u"no way: Unauthorized"_s;
-        QTest::newRow("fields without an error") << u"x ERR 1=1 is so connIndex=0 a=\"b c\""_s
-                                                 << u"1=1 is so connIndex=0 a=\"b c\""_s << u"1=1 is so"_s;
-        QTest::newRow("no text in quotes")
+        QTest::newRow("fields without an error are shown")
+            << u"x ERR 1=1 is so connIndex=0 a=\"b c\""_s << u"1=1 is so connIndex=0 a=\"b c\""_s
+            << u"1=1 is so"_s;
+        QTest::newRow("an empty text in quotes is the reason")
             << u"x ERR no way error=\"\" a=1\t"_s << u"no way error=\"\" a=1"_s << u"no way"_s;
-        QTest::newRow("no last quote") << u"x ERR a error=\"no way"_s << u"no way"_s << u"no way"_s;
-        QTest::newRow("update check")
+        QTest::newRow("a missing last quote hides it")
+            << u"x ERR a error=\"no way"_s << u"no way"_s << u"no way"_s;
+        QTest::newRow("a failed update check is the reason")
             << u"x ERR update check failed error=\"no way\""_s << u"no way"_s << exited;
-        QTest::newRow("help behind an error")
+        QTest::newRow("help behind an error is the reason")
             << u"x ERR broken\nx ERR Please try: event=0\nx ERR   1. a event=0"_s << u"1. a event=0"_s
             << u"broken"_s;
-        QTest::newRow("printed help")
+        QTest::newRow("printed help hides the usage error")
             << u"Incorrect Usage: -x\nNAME:\n   y\nSee 'z'."_s << exited << u"Incorrect Usage: -x"_s;
     }
     void explainsItsEnd()
@@ -279,9 +323,10 @@ private Q_SLOTS:
             for (const QByteArray &piece :
                  {output.left(cut), output.mid(cut), QByteArray("re"), QByteArray("st")})
                 bench.child().write(piece);
-            QCOMPARE(bench.log.mid(1), expected.mid(0, 3));
+            const QByteArray where = "cut after byte " + QByteArray::number(cut);
+            QVERIFY2(bench.log.mid(1) == expected.mid(0, 3), where + ": the lines before the last one");
             bench.child().end(0);
-            QCOMPARE(bench.log.mid(1, 4), expected);
+            QVERIFY2(bench.log.mid(1, 4) == expected, where + ": all lines, after the end");
         }
     }
 
