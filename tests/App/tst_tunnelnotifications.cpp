@@ -4,6 +4,7 @@
 #include "AppFakes.h"
 #include "Fakes.h"
 #include "Notifications.h"
+#include "Pictures.h"
 #include "TunnelNotifications.h"
 #include "TunnelRunner.h"
 
@@ -43,26 +44,6 @@ struct Bench
     TunnelNotifications notifications{manager, desktop, screen, world.scheduler};
     const QUuid other = FakeWorld::addTunnel(manager, u"other"_s).id;
     const QUuid id = FakeWorld::addTunnel(manager, u"a <b>\n"_s).id;
-    const QHash<QString, std::function<void()>> words{
-        {u"start"_s, [this] { manager.start(id); }},
-        {u"start other"_s, [this] { manager.start(other); }},
-        {u"start both"_s, [this] { manager.startAll(); }},
-        {u"stop"_s, [this] { manager.stop(id); }},
-        {u"remove"_s, [this] { manager.remove(id); }},
-        {u"quit"_s, [this] { notifications.end(); }},
-        {u"close"_s, [this] { screen.shown.clear(); }},
-        {u"no keyring"_s, [this] { world.secrets.failure = SecretStatus::NotAvailable; }},
-        {u"no token"_s, [this] { world.secrets.items.clear(); }},
-        {u"no program"_s, [this] { manager.setCloudflaredPath(u"/nowhere"_s); }},
-        {u"type"_s,
-         [this] {
-             manager.update({id, u"a <b>\n"_s, {}, false}, u"new"_s);
-         }},
-        {u"unlock"_s, [this] { world.secrets.answer(); }},
-        {u"locked"_s, [this] { world.secrets.isLocked = true; }},
-        {u"exit"_s, [this] { forEachChild([](FakeChildLauncher::Child &child) { child.end(1); }); }},
-        {u"connect"_s, [this] { world.launcher.last().write("Registered tunnel connection connIndex=0\n"); }},
-        {u"lose"_s, [this] { world.launcher.last().write("Connection terminated connIndex=0\n"); }}};
 
     void forEachChild(const std::function<void(FakeChildLauncher::Child &)> &act)
     {
@@ -71,33 +52,55 @@ struct Bench
                 act(*child);
         }
     }
-    /// Does what each word says, waits some seconds or has the children print a line, the last one alone
-    /// where the line begins with "last", and lets the announcements arrive.
-    void perform(const QString &steps)
-    {
-        for (const QString &step : steps.split(u", "_s)) {
-            const QByteArray line = step.toUtf8() + '\n';
-            if (words.contains(step))
-                words[step]();
-            else if (step.endsWith(u's'))
-                world.scheduler.advance(std::chrono::seconds(step.chopped(1).toInt()));
-            else if (step.startsWith(u"last "))
-                world.launcher.last().write(line.sliced(5));
-            else
-                forEachChild([&](FakeChildLauncher::Child &child) { child.write(line); });
-            QCoreApplication::processEvents();
-        }
-    }
-    /// Returns what is on the screen, sorted.
-    QString shown() const
+    /// Returns what is on the screen, sorted, and what else is to be seen.
+    QString picture() const
     {
         QStringList texts;
         for (const Notification &notification : screen.shown)
             texts += notification.title + u": "_s + notification.body;
         texts.sort();
-        return texts.join(u" | "_s);
+        const QString more = u"%1 shown so far, %2 timers run"_s;
+        return (texts + QStringList{more.arg(screen.count).arg(world.scheduler.pendingCount())}).join(u'\n');
     }
 };
+
+using Deeds = QList<std::function<void(Bench &)>>;
+
+const auto start = [](Bench &on) { on.manager.start(on.id); };
+const auto startOther = [](Bench &on) { on.manager.start(on.other); };
+const auto startBoth = [](Bench &on) { on.manager.startAll(); };
+const auto stop = [](Bench &on) { on.manager.stop(on.id); };
+const auto removeTunnel = [](Bench &on) { on.manager.remove(on.id); };
+const auto quit = [](Bench &on) { on.notifications.end(); };
+const auto closeAll = [](Bench &on) { on.screen.shown.clear(); };
+const auto haveNoKeyring = [](Bench &on) { on.world.secrets.failure = SecretStatus::NotAvailable; };
+const auto haveNoToken = [](Bench &on) { on.world.secrets.items.clear(); };
+const auto haveNoProgram = [](Bench &on) { on.manager.setCloudflaredPath(u"/nowhere"_s); };
+const auto typeToken = [](Bench &on) { on.manager.update({on.id, u"a <b>\n"_s, {}, false}, u"new"_s); };
+const auto lock = [](Bench &on) { on.world.secrets.isLocked = true; };
+const auto unlock = [](Bench &on) { on.world.secrets.answer(); };
+const auto waitFor = [](std::chrono::seconds time) {
+    return [=](Bench &on) { on.world.scheduler.advance(time); };
+};
+/// The last child prints the line; `print`: each of them.
+const auto printLast = [](const QByteArray &line) {
+    return [=](Bench &on) { on.world.launcher.last().write(line + '\n'); };
+};
+const auto print = [](const QByteArray &line) {
+    return [=](Bench &on) { on.forEachChild([&](auto &child) { child.write(line + '\n'); }); };
+};
+const auto exitAll = [](Bench &on) { on.forEachChild([](auto &child) { child.end(1); }); };
+const auto connectLast = printLast("Registered tunnel connection connIndex=0");
+const auto loseLast = printLast("Connection terminated connIndex=0");
+
+/// Takes the steps, and lets the announcements of each arrive.
+void perform(Bench &bench, const Deeds &deeds)
+{
+    for (const auto &deed : deeds) {
+        deed(bench);
+        QCoreApplication::processEvents();
+    }
+}
 
 } // namespace
 
@@ -108,84 +111,105 @@ class TestTunnelNotifications : public QObject
 private Q_SLOTS:
     void tells_data()
     {
-        QTest::addColumn<QString>("steps");
-        QTest::addColumn<QString>("shown"); // at the end; the tunnel is called "a <b>\n"
-        QTest::addColumn<int>("count");
-        QTest::addColumn<int>("timers"); // a stop has one of its own
+        QTest::addColumn<Deeds>("deeds");
+        QTest::addColumn<QString>("picture"); // at the end; the tunnel is called "a <b>\n"
 
-        const auto row = [](const char *name, const char *steps, const QString &shown, int count,
+        // What is on the screen, how much was shown so far, and the timers that run; a stop has one of its
+        // own.
+        const auto row = [](const char *name, const Deeds &deeds, const QString &shown, int count,
                             int timers = 0) {
-            QTest::newRow(name) << QString::fromUtf8(steps) << shown << count << timers;
+            const QString more = u"%1 shown so far, %2 timers run"_s.arg(count).arg(timers);
+            QTest::newRow(name) << deeds << (shown.isEmpty() ? more : shown + u'\n' + more);
         };
         const auto failed = [](const QString &reason) { return u"“a <b> ” failed: "_s + reason; };
         const auto hangs = [](const QString &reason) { return u"“a <b> ” is not connected: "_s + reason; };
         const QString unknown = u"Not connected after a minute, and cloudflared does not say why"_s;
         const QString exited = u"cloudflared exited (code 1)"_s;
-        row("a failure", "start, x ERR broken, exit", failed(u"broken"_s), 1);
-        row("markup in a reason", "start, no <file>, exit", failed(u"no <file>"_s), 1);
-        row("a second failure", "no keyring, start, start",
+        row("a failure is not told", {start, print("x ERR broken"), exitAll}, failed(u"broken"_s), 1);
+        row("markup in a reason is lost", {start, print("no <file>"), exitAll}, failed(u"no <file>"_s), 1);
+        row("a second failure is not told anew", {haveNoKeyring, start, start},
             failed(u"The token could not be read: the keyring is closed"_s), 2);
-        row("a locked keyring", "locked, start, 1s, 60s", hangs(u"Waiting for the keyring"_s), 1);
-        row("not a minute yet", "start, INF a, x ERR broken, 59s", {}, 0, 1);
-        row("a minute", "start, x INF a, 59s, x ERR broken, 1s, 300s", hangs(u"broken"_s), 1);
-        row("a minute without a word", "start, x INF a, 60s", hangs(unknown), 1);
-        row("a failure after a minute", "start, x INF a, 60s, x ERR broken, exit", failed(u"broken"_s), 2);
-        row("other reasons", "start, x INF a, 60s, x ERR one, x ERR two, 1s", hangs(u"two"_s), 2);
-        row("another reason, closed", "start, x INF a, 60s, close, x ERR one, 1s", {}, 1);
-        row("a try after a failure", "start, exit, start, x INF a, x ERR new, 1s", failed(exited), 1, 1);
+        row("a locked keyring is not told", {lock, start, waitFor(1s), waitFor(60s)},
+            hangs(u"Waiting for the keyring"_s), 1);
+        row("told before the minute is over", {start, print("INF a"), print("x ERR broken"), waitFor(59s)},
+            {}, 0, 1);
+        row("a minute without a connection is not told",
+            {start, print("x INF a"), waitFor(59s), print("x ERR broken"), waitFor(1s), waitFor(300s)},
+            hangs(u"broken"_s), 1);
+        row("a minute without a word is not told", {start, print("x INF a"), waitFor(60s)}, hangs(unknown),
+            1);
+        row("a failure after a minute is a second notification",
+            {start, print("x INF a"), waitFor(60s), print("x ERR broken"), exitAll}, failed(u"broken"_s), 2);
+        row("other reasons are told one by one",
+            {start, print("x INF a"), waitFor(60s), print("x ERR one"), print("x ERR two"), waitFor(1s)},
+            hangs(u"two"_s), 2);
+        row("another reason brings a closed one back",
+            {start, print("x INF a"), waitFor(60s), closeAll, print("x ERR one"), waitFor(1s)}, {}, 1);
+        row("a failure that was closed comes back with another tunnel",
+            {start, exitAll, closeAll, startOther}, {}, 1, 2);
+        row("the next try changes what is told of the failure",
+            {start, exitAll, start, print("x INF a"), print("x ERR new"), waitFor(1s)}, failed(exited), 1, 1);
         const QString unreadable = u"The state of “a <b> ” cannot be read: The state shown may be wrong: "_s;
-        row("no line of level INF", "start, x ERR broken, 60s",
+        row("silence of the level INF is told as no connection", {start, print("x ERR broken"), waitFor(60s)},
             unreadable +
                 u"cloudflared has printed no line of level INF; its configuration may set loglevel. Last error: broken"_s,
             1);
-        row("JSON", "start, {}, 60s", unreadable + u"cloudflared prints its log as JSON"_s, 1);
-        row("lost for a minute", "start, x INF a, connect, lose, x ERR broken, 60s", hangs(u"broken"_s), 1);
-        row("connected meanwhile", "start, x INF a, 40s, connect, lose, 40s", {}, 0, 1);
-        row("connects at last", "start, x INF a, 60s, connect", {}, 1);
-        row("stopped", "start, x INF a, 60s, stop", {}, 1, 1);
-        row("ends after a stop", "start, x ERR broken, stop, exit", {}, 0);
-        row("cleared", "start, exit, stop", {}, 1);
-        row("removed", "start, exit, remove", {}, 1);
-        row("quit", "start, x INF a, 60s, quit, exit", {}, 1);
+        row("JSON is told as no connection", {start, print("{}"), waitFor(60s)},
+            unreadable + u"cloudflared prints its log as JSON"_s, 1);
+        row("a connection lost for a minute is not told",
+            {start, print("x INF a"), connectLast, loseLast, print("x ERR broken"), waitFor(60s)},
+            hangs(u"broken"_s), 1);
+        row("a connection meanwhile does not count",
+            {start, print("x INF a"), waitFor(40s), connectLast, loseLast, waitFor(40s)}, {}, 0, 1);
+        row("a connection leaves it on the screen", {start, print("x INF a"), waitFor(60s), connectLast}, {},
+            1);
+        row("a stop leaves it on the screen", {start, print("x INF a"), waitFor(60s), stop}, {}, 1, 1);
+        row("an end that was asked for is told", {start, print("x ERR broken"), stop, exitAll}, {}, 0);
+        row("a cleared failure stays on the screen", {start, exitAll, stop}, {}, 1);
+        row("a removed tunnel's stays on the screen", {start, exitAll, removeTunnel}, {}, 1);
+        row("something is told after the end", {start, print("x INF a"), waitFor(60s), quit, exitAll}, {}, 1);
 
-        row("a token that is lost", "locked, type, quit",
+        row("a token is lost in silence", {lock, typeToken, quit},
             u"The token of “a <b> ” is not stored: "
             "Morvanel ends before the keyring has taken it: set it again in Settings"_s,
             1, 1);
-        row("a token that is stored at last", "locked, type, quit, unlock", {}, 1);
+        row("a token counts as lost though it is stored", {lock, typeToken, quit, unlock}, {}, 1);
 
         const QString both = u"\nother, a <b> "_s;
-        row("two for one reason", "start both, exit", u"2 tunnels failed: "_s + exited + both, 1);
-        row("soon after one another", "start, exit, start other, exit",
+        row("two failures for one reason are two", {startBoth, exitAll},
+            u"2 tunnels failed: "_s + exited + both, 1);
+        row("two failures soon after one another are two", {start, exitAll, startOther, exitAll},
             u"2 tunnels failed: "_s + exited + both, 2);
-        row("later than one another", "start, exit, 1s, start other, exit",
-            failed(exited) + u" | “other” failed: "_s + exited, 2);
-        row("for two reasons", "start both, last x ERR broken, exit",
-            failed(u"broken"_s) + u" | “other” failed: "_s + exited, 2);
-        row("two hang", "start both, x INF a, 60s", u"2 tunnels are not connected: "_s + unknown + both, 1);
-        row("one of two has a reason", "start both, x INF a, 60s, last x ERR broken, 1s",
+        row("a later failure is joined", {start, exitAll, waitFor(1s), startOther, exitAll},
+            failed(exited) + u"\n“other” failed: "_s + exited, 2);
+        row("failures for two reasons are joined", {startBoth, printLast("x ERR broken"), exitAll},
+            failed(u"broken"_s) + u"\n“other” failed: "_s + exited, 2);
+        row("two that do not connect are two", {startBoth, print("x INF a"), waitFor(60s)},
+            u"2 tunnels are not connected: "_s + unknown + both, 1);
+        row("one of two has a reason, which is not told",
+            {startBoth, print("x INF a"), waitFor(60s), printLast("x ERR broken"), waitFor(1s)},
             u"2 tunnels are not connected: other: "_s + unknown + u"\na <b> : broken"_s, 2);
-        row("one of two connects", "start both, x INF a, 60s, connect",
+        row("one of two connects and is still named",
+            {startBoth, print("x INF a"), waitFor(60s), connectLast},
             u"“other” is not connected: "_s + unknown, 2, 0);
     }
     void tells()
     {
+        QFETCH(Deeds, deeds);
+        QFETCH(QString, picture);
         Bench bench;
-        QFETCH(QString, steps);
-        bench.perform(steps);
-        QTEST(bench.shown(), "shown");
-        QTEST(bench.screen.count, "count");
-        QTEST(int(bench.world.scheduler.pendingCount()), "timers");
+        perform(bench, deeds);
+        NO_FAULT(Pictures::difference(bench.picture(), picture));
     }
 
     void aClickOpensWhatHelps()
     {
-        for (const auto &[steps, window] :
-             {std::pair(u"start, exit"_s, u"log"_s), std::pair(u"no keyring, start"_s, u"log"_s),
-              std::pair(u"no token, start"_s, u"tunnel"_s),
-              std::pair(u"no program, start"_s, u"general"_s)}) {
+        for (const auto &[deeds, window] :
+             {std::pair(Deeds{start, exitAll}, u"log"_s), std::pair(Deeds{haveNoKeyring, start}, u"log"_s),
+              std::pair(Deeds{haveNoToken, start}, u"tunnel"_s),
+              std::pair(Deeds{haveNoProgram, start}, u"general"_s)}) {
             Bench bench;
-            bench.perform(steps);
+            perform(bench, deeds);
             const QString id = bench.id.toString();
             for (const Notification &notification : bench.screen.shown) {
                 notification.clicked();
