@@ -21,9 +21,6 @@ constexpr const char *noPath = nullptr; ///< ends a list of paths
 constexpr std::chrono::milliseconds startTime = 15s;
 /// Longest time for a service that was started by another name to take its own; KWallet needs milliseconds.
 constexpr std::chrono::milliseconds namingTime = 1s;
-/// Longest time for a running service to answer; also how long it may leave a question of its own unanswered
-/// before it is asked whether it still runs.
-constexpr std::chrono::milliseconds answerTime = 15s;
 
 /// Returns the words of an error, without the name that the bus put in front.
 QString describe(GError *error)
@@ -38,16 +35,6 @@ bool isNobodyThere(const GError *error)
 {
     return g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) ||
            g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER);
-}
-
-/// Calls a method of an object of the service, if that runs. Returns its reply; null after an error, such as
-/// a reply of another type.
-GVariant *call(GDBusConnection *bus, const SecretServiceMethod &method, GVariant *arguments, GError **error)
-{
-    return g_dbus_connection_call_sync(bus, SecretServiceLink::serviceName, method.object, method.interface,
-                                       method.name, arguments, G_VARIANT_TYPE(method.replyType),
-                                       G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()), nullptr,
-                                       error);
 }
 
 SecretResult toAbsence(GError *error)
@@ -70,8 +57,10 @@ SecretResult toFailure(GError *error)
     return {SecretStatus::Failed, u"the Secret Service failed: "_s + describe(error)};
 }
 
-SecretServiceLink::SecretServiceLink(bool mayAsk, std::function<void(bool isAsking)> tellAsking)
-    : m_tellAsking(std::move(tellAsking))
+SecretServiceLink::SecretServiceLink(bool mayAsk, std::function<void(bool isAsking)> tellAsking,
+                                     std::chrono::milliseconds answerTime)
+    : m_answerTime(answerTime)
+    , m_tellAsking(std::move(tellAsking))
     , m_isRefused(!mayAsk)
 {
 }
@@ -105,7 +94,7 @@ Failure SecretServiceLink::open()
     m_service.reset(secret_service_open_sync(SECRET_TYPE_SERVICE, serviceName, SECRET_SERVICE_OPEN_SESSION,
                                              nullptr, &error));
     if (m_service)
-        g_dbus_proxy_set_default_timeout(G_DBUS_PROXY(m_service.get()), int(answerTime.count()));
+        g_dbus_proxy_set_default_timeout(G_DBUS_PROXY(m_service.get()), int(m_answerTime.count()));
     return m_service ? std::nullopt : Failure(toFailure(error));
 }
 
@@ -137,11 +126,20 @@ Failure SecretServiceLink::reachService()
     return failure;
 }
 
+GVariant *SecretServiceLink::call(const SecretServiceMethod &method, GVariant *arguments,
+                                  GError **error) const
+{
+    return g_dbus_connection_call_sync(m_bus.get(), serviceName, method.object, method.interface, method.name,
+                                       arguments, G_VARIANT_TYPE(method.replyType),
+                                       G_DBUS_CALL_FLAGS_NO_AUTO_START, int(m_answerTime.count()), nullptr,
+                                       error);
+}
+
 Failure SecretServiceLink::probe()
 {
     g_autoptr(GError) error = nullptr;
-    g_autoptr(GVariant) reply = call(m_bus.get(), {servicePath, serviceInterface, "ReadAlias", "(o)"},
-                                     g_variant_new("(s)", defaultAlias), &error);
+    g_autoptr(GVariant) reply =
+        call({servicePath, serviceInterface, "ReadAlias", "(o)"}, g_variant_new("(s)", defaultAlias), &error);
     if (reply)
         return std::nullopt;
     return isNobodyThere(error) ? toAbsence(error) : toFailure(error);
@@ -267,7 +265,7 @@ Failure SecretServiceLink::callWithConsent(const SecretServiceMethod &method, GV
                                            const SecretResult &refusal)
 {
     g_autoptr(GError) error = nullptr;
-    g_autoptr(GVariant) reply = call(m_bus.get(), method, arguments, &error);
+    g_autoptr(GVariant) reply = call(method, arguments, &error);
     if (!reply)
         return toFailure(error);
     g_autoptr(GVariant) path = g_variant_get_child_value(reply, g_variant_n_children(reply) - 1);
@@ -320,13 +318,13 @@ Failure SecretServiceLink::awaitConsent(const char *prompt, const SecretResult &
         g_dbus_connection_signal_subscribe(m_bus.get(), "org.freedesktop.DBus", "org.freedesktop.DBus",
                                            "NameOwnerChanged", "/org/freedesktop/DBus", owner,
                                            G_DBUS_SIGNAL_FLAGS_NONE, takeEnd, &wait, nullptr)};
-    g_autoptr(GSource) timer = g_timeout_source_new(guint(answerTime.count()));
+    g_autoptr(GSource) timer = g_timeout_source_new(guint(m_answerTime.count()));
     g_source_set_callback(timer, check, &wait, nullptr);
     g_source_attach(timer, m_context);
     g_autoptr(GError) error = nullptr;
     g_autoptr(GVariant) reply = g_dbus_connection_call_sync(
         m_bus.get(), owner, prompt, "org.freedesktop.Secret.Prompt", "Prompt", g_variant_new("(s)", ""),
-        G_VARIANT_TYPE_UNIT, G_DBUS_CALL_FLAGS_NO_AUTO_START, int(answerTime.count()), nullptr, &error);
+        G_VARIANT_TYPE_UNIT, G_DBUS_CALL_FLAGS_NO_AUTO_START, int(m_answerTime.count()), nullptr, &error);
     while (reply && !wait.outcome && !g_dbus_connection_is_closed(m_bus.get()))
         g_main_context_iteration(m_context, TRUE);
     g_source_destroy(timer);

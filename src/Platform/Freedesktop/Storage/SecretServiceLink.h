@@ -9,6 +9,7 @@
 
 #include "SecretStore.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -46,13 +47,15 @@ public:
     static constexpr auto serviceName = "org.freedesktop.secrets";
 
     /// Asks the user nothing unless it may; tells, on its own thread, when a question is on the screen and
-    /// when no more.
-    SecretServiceLink(bool mayAsk, std::function<void(bool isAsking)> tellAsking);
+    /// when no more. `answerTime` is the longest time for a running service to answer; also how long it may
+    /// leave a question of its own unanswered before it is asked whether it still runs.
+    SecretServiceLink(bool mayAsk, std::function<void(bool isAsking)> tellAsking,
+                      std::chrono::milliseconds answerTime);
     ~SecretServiceLink();
     Q_DISABLE_COPY_MOVE(SecretServiceLink)
 
-    /// Makes sure of a service with a session, starting one where there is none. It has 15 seconds to start
-    /// and 15 to answer.
+    /// Makes sure of a service with a session, starting one where there is none. It has 15 seconds to start,
+    /// and then the time to answer.
     [[nodiscard]] Failure open();
     /// Returns the service, after a successful `open`.
     SecretService *service() const { return m_service.get(); }
@@ -74,6 +77,9 @@ private:
     [[nodiscard]] Failure reachService();
     [[nodiscard]] Failure startService();
     void awaitOwner();
+    /// Calls a method of an object of the service, if that runs. Returns its reply; null after an error, such
+    /// as a reply of another type.
+    GVariant *call(const SecretServiceMethod &method, GVariant *arguments, GError **error) const;
     /// Has the service answer a small question.
     [[nodiscard]] Failure probe();
     [[nodiscard]] Failure createDefaultCollection();
@@ -87,6 +93,7 @@ private:
     GMainContext *m_context = nullptr; ///< keeps what the service announces from other threads
     GObjectPointer<GDBusConnection> m_bus;
     GObjectPointer<SecretService> m_service;
+    std::chrono::milliseconds m_answerTime;
     std::function<void(bool isAsking)> m_tellAsking;
     bool m_isRefused; ///< by the user, who is asked once, or who must not be asked
 };

@@ -232,8 +232,9 @@ private:
     QObject *m_receiver;
 };
 
-SecretServiceStore::SecretServiceStore(const QDBusConnection &bus)
-    : m_service(QString::fromLatin1(SecretServiceLink::serviceName), bus,
+SecretServiceStore::SecretServiceStore(const QDBusConnection &bus, std::chrono::milliseconds answerTime)
+    : m_answerTime(answerTime)
+    , m_service(QString::fromLatin1(SecretServiceLink::serviceName), bus,
                 QDBusServiceWatcher::WatchForRegistration)
     , m_channel(std::make_shared<ReplyChannel>(&m_service))
 {
@@ -256,12 +257,12 @@ void SecretServiceStore::exchange(const QList<SecretCall> &calls, bool mayAsk, D
                 m_callbacks.asking(isAsking);
         });
     };
-    const auto talk = [calls, mayAsk, done, tellAsking, channel = m_channel] {
+    const auto talk = [calls, mayAsk, done, tellAsking, answerTime = m_answerTime, channel = m_channel] {
         QList<SecretReply> replies;
         {
             // Ends before the replies are sent: the next exchange must not get the bus connection that GLib
             // shares while this one tears it down.
-            SecretServiceLink link(mayAsk, tellAsking);
+            SecretServiceLink link(mayAsk, tellAsking, answerTime);
             Caller caller(link);
             for (const SecretCall &call : calls)
                 replies += caller.make(call);

@@ -8,6 +8,7 @@
 #include <QDBusServiceWatcher>
 #include <QObject>
 
+#include <chrono>
 #include <memory>
 
 /// The user's secrets in the Secret Service of the desktop (Secret Service API of freedesktop.org).
@@ -25,7 +26,9 @@ class SecretServiceStore final : public SecretStore
 {
 public:
     /// `bus` is the session bus; it tells when a service appears. Exchanges connect by themselves.
-    explicit SecretServiceStore(const QDBusConnection &bus);
+    /// `answerTime` is the longest time for a running service to answer.
+    explicit SecretServiceStore(const QDBusConnection &bus,
+                                std::chrono::milliseconds answerTime = std::chrono::seconds(15));
     ~SecretServiceStore() override;
 
     void setCallbacks(Callbacks callbacks) override { m_callbacks = std::move(callbacks); }
@@ -34,6 +37,7 @@ public:
 private:
     class ReplyChannel;
 
+    const std::chrono::milliseconds m_answerTime;
     Callbacks m_callbacks;
     QDBusServiceWatcher m_service; ///< the replies' receiver as well
     std::shared_ptr<ReplyChannel> m_channel;

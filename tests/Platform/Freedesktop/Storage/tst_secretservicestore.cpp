@@ -4,11 +4,13 @@
 #include "SecretServiceStore.h"
 
 #include "LowLimit.h"
+#include "Pictures.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusVirtualObject>
+#include <QDateTime>
 #include <QDir>
 #include <QProcess>
 #include <QRegularExpression>
@@ -17,33 +19,29 @@
 
 #include <fcntl.h>
 
-#include <climits>
 #include <csignal>
 #include <functional>
-#include <map>
 #include <memory>
 
 #include <gio/gio.h>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
 const QString service = u"com.ardentwick.Morvanel.test"_s;
 const QString account = u"8A1D2C60-0D9C-4E56-A1A8-2F0C0F3B7A11"_s;
 
-/// Returns the call that a letter stands for: look up, store "new" or a first secret, or remove; a capital
-/// letter is for another key.
-SecretCall callFor(QChar letter)
-{
-    const SecretKey key{service, letter.isUpper() ? u"OTHER"_s : account};
-    if (letter.toLower() == u'l')
-        return {SecretCall::Kind::Lookup, key};
-    if (letter.toLower() == u'r')
-        return {SecretCall::Kind::Remove, key};
-    const QByteArray data = letter.toLower() == u'n' ? QByteArray("new") : QByteArray("s3cr\xff\0t", 7);
-    return {SecretCall::Kind::Store, key, data, u"Lábel"_s};
-}
+const SecretKey key{service, account};
+const SecretKey otherKey{service, u"OTHER"_s};
+const SecretCall lookUp{SecretCall::Kind::Lookup, key};
+const SecretCall lookUpOther{SecretCall::Kind::Lookup, otherKey};
+const SecretCall store{SecretCall::Kind::Store, key, QByteArray("s3cr\xff\0t", 7), u"Lábel"_s};
+const SecretCall storeOther{SecretCall::Kind::Store, otherKey, store.data, u"Lábel"_s};
+const SecretCall storeNew{SecretCall::Kind::Store, key, "new", u"Lábel"_s};
+const SecretCall removeIt{SecretCall::Kind::Remove, key};
+const QList<SecretCall> allKinds{lookUp, store, removeIt};
 
 /// Returns the status and the data or the first words of the reason.
 QString describe(const SecretReply &reply)
@@ -109,28 +107,29 @@ private:
     QStringList m_told;
     bool m_hasAppeared = false;
     std::shared_ptr<QStringList> m_results; ///< of the last task, none before its end
+    const QString m_secret = u"done s3cr~FF~00t"_s;
 
-    void ask(const QString &letters, bool mayAsk = true)
+    using Deed = std::function<void()>;
+    using Deeds = QList<Deed>;
+
+    void begin(const QList<SecretCall> &calls)
     {
-        SecretStore::Calls calls;
-        for (const QChar letter : letters)
-            calls += callFor(letter);
         m_results = std::make_shared<QStringList>();
-        m_store->exchange(calls, mayAsk, [results = m_results](const QList<SecretReply> &replies) {
+        m_store->exchange(calls, true, [results = m_results](const QList<SecretReply> &replies) {
             for (const SecretReply &reply : replies)
                 *results += describe(reply);
         });
     }
     /// Returns what the task brings in that time.
-    QString await(int milliseconds = 20'000)
+    QString results(std::chrono::milliseconds time = 20s) const
     {
         const auto hasEnded = [this] { return !m_results->isEmpty(); };
-        return QTest::qWaitFor(hasEnded, milliseconds) ? m_results->join(u" | "_s) : u"nothing"_s;
+        return QTest::qWaitFor(hasEnded, int(time.count())) ? m_results->join(u", "_s) : u"nothing yet"_s;
     }
-    QString run(const QString &letters)
+    QString resultsOf(const QList<SecretCall> &calls)
     {
-        ask(letters);
-        return await();
+        begin(calls);
+        return results();
     }
 
     void startBus()
@@ -158,40 +157,69 @@ private:
         m_keyring.closeWriteChannel();
         QTRY_VERIFY(isKeyringThere());
     }
-    /// Does what a word says, maybe with another one, and writes down what comes of it.
-    void act(const QString &step)
+    void signalKeyring(int number)
     {
-        const QString word = step.section(u' ', 1);
-        // No process has the largest number; 0 would stand for this one.
-        const auto keyring = m_keyring.processId() > 0 ? pid_t(m_keyring.processId()) : INT_MAX;
+        if (m_keyring.processId() <= 0) // 0 would stand for this process and all beside it
+            qFatal("A test signals the keyring, but did not start one.");
+        ::kill(pid_t(m_keyring.processId()), number);
+    }
+
+    Deed run(const QList<SecretCall> &calls)
+    {
+        return [=, this] { m_told += resultsOf(calls); };
+    }
+    Deed ask(const QList<SecretCall> &calls)
+    {
+        return [=, this] { begin(calls); };
+    }
+    Deed await(std::chrono::milliseconds time)
+    {
+        return [=, this] { m_told += results(time); };
+    }
+    /// Another program stores an item of its own for the key, later than what is there.
+    Deed userStores(const QString &mark, const QString &data)
+    {
+        return [=, this] {
+            const qint64 second = QDateTime::currentSecsSinceEpoch(); // the keyring counts no less
+            QTRY_VERIFY(QDateTime::currentSecsSinceEpoch() > second);
+            m_told += secretTool(u"store --label=Mine mark "_s + mark, data);
+        };
+    }
+    Deed userReads(const QString &mark)
+    {
+        return [=, this] { m_told += secretTool(u"lookup mark "_s + mark); };
+    }
+    const Deed keyring = [this] { startKeyring(); };
+    const Deed lockedKeyring = [this] { startKeyring({}); };
+    const Deed appears = [this] { QTRY_VERIFY2(m_hasAppeared, "nobody was told of the keyring"); };
+    const Deed freeze = [this] { signalKeyring(SIGSTOP); };
+    const Deed killKeyring = [this] { signalKeyring(SIGKILL); };
+    const Deed fillDisk = [this] {
         const rlimit none{0, RLIM_INFINITY};
-        const QRegularExpression details(u"^(label|schema) "_s);
+        ::prlimit(pid_t(m_keyring.processId()), RLIMIT_FSIZE, &none, nullptr);
+    };
+    const Deed search = [this] {
+        m_told += secretTool(u"search"_s).split(u'\n').filter(QRegularExpression(u"^(label|schema) "_s));
+    };
+    const Deed prompter = [this] { busConnection().registerService(prompterName); };
+    const Deed question = [this] { QTRY_COMPARE(m_prompter.questions.size(), 1); };
+    const Deed dismiss = [this] { m_prompter.dismiss(busConnection()); };
+    const Deed abandon = [this] { m_store = std::make_unique<SecretServiceStore>(busConnection()); };
+    const Deed haveLittlePatience = [this] {
+        m_store = std::make_unique<SecretServiceStore>(busConnection(), 3s);
+    };
+    const Deed bus = [this] { startBus(); };
+    const Deed endBus = [this] { g_test_dbus_stop(m_bus); };
+    const Deed installService = [this] {
         QFile file(m_services.filePath(u"org.freedesktop.secrets.service"_s));
-        const std::map<QString, std::function<void()>> actions{
-            {u"run"_s, [&] { m_told += run(word); }},
-            {u"ask"_s, [&] { ask(word); }},
-            {u"await"_s, [&] { m_told += await(word.toInt()); }},
-            {u"keyring"_s, [&] { startKeyring(); }},
-            {u"locked-keyring"_s, [&] { startKeyring({}); }},
-            {u"appears"_s, [&] { QTRY_VERIFY2(m_hasAppeared, "nobody was told of the keyring"); }},
-            {u"freeze"_s, [&] { ::kill(keyring, SIGSTOP); }},
-            {u"kill"_s, [&] { ::kill(keyring, SIGKILL); }},
-            {u"fill-disk"_s, [&] { ::prlimit(keyring, RLIMIT_FSIZE, &none, nullptr); }},
-            {u"search"_s, [&] { m_told += secretTool(u"search"_s).split(u'\n').filter(details); }},
-            {u"store"_s, [&] { m_told += secretTool(u"store --label=Mine mark "_s + word, word); }},
-            {u"read"_s, [&] { m_told += secretTool(u"lookup mark "_s + word); }},
-            {u"prompter"_s, [&] { busConnection().registerService(prompterName); }},
-            {u"question"_s, [&] { QTRY_COMPARE(m_prompter.questions.size(), 1); }},
-            {u"dismiss"_s, [&] { m_prompter.dismiss(busConnection()); }},
-            {u"abandon"_s, [&] { m_store = std::make_unique<SecretServiceStore>(busConnection()); }},
-            {u"bus-ends"_s, [&] { g_test_dbus_stop(m_bus); }},
-            {u"bus"_s, [&] { startBus(); }},
-            {u"service"_s, [&] {
-                 QVERIFY(file.open(QIODevice::WriteOnly));
-                 file.write("[D-BUS Service]\nName=org.freedesktop.secrets\nExec=/bin/sh -c \"echo | exec "
-                            "gnome-keyring-daemon --foreground --components=secrets --unlock\"");
-             }}};
-        actions.at(step.section(u' ', 0, 0))();
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("[D-BUS Service]\nName=org.freedesktop.secrets\nExec=/bin/sh -c \"echo | exec "
+                   "gnome-keyring-daemon --foreground --components=secrets --unlock\"");
+    };
+
+    static void row(const char *name, const Deeds &deeds, const QStringList &told)
+    {
+        QTest::newRow(name) << deeds << told.join(u", "_s);
     }
 
 private Q_SLOTS:
@@ -227,64 +255,84 @@ private Q_SLOTS:
     void outlivesALackOfDescriptors()
     {
         startKeyring();
-        QCOMPARE(run(u"a"_s), u"done"_s);
+        QCOMPARE(resultsOf({store}), u"done"_s);
         const auto next = rlim_t(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
         ::close(int(next));
         for (rlim_t left = 0; left < 24; ++left) {
             const LowLimit limit(RLIMIT_NOFILE, next + left);
-            QVERIFY(run(u"l"_s) != u"absent"_s);
+            QVERIFY2(resultsOf({lookUp}) != u"absent"_s, "a secret that cannot be read counts as absent");
         }
-        QCOMPARE(run(u"l"_s), u"done s3cr~FF~00t"_s);
+        QCOMPARE(resultsOf({lookUp}), m_secret);
     }
 
     void lives_data()
     {
+        QTest::addColumn<Deeds>("deeds");
         QTest::addColumn<QString>("told");
-        const auto row = [](const QString &steps, const QString &told) {
-            QTest::newRow(qPrintable(steps)) << told;
-        };
-        const auto all = [](const QString &text) { return QStringList(3, text).join(u" | "_s); };
-        const QString added = u"done | %1 | done s3cr~FF~00t"_s;
+        const auto all = [](const QString &text) { return QStringList(3, text).join(u", "_s); };
         const QString locked = all(u"locked the keyring is locked and was not unlocked"_s);
         const QString ended = all(u"unavailable the Secret Service has ended"_s);
-        row(u"keyring, run lr, run aAnl, search, run rlL"_s,
-            u"absent | absent | done | done | done | done new | label = Lábel | "
-            "schema = com.ardentwick.Morvanel | done | absent | done s3cr~FF~00t"_s);
-        // Items as a user stores them: without this program's schema, and more than one.
-        row(u"keyring, store 1, run l, store 2, read 1, read 2, run n, read 1, read 2, run rl"_s,
-            u" | done 1 |  | 1 | 2 | done | new | new | done | absent"_s);
-        row(u"run lar, keyring, appears, run l"_s,
-            all(u"nobody there no Secret Service is running"_s) + u" | absent"_s);
-        row(u"locked-keyring, run lar"_s,
-            u"absent | locked there is no keyring yet and none was created | absent"_s);
-        row(u"keyring, run a, freeze, run lar, keyring, run l"_s,
-            added.arg(all(u"unavailable the Secret Service does not answer"_s)));
-        row(u"keyring, run a, freeze, ask lar, await 300, kill, await 20000, keyring, run l"_s,
-            added.arg(u"nothing | "_s + ended));
+        const QString stuck = all(u"unavailable the Secret Service does not answer"_s);
         const QString failed = u"failed the Secret Service failed"_s;
-        row(u"keyring, run a, fill-disk, run lar, keyring, run l"_s,
-            added.arg(u"done s3cr~FF~00t | %1 | %1"_s.arg(failed)));
-        row(u"keyring, run a, locked-keyring, run lar, keyring, run l"_s, added.arg(locked));
-        const QString asks =
-            u"keyring, run a, locked-keyring, prompter, ask lar, question, await 300, %1, keyring, run l"_s;
-        row(asks.arg(u"dismiss, await 20000"_s), added.arg(u"nothing | "_s + locked));
-        row(asks.arg(u"kill, await 20000"_s), added.arg(u"nothing | "_s + ended));
-        row(asks.arg(u"freeze, await 40000"_s),
-            added.arg(u"nothing | "_s + all(u"unavailable the Secret Service does not answer"_s)));
-        row(asks.arg(u"abandon, dismiss, await 200"_s), added.arg(u"nothing | nothing"_s));
-        row(u"service, run l"_s, u"absent"_s);
+        const QString done = u"done"_s;
+        const QString absent = u"absent"_s;
+        const QString nothing = u"nothing yet"_s;
+
+        row("one key's secret is another's, or is not kept",
+            {keyring, run({lookUp, removeIt}), run({store, storeOther, storeNew, lookUp}), search,
+             run({removeIt, lookUp, lookUpOther})},
+            {absent, absent, done, done, done, u"done new"_s, u"label = Lábel"_s,
+             u"schema = com.ardentwick.Morvanel"_s, done, absent, m_secret});
+        row("items of other programs are not found, or an older one is used",
+            {keyring, userStores(u"1"_s, u"a"_s), run({lookUp}), userStores(u"2"_s, u"b"_s), run({lookUp}),
+             userStores(u"1"_s, u"c"_s), run({lookUp}), run({storeNew}), userReads(u"1"_s), userReads(u"2"_s),
+             run({removeIt, lookUp})},
+            {{}, u"done a"_s, {}, u"done b"_s, {}, u"done c"_s, done, u"new"_s, u"new"_s, done, absent});
+        row("a keyring that comes later is not told", {run(allKinds), keyring, appears, run({lookUp})},
+            {all(u"nobody there no Secret Service is running"_s), absent});
+        row("a service that the bus can start is not started", {installService, run({lookUp})}, {absent});
+        row("a keyring is made without the user", {lockedKeyring, run(allKinds)},
+            {absent, u"locked there is no keyring yet and none was created"_s, absent});
+        row("a full disk costs the old secret",
+            {keyring, run({store}), fillDisk, run(allKinds), keyring, run({lookUp})},
+            {done, m_secret, failed, failed, m_secret});
+        row("a frozen service is waited for without end",
+            {keyring, run({store}), haveLittlePatience, freeze, run(allKinds), keyring, run({lookUp})},
+            {done, stuck, m_secret});
+        row("one that ends while it is frozen is waited for",
+            {keyring, run({store}), freeze, ask(allKinds), await(300ms), killKeyring, await(20s), keyring,
+             run({lookUp})},
+            {done, nothing, ended, m_secret});
+        row("nobody can ask, which is waited for",
+            {keyring, run({store}), lockedKeyring, run(allKinds), keyring, run({lookUp})},
+            {done, locked, m_secret});
+
+        const Deeds asked{keyring,       run({store}), lockedKeyring, prompter,
+                          ask(allKinds), question,     await(300ms)};
+        const Deeds again{keyring, run({lookUp})};
+        row("a dismissed question is put again", asked + Deeds{dismiss, await(20s)} + again,
+            {done, nothing, locked, m_secret});
+        row("the end of who asks is missed", asked + Deeds{killKeyring, await(20s)} + again,
+            {done, nothing, ended, m_secret});
+        row("a question that freezes is waited for without end",
+            Deeds{haveLittlePatience} + asked + Deeds{freeze, await(20s)} + again,
+            {done, nothing, stuck, m_secret});
+        row("an answer reaches a store that is gone", asked + Deeds{abandon, dismiss, await(200ms)} + again,
+            {done, nothing, nothing, m_secret});
         // The last one: the connection that GLib shares in the process may outlive its bus for a while.
-        row(u"keyring, run a, bus-ends, run lar, bus, keyring, run l"_s,
-            added.arg(all(u"unavailable the session bus cannot be reached"_s)));
+        row("the bus's end ends the program",
+            {keyring, run({store}), endBus, run(allKinds), bus, keyring, run({lookUp})},
+            {done, all(u"unavailable the session bus cannot be reached"_s), m_secret});
     }
 
     void lives()
     {
+        QFETCH(Deeds, deeds);
         QFETCH(QString, told);
-        for (const QString &step : QString::fromUtf8(QTest::currentDataTag()).split(u", "_s))
-            act(step);
-        QCOMPARE(m_told.join(u" | "_s).split(u" | "_s), told.split(u" | "_s));
-        QVERIFY(m_prompter.questions.size() <= 1);
+        for (qsizetype i = 0; i < deeds.size() && !QTest::currentTestFailed(); ++i)
+            deeds[i]();
+        NO_FAULT(Pictures::difference(m_told.join(u", "_s), told));
+        QVERIFY2(m_prompter.questions.size() <= 1, "the user is asked more than once");
     }
 };
 
