@@ -16,6 +16,9 @@
 /// The effect of choosing a menu entry.
 enum class MenuAction { None, ToggleTunnel, OpenURL, StartAll, StopAll, OpenLogs, OpenSettings, Quit };
 
+/// Longest name or address in a menu, in user-perceived characters: a screen could not hold more.
+constexpr int longestMenuName = 200;
+
 /// One entry of a menu, as a value: built by whoever decides, compared and drawn by whoever shows it.
 struct MenuItem
 {

@@ -23,7 +23,6 @@ namespace {
 constexpr int preferredLineLength = 40;
 constexpr qsizetype mostMeasured = 64;
 constexpr auto roleProperty = "fontRole";
-constexpr qreal captionScale = 0.85;
 constexpr qreal logScale = 11.0 / 13;
 constexpr int smallestLogPixels = 11;
 constexpr qreal titleScale = 1.3;
@@ -45,8 +44,7 @@ QFont fontFor(FontRole role, const QFont &base)
         font.setPixelSize(std::max(smallestLogPixels, qRound(QFontInfo(base).pixelSize() * logScale)));
         break;
     case FontRole::Caption:
-        font.setPointSizeF(points * captionScale);
-        break;
+        return SymbolDrawing::captionFont(base);
     case FontRole::Headline:
         font.setBold(true);
         break;

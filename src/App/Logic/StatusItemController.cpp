@@ -14,8 +14,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int failureCharacters = 70;
-/// Longest name or address in user-perceived characters; a menu could not hold more.
-constexpr int nameCharacters = 200;
 
 QString detailText(const TunnelConfig &tunnel, const TunnelState &state)
 {
@@ -101,7 +99,7 @@ QString addressText(const QString &hostname, const QUrl &url)
 
 MenuItem openAddress(const QString &entryName, const TunnelConfig &tunnel, const QUrl &url)
 {
-    const QString address = Text::shortenedInMiddle(addressText(tunnel.hostname, url), nameCharacters);
+    const QString address = Text::shortenedInMiddle(addressText(tunnel.hostname, url), longestMenuName);
     MenuItem item = command(u"open."_s + entryName, u"Open "_s + address, MenuAction::OpenURL);
     item.indentation = 1;
     item.data = url;
@@ -184,7 +182,7 @@ Menu StatusItemController::makeDockMenu() const
     QHash<QUuid, int> seen;
     for (const TunnelConfig &tunnel : m_manager.tunnels()) {
         const TunnelState &state = m_manager.state(tunnel.id);
-        const QString name = Text::shortenedInMiddle(tunnel.name, nameCharacters);
+        const QString name = Text::shortenedInMiddle(tunnel.name, longestMenuName);
         menu += toggle(entryName(tunnel.id, seen), name + u" — "_s + state.label(), tunnel, state);
     }
     if (!menu.isEmpty())

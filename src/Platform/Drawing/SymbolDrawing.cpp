@@ -4,6 +4,7 @@
 #include "SymbolDrawing.h"
 
 #include <QFile>
+#include <QFontInfo>
 #include <QIconEngine>
 #include <QPainter>
 #include <QPixmap>
@@ -192,6 +193,14 @@ QColor colorOnAnyGround(ColorRole role)
         break;
     }
     return QColor(0x80, 0x80, 0x80);
+}
+
+QFont captionFont(const QFont &base)
+{
+    constexpr qreal scale = 0.85;
+    QFont font = base;
+    font.setPointSizeF(QFontInfo(base).pointSizeF() * scale); // also of a font that is measured in pixels
+    return font;
 }
 
 double contrast(const QColor &one, const QColor &other)

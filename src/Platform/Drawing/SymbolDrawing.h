@@ -7,13 +7,14 @@
 
 #include <QByteArray>
 #include <QColor>
+#include <QFont>
 #include <QIcon>
 #include <QImage>
 #include <QPalette>
 #include <QString>
 
 /// Draws the program's own symbols, one SVG each in the resources under its symbol name: in one colour, some
-/// on white, on a square of 16 units.
+/// on white, on a square of 16 units. Has the colours and the small font beside them too, for whoever draws.
 namespace SymbolDrawing {
 
 /// Returns the symbol in one colour on a transparent, square ground of `pixels` by `pixels` device pixels; a
@@ -38,6 +39,9 @@ QColor color(ColorRole role, const QPalette &palette, QPalette::ColorRole ground
 /// Returns the shade for a role on a ground that is not known, as a panel's: the named colours keep 3:1 on
 /// white and on dark grey; the others are a middle grey.
 QColor colorOnAnyGround(ColorRole role);
+
+/// Returns the font of small texts beside texts in `base`.
+QFont captionFont(const QFont &base);
 
 /// Returns the contrast of two opaque colours as WCAG 2 defines it, 1 to 21.
 double contrast(const QColor &one, const QColor &other);

@@ -10,9 +10,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Limits in user-perceived characters: the longest title beside a detail, since a menu could not hold more,
-/// and the longest line of any other kind, since a launcher's entry holds a whole failure message.
-constexpr int longestName = 200;
+/// Longest line that is no name, in user-perceived characters: a launcher's entry holds a whole failure
+/// message.
 constexpr int longestLine = 500;
 
 QString plainLine(const QString &text, int characters = longestLine)
@@ -34,7 +33,7 @@ QString EntryText::lines(const MenuItem &item, const HostQuirks &quirks)
     if (item.detail.isEmpty())
         return mark(item.title) + indentation + plainLine(item.title);
     const QString join = quirks.joinsLines ? u" — "_s : u'\n' + indentation;
-    return mark(item.title) + indentation + plainLine(item.title, longestName) + join +
+    return mark(item.title) + indentation + plainLine(item.title, longestMenuName) + join +
            plainLine(item.detail);
 }
 

@@ -24,11 +24,10 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int iconSide = 16;
-constexpr int margin = 8;  ///< left and right of everything
-constexpr int iconGap = 6; ///< between icon and text
-constexpr int keyGap = 24; ///< between text and key
-constexpr int padding = 4; ///< above and below the lines
-constexpr double smallFontScale = 0.85;
+constexpr int margin = 8;   ///< left and right of everything
+constexpr int iconGap = 6;  ///< between icon and text
+constexpr int keyGap = 24;  ///< between text and key
+constexpr int padding = 4;  ///< above and below the lines
 constexpr int rimWidth = 1; ///< between a dot and the ground of the entry that is pointed at
 
 /// The parts of an entry's text, as QMenu hands it over: lines, then the key behind a tabulator.
@@ -50,16 +49,6 @@ struct Texts
 MenuItem itemOf(const QAction *action)
 {
     return action->data().value<MenuItem>();
-}
-
-QFont smallFont(const QFont &font)
-{
-    QFont small = font;
-    if (font.pointSizeF() > 0)
-        small.setPointSizeF(font.pointSizeF() * smallFontScale);
-    else
-        small.setPixelSize(qMax(1, int(font.pixelSize() * smallFontScale)));
-    return small;
 }
 
 const QStyleOptionMenuItem *normalEntry(const QStyleOption *option)
@@ -90,7 +79,7 @@ public:
             return QProxyStyle::sizeFromContents(type, option, size, widget);
         const Texts texts(entry->text);
         const QFontMetrics title(entry->font);
-        const QFontMetrics detail(smallFont(entry->font));
+        const QFontMetrics detail(SymbolDrawing::captionFont(entry->font));
         const int width = qMax(title.horizontalAdvance(texts.title), detail.horizontalAdvance(texts.detail));
         const int lines = title.height() + (texts.detail.isEmpty() ? 0 : detail.height());
         return {margin + iconSide + iconGap + width + keyGap + margin, qMax(lines, iconSide) + 2 * padding};
@@ -140,7 +129,7 @@ private:
         const int keyFlags = int(visualAlignment(option.direction, Qt::AlignRight) | Qt::AlignVCenter);
         painter->setPen(secondary);
         painter->drawText(place(titleRect), keyFlags, texts.key);
-        painter->setFont(smallFont(option.font));
+        painter->setFont(SymbolDrawing::captionFont(option.font));
         painter->drawText(place(titleRect.translated(0, titleLine.height())), flags, texts.detail);
         painter->restore();
     }
