@@ -79,7 +79,10 @@ NotifierWatcher::NotifierWatcher(const QDBusConnection &bus)
     m_names.setConnection(m_bus);
     m_names.setWatchMode(QDBusServiceWatcher::WatchForOwnerChange);
     connect(&m_names, &QDBusServiceWatcher::serviceOwnerChanged, this,
-            [this](const QString &name, const QString &, const QString &owner) { setOwner(name, owner); });
+            [this](const QString &name, const QString &, const QString &owner) {
+                m_asked.remove(name);
+                setOwner(name, owner);
+            });
     auto *watcher = new NotifierWatcherInterface(watcherName(), u"/StatusNotifierWatcher"_s, m_bus, this);
     connect(watcher, &NotifierWatcherInterface::StatusNotifierHostRegistered, this,
             &NotifierWatcher::findHost);
@@ -110,11 +113,15 @@ void NotifierWatcher::announceAtOnce()
     });
 }
 
+/// Follows the owner of the name from now on. Qt may hand a reply out after a signal that the bus has sent
+/// later, so that a signal wins.
 void NotifierWatcher::watch(const QString &name)
 {
     m_names.addWatchedService(name);
+    m_asked.insert(name);
     callLater(m_bus, busCall(u"GetNameOwner"_s, name), this, [this, name](const QDBusMessage &reply) {
-        setOwner(name, isError(reply) ? QString() : reply.arguments().value(0).toString());
+        if (m_asked.remove(name))
+            setOwner(name, isError(reply) ? QString() : reply.arguments().value(0).toString());
     });
 }
 

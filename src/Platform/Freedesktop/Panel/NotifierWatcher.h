@@ -49,6 +49,7 @@ private:
 
     QDBusConnection m_bus;
     QDBusServiceWatcher m_names;
+    QSet<QString> m_asked;        ///< names with a question for their owner that no signal has answered
     QSet<QString> m_presentNames; ///< those of `HostQuirks::busNames` that have an owner
     QString m_owner;              ///< unique name of the watcher; empty for none
     QString m_process;            ///< its process's name
