@@ -10,7 +10,8 @@ from session import PANEL_HEIGHT, wait_for
 
 SIZE = "1200x700"
 PANEL = f"1200x{PANEL_HEIGHT}+0+0"
-PROBLEM_RED = (0xE5, 0x48, 0x4D)
+PROBLEM_RED = (0xC9, 0x30, 0x2C)  # of the icon
+DOT_RED = (0xE5, 0x48, 0x4D)
 
 
 class Pictures(Screen):
@@ -72,5 +73,5 @@ class Pictures(Screen):
         before = self.popups()
         self.click(PROBLEM_RED, PANEL)
         opened = wait_for(lambda: [g for w, g in self.popups().items() if w not in before], "the menu is open")
-        wait_for(lambda: self.find(PROBLEM_RED, opened[0]), "the menu shows its dots")
+        wait_for(lambda: self.find(DOT_RED, opened[0]), "the menu shows its dots")
         self.save("menu", opened[0])

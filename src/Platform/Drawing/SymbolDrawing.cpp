@@ -203,6 +203,23 @@ QFont captionFont(const QFont &base)
     return font;
 }
 
+QColor colorInRim(ColorRole role)
+{
+    switch (role) {
+    case ColorRole::Green:
+        return QColor(0x1a, 0x7f, 0x37);
+    case ColorRole::Orange:
+        return QColor(0xb0, 0x57, 0x00);
+    case ColorRole::Red:
+        return QColor(0xc9, 0x30, 0x2c);
+    case ColorRole::SecondaryLabel:
+    case ColorRole::TertiaryLabel:
+    case ColorRole::None:
+        break;
+    }
+    return QColor(0x60, 0x60, 0x60);
+}
+
 double contrast(const QColor &one, const QColor &other)
 {
     const auto [darker, lighter] = std::minmax({luminance(one), luminance(other)});

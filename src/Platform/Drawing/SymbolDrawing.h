@@ -43,6 +43,10 @@ QColor colorOnAnyGround(ColorRole role);
 /// Returns the font of small texts beside texts in `base`.
 QFont captionFont(const QFont &base);
 
+/// Returns the shade for a role in a symbol that has a white rim, on a ground that is not known: the rim is
+/// what stands out from dark grounds, so the shade is one for all light ones.
+QColor colorInRim(ColorRole role);
+
 /// Returns the contrast of two opaque colours as WCAG 2 defines it, 1 to 21.
 double contrast(const QColor &one, const QColor &other);
 

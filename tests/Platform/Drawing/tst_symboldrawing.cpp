@@ -109,13 +109,18 @@ private Q_SLOTS:
 
     void colorsCanBeSeenOnAnyPanel()
     {
-        for (const QColor &panel : {QColor(Qt::white), QColor(0xefeff1), QColor(0x2b2f33)})
-            for (const ColorRole role :
-                 {ColorRole::None, ColorRole::Green, ColorRole::Orange, ColorRole::Red}) {
-                const QColor color = SymbolDrawing::colorOnAnyGround(role);
-                QVERIFY2(SymbolDrawing::contrast(color, panel) >= 3,
-                         qPrintable(color.name() + u" on "_s + panel.name()));
-            }
+        const auto isSeen = [](const QColor &color, QRgb panel) {
+            return SymbolDrawing::contrast(color, panel) >= 3;
+        };
+        for (const ColorRole role : {ColorRole::None, ColorRole::Green, ColorRole::Orange, ColorRole::Red}) {
+            const QString name = u"role %1 on "_s.arg(int(role));
+            for (const QRgb panel : {0xffffffU, 0xefeff1U, 0x2b2f33U})
+                QVERIFY2(isSeen(SymbolDrawing::colorOnAnyGround(role), panel),
+                         qPrintable(name + QColor(panel).name()));
+            for (const QRgb panel : {0xefeff1U, 0xd0d5d9U, 0x808080U, 0x2b2f33U}) // Breeze's is the second
+                QVERIFY2(isSeen(SymbolDrawing::colorInRim(role), panel) || isSeen(Qt::white, panel),
+                         qPrintable(name + QColor(panel).name() + u", in a white rim"_s));
+        }
     }
 };
 

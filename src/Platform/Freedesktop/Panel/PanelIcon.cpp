@@ -155,7 +155,7 @@ QList<QImage> PanelIcon::images(const QColor &tint) const
     QList<QImage> images;
     if (isNull())
         return images;
-    const QColor color = m_symbol.isTemplate ? tint : SymbolDrawing::colorOnAnyGround(m_symbol.color);
+    const QColor color = m_symbol.isTemplate ? tint : SymbolDrawing::colorInRim(m_symbol.color);
     for (const int pixels : panelSides) {
         QSvgRenderer renderer(drawn(m_symbol, m_count, color, gridFor(pixels)));
         QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
@@ -201,7 +201,8 @@ QString PanelIcon::writeFile(const QString &folder, Fit fit) const
 QByteArray PanelIcon::svg(Fit fit) const
 {
     const Grid grid = gridOf(fit);
-    const QColor color = SymbolDrawing::colorOnAnyGround(m_symbol.color);
+    const QColor color = m_symbol.isTemplate ? SymbolDrawing::colorOnAnyGround(m_symbol.color)
+                                             : SymbolDrawing::colorInRim(m_symbol.color);
     QByteArray svg = drawn(m_symbol, m_count, color, grid);
     svg.replace(R"(width="16" height="16")", R"(width="64" height="64")");
     if (!m_symbol.isTemplate)

@@ -13,8 +13,8 @@
 
 /// The icon in the panel: a symbol with the count drawn in.
 ///
-/// A panel may be light or dark whatever the palette says, so the shades are ones that stand out from both;
-/// on those between a white rim does.
+/// A panel may be light or dark whatever the palette says: coloured pictures have dark shades for light ones
+/// and a white rim for the others.
 class PanelIcon
 {
 public:

@@ -184,7 +184,7 @@ private Q_SLOTS:
                     "IconName=/morvanel/icons/full/morvanel-connected-2.svg IconPixmap= 16 22 24 32 48 64 "
                     "IconThemePath=/morvanel/icons Id=MorvanelStatusItem ItemIsMenu=true "
                     "Menu=/MenuBar Status=Active Title=Morvanel 2 ToolTip=Tip+1 WindowId=0"_s));
-        QCOMPARE(icon(3).pixelColor(8, 20), SymbolDrawing::colorOnAnyGround(ColorRole::Green));
+        QCOMPARE(icon(3).pixelColor(8, 20), SymbolDrawing::colorInRim(ColorRole::Green));
         m_item->setContent(content(online, u" 1234"_s)); // its count is "99+"
         QString count;
         for (int i = 0; i < 5 * 11; ++i) {
