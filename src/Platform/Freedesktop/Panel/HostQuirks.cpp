@@ -26,6 +26,7 @@ constexpr HostQuirks plasma{.joinsLines = true,
 constexpr HostQuirks lxqt{
     .joinsLines = true, .tintsNothing = true, .takesKeysLiterally = true, .hasImageColumn = true};
 constexpr HostQuirks gnome{.hasSmallIcons = true, .undoublesOnce = true, .hasImageColumn = true};
+constexpr HostQuirks mate{.drawsPixmaps = true, .tintsNothing = true};
 constexpr HostQuirks untinted{.tintsNothing = true};
 constexpr HostQuirks xfce{.showsDescription = true};
 
@@ -33,8 +34,8 @@ constexpr HostQuirks xfce{.showsDescription = true};
 constexpr std::array table{
     Row{u"org.kde.plasmashell", {}, plasma}, Row{{}, u"lxqt-panel", lxqt},
     Row{{}, u"gnome-shell", gnome},          Row{{}, u"xapp-sn-watcher", untinted},
-    Row{{}, u"notification-ar", untinted},   Row{{}, u"waybar", untinted},
-    Row{u"org.xfce.Panel", {}, xfce},
+    Row{{}, u"notification-ar", mate},       Row{{}, u"waybar", untinted},
+    Row{{}, u"ayatana-indicat", untinted},   Row{u"org.xfce.Panel", {}, xfce},
 };
 
 } // namespace

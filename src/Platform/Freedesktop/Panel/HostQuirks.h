@@ -14,6 +14,7 @@ struct HostQuirks
     bool joinsLines = false;         ///< squeezes or drops a line break: "name — detail"
     bool opensMenuIfRefused = false; ///< does so by itself where `Activate` is answered with an error
     bool blursFiles = false;         ///< as icons, on a scaled screen; pixmaps stay sharp
+    bool drawsPixmaps = false;       ///< sharply at any size, but files blurred
     bool tintsByStyle = false;       ///< icons by the style in them instead of by "symbolic" in their names
     bool tintsNothing = false;       ///< no icon; one with "symbolic" in its name may even not be shown
     bool hasMargins = false;         ///< around its own icons, of 3 pixels in 22

@@ -96,7 +96,8 @@ QString StatusNotifierItem::iconName(const StatusItemContent &content) const
         rimmed.isTemplate = false;
         return PanelIcon(rimmed).writeFile(m_iconFolder, PanelIcon::Fit::Full);
     }
-    if (!isTemplate && m_quirks.blursFiles && qGuiApp->devicePixelRatio() > 1)
+    const bool isBlurred = m_quirks.blursFiles && qGuiApp->devicePixelRatio() > 1;
+    if (!isTemplate && (isBlurred || m_quirks.drawsPixmaps))
         return {};
     const bool takesFiles = m_quirks.hasMargins || m_quirks.hasSmallIcons || m_quirks.tintsNothing;
     if (!icon.hasCount() && (isTemplate || !takesFiles)) {

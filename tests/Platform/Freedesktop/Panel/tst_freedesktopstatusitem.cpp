@@ -310,8 +310,8 @@ private Q_SLOTS:
             u"a__1_\nStopped, key comma, no dots, morvanel-idle-symbolic, None active, drawn small"_s);
         row("Cinnamon: icon of one colour", u"a.b"_s, "xapp-sn-watcher",
             u"a__1__\nStopped, key comma, dots, /morvanel/icons/full/morvanel-idle.svg, None active, drawn full"_s);
-        row("MATE: no dots", u"a.b"_s, "mate-panel",
-            u"a__1__\nStopped, key comma, dots, morvanel-idle-symbolic, None active, drawn full"_s);
+        row("MATE: blurred count", u"a.b"_s, "notification-ar",
+            u"a__1__\nStopped, key comma, dots, /morvanel/icons/full/morvanel-idle.svg, None active, drawn "_s);
     }
     void panelsAreToldApart()
     {
