@@ -3,10 +3,10 @@
 
 """What is known not to work and stays so: each row says where, at which step of the walk, and why."""
 
-# Desktop, kind of walk (empty for every kind), how the step begins, reason
+# Desktop, kind of walk (empty for every kind), how the step or each of some begins, reason
 LIMITS = (
-    ("mate", "", "icon idle", "MATE does not tint icons, and a grey that shows on dark panels is weak on its light one"),
-    ("mate-indicator", "", "icon idle", "as on MATE"),
+    ("mate-indicator", "large", ("icon 2", "icon 12"), "the indicators' applet draws an icon at 22 pixels and enlarges it"),
+    ("plasma-wayland", "large", ("icon 2", "icon 12"), "Plasma draws an icon at 22 pixels and enlarges it"),
     ("trayer", "", "icon", "Qt draws the icon of an old tray at 22 pixels, whatever place the tray has for it"),
 )
 

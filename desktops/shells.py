@@ -24,6 +24,7 @@ class Shell(Session):
 
     def __init__(self, desktop, is_dark=False, scale=1):
         self.desktop, self.is_dark, self.scale = desktop, is_dark, scale
+        self.has_dark_windows = is_dark and desktop.darkens_windows
         self.width, self.height = 1280 * scale, 800 * scale
         self.pixels = Path(tempfile.mkdtemp())  # the X server keeps its screen in a file there
         self.display_options = ("-fbdir", str(self.pixels))
@@ -81,8 +82,8 @@ class Shell(Session):
             return self.spawn(*command, stdout=output, stderr=output, environment=environment)
 
     def start_helper(self, name):
-        """Starts a program that is in no folder of PATH; Debian's releases keep it in different ones."""
-        patterns = [f"{folder}/{'*/' * depth}{name}" for folder in ("libexec", "lib") for depth in (1, 2, 3)]
+        """Starts a program that need not be in a folder of PATH; Debian's releases keep it in different ones."""
+        patterns = [f"{folder}/{'*/' * depth}{name}" for folder in ("bin", "libexec", "lib") for depth in range(4)]
         self.start(str(next(file for pattern in patterns for file in Path("/usr").glob(pattern) if file.is_file())))
 
     def write(self, path, text):
@@ -164,12 +165,12 @@ def mate(shell, applet=MATE_TRAY):
         "org/mate/panel/objects/tray": {
             "object-type": "'applet'", "applet-iid": f"'{applet}'", "toplevel-id": "'bottom'", "position": 0,
             "panel-right-stick": "true"},
-        "org/mate/interface": {"gtk-theme": "'BlackMATE'" if shell.is_dark else "'Menta'", "icon-theme": "'menta'",
-                               "window-scaling-factor": shell.scale},
+        "org/mate/desktop/interface": {"gtk-theme": "'BlackMATE'" if shell.is_dark else "'Menta'", "icon-theme": "'menta'",
+                                       "window-scaling-factor": shell.scale},
     })
     shell.start("marco", "--no-composite")
     shell.wait_for_window_manager()
-    shell.start("mate-settings-daemon")
+    shell.start_helper("mate-settings-daemon")
     shell.start_helper("mate-notification-daemon")
     shell.start("mate-panel")
 
@@ -190,6 +191,7 @@ def cinnamon(shell):
                                            "scaling-factor": f"uint32 {shell.scale}"},
         "org/cinnamon/desktop/notifications": {"fade-on-mouseover": "false"},
     })
+    shell.start("csd-xsettings")
     shell.start_helper("xapp-sn-watcher")
     shell.start("cinnamon", "--x11", "--sm-disable")
     shell.wait_for_window_manager()
@@ -270,6 +272,8 @@ def plasma_wayland(shell):
         "--socket", SOCKET, "--no-lockscreen", "--no-global-shortcuts",
         WAYLAND_DISPLAY="", QT_QPA_PLATFORM="", KWIN_COMPOSE="Q")
     shell.wait_for_socket()
+    if shell.scale > 1:  # Plasma 6 takes the one above as the window's size alone
+        shell.run("kscreen-doctor", f"output.1.scale.{shell.scale}")
     shell.start(f"kded{shell.environment['KDE_SESSION_VERSION']}")
     shell.start("plasmashell", "--no-respawn")
 
@@ -301,6 +305,7 @@ class Desktop:
     environment: dict = field(default_factory=dict)
     neighbour: str = "item"  # what stands beside Morvanel's icon; empty for no panel
     scales: bool = True  # has a scale of 2 that can be had without a screen
+    darkens_windows: bool = True  # where it is dark, not only its panel
     has_watcher: bool = True  # takes status items, not only the icons of old trays
     settle: callable = None  # what is to be done once the panel is there
 
@@ -310,14 +315,18 @@ KDE = {"XDG_CURRENT_DESKTOP": "KDE", "KDE_FULL_SESSION": "true"}
 GNOME = {"XDG_CURRENT_DESKTOP": "GNOME", "XDG_SESSION_DESKTOP": "gnome"}
 DESKTOPS = {
     "xfce": Desktop("Xfce", "xfce4-panel", xfce, environment={"XDG_CURRENT_DESKTOP": "XFCE"}),
-    "trayer": Desktop("trayer, an old tray", "trayer", trayer, neighbour="old-item", scales=False, has_watcher=False),
-    "none": Desktop("no panel", "openbox", openbox, neighbour="", scales=False, has_watcher=False),
-    "lxqt": Desktop("LXQt", "lxqt-panel", lxqt, environment={"XDG_CURRENT_DESKTOP": "LXQt", "XDG_CONFIG_DIRS": "/etc/xdg:/usr/share"}),
-    "mate": Desktop("MATE", "mate-panel", mate, environment=MATE),
-    "mate-indicator": Desktop("MATE with Ayatana's indicators", "mate-indicator-applet", mate_indicator, environment=MATE),
+    "trayer": Desktop("trayer, an old tray", "trayer", trayer, neighbour="old-item", scales=False,
+                      darkens_windows=False, has_watcher=False),
+    "none": Desktop("no panel", "openbox", openbox, neighbour="", scales=False, darkens_windows=False,
+                    has_watcher=False),
+    "lxqt": Desktop("LXQt", "lxqt-panel", lxqt, darkens_windows=False,
+                    environment={"XDG_CURRENT_DESKTOP": "LXQt", "XDG_CONFIG_DIRS": "/etc/xdg:/usr/share"}),
+    "mate": Desktop("MATE", "mate-panel", mate, environment=MATE, darkens_windows=False),
+    "mate-indicator": Desktop("MATE with Ayatana's indicators", "mate-indicator-applet", mate_indicator, environment=MATE,
+                              darkens_windows=False),
     "cinnamon": Desktop("Cinnamon", "cinnamon", cinnamon, environment={"XDG_CURRENT_DESKTOP": "X-Cinnamon"}),
     "sway": Desktop("sway with waybar", "waybar", sway, "Wayland", {"XDG_CURRENT_DESKTOP": "sway"},
-                    settle=focus_compositor),
+                    darkens_windows=False, settle=focus_compositor),
     "plasma-x11": Desktop("Plasma", "plasma-workspace", plasma_x11, environment=KDE, scales=False),
     "plasma-wayland": Desktop("Plasma", "plasma-workspace", plasma_wayland, "Wayland", KDE, settle=focus_compositor),
     "gnome-x11": Desktop("GNOME with AppIndicator", "gnome-shell", gnome_x11, environment=GNOME, scales=False,

@@ -20,6 +20,7 @@ from session import wait_for
 
 NEIGHBOUR = (0xFF, 0x00, 0xFF)  # the colour of neighbour.svg, which nothing else has
 OTHER_WINDOW = (0xD0, 0x70, 0x10)
+CONNECTED, PROBLEM = (0x1A, 0x7F, 0x37), (0xC9, 0x30, 0x2C)  # of Morvanel's icon
 
 
 @dataclass(frozen=True)
@@ -91,6 +92,12 @@ def patches(mask, cell=8):
     return sorted(found, key=lambda box: -box.width * box.height)
 
 
+def commonest(colours):
+    """The colour of most of them, give or take a shade: there may be more of an icon than of its ground."""
+    _, which, counts = numpy.unique(colours >> 4, axis=0, return_inverse=True, return_counts=True)
+    return numpy.median(colours[which.ravel() == counts.argmax()], axis=0)
+
+
 def contrast(one, other):
     """WCAG's contrast between colours, given as arrays whose last axis is red, green, blue."""
     def luminance(colours):
@@ -124,8 +131,11 @@ class Icon:
         grey = self.pixels.mean(axis=2)
         return float(max(abs(numpy.diff(grey, axis=axis)).max() for axis in (0, 1)))
 
-    def colourfulness(self):
-        return int(numpy.ptp(self.pixels.astype(int), axis=2).max())
+    def is_coloured(self):
+        return int(numpy.ptp(self.pixels.astype(int), axis=2).max()) > 60
+
+    def has(self, colour):
+        return bool(has_colour(self.pixels, colour).any())
 
     def is_like(self, other):
         return self.pixels.shape == other.pixels.shape and not differs(self.pixels, other.pixels).any()
@@ -151,9 +161,9 @@ class Sight(Screen):
         self.xdotool("mousemove", x, y)
 
     def press(self, x, y):
-        """A click as a hand makes it."""
-        self.xdotool("mousemove", x - 2, y, "sleep", 0.1, "mousemove", x, y, "sleep", 0.2, "mousedown", 1, "sleep",
-                     0.06, "mouseup", 1)
+        """A click as a hand makes it: with many small moves, without which Qt takes no click in a menu."""
+        approach = [part for step in range(10, -1, -1) for part in ("mousemove", x - step, y, "sleep", 0.02)]
+        self.xdotool(*approach, "sleep", 0.2, "mousedown", 1, "sleep", 0.06, "mouseup", 1)
 
     def picture(self):
         """The screen's red, green and blue as they are now, out of the file in which the X server keeps them."""
@@ -190,7 +200,9 @@ class Sight(Screen):
         left, right = max(0, known.left - reach), min(picture.shape[1], known.right + reach)
         top, bottom = known.top - known.height // 4, known.bottom + known.height // 4
         strip = picture[:, left:right]
-        ground = numpy.median(strip, axis=1, keepdims=True).astype(int)
+        ground = numpy.zeros((len(strip), 1, 3), int)
+        for row in range(max(0, top), min(bottom, len(strip))):
+            ground[row] = commonest(strip[row])
         drawn = abs(strip.astype(int) - ground).max(axis=2) > 16
         drawn[:max(0, top)] = drawn[bottom:] = False
         drawn[:, known.left - left:known.right - left] = False

@@ -23,7 +23,7 @@ from desktop_reader import Bus
 from limits import reason
 from session import Program, processes, tunnel, wait_for
 from shells import DESKTOPS, Shell
-from sight import OTHER_WINDOW, Icon, Sight, differs, has_colour, patches, read
+from sight import CONNECTED, OTHER_WINDOW, PROBLEM, Sight, differs, has_colour, patches, read
 
 SETTINGS, LOGS = "Morvanel Settings", "Tunnel Logs"
 FIRST, SECOND, REFUSED = "Garage", "Website", "Webhooks"
@@ -105,16 +105,23 @@ class Walk:
         wait_for(lambda: self.active_window() == title, lambda: f"{title} has the keyboard, not {self.active_window()}", 30)
 
     def own_icon(self):
-        """The icon in the panel that was not there before the program; of several, such as a bell, the most colourful."""
-        picture = self.sight.still_picture(3)
-        new = [icon for icon in self.sight.icons(picture) if not any(icon.is_like(other) for other in self.others)]
-        return max(new, key=Icon.colourfulness, default=None)
+        """The icon in the panel that was not there before the program; of several, such as a bell, the coloured or nearest.
 
-    def see_icon(self, state, unlike=None):
-        """Looks at the icon that shows `state`, which differs from the one that showed `unlike`."""
+        A digit of the clock is none.
+        """
+        picture = self.sight.still_picture(3)
+        known = self.sight.neighbour(picture)
+        new = [icon for icon in self.sight.icons(picture)
+               if not any(icon.is_like(other) for other in self.others)
+               and icon.size > known.width / 2 and 0.6 < icon.box.width / icon.box.height < 1.7]
+        return max(new, key=lambda icon: (icon.is_coloured(), -abs(icon.box.left - known.left)), default=None)
+
+    def see_icon(self, state, colour=None, unlike=None):
+        """Looks at the icon that shows `state` in that colour and differs from the one that showed `unlike`."""
         def changed():
             icon = self.own_icon()
-            return icon if icon and not (unlike in self.icons and icon.is_like(self.icons[unlike])) else None
+            is_old = unlike in self.icons and icon and icon.is_like(self.icons[unlike])
+            return icon if icon and not is_old and (not colour or icon.has(colour)) else None
         wait_for(changed, f"the panel shows an icon for {state}", 30)
         time.sleep(1.5)  # some panels show a stand-in first
         icon = wait_for(changed, f"the panel keeps the icon for {state}", 3)
@@ -131,7 +138,7 @@ class Walk:
         self.launch()
         with self.step("first launch"):
             self.wait_for_active(SETTINGS)
-            wait_for(lambda: patches(differs(before, self.sight.picture()))[0].height > 200, "the window is seen", 30)
+            wait_for(lambda: self.shows_window(before), "a window as large and as dark as the desktop is seen", 30)
         if self.neighbour:
             with self.step("icon idle"):
                 self.see_icon("idle")
@@ -139,6 +146,12 @@ class Walk:
             with self.step("no panel"):
                 self.expect_notification("panel", before)
         self.quit()
+
+    def shows_window(self, before):
+        picture = self.sight.picture()
+        boxes = patches(differs(before, picture))
+        is_dark = bool(boxes) and numpy.median(boxes[0].of(picture)) < 128
+        return bool(boxes) and boxes[0].height > 350 * self.shell.scale and is_dark == self.shell.has_dark_windows
 
     def open_menu(self):
         """Opens the menu by a click on the icon and reads it; None where nothing opens."""
@@ -179,6 +192,7 @@ class Walk:
         with self.step("start by the menu"):
             self.program.wait_for_children(1)
         with self.step("stop by the menu"):
+            assert self.program.children(), "no tunnel runs"
             self.choose(FIRST)
             self.program.wait_for_children(0)
 
@@ -248,7 +262,7 @@ class Walk:
             self.expect_notification(REFUSED, before)
         if self.neighbour:
             with self.step("icon problem"):
-                self.see_icon("problem")
+                self.see_icon("problem", PROBLEM)
         self.quit()
 
     def counts(self):
@@ -267,7 +281,7 @@ class Walk:
                 self.program.wait_for_children(count)
                 self.wait_for_connected(count)
                 if self.neighbour:
-                    icon, previous = self.see_icon(state, previous), state
+                    icon, previous = self.see_icon(state, CONNECTED, previous), state
                     assert count < 2 or icon.sharpness() > 180, f"the count is blurred: {icon.sharpness():.0f} of 255"
 
     def wait_for_connected(self, count):
