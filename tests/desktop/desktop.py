@@ -20,8 +20,8 @@ CLOUDFLARED = Path(os.environ["MORVANEL_CLOUDFLARED"])
 SETTINGS = "Morvanel Settings"
 LOGS = "Tunnel Logs"
 SECRET = "eyJsecret.scenario.connected"
-GREEN, RED = (0x23, 0x9A, 0x47), (0xE5, 0x48, 0x4D)  # of the menu's dots
-ICON_GREEN = (0x1A, 0x7F, 0x37)
+GREEN, RED = (0x1A, 0x7F, 0x37), (0xC9, 0x30, 0x2C)  # of the status icons
+DOT_GREEN = (0x23, 0x9A, 0x47)
 WHITE = (0xFF, 0xFF, 0xFF)  # the ground of the program's own menu
 
 
@@ -110,16 +110,16 @@ class Desktop(unittest.TestCase):
         old = self.session.spawn("trayer", "--edge", "bottom", "--height", "32", stderr=subprocess.DEVNULL)
         self.session.configure([tunnel("launched", start=True)], CLOUDFLARED, lambda _: SECRET, showsInDock=False)
         self.program = Program(self.session, PROGRAM, {"MORVANEL_SPEED": "10"})
-        self.screen.click(ICON_GREEN, tray)
+        self.screen.click(GREEN, tray)
         wait_for(lambda: self.screen.find(WHITE, between), "the menu is open")
         self.screen.key("Escape")
         wait_for(lambda: not self.screen.find(WHITE, between), "the menu is closed")
 
         type(self).panel = self.session.start_panel()
-        self.screen.click(ICON_GREEN, panel)
-        self.screen.click(GREEN, between)  # the tunnel's dot
+        self.screen.click(GREEN, panel)
+        self.screen.click(DOT_GREEN, between)  # the tunnel's dot
         wait_for(lambda: not self.program.children(), "the tunnel is stopped")
-        wait_for(lambda: not self.screen.find(ICON_GREEN, tray), "the tray shows the icon no more")
+        wait_for(lambda: not self.screen.find(GREEN, tray), "the tray shows the icon no more")
         old.terminate()
         old.wait()
 
