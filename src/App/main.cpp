@@ -66,8 +66,9 @@ public:
         , m_delegate(m_manager, m_windows, m_application, m_scheduler,
                      [this] { return makeStatusItemController(); })
     {
-        m_preferences.setFailed(
-            [this](const QString &reason) { m_notifications.showPreferencesFailure(reason); });
+        m_preferences.setTold([this](const PreferencesFile::Failure &failure) {
+            m_notifications.tellPreferencesFailure(failure);
+        });
         connect(&m_application, &FreedesktopApplication::terminationRequested, this,
                 &Program::answerTerminationRequest);
         connect(&m_desktopNotifications, &FreedesktopNotifications::activationTokenProvided, &m_application,

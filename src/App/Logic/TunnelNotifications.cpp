@@ -69,10 +69,13 @@ void TunnelNotifications::end()
             [this](const QUuid &id) { m_notifications.withdraw(id); });
 }
 
-void TunnelNotifications::showPreferencesFailure(const QString &reason)
+void TunnelNotifications::tellPreferencesFailure(const std::optional<QString> &reason)
 {
     static const QUuid tag(u"{6d1ff3b1-6d43-4d5c-9a3c-1a2f3c0e7b11}"_s); // no tunnel's
-    m_notifications.show(tag, {u"Settings are not stored"_s, reason});
+    if (reason)
+        m_notifications.show(tag, {u"Settings are not stored"_s, *reason});
+    else
+        m_notifications.withdraw(tag);
 }
 
 void TunnelNotifications::refresh()

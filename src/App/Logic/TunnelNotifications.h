@@ -42,8 +42,8 @@ public:
 
     /// Withdraws all notifications but those of tokens that are about to be lost: the program is ending.
     void end();
-    /// Tells that the preferences are not stored, and why.
-    void showPreferencesFailure(const QString &reason);
+    /// Tells why the preferences are not stored; none: takes that back.
+    void tellPreferencesFailure(const std::optional<QString> &reason);
 
 private:
     enum class Trouble { Failed, NotConnected, Unreadable };

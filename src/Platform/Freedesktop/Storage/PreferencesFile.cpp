@@ -127,6 +127,13 @@ PreferencesFile::PreferencesFile(QString path)
     reportOnce(read(target));
 }
 
+void PreferencesFile::setTold(std::function<void(const Failure &failure)> told)
+{
+    m_told = std::move(told);
+    if (m_reported)
+        m_told(m_reported);
+}
+
 QString PreferencesFile::defaultPath()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
@@ -253,10 +260,10 @@ PreferencesFile::Failure PreferencesFile::write(Durability durability)
 /// Tells a failure again only after a success or another failure: the path field writes at each key.
 void PreferencesFile::reportOnce(const Failure &failure)
 {
-    if (failure && failure != m_reported) {
+    if (failure == std::exchange(m_reported, failure))
+        return;
+    if (failure)
         writeToStandardError(u"preferences are not stored: "_s + *failure);
-        if (m_failed)
-            m_failed(*failure);
-    }
-    m_reported = failure;
+    if (m_told)
+        m_told(failure);
 }

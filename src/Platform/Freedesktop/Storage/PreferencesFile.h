@@ -28,9 +28,12 @@ class PreferencesFile final : public Preferences
 public:
     explicit PreferencesFile(QString path);
 
-    /// Has `failed` called with the reason, in words for the user, when values cannot be stored; once for
-    /// each reason.
-    void setFailed(std::function<void(const QString &reason)> failed) { m_failed = std::move(failed); }
+    /// The reason in words for the user; none after a success.
+    using Failure = std::optional<QString>;
+
+    /// Has `told` called when values cannot be stored, once for each reason, and when they are again. Tells
+    /// at once of a file that could not be read at the beginning.
+    void setTold(std::function<void(const Failure &failure)> told);
 
     /// Returns `$XDG_CONFIG_HOME/morvanel/preferences.json`, in `~/.config` by default.
     static QString defaultPath();
@@ -50,8 +53,6 @@ public:
     void remove(const QString &key) override;
 
 private:
-    /// The reason in words for the user; none after a success.
-    using Failure = std::optional<QString>;
     /// Tells one state of a file from another: device, inode, size and time of the last change.
     using Stamp = std::tuple<quint64, quint64, qint64, qint64, qint64>;
 
@@ -65,6 +66,6 @@ private:
     mutable QJsonObject m_stored;         ///< as last read or written
     mutable std::optional<Stamp> m_stamp; ///< of the file that was last read; none after a write
     QHash<QString, QJsonValue> m_pending; ///< not written yet; undefined values are removals
-    std::function<void(const QString &reason)> m_failed;
+    std::function<void(const Failure &failure)> m_told;
     Failure m_reported; ///< what was told last; none after a success
 };

@@ -181,7 +181,10 @@ private Q_SLOTS:
             QVERIFY(shell(obstacle));
             const QString before = files();
             PreferencesFile preferences(m_path);
+            QList<bool> told; // for the user, who reads no standard error
+            preferences.setTold([&](const PreferencesFile::Failure &failure) { told += !failure; });
             QCOMPARE(errors().isEmpty(), obstacle.contains(u"{}"_s)); // that one is told by the write
+            QCOMPARE(told.isEmpty(), errors().isEmpty());
             for (const QString &value : {u"one"_s, u"two"_s}) {
                 preferences.setString(key, value);
                 QCOMPARE(preferences.string(key), value);
@@ -192,6 +195,7 @@ private Q_SLOTS:
             QVERIFY(errors().first().contains(m_folder->path().section(u'\n', 1)));
             QVERIFY(shell(u"rm -r *"_s));
             preferences.setBoolean(u"other"_s, true);
+            QCOMPARE(told, (QList<bool>{false, true}));
             QCOMPARE(files(), u"p {\"key\":\"two\",\"other\":true}"_s);
         }
     }
