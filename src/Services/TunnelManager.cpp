@@ -46,6 +46,7 @@ TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
     connect(&m_keychain, &KeychainStore::notStored, this, [this](const QUuid &id, const QString &reason) {
         if (TunnelRunner *found = runner(id))
             found->report(u"The token could not be stored: "_s + reason);
+        Q_EMIT tokenNotStored(id, reason);
     });
     connect(&m_keychain, &KeychainStore::stored, this, &TunnelManager::tokenStored);
     m_cloudflaredPath = preferences.string(cloudflaredPathKey)

@@ -115,6 +115,8 @@ Q_SIGNALS:
     void objectDidChange();
     /// Sent when the keyring has taken a tunnel's token.
     void tokenStored(const QUuid &id);
+    /// Sent when a tunnel's token was given up, with the reason in words for the user.
+    void tokenNotStored(const QUuid &id, const QString &reason);
     /// Sent after every assignment, also of the same value.
     void showsInDockAssigned(bool shows);
 

@@ -49,24 +49,21 @@ TunnelNotifications::TunnelNotifications(TunnelManager &manager, Windows &window
     , m_scheduler(scheduler)
 {
     connect(&manager, &TunnelManager::objectDidChange, this, &TunnelNotifications::refresh);
+    connect(&manager, &TunnelManager::tokenNotStored, this, &TunnelNotifications::tellLostToken);
+    connect(&manager, &TunnelManager::tokenStored, this,
+            [this](const QUuid &id) { m_notifications.withdraw(id); });
 }
 
 /// Tells at the end of the program of tokens that would be lost, and follows no tunnel any more.
 void TunnelNotifications::end()
 {
-    m_manager.disconnect(this);
+    disconnect(&m_manager, &TunnelManager::objectDidChange, this, nullptr);
     m_followed.clear();
     for (const auto &[tag, shared] : std::exchange(m_shared, {}))
         m_notifications.withdraw(tag);
-    const QList<QUuid> lost = m_manager.unstoredTokens();
-    for (const TunnelConfig &tunnel : m_manager.tunnels()) {
-        if (lost.contains(tunnel.id))
-            m_notifications.show(
-                tunnel.id, {u"The token of “%1” is not stored"_s.arg(Text::oneLine(tunnel.name)),
-                            u"Morvanel ends before the keyring has taken it: set it again in Settings"_s});
-    }
-    connect(&m_manager, &TunnelManager::tokenStored, this,
-            [this](const QUuid &id) { m_notifications.withdraw(id); });
+    const QList<QUuid> unstored = m_manager.unstoredTokens();
+    for (const QUuid &id : unstored)
+        tellLostToken(id, u"Morvanel ends before the keyring has taken it"_s);
 }
 
 void TunnelNotifications::tellPreferencesFailure(const std::optional<QString> &reason)
@@ -78,12 +75,24 @@ void TunnelNotifications::tellPreferencesFailure(const std::optional<QString> &r
         m_notifications.withdraw(tag);
 }
 
+void TunnelNotifications::tellLostToken(const QUuid &id, const QString &reason)
+{
+    for (const TunnelConfig &tunnel : m_manager.tunnels()) {
+        if (tunnel.id == id)
+            m_notifications.show(id, {u"The token of “%1” is not stored"_s.arg(Text::oneLine(tunnel.name)),
+                                      reason + u": set it again in Settings"_s,
+                                      [this, id] { m_windows.showTunnel(id); }});
+    }
+}
+
 void TunnelNotifications::refresh()
 {
     for (auto at = m_followed.begin(); at != m_followed.end();) {
         const bool isGone = !m_manager.runner(at->first);
-        if (isGone)
+        if (isGone) {
             leave(at->second);
+            m_notifications.withdraw(at->first);
+        }
         at = isGone ? m_followed.erase(at) : std::next(at);
     }
     for (const TunnelConfig &tunnel : m_manager.tunnels())

@@ -26,8 +26,8 @@ class Windows;
 /// | has another reason by now                     | follows while on show, once a second at most  |
 /// | connected, is being stopped, was removed      | withdrawn                                     |
 ///
-/// At the end of the program it tells whose token the keyring has not taken, and takes that back if it does;
-/// at any time, that the preferences cannot be written.
+/// It also tells whose token the keyring has not taken, when that is given up and at the end of the program,
+/// and that the preferences cannot be written; it takes that back once they are stored.
 ///
 /// Tunnels that get into the same trouble for the same reason within a second share one. No timer runs while
 /// no tunnel is starting or reconnecting, but for that second.
@@ -67,6 +67,7 @@ private:
         std::unique_ptr<ScheduledWork> wait;
     };
 
+    void tellLostToken(const QUuid &id, const QString &reason);
     void refresh();
     void follow(const QUuid &id, Followed &followed);
     void tell(const QUuid &id, Trouble trouble);
