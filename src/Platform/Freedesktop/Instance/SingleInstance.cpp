@@ -72,15 +72,15 @@ bool waitForEnd(uint processId, std::chrono::milliseconds timeout)
     return ::poll(&ended, 1, int(timeout.count())) == 1;
 }
 
-/// Shows a sentence to the user of this session, where there is something to show it.
-void notify(const QDBusConnection &bus, const QString &sentence)
+/// Returns the call that shows a sentence to the user of this session, where there is something to show it.
+QDBusMessage notification(const QString &sentence)
 {
     QDBusMessage message = QDBusMessage::createMethodCall(u"org.freedesktop.Notifications"_s,
                                                           u"/org/freedesktop/Notifications"_s,
                                                           u"org.freedesktop.Notifications"_s, u"Notify"_s);
-    message << u"Morvanel"_s << 0U << QString(service) << sentence << QString() << QStringList()
+    message << u"Morvanel"_s << 0U << QString(service) << u"Morvanel"_s << sentence << QStringList()
             << QVariantMap{{u"desktop-entry"_s, QString(service)}} << -1;
-    bus.call(message, QDBus::Block, int(answerTimeout.count())); // it may have to be started first
+    return message;
 }
 
 /// Asks the instance that owns the name now to show itself. Returns the exit status of this process; nothing
@@ -99,7 +99,6 @@ std::optional<int> handOverToOwner(const QDBusConnection &bus, const QVariantMap
         return 0;
     if (reply.errorName() == windowlessError) {
         writeToStandardError(reply.errorMessage());
-        notify(bus, reply.errorMessage());
         return 1;
     }
     const uint processId = bus.interface()->servicePid(owner);
@@ -187,7 +186,8 @@ std::optional<int> SingleInstance::yieldToOtherSession(const QString &lockPath)
     }
     const QString sentence = u"Morvanel runs in another session (process %1)."_s.arg(holder.l_pid);
     writeToStandardError(sentence);
-    notify(m_bus, sentence);
+    // Waited for: this process ends, and what shows it may have to be started first.
+    m_bus.call(notification(sentence), QDBus::Block, int(answerTimeout.count()));
     return 1;
 }
 
@@ -272,9 +272,11 @@ void SingleInstance::deliver(const Request &request)
     const bool wantsWindow =
         request.action.isEmpty() || request.action == "settings"_L1 || request.action == "logs"_L1;
     if (m_isWindowless && wantsWindow && !isLaunch) {
-        m_bus.send(request.message.createErrorReply(
-            windowlessError, u"Morvanel runs without windows (process %1): it was started without a display. "
-                             "Quit it, then start it again."_s.arg(QCoreApplication::applicationPid())));
+        const QString sentence =
+            u"Morvanel runs without windows (process %1): it was started without a display. "
+            "Quit it, then start it again."_s.arg(QCoreApplication::applicationPid());
+        m_bus.send(request.message.createErrorReply(windowlessError, sentence));
+        m_bus.send(notification(sentence)); // a desktop that asked for the window shows no errors
         return;
     }
     m_bus.send(request.message.createReply());

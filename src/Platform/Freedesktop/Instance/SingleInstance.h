@@ -45,8 +45,8 @@ public:
     /// Takes requests from now on, and at once those that came while the program was starting. Needs the
     /// application object.
     void listen();
-    /// Answers requests for windows with an error from now on: this process has no display. A launch that
-    /// gets it says so on standard error and in a notification, and ends with status 1.
+    /// Answers requests for windows with an error and a notification from now on: this process has no
+    /// display. A launch that gets the error says so on standard error and ends with status 1.
     void setWindowless() { m_isWindowless = true; }
     /// Turns down all requests but "quit" from now on: a launch waits for this process to end and takes its
     /// place.

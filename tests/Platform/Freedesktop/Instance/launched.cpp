@@ -51,6 +51,8 @@ int main(int argc, char **argv)
                              input.setEnabled(true);
                          }
                      });
+    if (qEnvironmentVariableIsSet("WITHOUT_WINDOWS"))
+        instance.setWindowless();
     if (const QString action = instance.launchAction(); !action.isEmpty())
         tell(u"for "_s + action);
     instance.listen();

@@ -62,10 +62,10 @@ public:
     QStringList shown;
 
 public Q_SLOTS:
-    uint Notify(const QString &, uint, const QString &, const QString &summary, const QString &,
+    uint Notify(const QString &, uint, const QString &, const QString &, const QString &body,
                 const QStringList &, const QVariantMap &, int)
     {
-        shown += summary;
+        shown += body;
         return 1;
     }
 };
@@ -91,7 +91,18 @@ class TestSingleInstance : public QObject
 {
     Q_OBJECT
 
+private:
+    Notifications m_notifications;
+
 private Q_SLOTS:
+    void initTestCase()
+    {
+        QDBusConnection::sessionBus().registerObject(u"/org/freedesktop/Notifications"_s, &m_notifications,
+                                                     QDBusConnection::ExportAllSlots);
+        QVERIFY(QDBusConnection::sessionBus().registerService(u"org.freedesktop.Notifications"_s));
+    }
+    void init() { m_notifications.shown.clear(); }
+
     void theFirstServesUntilItQuits()
     {
         Launch first({{u"DBUS_STARTER_BUS_TYPE"_s, u"session"_s}}); // from a shell that the bus started
@@ -190,10 +201,6 @@ private Q_SLOTS:
 
     void yieldsToAnotherSession()
     {
-        Notifications notifications;
-        QDBusConnection::sessionBus().registerObject(u"/org/freedesktop/Notifications"_s, &notifications,
-                                                     QDBusConnection::ExportAllSlots);
-        QVERIFY(QDBusConnection::sessionBus().registerService(u"org.freedesktop.Notifications"_s));
         Launch other({{u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere"_s}});
         QTRY_VERIFY(other.output().endsWith("runs\n"));
         QVERIFY(other.output().contains("no session bus"));
@@ -204,12 +211,27 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(late.ended(), 30'000);
         QCOMPARE(late.exitCode(), 1);
         QCOMPARE(late.output(), "morvanel: " + sentence.toUtf8() + '\n');
-        QCOMPARE(notifications.shown, QStringList{sentence});
+        QCOMPARE(m_notifications.shown, QStringList{sentence});
 
         Launch successor;
         QTRY_VERIFY(successor.watchesAProcess());
         other.kill();
         QTRY_COMPARE(successor.output(), "runs\n");
+    }
+
+    /// A desktop asks over the bus and shows no error, so the program itself has to tell the user.
+    void startedWithoutADisplay()
+    {
+        Launch first({{u"WITHOUT_WINDOWS"_s, u"1"_s}});
+        QTRY_COMPARE(first.output(), "runs\n");
+        Launch second;
+        QTRY_VERIFY(second.ended());
+        QCOMPARE(second.exitCode(), 1);
+        QVERIFY(second.output().contains("without windows"));
+        QCOMPARE(action(u"logs"_s), u"com.ardentwick.Morvanel.Error.Windowless"_s);
+        QTRY_COMPARE(m_notifications.shown.filter(u"Quit it, then start it again"_s).size(), 2);
+        QCOMPARE(action(u"start-all"_s), QString());
+        QTRY_COMPARE(first.output(), "runs\nstart-all\n");
     }
 
     void startedByTheBus()
