@@ -87,6 +87,30 @@ public:
     QList<QDBusMessage> questions;
 };
 
+/// A Secret Service with nothing in it, one of whose methods returns what nobody understands.
+class NonsenseService : public QDBusVirtualObject
+{
+public:
+    QString introspect(const QString &) const override { return {}; }
+    bool handleMessage(const QDBusMessage &message, const QDBusConnection &bus) override
+    {
+        const QVariant none = QVariant::fromValue(QDBusObjectPath(u"/"_s));
+        const QVariant empty = QVariant::fromValue(QList<QDBusObjectPath>());
+        const QHash<QString, QVariantList> replies{
+            {u"ReadAlias"_s, {none}},
+            {u"OpenSession"_s, {QVariant::fromValue(QDBusVariant(QString())), none}},
+            {u"SearchItems"_s, {empty, empty}},
+            {u"GetAll"_s, {QVariantMap()}},
+            {nonsense, {7}}};
+        const bool isRefused = message.arguments().value(0).toString().startsWith(u"dh-"_s); // no encryption
+        bus.send(isRefused ? message.createErrorReply(QDBusError::NotSupported, QString())
+                           : message.createReply(replies.value(message.member())));
+        return true;
+    }
+
+    QString nonsense; ///< the method
+};
+
 const QString keyringName = u"org.freedesktop.secrets"_s;
 const QString prompterName = u"org.gnome.keyring.SystemPrompter"_s;
 
@@ -103,6 +127,7 @@ private:
     GTestDBus *m_bus = nullptr;
     QProcess m_keyring;
     Prompter m_prompter;
+    NonsenseService m_nonsense;
     std::unique_ptr<SecretServiceStore> m_store;
     QStringList m_told;
     bool m_hasAppeared = false;
@@ -138,6 +163,8 @@ private:
         g_test_dbus_add_service_dir(m_bus, QFile::encodeName(m_services.path()).constData());
         g_test_dbus_up(m_bus);
         busConnection().registerVirtualObject(u"/org/gnome/keyring/Prompter"_s, &m_prompter);
+        busConnection().registerVirtualObject(u"/org/freedesktop/secrets"_s, &m_nonsense,
+                                              QDBusConnection::SubPath);
     }
     QDBusConnection busConnection() const
     {
@@ -188,6 +215,13 @@ private:
     Deed userReads(const QString &mark)
     {
         return [=, this] { m_told += secretTool(u"lookup mark "_s + mark); };
+    }
+    Deed serveNonsense(const QString &method)
+    {
+        return [=, this] {
+            m_nonsense.nonsense = method;
+            busConnection().registerService(keyringName);
+        };
     }
     const Deed keyring = [this] { startKeyring(); };
     const Deed lockedKeyring = [this] { startKeyring({}); };
@@ -244,6 +278,7 @@ private Q_SLOTS:
     {
         m_keyring.kill();
         m_keyring.waitForFinished();
+        busConnection().unregisterService(keyringName);
         const uint started = busConnection().interface()->servicePid(keyringName);
         if (QFile::remove(m_services.filePath(u"org.freedesktop.secrets.service"_s)) && started > 0)
             ::kill(pid_t(started), SIGKILL);
@@ -296,6 +331,9 @@ private Q_SLOTS:
         row("a full disk costs the old secret",
             {keyring, run({store}), fillDisk, run(allKinds), keyring, run({lookUp})},
             {done, m_secret, failed, failed, m_secret});
+        for (const char *method : {"ReadAlias", "OpenSession", "SearchItems", "CreateCollection"})
+            row(qPrintable(u"nonsense from %1 ends the program"_s.arg(QLatin1StringView(method))),
+                {serveNonsense(QString::fromLatin1(method)), run({store})}, {failed});
         row("a frozen service is waited for without end",
             {keyring, run({store}), haveLittlePatience, freeze, run(allKinds), keyring, run({lookUp})},
             {done, stuck, m_secret});
