@@ -42,10 +42,10 @@ class Bus:
         except GLib.Error:
             return None
 
-    def action(self, name):
+    def action(self, name, platform_data=None):
         """Asks the program for one of the actions that launchers offer."""
         self.call(NAME, "/com/ardentwick/Morvanel", "org.freedesktop.Application", "ActivateAction",
-                  GLib.Variant("(sava{sv})", (name, [], {})))
+                  GLib.Variant("(sava{sv})", (name, [], platform_data or {})))
 
     def menu(self, path="/MenuBar"):
         """The entries of the program's menu as they are now."""

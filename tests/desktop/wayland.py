@@ -12,6 +12,8 @@ import sys
 import unittest
 from pathlib import Path
 
+from gi.repository import GLib
+
 from accessibility import BUTTON, Accessibility, find, take_keyboard_to
 from desktop_reader import Bus, StatusItem
 from session import Program, Session, processes, tunnel, wait_for
@@ -72,8 +74,11 @@ class Wayland(unittest.TestCase):
         self.session.configure([tunnel("slow-stop", start=True)], CLOUDFLARED, lambda t: "eyJsecret.scenario.slow-stop")
         self.session.environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
         accessibility = Accessibility(self.session.environment)
-        program = Program(self.session, PROGRAM)
+        too_long = 5000 * "t"  # for a message of the compositor's protocol, and so for the program
+        program = Program(self.session, PROGRAM, {"XDG_ACTIVATION_TOKEN": too_long})
         item = StatusItem(Bus(self.session))
+        item.bus.action("settings", {"activation-token": GLib.Variant("s", too_long)})
+        self.wait_for_window(SETTINGS)
         child, = program.wait_for_children(1)
         for entry, title in 2 * (("Settings…", SETTINGS), ("Log…", LOGS)):
             with self.subTest(entry):
