@@ -21,6 +21,7 @@
 
 #include <array>
 #include <csignal>
+#include <functional>
 #include <optional>
 #include <tuple>
 
@@ -159,9 +160,10 @@ private Q_SLOTS:
         bench.child->kill();
         QTRY_VERIFY(bench.told.endsWith("[9]"));
         const QString report = QString::fromLatin1(bench.told);
-        QVERIFY(report.startsWith(u"arg %1\narg tunnel\narg run\nenv "_s.arg(standIn)));
-        QVERIFY(report.contains(u"\nenv TUNNEL_TOKENS=another \u00ff\n"_s));
-        QVERIFY(report.contains(u"\nenv TUNNEL_TOKEN=eyJ-new\n"_s) && !report.contains(u"inherited"_s));
+        QVERIFY2(report.startsWith(u"arg %1\narg tunnel\narg run\nenv "_s.arg(standIn)), bench.told);
+        QVERIFY2(report.contains(u"\nenv TUNNEL_TOKENS=another \u00ff\n"_s), bench.told);
+        QVERIFY2(report.contains(u"\nenv TUNNEL_TOKEN=eyJ-new\n"_s) && !report.contains(u"inherited"_s),
+                 bench.told);
         const QString rest = u"\nfd 0 /dev/null\nfd 1 (pipe:\\[\\d+\\])\nfd 2 \\1\nblocked none\n"
                              "ignored 0{15}1\nparent %1\ngroup %2\n\\[9\\]$"_s; // the ignored one is SIGHUP
         QVERIFY2(report.contains(QRegularExpression(rest.arg(::getpid()).arg(pid))), bench.told.constData());
@@ -247,55 +249,61 @@ private Q_SLOTS:
 
     void endsWithAllThatItStarted_data()
     {
-        QTest::addColumn<QString>("how");
-        QTest::addColumn<QString>("expected");
-        const QString lastWords = u"ready\nlast words\n"_s;
-        QTest::newRow("stopped: the shell dies at once, its program says goodbye")
-            << u"stop"_s << lastWords + u"[15]"_s;
-        QTest::newRow("stopped again while the program says goodbye")
-            << u"stop twice"_s << lastWords + u"[15]"_s;
-        QTest::newRow("only the shell is killed") << u"kill the shell"_s << lastWords + u"[9]"_s;
-        QTest::newRow("killed once the shell has gone") << u"kill the shell, kill"_s << u"ready\n[9]"_s;
+        QTest::addColumn<bool>("isStopped");                           // else its shell alone is killed
+        QTest::addColumn<std::function<void(ChildProcess &)>>("then"); // once the shell has gone
+        QTest::addColumn<QString>("told");
+        const std::function<void(ChildProcess &)> nothing = [](ChildProcess &) {};
+        const std::function terminate = [](ChildProcess &child) { child.terminate(); };
+        const std::function kill = [](ChildProcess &child) { child.kill(); };
+        const QString goodbye = u"ready\nlast words\n"_s;
+        QTest::newRow("the shell's end cuts its program's goodbye short")
+            << true << nothing << goodbye + u"[15]"_s;
+        QTest::newRow("a second stop cuts the goodbye short") << true << terminate << goodbye + u"[15]"_s;
+        QTest::newRow("what a killed shell started is left alone") << false << nothing << goodbye + u"[9]"_s;
+        QTest::newRow("what a killed shell started cannot be killed") << false << kill << u"ready\n[9]"_s;
     }
     void endsWithAllThatItStarted()
     {
-        QFETCH(const QString, how);
+        QFETCH(const bool, isStopped);
+        QFETCH(const std::function<void(ChildProcess &)>, then);
+        QFETCH(const QString, told);
         const QTemporaryDir folder;
         Bench bench;
         QCOMPARE(bench.launch("raw ready\nwait\non-term\npause 100\nraw last words", wrapper(folder)),
                  QString());
         QTRY_COMPARE(bench.told, "ready\n");
         const qint32 shell = bench.child->pid();
-        if (how.startsWith(u"kill the shell"_s))
-            ::kill(shell, SIGKILL);
+        if (isStopped)
+            bench.child->terminate();
         else
-            bench.child->terminate();
-        if (how != u"stop"_s)
-            QTRY_COMPARE(::kill(shell, 0), -1);
-        if (how == u"stop twice"_s)
-            bench.child->terminate();
-        else if (how.endsWith(u", kill"_s))
-            bench.child->kill();
-        QFETCH(const QString, expected);
-        QTRY_COMPARE(QString::fromLatin1(bench.told), expected);
+            ::kill(shell, SIGKILL);
+        QTRY_COMPARE(::kill(shell, 0), -1);
+        then(*bench.child);
+        QTRY_COMPARE(QString::fromLatin1(bench.told), told);
     }
 
     void isEndedByTheKeeper_data()
     {
-        QTest::addColumn<QString>("how");
+        QTest::addColumn<std::function<void(ChildProcess &)>>("end"); // of the child's owner
         QTest::addColumn<bool>("isWrapped");
-        QTest::addColumn<bool>("saysGoodbye");
-        QTest::newRow("its program is killed") << u"kill"_s << false << true;
-        QTest::newRow("behind a wrapper its program is killed") << u"kill"_s << true << true;
-        QTest::newRow("a library leaves by _exit") << u"_exit"_s << false << true;
-        QTest::newRow("it was stopped a moment before") << u"stop, kill"_s << false << true;
-        QTest::newRow("it never came to its program") << u"before it runs, kill"_s << false << false;
+        QTest::addColumn<bool>("runs"); // and says goodbye
+        const std::function<void(ChildProcess &)> kill = [](ChildProcess &) { ::raise(SIGKILL); };
+        const std::function<void(ChildProcess &)> leave = [](ChildProcess &) { ::_exit(1); };
+        const std::function<void(ChildProcess &)> stopAndKill = [](ChildProcess &child) {
+            child.terminate();
+            ::raise(SIGKILL);
+        };
+        QTest::newRow("left behind by a program that is killed") << kill << false << true;
+        QTest::newRow("left behind by its shell and a program that is killed") << kill << true << true;
+        QTest::newRow("left behind by a library that leaves by _exit") << leave << false << true;
+        QTest::newRow("stopped twice, which cuts its goodbye short") << stopAndKill << false << true;
+        QTest::newRow("left behind before it came to its program") << kill << false << false;
     }
     void isEndedByTheKeeper()
     {
-        QFETCH(const QString, how);
+        QFETCH(const std::function<void(ChildProcess &)>, end);
         QFETCH(const bool, isWrapped);
-        QFETCH(const bool, saysGoodbye);
+        QFETCH(const bool, runs);
         const QTemporaryDir folder;
         const QString ready = folder.filePath(u"ready"_s);
         const QString goodbye = folder.filePath(u"goodbye"_s);
@@ -316,48 +324,54 @@ private Q_SLOTS:
             const ChildLauncher::Prepared prepared =
                 launcher.prepare({program, {}, {{"MORVANEL_SCRIPT", script}}}, {});
             qint32 pid = prepared.child->pid();
-            if (!saysGoodbye || prepared.child->run().isEmpty())
+            if (!runs || prepared.child->run().isEmpty())
                 std::ignore = ::write(told.writeEnd.get(), &pid, sizeof pid);
             std::ignore = ::read(life.readEnd.get(), &pid, sizeof pid); // until its end
-            if (how == u"_exit"_s)
-                ::_exit(1);
-            if (how == u"stop, kill"_s)
-                prepared.child->terminate();
-            ::raise(SIGKILL);
+            end(*prepared.child);
         }
         qint32 orphan = 0;
         QCOMPARE(::read(told.readEnd.get(), &orphan, sizeof orphan), ssize_t(sizeof orphan));
-        QTRY_COMPARE(QFile::exists(ready), saysGoodbye);
+        QTRY_VERIFY2(QFile::exists(ready) == runs, "the child has come to its program, or not");
         life.writeEnd.reset();
         QCOMPARE(::waitpid(owner, nullptr, 0), owner);
 
         Bench next; // the next run leaves it to the keeper
         next.keeper.lookForEarlier(lock);
-        QVERIFY(next.keeper.isEarlierAtWork() || !saysGoodbye);
+        QVERIFY2(next.keeper.isEarlierAtWork() || !runs, "the next run does not see the keeper");
         next.launcher.terminateOrphan(orphan, QFile::encodeName(program));
-        QTRY_COMPARE(programOf(orphan), QString());
-        QTRY_COMPARE(QFile::exists(goodbye), saysGoodbye);
+        QTRY_VERIFY2(programOf(orphan).isEmpty(), "the child lives on");
+        QTRY_VERIFY2(QFile::exists(goodbye) == runs, "the child has said goodbye, or not");
     }
 
+    void failsToLaunch_data()
+    {
+        QTest::addColumn<QString>("program"); // made by the test, or an absolute path
+        QTest::addColumn<QByteArray>("token");
+        QTest::addColumn<QString>("error");
+        QTest::newRow("no file") << u"absent"_s << QByteArray("t") << u"No such file or directory"_s;
+        QTest::newRow("a file that may not be run")
+            << u"plain"_s << QByteArray("t") << u"Permission denied"_s;
+        QTest::newRow("a file that is no program") << u"text"_s << QByteArray("t") << u"Exec format error"_s;
+        QTest::newRow("a token that ends early")
+            << standIn << QByteArray("a\0b", 3)
+            << u"TUNNEL_TOKEN contains a NUL character and cannot be passed to a program"_s;
+        QTest::newRow("a token that is too long")
+            << standIn << QByteArray(200'000, 'e') << u"Argument list too long"_s;
+    }
     void failsToLaunch()
     {
+        QFETCH(const QString, program);
+        QFETCH(const QByteArray, token);
         const QTemporaryDir folder;
         const QString files = u"cd $0; touch plain; echo hello > text; chmod +x text"_s;
         QCOMPARE(QProcess::execute(u"/bin/sh"_s, {u"-c"_s, files, folder.path()}), 0);
-        const QList<std::tuple<QString, QByteArray, QString>> rows{
-            {folder.filePath(u"absent"_s), "t", u"No such file or directory"_s},
-            {folder.filePath(u"plain"_s), "t", u"Permission denied"_s},
-            {folder.filePath(u"text"_s), "t", u"Exec format error"_s},
-            {standIn, QByteArray("a\0b", 3),
-             u"TUNNEL_TOKEN contains a NUL character and cannot be passed to a program"_s},
-            {standIn, QByteArray(200'000, 'e'), u"Argument list too long"_s}};
         const qsizetype before = openDescriptors();
-        for (const auto &[program, token, error] : rows) {
+        {
             Bench bench;
-            QCOMPARE(bench.launch("exit 0", program, token), error);
-            QVERIFY(!bench.child || !bench.child->isRunning());
+            QTEST(bench.launch("exit 0", QDir(folder.path()).filePath(program), token), "error");
+            QVERIFY2(!bench.child || !bench.child->isRunning(), "what does not run is said to run");
         }
-        QCOMPARE(openDescriptors(), before);
+        QVERIFY2(openDescriptors() == before, "a descriptor is left open");
     }
 
     void survivesExhaustedDescriptors()
@@ -383,25 +397,39 @@ private Q_SLOTS:
         QTRY_COMPARE(bench.told, "[0][0]");
     }
 
+    void terminatesOrphansByTheirProgram_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<bool>("isDeleted");
+        QTest::addColumn<QByteArray>("pathEnd");
+        QTest::addColumn<bool>("isMeant");
+        const QString usual = u"cloudflared"_s;
+        const QString odd = u"cloudflared (deleted)"_s;
+        QTest::newRow("another name is ended")
+            << usual << false << QByteArray("cloudflared (deleted)") << false;
+        QTest::newRow("a file that is called deleted is ended")
+            << odd << false << QByteArray("/cloudflared") << false;
+        QTest::newRow("a program whose file is gone is left")
+            << usual << true << QByteArray("/cloudflared") << true;
+        QTest::newRow("a file that is called deleted is left")
+            << odd << false << QByteArray("/cloudflared (deleted)") << true;
+    }
     void terminatesOrphansByTheirProgram()
     {
-        QTemporaryDir folder;
-        for (const QString &name : {u"cloudflared"_s, u"cloudflared (deleted)"_s}) {
-            const QString path = folder.filePath(name);
-            QVERIFY(QFile::copy(standIn, path));
-            Bench bench;
-            QCOMPARE(bench.launch("sigterm default\nraw ready\nwait", path), QString());
-            QTRY_COMPARE(bench.told, "ready\n");
-            const qint32 pid = bench.child->pid();
-            bench.launcher.terminateOrphan(pid, name == u"cloudflared"_s ? "cloudflared (deleted)"
-                                                                         : "/cloudflared");
-            QTest::qWait(50);
-            QCOMPARE(bench.told, "ready\n");
-            if (name == u"cloudflared"_s)
-                QVERIFY(QFile::remove(path));
-            bench.launcher.terminateOrphan(pid, QFile::encodeName(path));
-            QTRY_COMPARE(bench.told, "ready\n[15]");
-        }
+        QFETCH(const QString, file);
+        QFETCH(const bool, isDeleted);
+        QFETCH(const QByteArray, pathEnd);
+        QFETCH(const bool, isMeant);
+        const QTemporaryDir folder;
+        const QString path = folder.filePath(file);
+        QVERIFY(QFile::copy(standIn, path));
+        Bench bench;
+        QCOMPARE(bench.launch("sigterm default\nraw ready\nwait", path), QString());
+        QTRY_COMPARE(bench.told, "ready\n");
+        QVERIFY(!isDeleted || QFile::remove(path));
+        bench.launcher.terminateOrphan(bench.child->pid(), pathEnd);
+        bench.child->kill(); // changes nothing once SIGTERM ends it
+        QTRY_COMPARE(bench.told, isMeant ? "ready\n[15]" : "ready\n[9]");
     }
 
     void keepsDeadlines()
@@ -415,25 +443,24 @@ private Q_SLOTS:
             own.reset();
         });
         const auto kept = scheduler.after(60ms, [&] { runs += "kept "; });
+        const auto last = scheduler.after(150ms, [&] { runs += "last "; });
         scheduler.after(0ms, [&] { runs += "dropped "; }).reset();
-        QTRY_COMPARE(runs, "own kept ");
-        QVERIFY(scheduler.now() - begin >= 60ms && scheduler.now() - begin < 60s);
-        QTest::qWait(100);
-        QCOMPARE(runs, "own kept ");
+        QTRY_COMPARE(runs, "own kept last "); // each once
+        QVERIFY(scheduler.now() - begin >= 150ms && scheduler.now() - begin < 60s);
     }
 
     void turnsSignalsIntoEvents()
     {
         auto handler = std::make_unique<TerminationSignals>();
         QSignalSpy received(handler.get(), &TerminationSignals::received);
-        ::raise(SIGHUP); // stays ignored
-        QTest::qWait(10);
-        QCOMPARE(received.count(), 0);
+        ::raise(SIGHUP);
+        QCoreApplication::processEvents(); // a signal is there once raise returns
+        QVERIFY2(received.isEmpty(), "SIGHUP ends the program, though its launcher ignored it");
         for (const int number : {SIGTERM, SIGINT}) {
             received.clear();
             ::raise(number);
-            QTest::qWait(10);
-            QCOMPARE(received.count(), 1);
+            QCoreApplication::processEvents();
+            QVERIFY2(received.count() == 1, "a signal is lost, or ends the program twice");
         }
         handler.reset();
         ::raise(SIGTERM); // the process is ending already

@@ -169,10 +169,16 @@ private Q_SLOTS:
         QVERIFY(second.output().contains(QByteArray::number(first.processId())));
         QCOMPARE(second.output().count('\n'), 1);
 
+        QProcess monitor;
+        monitor.start(u"dbus-monitor"_s, {u"interface=org.freedesktop.Application"_s});
+        QByteArray heard;
+        QTRY_VERIFY((heard += monitor.readAll()).contains("NameLost")); // from here on it hears all
         Launch third;
-        QTest::qWait(500); // it asks the first one, and waits for an answer
+        QTRY_VERIFY((heard += monitor.readAll()).contains("member=Activate")); // it asks the first one
         first.kill();
         QTRY_COMPARE(third.output(), "runs\n");
+        monitor.kill();
+        monitor.waitForFinished();
     }
 
     void runsWithoutANameOrAFolder()
