@@ -29,6 +29,7 @@ public:
     ~FakeServer() override { m_bus.unregisterService(u"org.freedesktop.Notifications"_s); }
 
     QStringList journal;
+    bool leaves = false; ///< while it is called next
 
 public Q_SLOTS:
     QStringList GetCapabilities()
@@ -45,6 +46,8 @@ public Q_SLOTS:
         if (timeout == -1 && picture.currentSignature() == "(iiibiiay)"_L1 &&
             QStringList{name, icon, hints.value(u"desktop-entry"_s).toString()} == always)
             journal += u"%1 %2: %3 "_s.arg(replaced).arg(summary, body) + actions.join(u'|');
+        if (leaves)
+            m_bus.unregisterService(u"org.freedesktop.Notifications"_s);
         return replaced ? replaced : ++m_lastId;
     }
     void CloseNotification(uint id) { journal += u"close %1"_s.arg(id); }
@@ -140,7 +143,10 @@ private Q_SLOTS:
             QCoreApplication::processEvents();
             FakeServer server({capability});
             notifications.show(a, {u"t"_s, u"<"_s, {}, {m_log}});
-            QTRY_COMPARE(server.journal, (QStringList{u"asked"_s, shown}));
+            QTRY_COMPARE(server.journal.join(u'\n'), u"asked\n"_s + shown);
+            server.leaves = true;
+            notifications.show(a, {u"t"_s, u"no more"_s, {}, {m_log}});
+            QTRY_COMPARE(server.journal.size(), 3); // its answer comes after its end
         }
         notifications.withdraw(a);
     }
