@@ -64,38 +64,39 @@ struct Bench
     }
 };
 
-using Deeds = QList<std::function<void(Bench &)>>;
+using Deed = std::function<void(Bench &)>;
+using Deeds = QList<Deed>;
 
-const auto start = [](Bench &on) { on.manager.start(on.id); };
-const auto startOther = [](Bench &on) { on.manager.start(on.other); };
-const auto startBoth = [](Bench &on) { on.manager.startAll(); };
-const auto stop = [](Bench &on) { on.manager.stop(on.id); };
-const auto removeTunnel = [](Bench &on) { on.manager.remove(on.id); };
-const auto quit = [](Bench &on) { on.notifications.end(); };
-const auto closeAll = [](Bench &on) { on.screen.shown.clear(); };
-const auto haveNoKeyring = [](Bench &on) { on.world.secrets.failure = SecretStatus::NotAvailable; };
-const auto haveNoToken = [](Bench &on) { on.world.secrets.items.clear(); };
-const auto haveNoProgram = [](Bench &on) { on.manager.setCloudflaredPath(u"/nowhere"_s); };
-const auto typeToken = [](Bench &on) { on.manager.update({on.id, u"a <b>\n"_s, {}, false}, u"new"_s); };
-const auto lock = [](Bench &on) { on.world.secrets.isLocked = true; };
-const auto unlock = [](Bench &on) { on.world.secrets.answer(); };
-const auto dismiss = [](Bench &on) {
+const Deed start = [](Bench &on) { on.manager.start(on.id); };
+const Deed startOther = [](Bench &on) { on.manager.start(on.other); };
+const Deed startBoth = [](Bench &on) { on.manager.startAll(); };
+const Deed stop = [](Bench &on) { on.manager.stop(on.id); };
+const Deed removeTunnel = [](Bench &on) { on.manager.remove(on.id); };
+const Deed quit = [](Bench &on) { on.notifications.end(); };
+const Deed closeAll = [](Bench &on) { on.screen.shown.clear(); };
+const Deed haveNoKeyring = [](Bench &on) { on.world.secrets.failure = SecretStatus::NotAvailable; };
+const Deed haveNoToken = [](Bench &on) { on.world.secrets.items.clear(); };
+const Deed haveNoProgram = [](Bench &on) { on.manager.setCloudflaredPath(u"/nowhere"_s); };
+const Deed typeToken = [](Bench &on) { on.manager.update({on.id, u"a <b>\n"_s, {}, false}, u"new"_s); };
+const Deed lock = [](Bench &on) { on.world.secrets.isLocked = true; };
+const Deed unlock = [](Bench &on) { on.world.secrets.answer(); };
+const Deed dismiss = [](Bench &on) {
     on.world.secrets.answer(SecretStatus::Locked);
     on.world.secrets.failure = SecretStatus::Success;
 };
-const auto waitFor = [](std::chrono::seconds time) {
+const auto waitFor = [](std::chrono::seconds time) -> Deed {
     return [=](Bench &on) { on.world.scheduler.advance(time); };
 };
 /// The last child prints the line; `print`: each of them.
-const auto printLast = [](const QByteArray &line) {
+const auto printLast = [](const QByteArray &line) -> Deed {
     return [=](Bench &on) { on.world.launcher.last().write(line + '\n'); };
 };
-const auto print = [](const QByteArray &line) {
+const auto print = [](const QByteArray &line) -> Deed {
     return [=](Bench &on) { on.forEachChild([&](auto &child) { child.write(line + '\n'); }); };
 };
-const auto exitAll = [](Bench &on) { on.forEachChild([](auto &child) { child.end(1); }); };
-const auto connectLast = printLast("Registered tunnel connection connIndex=0");
-const auto loseLast = printLast("Connection terminated connIndex=0");
+const Deed exitAll = [](Bench &on) { on.forEachChild([](auto &child) { child.end(1); }); };
+const Deed connectLast = printLast("Registered tunnel connection connIndex=0");
+const Deed loseLast = printLast("Connection terminated connIndex=0");
 
 /// Takes the steps, and lets the announcements of each arrive.
 void perform(Bench &bench, const Deeds &deeds)

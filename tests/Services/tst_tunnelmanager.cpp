@@ -91,56 +91,64 @@ struct Bench : FakeWorld
 using Deed = std::function<void(Bench &)>;
 using Deeds = QList<Deed>;
 
-const auto start = [](QChar name) { return [=](Bench &on) { on.manager.start(on.id(name)); }; };
-const auto stop = [](QChar name) { return [=](Bench &on) { on.manager.stop(on.id(name)); }; };
-const auto toggle = [](QChar name) { return [=](Bench &on) { on.manager.toggle(on.id(name)); }; };
-const auto removeTunnel = [](QChar name) { return [=](Bench &on) { on.manager.remove(on.id(name)); }; };
-const auto startAll = [](Bench &on) { on.manager.startAll(); };
-const auto stopAll = [](Bench &on) { on.manager.stopAll(); };
-const auto killAll = [](Bench &on) { on.manager.forceKillAll(); };
-const auto refuseStarts = [](Bench &on) { on.manager.refuseStarts(); };
-const auto add = [](QChar name) {
+const auto start = [](QChar name) -> Deed { return [=](Bench &on) { on.manager.start(on.id(name)); }; };
+const auto stop = [](QChar name) -> Deed { return [=](Bench &on) { on.manager.stop(on.id(name)); }; };
+const auto toggle = [](QChar name) -> Deed { return [=](Bench &on) { on.manager.toggle(on.id(name)); }; };
+const auto removeTunnel = [](QChar name) -> Deed {
+    return [=](Bench &on) { on.manager.remove(on.id(name)); };
+};
+const Deed startAll = [](Bench &on) { on.manager.startAll(); };
+const Deed stopAll = [](Bench &on) { on.manager.stopAll(); };
+const Deed killAll = [](Bench &on) { on.manager.forceKillAll(); };
+const Deed refuseStarts = [](Bench &on) { on.manager.refuseStarts(); };
+const auto add = [](QChar name) -> Deed {
     return [=](Bench &on) { FakeWorld::addTunnel(on.manager, name, {}, name); };
 };
-const auto typeToken = [](QChar name) { return [=](Bench &on) { on.update(name, name + u"2"_s, false); }; };
+const auto typeToken = [](QChar name) -> Deed {
+    return [=](Bench &on) { on.update(name, name + u"2"_s, false); };
+};
 /// Opens the program with this launch tunnel.
-const auto launchWith = [](QChar name) {
+const auto launchWith = [](QChar name) -> Deed {
     return [=](Bench &on) {
         on.update(name, std::nullopt, true);
         on.manager.startLaunchTunnels();
     };
 };
 /// Removes the tunnel inside the next announcement.
-const auto removeAtTheNextChange = [](QChar name) {
+const auto removeAtTheNextChange = [](QChar name) -> Deed {
     return [=](Bench &on) {
         QObject::connect(
             &on.manager, &TunnelManager::objectWillChange, &on.manager,
             [&on, id = on.id(name)] { on.manager.remove(id); }, Qt::SingleShotConnection);
     };
 };
-const auto connectTunnel = [](QChar name) {
+const auto connectTunnel = [](QChar name) -> Deed {
     return [=](Bench &on) { on.FakeWorld::connect(on.manager, on.id(name)); };
 };
-const auto loseConnection = [](Bench &on) {
+const Deed loseConnection = [](Bench &on) {
     on.launcher.last().write("Connection terminated connIndex=0\n");
 };
-const auto endChild = [](Bench &on) { on.launcher.last().end(0); };
-const auto fail = [](QChar name) { return [=](Bench &on) { on.manager.runner(on.id(name))->fail(u"x"_s); }; };
-const auto waitFor = [](std::chrono::milliseconds time) {
+const Deed endChild = [](Bench &on) { on.launcher.last().end(0); };
+const auto fail = [](QChar name) -> Deed {
+    return [=](Bench &on) { on.manager.runner(on.id(name))->fail(u"x"_s); };
+};
+const auto waitFor = [](std::chrono::milliseconds time) -> Deed {
     return [=](Bench &on) { on.scheduler.advance(time); };
 };
-const auto setPath = [](const QString &path) {
+const auto setPath = [](const QString &path) -> Deed {
     return [=](Bench &on) { on.manager.setCloudflaredPath(QDir(on.folder.path()).filePath(path)); };
 };
-const auto failKeyring = [](SecretStatus status) { return [=](Bench &on) { on.secrets.failure = status; }; };
-const auto storeToken = [](const QByteArray &token) {
+const auto failKeyring = [](SecretStatus status) -> Deed {
+    return [=](Bench &on) { on.secrets.failure = status; };
+};
+const auto storeToken = [](const QByteArray &token) -> Deed {
     return [=](Bench &on) { on.secrets.items.first() = token; };
 };
-const auto lock = [](Bench &on) { on.secrets.isLocked = true; };
-const auto unlock = [](Bench &on) { on.secrets.answer(); };
-const auto dismissQuestion = [](Bench &on) { on.secrets.answer(SecretStatus::Locked); };
-const auto putQuestion = [](Bench &on) { on.secrets.ask(); };
-const auto keyringAppears = [](Bench &on) { on.secrets.appear(); };
+const Deed lock = [](Bench &on) { on.secrets.isLocked = true; };
+const Deed unlock = [](Bench &on) { on.secrets.answer(); };
+const Deed dismissQuestion = [](Bench &on) { on.secrets.answer(SecretStatus::Locked); };
+const Deed putQuestion = [](Bench &on) { on.secrets.ask(); };
+const Deed keyringAppears = [](Bench &on) { on.secrets.appear(); };
 
 } // namespace
 

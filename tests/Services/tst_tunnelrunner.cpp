@@ -55,22 +55,25 @@ struct Bench
     }
 };
 
-using Deeds = QList<std::function<void(Bench &)>>;
+using Deed = std::function<void(Bench &)>;
+using Deeds = QList<Deed>;
 
-const auto start = [](Bench &on) { on.start(); };
-const auto stop = [](Bench &on) { on.runner.stop(); };
-const auto fail = [](Bench &on) { on.runner.fail(u"x"_s); };
-const auto haveNoProcess = [](Bench &on) { on.launcher.mostChildren = 0; };
-const auto haveNoProgram = [](Bench &on) { on.launcher.error = u"no program"_s; };
-const auto set = [](const char *variable, const char *value) {
+const Deed start = [](Bench &on) { on.start(); };
+const Deed stop = [](Bench &on) { on.runner.stop(); };
+const Deed fail = [](Bench &on) { on.runner.fail(u"x"_s); };
+const Deed haveNoProcess = [](Bench &on) { on.launcher.mostChildren = 0; };
+const Deed haveNoProgram = [](Bench &on) { on.launcher.error = u"no program"_s; };
+const auto set = [](const char *variable, const char *value) -> Deed {
     return [=](Bench &) { qputenv(variable, value); };
 };
-const auto print = [](const QByteArray &output) { return [=](Bench &on) { on.child().write(output); }; };
+const auto print = [](const QByteArray &output) -> Deed {
+    return [=](Bench &on) { on.child().write(output); };
+};
 /// The child is dead, but its end is not known yet.
-const auto die = [](Bench &on) { on.child().isRunning = false; };
-const auto end = [](int code) { return [=](Bench &on) { on.child().end(code); }; };
-const auto killChild = [](Bench &on) { on.child().end(9, u"SIGKILL"_s); };
-const auto waitFor = [](std::chrono::milliseconds time) {
+const Deed die = [](Bench &on) { on.child().isRunning = false; };
+const auto end = [](int code) -> Deed { return [=](Bench &on) { on.child().end(code); }; };
+const Deed killChild = [](Bench &on) { on.child().end(9, u"SIGKILL"_s); };
+const auto waitFor = [](std::chrono::milliseconds time) -> Deed {
     return [=](Bench &on) { on.scheduler.advance(time); };
 };
 
