@@ -31,6 +31,10 @@ class Desktop(unittest.TestCase):
         cls.session = Session(display="1280x900")
         cls.addClassCleanup(cls.session.close)
         cls.session.environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
+        browser = cls.session.home / "xdg-open"
+        browser.write_text('#!/bin/sh\necho "$1" >"$HOME/opened"\n')
+        browser.chmod(0o755)
+        cls.session.environment["PATH"] = f"{cls.session.home}:{cls.session.environment['PATH']}"
         cls.panel = cls.session.start_panel()
         cls.bus = Bus(cls.session)
         cls.screen = Screen(cls.session)
@@ -134,6 +138,7 @@ class Desktop(unittest.TestCase):
         self.the_dock_preference_is_switched()
         self.ctrl_q_quits()
         self.launch_tunnels_start()
+        self.a_second_start_and_actions_show_windows()
 
     def first_launch_leads_to_the_form(self):
         self.screen.wait_for_window(SETTINGS)
@@ -180,6 +185,9 @@ class Desktop(unittest.TestCase):
         labels = self.item.labels()
         self.assertEqual(labels[0], "Morvanel · 1/1 connected")
         self.assertEqual(labels[3].strip(), "Open home.example.test")
+        self.item.click(labels[3])
+        opened = self.session.home / "opened"
+        wait_for(lambda: opened.exists() and opened.read_text() == "https://home.example.test\n", "the browser is started")
         self.screen.key("ctrl+l")
         self.screen.wait_for_window(LOGS)
         self.object("label", "Connected (4 connections)", LOGS)
@@ -236,6 +244,14 @@ class Desktop(unittest.TestCase):
         self.program.wait_for_children(1)
         wait_for(lambda: self.item.icon == "morvanel-connected", "the launch tunnel connects")
         self.assertEqual(self.screen.windows().keys() & {SETTINGS, LOGS}, set())
+
+    def a_second_start_and_actions_show_windows(self):
+        self.session.run(str(PROGRAM))
+        self.screen.wait_for_window(SETTINGS)
+        self.bus.action("logs")
+        self.screen.wait_for_window(LOGS)
+        self.bus.action("settings")
+        self.screen.wait_for_window(SETTINGS)
 
     def test_tunnels_are_edited_and_preferences_switched_by_keyboard(self):
         tunnels = [tunnel("First", "one.example.test"), tunnel("Second")]

@@ -114,8 +114,11 @@ class Engine(unittest.TestCase):
         second = self.launch(**silent)
         wait_for(lambda: not set(orphans) & set(processes()), "the orphans are gone")
         second.wait_for_children(2)
-        Bus(self.session).action("stop-all")
+        bus = Bus(self.session)
+        bus.action("stop-all")
         wait_for(lambda: not second.children(), "all are stopped")
+        bus.action("start-all")
+        second.wait_for_children(2)
         self.assertEqual(second.quit()[0], 0)
 
     def test_a_keyring_that_takes_its_time_holds_up_nothing(self):
