@@ -18,7 +18,7 @@ struct Row
 
 constexpr HostQuirks plasma{.joinsLines = true,
                             .opensMenuIfRefused = true,
-                            .blursFiles = true,
+                            .blursScaledFiles = true,
                             .tintsByStyle = true,
                             .hasMargins = true,
                             .takesKeysLiterally = true,
@@ -26,7 +26,7 @@ constexpr HostQuirks plasma{.joinsLines = true,
 constexpr HostQuirks lxqt{
     .joinsLines = true, .tintsNothing = true, .takesKeysLiterally = true, .hasImageColumn = true};
 constexpr HostQuirks gnome{.hasSmallIcons = true, .undoublesOnce = true, .hasImageColumn = true};
-constexpr HostQuirks mate{.drawsPixmaps = true, .tintsNothing = true};
+constexpr HostQuirks mate{.blursFiles = true, .tintsNothing = true, .hasSmallIcons = true};
 constexpr HostQuirks untinted{.tintsNothing = true};
 constexpr HostQuirks xfce{.showsDescription = true};
 

@@ -13,12 +13,12 @@ struct HostQuirks
 {
     bool joinsLines = false;         ///< squeezes or drops a line break: "name — detail"
     bool opensMenuIfRefused = false; ///< does so by itself where `Activate` is answered with an error
-    bool blursFiles = false;         ///< as icons, on a scaled screen; pixmaps stay sharp
-    bool drawsPixmaps = false;       ///< sharply at any size, but files blurred
+    bool blursFiles = false;         ///< as icons; pixmaps stay sharp
+    bool blursScaledFiles = false;   ///< the same on a scaled screen
     bool tintsByStyle = false;       ///< icons by the style in them instead of by "symbolic" in their names
     bool tintsNothing = false;       ///< no icon; one with "symbolic" in its name may even not be shown
     bool hasMargins = false;         ///< around its own icons, of 3 pixels in 22
-    bool hasSmallIcons = false;      ///< of 16 pixels instead of 22 or 24
+    bool hasSmallIcons = false;      ///< of 16 or 32 pixels instead of 22 or 24
     bool takesKeysLiterally = false; ///< a key is the character itself, "," instead of "comma"
     bool undoublesOnce = false;      ///< only the first underscore before another character needs doubling
     bool showsDescription = false;   ///< adds the icon's accessible description to the tooltip

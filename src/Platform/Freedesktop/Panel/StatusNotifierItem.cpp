@@ -96,8 +96,8 @@ QString StatusNotifierItem::iconName(const StatusItemContent &content) const
         rimmed.isTemplate = false;
         return PanelIcon(rimmed).writeFile(m_iconFolder, PanelIcon::Fit::Full);
     }
-    const bool isBlurred = m_quirks.blursFiles && qGuiApp->devicePixelRatio() > 1;
-    if (!isTemplate && (isBlurred || m_quirks.drawsPixmaps))
+    const bool isScaled = qGuiApp->devicePixelRatio() > 1;
+    if (!isTemplate && (isScaled ? m_quirks.blursScaledFiles : m_quirks.blursFiles))
         return {};
     const bool takesFiles = m_quirks.hasMargins || m_quirks.hasSmallIcons || m_quirks.tintsNothing;
     if (!icon.hasCount() && (isTemplate || !takesFiles)) {
