@@ -165,7 +165,7 @@ def mate(shell, applet=MATE_TRAY):
         "org/mate/panel/objects/tray": {
             "object-type": "'applet'", "applet-iid": f"'{applet}'", "toplevel-id": "'bottom'", "position": 0,
             "panel-right-stick": "true"},
-        "org/mate/desktop/interface": {"gtk-theme": "'BlackMATE'" if shell.is_dark else "'Menta'", "icon-theme": "'menta'",
+        "org/mate/desktop/interface": {"gtk-theme": "'Adwaita-dark'" if shell.is_dark else "'Menta'", "icon-theme": "'menta'",
                                        "window-scaling-factor": shell.scale},
     })
     shell.start("marco", "--no-composite")
@@ -201,6 +201,7 @@ def _gnome_settings(shell):
     shell.write_gsettings({
         "org/gnome/shell": {"enabled-extensions": "['ubuntu-appindicators@ubuntu.com']", "disable-user-extensions": "false",
                             "welcome-dialog-last-shown-version": "'99'"},
+        "org/gnome/mutter": {"experimental-features": "@as []"},  # GNOME 48's shrink a nested screen that is enlarged
         "org/gnome/desktop/interface": {
             "enable-animations": "false", "color-scheme": "'prefer-dark'" if shell.is_dark else "'default'",
             "gtk-theme": "'Adwaita-dark'" if shell.is_dark else "'Adwaita'"},
@@ -210,6 +211,8 @@ def _gnome_settings(shell):
 def gnome_x11(shell):
     _gnome_settings(shell)
     shell.start("gnome-shell", "--x11", "--sm-disable")
+    shell.wait_for_window_manager()
+    shell.start_helper("gsd-xsettings")
 
 
 def gnome_wayland(shell):
@@ -321,9 +324,8 @@ DESKTOPS = {
                     has_watcher=False),
     "lxqt": Desktop("LXQt", "lxqt-panel", lxqt, darkens_windows=False,
                     environment={"XDG_CURRENT_DESKTOP": "LXQt", "XDG_CONFIG_DIRS": "/etc/xdg:/usr/share"}),
-    "mate": Desktop("MATE", "mate-panel", mate, environment=MATE, darkens_windows=False),
-    "mate-indicator": Desktop("MATE with Ayatana's indicators", "mate-indicator-applet", mate_indicator, environment=MATE,
-                              darkens_windows=False),
+    "mate": Desktop("MATE", "mate-panel", mate, environment=MATE),
+    "mate-indicator": Desktop("MATE with Ayatana's indicators", "mate-indicator-applet", mate_indicator, environment=MATE),
     "cinnamon": Desktop("Cinnamon", "cinnamon", cinnamon, environment={"XDG_CURRENT_DESKTOP": "X-Cinnamon"}),
     "sway": Desktop("sway with waybar", "waybar", sway, "Wayland", {"XDG_CURRENT_DESKTOP": "sway"},
                     darkens_windows=False, settle=focus_compositor),

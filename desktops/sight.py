@@ -66,11 +66,17 @@ def box_around(mask):
 
 
 def has_colour(picture, colour):
-    return (abs(picture.astype(int) - colour) < 16).all(axis=2)
+    near = abs(picture[:, :, 0].astype(numpy.int16) - colour[0]) < 16  # by channel: quicker
+    for channel in (1, 2):
+        near &= abs(picture[:, :, channel].astype(numpy.int16) - colour[channel]) < 16
+    return near
 
 
 def differs(before, after):
-    return (abs(before.astype(int) - after) > 16).any(axis=2)
+    if numpy.array_equal(before, after):
+        return numpy.zeros(before.shape[:2], bool)
+    apart = numpy.maximum(before, after) - numpy.minimum(before, after) > 16
+    return apart[:, :, 0] | apart[:, :, 1] | apart[:, :, 2]
 
 
 def patches(mask, cell=8):

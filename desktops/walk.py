@@ -49,7 +49,7 @@ class Walk:
         self.neighbour = None
         if shell.desktop.neighbour:
             self.start_neighbour(shell.desktop.neighbour)
-            wait_for(lambda: self.sight.neighbour(self.sight.picture()), "the panel shows another program's icon", 30)
+            wait_for(lambda: self.sight.neighbour(self.sight.picture()), "the panel shows another program's icon", 90)
             picture = self.sight.still_picture()
             self.others = self.sight.icons(picture)
             self.neighbour = self.sight.neighbour(picture)
@@ -164,7 +164,8 @@ class Walk:
             picture = self.sight.still_picture(3)
             self.save(f"open menu {'running' if self.program.children() else 'stopped'}", picture)
             found = [box for box in patches(differs(before, picture)) if min(box.width, box.height) > 60 * self.shell.scale]
-            return [line for box in found for line in read(picture, box)] if found else None
+            lines = [line for box in found for line in read(picture, box)]
+            return lines if any(line.says("Quit") for line in lines) else None  # a window may go meanwhile
         lines = wait_for(menu, "a click on the icon opens the menu", 20)
         self.menu_texts = " | ".join(line.text for line in lines)
         return lines
