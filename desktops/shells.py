@@ -62,10 +62,11 @@ class Shell(Session):
         bus = self.spawn("dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile", "--print-address",
                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self.environment["DBUS_SYSTEM_BUS_ADDRESS"] = bus.stdout.readline().decode().strip()
-        # The system has the notification services of all desktops; the bus is to start none but the desktop's own does.
+        # The system has the notification services and keyrings of all desktops; the bus is to start none of them.
         services = self.home / ".local/share/dbus-1/services"
         services.mkdir(parents=True)
-        (services / "none.service").write_text("[D-BUS Service]\nName=org.freedesktop.Notifications\nExec=/bin/false\n")
+        for name in ("org.freedesktop.Notifications", "org.freedesktop.secrets"):
+            (services / f"{name}.service").write_text(f"[D-BUS Service]\nName={name}\nExec=/bin/false\n")
         super()._start_bus()
 
     def _has_host(self):
