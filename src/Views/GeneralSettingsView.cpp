@@ -28,6 +28,7 @@ constexpr int sidePadding = 12;
 constexpr int itemSpacing = 6;
 constexpr qreal cornerRadius = 8;
 constexpr float groundOpacity = 0.4F;
+/// Given, like the texts, on whatever platform; see docs/architecture.md.
 constexpr auto firstFolder = "/opt/homebrew/bin"_L1;
 
 /// A group of rows on a ground of its own, with a fine line between the rows.

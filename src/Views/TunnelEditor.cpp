@@ -94,6 +94,7 @@ QWidget *TunnelEditor::makeForm()
 {
     auto *content = new QWidget(this);
     auto *explanation = new TextLabel(FontRole::Caption, ColorRole::SecondaryLabel);
+    // Texts are given word for word, on whatever platform; see docs/architecture.md.
     const auto text =
         u"Paste either the bare token or the whole `cloudflared tunnel run --token …` command: the "
         "token is extracted automatically and stored in the macOS Keychain."_s;
