@@ -15,7 +15,7 @@ enum class ColorRole { None, Green, Orange, Red, SecondaryLabel, TertiaryLabel }
 /// | Connected    | number of connections | yes                 |
 /// | Failed       | one-line message   | no, unless it ran when a second start failed |
 /// | Stopped      |                    | no; the initial state  |
-/// | Starting     |                    | yes, not connected yet |
+/// | Starting     |                    | yes, not connected yet; no while it waits for its token |
 /// | Reconnecting |                    | yes, lost all its connections |
 /// | Stopping     |                    | yes, was asked to end  |
 class TunnelState

@@ -22,7 +22,7 @@ constexpr int longestMenuName = 200;
 /// One entry of a menu, as a value: built by whoever decides, compared and drawn by whoever shows it.
 struct MenuItem
 {
-    /// Unique within its menu, and the same for as long as the entry stays the same entry.
+    /// Unique within its menu, and the same while the entry's texts and picture change.
     QString id;
     bool isSeparator = false;
     QString title;

@@ -12,7 +12,7 @@
 /// The user's preferences: a key-value store that survives the program.
 ///
 /// Another program may change them at any time. A value that could not be stored is kept for this run and
-/// stored with the next one that can be; the implementation reports that once on standard error.
+/// stored with the next one that can be; the implementation reports each reason once, until one is stored.
 class Preferences
 {
 public:

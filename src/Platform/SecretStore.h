@@ -71,8 +71,8 @@ public:
     virtual ~SecretStore() = default;
 
     virtual void setCallbacks(Callbacks callbacks) = 0;
-    /// Makes the calls in order, then calls `done` with a reply to each; that is left out when the store is
-    /// destroyed meanwhile. The first call that finds the store locked waits for the user to unlock it, if
+    /// Makes the calls in order, then calls `done` with a reply to each, unless the store is destroyed first.
+    /// The first call that finds the store locked waits for the user to unlock it, if
     /// the user may be asked; once the user has refused, or the store has not answered, all others fail at
     /// once. Not to be called again before `done` has been.
     virtual void exchange(const Calls &calls, bool mayAsk, Done done) = 0;

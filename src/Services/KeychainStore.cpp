@@ -114,8 +114,8 @@ KeychainStore::KeychainStore(SecretStore &secrets, Preferences &preferences, Sch
                                   announceWait(u"Waiting for the keyring to be unlocked"_s);
                           },
                           [this] {
-                              m_hasAppeared = m_isBusy;
-                              if (!m_isBusy)
+                              m_hasAppeared = m_isExchanging;
+                              if (!m_isExchanging)
                                   readTokens(QList<QUuid>(m_missed), Patience::ForStore);
                           }});
 }
@@ -186,7 +186,7 @@ void KeychainStore::readTokens(const QList<QUuid> &ids, Patience patience)
             m_patient += id;
     }
     proceed();
-    if (m_isBusy && !m_cause.isEmpty())
+    if (m_isExchanging && !m_cause.isEmpty())
         announceWait(m_cause);
 }
 
@@ -217,9 +217,9 @@ void KeychainStore::announceWait(const QString &cause)
 void KeychainStore::proceed()
 {
     readFromMemory();
-    if (m_isBusy || (m_awaited.isEmpty() && m_changes.isEmpty()))
+    if (m_isExchanging || (m_awaited.isEmpty() && m_changes.isEmpty()))
         return;
-    m_isBusy = true;
+    m_isExchanging = true;
     m_hasAppeared = false;
     if (!m_notice && m_cause.isEmpty())
         noticeLater();
@@ -249,7 +249,7 @@ void KeychainStore::readFromMemory()
 
 void KeychainStore::finish(const Request &request, const Outcome &outcome)
 {
-    m_isBusy = false;
+    m_isExchanging = false;
     // A store that appeared while it was being looked for may have been missed.
     if (outcome.closed.status == SecretStatus::Absent && m_hasAppeared) {
         m_hasNewChange = m_hasNewChange || request.mayAsk;
@@ -264,7 +264,7 @@ void KeychainStore::finish(const Request &request, const Outcome &outcome)
         Q_EMIT tokensRead(read);
     if (outcome.closed.status == SecretStatus::Success && (m_hasNewChange || !m_awaited.isEmpty()))
         proceed();
-    if (m_isBusy)
+    if (m_isExchanging)
         return;
     m_notice.reset();
     m_cause.clear();

@@ -31,10 +31,11 @@ struct StoredToken
 /// The tokens, one item per tunnel in the user's secret store, found by the tunnel's id.
 ///
 /// The store may take its time, up to the answer of a user who is asked to unlock it. Meanwhile a token to be
-/// stored is kept in memory. All that comes up during such a wait shares its outcome: nobody is asked twice.
+/// stored is kept in memory. Requests made during such a wait share its outcome: nobody is asked twice.
 ///
-/// A read that finds no store is answered with the reason, at once or after a patient wait, and repeated when
-/// a store appears. A removal that finds none, or a locked one, is kept in the preferences until it succeeds.
+/// A read that finds no store is answered with the reason, a patient one after 30 seconds, and made again
+/// when a store appears. A removal that finds none, or a locked one, is kept in the preferences until it
+/// succeeds.
 class KeychainStore : public QObject
 {
     Q_OBJECT
@@ -53,8 +54,8 @@ public:
     /// Stores or replaces the token, unchanged.
     void setToken(const QUuid &id, const QString &token);
     void deleteToken(const QUuid &id);
-    /// Asks for the tokens, which `tokensRead` brings, maybe before this returns. Makes up for what earlier
-    /// removals could not do, for which alone the user is not asked.
+    /// Asks for the tokens, which `tokensRead` brings, maybe before this returns. Also tries earlier removals
+    /// again; for these alone the user is not asked to unlock the store.
     void readTokens(const QList<QUuid> &ids, Patience patience = Patience::None);
     /// Takes back what `readTokens` asked for.
     void cancelRead(const QUuid &id);
@@ -90,13 +91,13 @@ private:
     SecretStore &m_secrets;
     Preferences &m_preferences;
     Scheduler &m_scheduler;
-    QHash<QUuid, std::optional<QString>> m_changes; ///< not stored yet; none: to be removed
+    QHash<QUuid, std::optional<QString>> m_changes; ///< a token to store; none: to be removed
     QList<QUuid> m_awaited;                         ///< in the order of the reads
     QList<QUuid> m_missed;                          ///< reads that found no store
     QSet<QUuid> m_patient;                          ///< reads that are not answered before the time is up
-    bool m_hasNewChange = false;                    ///< since the store has been asked
-    bool m_isBusy = false;                          ///< the store has been asked
-    bool m_hasAppeared = false;                     ///< since the store has been asked
+    bool m_hasNewChange = false;                    ///< since the exchange began
+    bool m_isExchanging = false;                    ///< an exchange is under way
+    bool m_hasAppeared = false;                     ///< a store has, since the exchange began
     QString m_cause;                           ///< of the wait; empty while it is too early to speak of one
     std::unique_ptr<ScheduledWork> m_notice;   ///< while it is too early to speak of a wait
     std::unique_ptr<ScheduledWork> m_patience; ///< while patient reads wait

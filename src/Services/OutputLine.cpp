@@ -112,7 +112,7 @@ OutputLine::Marks OutputLine::marksOf(QByteArrayView line)
     marks.isError = line.startsWith("ERR ") || contains(line, errorLevel) || contains(line, notValid);
     if (marks.isError) {
         const QByteArrayView message = messageOf(line);
-        marks.isReason = !isHelpMessage(message) && !message.startsWith("update check ");
+        marks.mayExplain = !isHelpMessage(message) && !message.startsWith("update check ");
     }
     return marks;
 }

@@ -8,8 +8,8 @@
 #include <QByteArrayView>
 #include <QString>
 
-/// Reader of single lines of `cloudflared`'s output, for the tunnel's state and the log's colours. Nothing
-/// else in a line is interpreted.
+/// Reader of single lines of `cloudflared`'s output: what one means for the tunnel's state, the reason that
+/// it gives, and its colour in the log. Nothing else in a line is interpreted.
 namespace OutputLine {
 
 struct Marks
@@ -17,7 +17,7 @@ struct Marks
     bool isRegistration = false; ///< a connection was registered
     bool isLoss = false;         ///< a connection was lost; never together with a registration
     bool isError = false;        ///< the line reports an error; may come with either of the others
-    bool isReason = false;       ///< of an error that may be why a tunnel is not connected
+    bool mayExplain = false;     ///< the error may be why the tunnel is not connected
 };
 
 /// Tells what the line reports. Passes over it a constant number of times.
@@ -29,16 +29,17 @@ QByteArrayView connectionIndex(QByteArrayView line);
 /// Tells whether the line is a bare sentence, unlike a log entry, which has a level or is JSON.
 bool isBare(QByteArrayView line);
 
-/// Tells whether the line only helps to read another one: it is indented, ends with a colon but for its
-/// fields, or names a page to see.
+/// Tells whether the line only helps to read another one: it is indented, ends with a colon, fields at its
+/// end not counted, or names a page to see.
 bool isHelp(QByteArrayView line);
 
-/// Returns what an error line tells somebody, from its first 4096 bytes: the text of its quoted field
-/// `error`, else its message, with a field `error` of one word behind a colon and without any other field.
+/// Returns what windows and notifications say of an error line, from its first 4096 bytes: the text of its
+/// quoted field `error`, else its message, with a field `error` of one word behind a colon and without any
+/// other field.
 QString reason(QByteArrayView line);
 
-/// Returns the short message of an error line: the text of its `error="..."` field, else what follows the
-/// level ERR, else the whole line, the last two without blanks at the ends.
+/// Returns what the state's label says of an error line: the text of its `error="..."` field, else what
+/// follows the level ERR, else the whole line, the last two without blanks at the ends.
 QString errorSummary(const QString &line);
 
 /// Returns the colour of a line of a log, a child's or this program's own; `None` is the text colour.

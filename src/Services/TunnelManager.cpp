@@ -163,7 +163,6 @@ void TunnelManager::startEach(const std::function<bool(const TunnelConfig &)> &i
     m_keychain.readTokens(ids, patience);
 }
 
-/// Prepares the children of all tunnels before the first one runs: their ids share one write to the disk.
 void TunnelManager::startWith(const QList<StoredToken> &tokens)
 {
     QList<qint32> pids;
@@ -184,7 +183,6 @@ void TunnelManager::startWith(const QList<StoredToken> &tokens)
     }
 }
 
-/// Returns the id of a child that waits to be run; none after a failure, which the tunnel then shows.
 std::optional<qint32> TunnelManager::prepare(TunnelRunner &runner, const StoredToken &token)
 {
     const QString missing = u"Missing token: set it in Settings"_s;
@@ -261,7 +259,6 @@ void TunnelManager::remove(const QUuid &id)
     m_keychain.deleteToken(id);
 }
 
-/// Stops the tunnel's child and keeps its runner, which nobody sees any more, until that has ended.
 void TunnelManager::dropRunner(const QUuid &id)
 {
     TunnelRunner *runner = m_runners.take(id);
@@ -280,7 +277,6 @@ void TunnelManager::dropRunner(const QUuid &id)
         runner->deleteLater(); // it may be the one that calls
 }
 
-/// Puts the tunnels at these places, in their order, before the one that is at `toOffset` now.
 void TunnelManager::moveTunnels(const std::set<qsizetype> &fromOffsets, qsizetype toOffset)
 {
     QList<TunnelConfig> before;

@@ -89,7 +89,7 @@ public:
     /// Replaces the record with the same id; without a token the stored one stays.
     void update(const TunnelConfig &tunnel, const std::optional<QString> &token);
     void remove(const QUuid &id);
-    /// Moves the records at the given offsets to stand before the one now at `toOffset`, in their order.
+    /// Moves the records at these offsets in front of the one now at `toOffset`, and keeps their order.
     void moveTunnels(const std::set<qsizetype> &fromOffsets, qsizetype toOffset);
 
     void setCloudflaredPath(const QString &path);
@@ -108,10 +108,11 @@ public:
     static std::optional<QString> detectCloudflared(const QStringList &paths = candidatePaths());
 
 Q_SIGNALS:
-    /// Sent just before a published property changes, and whenever a tunnel's state has changed.
+    /// Sent just before a published property changes, and right after a tunnel's state or the start at log-in
+    /// has changed.
     void objectWillChange();
-    /// Sent once on the next turn of the event loop after any number of `objectWillChange` and of other
-    /// errors that tunnels report: the time to read again what is shown.
+    /// Sent once on the next turn of the event loop after any number of `objectWillChange` and of changed
+    /// reasons of tunnels: the time to read again what is shown.
     void objectDidChange();
     /// Sent when the keyring has taken a tunnel's token.
     void tokenStored(const QUuid &id);

@@ -99,7 +99,7 @@ void TunnelOutput::handleLine(QByteArrayView line)
         trackConnection(line, marks.isRegistration);
     if (marks.isError)
         m_lastErrorLine = line.toByteArray();
-    if (marks.isReason)
+    if (marks.mayExplain)
         m_reasonLine = m_lastErrorLine;
 }
 

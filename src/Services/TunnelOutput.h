@@ -45,7 +45,7 @@ public:
     bool hasEverConnected() const { return m_hasEverConnected; }
     /// Returns the summary of the last error line since the start or the last registration; empty for none.
     QString lastError() const;
-    /// Returns what the last of these lines that tells anything says; empty for none.
+    /// Returns the reason in the last of these lines that explains something, so is no help; empty for none.
     QString reason() const;
     /// Returns the bare sentence with which the child has ended its output, printed help left out; else an
     /// empty text.

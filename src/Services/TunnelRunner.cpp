@@ -103,7 +103,7 @@ void TunnelRunner::reset()
 {
     m_output.restart();
     m_stopRequested = false;
-    m_toldReason.clear();
+    m_announcedReason.clear();
 }
 
 /// Tells where the log is read why the state cannot be trusted.
@@ -238,7 +238,7 @@ void TunnelRunner::consume(QByteArrayView chunk)
         handleLine(*line);
     Q_EMIT logLinesChanged();
     const QString now = status().reason;
-    if (std::exchange(m_toldReason, now) != now)
+    if (std::exchange(m_announcedReason, now) != now)
         Q_EMIT reasonChanged();
 }
 

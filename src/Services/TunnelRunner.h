@@ -52,10 +52,10 @@ public:
     /// Returns whether a child lives or waits to have its end handled.
     bool hasChild() const { return m_process != nullptr; }
 
-    /// Makes a child that waits for `run`, unless the state is a running one or a child is held (a tunnel can
-    /// fail while its child lives, when it is started again without a token). The token reaches the child in
-    /// its environment, padded, and nowhere else. Returns the child's process id; none when nothing is to be
-    /// run.
+    /// Makes a child that waits for `run`, unless the tunnel runs (a wait for its token apart) or a child is
+    /// held (a tunnel can fail while its child lives, when it is started again without a token). The token
+    /// reaches the child in its environment, padded, and nowhere else. Returns the child's process id; none
+    /// when nothing is to be run.
     [[nodiscard]] std::optional<qint32> prepare(const QString &cloudflaredPath, const QString &token);
     /// Lets the child that waits run its program. Returns whether it does.
     [[nodiscard]] bool run();
@@ -67,14 +67,15 @@ public:
     void stop();
     /// Logs `message` as something that went wrong.
     void report(const QString &message);
-    /// Logs `message` as a failure and sets the state to failed with it. `reason` is what the windows and
-    /// notifications say, where that is more.
+    /// Logs `message` as a failure and sets the state to failed with it. `reason` is what windows and
+    /// notifications say; empty: the message.
     void fail(const QString &message, const QString &reason = {},
               TunnelStatus::Remedy remedy = TunnelStatus::Remedy::Log);
     /// Sends SIGKILL to a child that still runs; no log line, no change of state.
     void forceKill();
     void clearLog();
 
+    /// Reads like the function of that name; see `OutputLine`.
     static QString errorSummary(const QString &line) { return OutputLine::errorSummary(line); }
 
     // Set by the owner, called on the main thread.
@@ -118,5 +119,5 @@ private:
     TunnelStatus::Remedy m_remedy{};
     QString m_waitCause; ///< while a start waits for its token
     int m_failureCount = 0;
-    QString m_toldReason; ///< by `reasonChanged`
+    QString m_announcedReason; ///< by the last `reasonChanged`
 };

@@ -142,8 +142,8 @@ void TunnelNotifications::tell(const QUuid &id, Trouble trouble)
     if (followed.tag != tag)
         leave(followed);
     followed.tag = tag;
-    m_shared[tag].isNew = true;
-    m_shared[tag].isDue = true;
+    m_shared[tag].mustReappear = true;
+    m_shared[tag].needsSending = true;
 }
 
 /// Brings the text of the tunnel's notification up to date, not more often than once a second.
@@ -156,11 +156,11 @@ void TunnelNotifications::retell(Followed &followed)
     Shared &shared = found->second;
     if (shared.wait)
         return;
-    const Scheduler::Duration wait = shared.changed + shortTime - m_scheduler.now();
+    const Scheduler::Duration wait = shared.lastSent + shortTime - m_scheduler.now();
     shared.wait = m_scheduler.after(std::max(wait, 0ms), [this, tag = followed.tag] {
         Shared &due = m_shared[tag];
         due.wait.reset();
-        due.isDue = true;
+        due.needsSending = true;
         sendLater();
     });
 }
@@ -170,7 +170,7 @@ void TunnelNotifications::leave(Followed &followed)
 {
     const auto found = m_shared.find(std::exchange(followed.tag, {}));
     if (found != m_shared.end())
-        found->second.isDue = true;
+        found->second.needsSending = true;
 }
 
 /// Returns the notification that others have got for the same reason within this second; null for none.
@@ -179,7 +179,7 @@ QUuid TunnelNotifications::joinable(Trouble trouble, const QString &explanation)
     const auto found = std::find_if(m_shared.begin(), m_shared.end(), [&](const auto &item) {
         const Shared &shared = item.second;
         return shared.trouble == trouble && shared.explanation == explanation &&
-               m_scheduler.now() < shared.joinable;
+               m_scheduler.now() < shared.joinableUntil;
     });
     return found == m_shared.end() ? QUuid() : found->first;
 }
@@ -201,11 +201,11 @@ void TunnelNotifications::send()
     m_isSending = false;
     for (auto at = m_shared.begin(); at != m_shared.end();) {
         auto &[tag, shared] = *at++;
-        if (!std::exchange(shared.isDue, false))
+        if (!std::exchange(shared.needsSending, false))
             continue;
-        shared.changed = m_scheduler.now();
+        shared.lastSent = m_scheduler.now();
         const std::optional<Notification> notification = compose(tag, shared.trouble);
-        if (notification && std::exchange(shared.isNew, false)) {
+        if (notification && std::exchange(shared.mustReappear, false)) {
             m_notifications.show(tag, *notification);
         } else if (notification) {
             m_notifications.update(tag, *notification);

@@ -23,14 +23,14 @@ class Windows;
 /// | --------------------------------------------- | --------------------------------------------- |
 /// | failed                                        | shown, in place of an earlier one             |
 /// | has tried to connect for 60 s without a break | shown                                         |
-/// | has another reason by now                     | follows while on show, once a second at most  |
+/// | its reason has changed                        | changed unless closed, once a second at most  |
 /// | connected, is being stopped, was removed      | withdrawn                                     |
 ///
 /// It also tells whose token the keyring has not taken, when that is given up and at the end of the program,
 /// and that the preferences cannot be written; it takes that back once they are stored.
 ///
-/// Tunnels that get into the same trouble for the same reason within a second share one. No timer runs while
-/// no tunnel is starting or reconnecting, but for that second.
+/// Tunnels that get into the same trouble for the same reason within a second share one. Timers run only
+/// while a tunnel starts or reconnects, and up to a second after a reason has changed.
 class TunnelNotifications : public QObject
 {
     Q_OBJECT
@@ -59,11 +59,11 @@ private:
     struct Shared
     {
         Trouble trouble;
-        QString explanation;          ///< of the first one when it was told
-        Scheduler::Duration joinable; ///< until then others may join
-        Scheduler::Duration changed;  ///< when it was shown or changed last
-        bool isNew = true;            ///< it is to be shown even if the user closed it
-        bool isDue = true;            ///< it is to be shown or changed
+        QString explanation; ///< of the first one when it was told
+        Scheduler::Duration joinableUntil;
+        Scheduler::Duration lastSent;
+        bool mustReappear = true; ///< even if the user has closed it
+        bool needsSending = true;
         std::unique_ptr<ScheduledWork> wait;
     };
 

@@ -19,8 +19,8 @@ public:
 
     DescriptorWatcher();
 
-    /// Calls `ready` on this thread for as long as `fd` is readable or at its end; the caller keeps `fd` open
-    /// until `unwatch`. Returns 0 when the descriptor cannot be watched.
+    /// Calls `ready` on this thread again and again while `fd` is readable or at its end; the caller keeps
+    /// `fd` open until `unwatch`. Returns 0 when the descriptor cannot be watched.
     [[nodiscard]] Key watch(const FileDescriptor &fd, std::function<void()> ready);
     /// Does nothing for 0 or a key that is gone. Allowed from inside a `ready` call, also its own.
     void unwatch(Key key);
