@@ -36,7 +36,6 @@ TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
     , m_ledger(services.preferences, services.launcher)
     , m_keychain(services.secrets, services.preferences, services.scheduler)
 {
-    const Preferences &preferences = services.preferences;
     connect(this, &TunnelManager::objectWillChange, this, &TunnelManager::announceLater);
     connect(&m_keychain, &KeychainStore::tokensRead, this, &TunnelManager::startWith);
     connect(&m_keychain, &KeychainStore::waiting, this, [this](const QUuid &id, const QString &cause) {
@@ -49,10 +48,10 @@ TunnelManager::TunnelManager(const TunnelServices &services, QObject *parent)
         Q_EMIT tokenNotStored(id, reason);
     });
     connect(&m_keychain, &KeychainStore::stored, this, &TunnelManager::tokenStored);
-    m_cloudflaredPath = preferences.string(cloudflaredPathKey)
+    m_cloudflaredPath = services.preferences.string(cloudflaredPathKey)
                             .value_or(detectCloudflared().value_or(candidatePaths().first()));
-    m_showsInDock = preferences.boolean(showsInDockKey).value_or(true);
-    m_tunnels = TunnelConfig::listFromJson(preferences.data(tunnelsKey).value_or(QByteArray()));
+    m_showsInDock = services.preferences.boolean(showsInDockKey).value_or(true);
+    m_tunnels = TunnelConfig::listFromJson(services.preferences.data(tunnelsKey).value_or(QByteArray()));
     for (const TunnelConfig &tunnel : std::as_const(m_tunnels))
         makeRunner(tunnel.id);
 }

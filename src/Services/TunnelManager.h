@@ -114,9 +114,8 @@ Q_SIGNALS:
     /// Sent once on the next turn of the event loop after any number of `objectWillChange` and of changed
     /// reasons of tunnels: the time to read again what is shown.
     void objectDidChange();
-    /// Sent when the keyring has taken a tunnel's token.
+    /// Sent when the keyring has taken a tunnel's token, or when that was given up, with the reason in words.
     void tokenStored(const QUuid &id);
-    /// Sent when a tunnel's token was given up, with the reason in words for the user.
     void tokenNotStored(const QUuid &id, const QString &reason);
     /// Sent after every assignment, also of the same value.
     void showsInDockAssigned(bool shows);
