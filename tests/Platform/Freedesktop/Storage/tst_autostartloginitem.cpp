@@ -43,50 +43,60 @@ private Q_SLOTS:
         m_file = m_folder->filePath(u"autostart/com.ardentwick.Morvanel.desktop"_s);
     }
 
+    void readsTheStatus_data()
+    {
+        using enum LoginItemStatus;
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<LoginItemStatus>("status");
+        const QByteArray entry = "[Desktop Entry]\nType=Application\nExec=morvanel\n";
+        QTest::newRow("hidden is enabled") << entry + "Hidden=true\n" << RequiresApproval;
+        QTest::newRow("not hidden is not enabled") << entry + "Hidden=false\nX-GNOME-Autostart-enabled=true\n"
+                                                   << Enabled;
+        QTest::newRow("GNOME's own switch is not known")
+            << entry + "X-GNOME-Autostart-enabled=false" << RequiresApproval;
+        QTest::newRow("MATE's own switch is not known")
+            << entry + "X-MATE-Autostart-enabled=false" << RequiresApproval;
+        QTest::newRow("an empty file counts") << QByteArray() << NotRegistered;
+        QTest::newRow("a file without a group counts") << QByteArray("Hidden=true\n=\n") << NotRegistered;
+        QTest::newRow("garbage counts") << QByteArray(300'000, '\xff') + "[Desktop Entry" << NotRegistered;
+    }
     void readsTheStatus()
     {
         using enum LoginItemStatus;
-        const QByteArray entry = "[Desktop Entry]\nType=Application\nExec=morvanel\n";
-        const QList<std::pair<QByteArray, LoginItemStatus>> rows{
-            {entry + "Hidden=true\n", RequiresApproval},
-            {entry + "Hidden=false\nX-GNOME-Autostart-enabled=true\n", Enabled},
-            {entry + "X-GNOME-Autostart-enabled=false", RequiresApproval},
-            {entry + "X-MATE-Autostart-enabled=false", RequiresApproval},
-            {"", NotRegistered},
-            {"Hidden=true\n=\n", NotRegistered},
-            {QByteArray(300'000, '\xff') + "[Desktop Entry", NotRegistered}};
+        QFETCH(const QByteArray, content);
         const QString installed = m_folder->filePath(u"installed.desktop"_s);
         QVERIFY(QDir(m_folder->path()).mkdir(u"autostart"_s));
-        for (const auto &[content, status] : rows) {
-            write(installed, content);
-            QVERIFY(QFile::link(installed, m_file));
-            QCOMPARE(item().status(), status);
-            item().registerItem();
-            QCOMPARE(item().status(), Enabled);
-            item().unregisterItem();
-            QVERIFY(!QFile::exists(m_file));
-            item().unregisterItem();
-            QCOMPARE(item().status(), NotRegistered);
-            QCOMPARE(QFileInfo(installed).size(), content.size());
-        }
+        write(installed, content);
+        QVERIFY(QFile::link(installed, m_file));
+        QTEST(item().status(), "status");
+        item().registerItem();
+        QVERIFY2(item().status() == Enabled, "registered, it is not enabled");
+        item().unregisterItem();
+        QVERIFY2(!QFile::exists(m_file), "unregistered, its file is left");
+        item().unregisterItem();
+        QVERIFY2(item().status() == NotRegistered, "unregistered twice, it is registered");
+        QVERIFY2(QFileInfo(installed).size() == content.size(), "the file behind the link was changed");
     }
 
     /// A launcher of the desktop must find the program, whatever its path.
-    void namesTheProgramSoThatItIsFound()
+    void namesTheProgramSoThatItIsFound_data()
     {
+        QTest::addColumn<QString>("name");
         for (const QString &name :
              {u"plain"_s, u"two  words"_s, u"quo\"te'"_s, u"$HOME"_s, u"%f %% 100%"_s, u"back\\slash\\n"_s,
-              u"`ls`"_s, u"a;b|c&(d)*?~#<>"_s, u"tab\tand\nline\r"_s, u"é😀"_s}) {
-            const QString program = m_folder->filePath(name);
-            write(program, "#!/bin/sh\ntouch \"$(dirname \"$0\")/proof$#\"\n", QFile::ExeOwner);
-            item(program).registerItem();
-            // Any complaint counts, whatever the exit code.
-            const QString launch = u"desktop-file-validate $0 2>&1 | { ! grep . >&2; } && gio launch $0"_s;
-            QCOMPARE(QProcess::execute(u"/bin/sh"_s, {u"-c"_s, launch, m_file}), 0);
-            const QString proof = m_folder->filePath(u"proof0"_s);
-            QTRY_VERIFY2(QFile::exists(proof), qPrintable(name));
-            QVERIFY(QFile::remove(proof));
-        }
+              u"`ls`"_s, u"a;b|c&(d)*?~#<>"_s, u"tab\tand\nline\r"_s, u"é😀"_s})
+            QTest::newRow(qPrintable(name.simplified())) << name;
+    }
+    void namesTheProgramSoThatItIsFound()
+    {
+        QFETCH(const QString, name);
+        const QString program = m_folder->filePath(name);
+        write(program, "#!/bin/sh\ntouch \"$(dirname \"$0\")/proof$#\"\n", QFile::ExeOwner);
+        item(program).registerItem();
+        // Any complaint counts, whatever the exit code.
+        const QString launch = u"desktop-file-validate $0 2>&1 | { ! grep . >&2; } && gio launch $0"_s;
+        QCOMPARE(QProcess::execute(u"/bin/sh"_s, {u"-c"_s, launch, m_file}), 0);
+        QTRY_VERIFY2(QFile::exists(m_folder->filePath(u"proof0"_s)), "the program was not started");
     }
 
     void saysWhatFailed()

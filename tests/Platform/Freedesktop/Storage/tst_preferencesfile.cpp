@@ -112,25 +112,29 @@ private Q_SLOTS:
     }
     void cleanup() { ::dup3(m_standardError, STDERR_FILENO, 0); }
 
-    void readsTypes()
+    void readsTypes_data()
     {
-        QList<std::pair<QByteArray, QVariantList>> rows{
-            {R"("a\u00e9\n\u0000")", {u"aé\n"_s + QChar(0)}},
-            {"false", {false}},
-            {R"({"data": "AP8="})", {QByteArray("\0\xff", 2)}},
-            {"[]", {QVariant::fromValue(Integers())}},
-            {"[2147483647, -2147483648, 7, 7]",
-             {QVariant::fromValue(Integers{2147483647, -2147483648, 7, 7})}},
-            {"[3.0, 1e3]", {QVariant::fromValue(Integers{3, 1000})}}};
+        QTest::addColumn<QVariantList>("values");
+        const auto row = [](const char *json, const QVariantList &values) { QTest::newRow(json) << values; };
+        const auto integers = [](const Integers &list) { return QVariantList{QVariant::fromValue(list)}; };
+        row(R"("a\u00e9\n\u0000")", {u"aé\n"_s + QChar(0)});
+        row("false", {false});
+        row(R"({"data": "AP8="})", {QByteArray("\0\xff", 2)});
+        row("[]", integers({}));
+        row("[2147483647, -2147483648, 7, 7]", integers({2147483647, -2147483648, 7, 7}));
+        row("[3.0, 1e3]", integers({3, 1000}));
         for (const char *none :
              {"[3.5]", "[1, true]", "[\"3\"]", "[2147483648]", "[-2147483649]", "[12345678901234567890]",
               "[null]", "[[1]]", "1", "null", "{}", R"({"data": 1})", R"({"data": "no base64!"})",
               R"({"data": "AP8=", "more": 1})"})
-            rows.emplaceBack(none, QVariantList());
-        for (const auto &[json, values] : rows) {
-            write(m_path, "\xef\xbb\xbf{\"key\": 0, \"other\": [{}], \"key\":" + json + "}");
-            QCOMPARE(valuesIn(PreferencesFile(m_path)), values);
-        }
+            row(none, {});
+    }
+    /// A row is called what stands in the file.
+    void readsTypes()
+    {
+        const QByteArray json = QTest::currentDataTag();
+        write(m_path, "\xef\xbb\xbf{\"key\": 0, \"other\": [{}], \"key\":" + json + "}");
+        QTEST(valuesIn(PreferencesFile(m_path)), "values");
     }
 
     void keepsWhatWasWritten()
