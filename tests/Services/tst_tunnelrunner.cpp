@@ -233,8 +233,8 @@ private Q_SLOTS:
     void countsConnections_data()
     {
         addColumns();
-        run("the same index counts once, or none is an index",
-            {print(registered(0) + registered(0) +
+        run("the same index counts once, none is an index, or any line with one is a loss",
+            {print(registered(0) + registered(0) + "INF Updated connIndex=0\n" +
                    "RRegistered tunnel connection\nRegistered tunnel connection connIndex=x\n")},
             QStringList{m_one, m_two, m_three}.join(u", "_s));
         run("a word for a lost one is not known",

@@ -208,35 +208,43 @@ private Q_SLOTS:
         QTRY_COMPARE(opened, QList{address});
     }
 
+    void dimmedTextCanBeReadOnEveryGround_data()
+    {
+        QTest::addColumn<QColor>("ground");
+        QTest::addColumn<QColor>("text");
+        QTest::addColumn<QColor>("dimmed");
+        QTest::addColumn<bool>("isKept");
+        const auto row = [](const char *name, const QColor &ground, const QColor &text, const QColor &dimmed,
+                            bool isKept) { QTest::newRow(name) << ground << text << dimmed << isKept; };
+        row("darker than the ground", 0x1b1e20, Qt::white, Qt::black, false);
+        row("not dimmed at all", Qt::white, 0x232629, 0x232629, false);
+        row("too faint", 0xefefef, Qt::black, QColor(0, 0, 0, 128), false);
+        row("the desktop's own is replaced", 0x1b1e20, Qt::white, 0xa1a9b1, true);
+    }
     void dimmedTextCanBeReadOnEveryGround()
     {
-        struct Theme
-        {
-            QColor ground, text, dimmed;
-            bool isKept;
-        };
+        QFETCH(const QColor, ground);
+        QFETCH(const QColor, text);
+        QFETCH(const QColor, dimmed);
+        QFETCH(const bool, isKept);
         const FreedesktopApplication application;
         const QPalette before = QApplication::palette();
-        for (const auto &[ground, text, dimmed, isKept] :
-             {Theme{0x1b1e20, Qt::white, Qt::black, false},            // darker than the ground
-              Theme{Qt::white, 0x232629, 0x232629, false},             // not dimmed at all
-              Theme{0xefefef, Qt::black, QColor(0, 0, 0, 128), false}, // too faint
-              Theme{0x1b1e20, Qt::white, 0xa1a9b1, true}}) {           // the desktop's own
-            QPalette theme;
-            theme.setColor(QPalette::Base, ground);
-            theme.setColor(QPalette::Window, ground);
-            theme.setColor(QPalette::Text, text);
-            theme.setColor(QPalette::PlaceholderText, dimmed);
-            QApplication::setPalette(theme);
-            const QColor set = QApplication::palette().color(QPalette::PlaceholderText);
-            QApplication::setPalette(before);
-            QCOMPARE(set == dimmed, isKept);
-            QImage page(1, 1, QImage::Format_RGB32);
-            page.fill(ground);
-            QPainter(&page).fillRect(page.rect(), set);
-            const double contrast = SymbolDrawing::contrast(page.pixelColor(0, 0), ground);
-            QVERIFY(contrast >= 4.4 && contrast < 0.91 * SymbolDrawing::contrast(text, ground));
-        }
+        QPalette theme;
+        theme.setColor(QPalette::Base, ground);
+        theme.setColor(QPalette::Window, ground);
+        theme.setColor(QPalette::Text, text);
+        theme.setColor(QPalette::PlaceholderText, dimmed);
+        QApplication::setPalette(theme);
+        const QColor set = QApplication::palette().color(QPalette::PlaceholderText);
+        QApplication::setPalette(before);
+        QVERIFY2((set == dimmed) == isKept, qPrintable(u"the colour is %1 now"_s.arg(set.name())));
+        QImage page(1, 1, QImage::Format_RGB32);
+        page.fill(ground);
+        QPainter(&page).fillRect(page.rect(), set);
+        const double contrast = SymbolDrawing::contrast(page.pixelColor(0, 0), ground);
+        const double mostContrast = 0.91 * SymbolDrawing::contrast(text, ground);
+        QVERIFY2(contrast >= 4.4 && contrast < mostContrast,
+                 qPrintable(u"the contrast is %1, wanted 4.4 to %2"_s.arg(contrast).arg(mostContrast)));
     }
 
     void paintingMakesNoThread()
@@ -255,46 +263,59 @@ private Q_SLOTS:
         QVERIFY(QThreadPool::globalInstance()->expiryTimeout() < 0);
     }
 
+    void displayServerIsFound_data()
+    {
+        QTest::addColumn<QByteArrayList>("environment"); // the socket "wl" and the real X server are there
+        QTest::addColumn<bool>("hasPlugin");
+        QTest::addColumn<QString>("problem"); // a part of it
+        const QByteArray x11 = "DISPLAY=" + qgetenv("DISPLAY");
+        const QString noDisplay = u"no display"_s;
+        const QString noPlugin = u"qt6-wayland"_s;
+        const auto row = [](const char *name, const QByteArrayList &environment, bool hasPlugin,
+                            const QString &problem) {
+            QTest::newRow(name) << environment << hasPlugin << problem;
+        };
+        row("another platform is not left alone", {"QT_QPA_PLATFORM=offscreen"}, false, {});
+        row("a platform that is asked for is not tried", {"QT_QPA_PLATFORM=wayland"}, true, {});
+        row("its plug-in is missed", {"QT_QPA_PLATFORM=wayland", x11}, false, noPlugin);
+        row("a list of platforms is not left alone", {"QT_QPA_PLATFORM=wayland;xcb"}, true, {});
+        row("a compositor is not found", {"WAYLAND_DISPLAY=wl"}, true, {});
+        row("a compositor needs no plug-in", {"WAYLAND_DISPLAY=wl"}, false, noPlugin);
+        row("X11 beside a compositor is not used", {"WAYLAND_DISPLAY=wl", x11}, false, {});
+        row("a compositor's whole path is not found", {"WAYLAND_DISPLAY=<runtime>/wl"}, true, {});
+        row("a compositor that is gone is found", {"WAYLAND_DISPLAY=gone"}, true, noDisplay);
+        row("a name that is too long is found", {"WAYLAND_DISPLAY=" + QByteArray(108, 'w')}, true, noDisplay);
+        row("a compositor's descriptor is not used", {"WAYLAND_SOCKET=3"}, true, {});
+        row("a display is found in nothing", {}, true, noDisplay);
+        row("an X server that is not there is found", {"DISPLAY=:4711"}, true, noDisplay);
+        row("the X server is not found", {x11}, true, {});
+    }
     void displayServerIsFound()
     {
+        QFETCH(const QByteArrayList, environment);
+        QFETCH(const bool, hasPlugin);
+        QFETCH(const QString, problem);
         const QTemporaryDir folder;
         QVERIFY(QDir::setCurrent(folder.path()) && QDir().mkpath(u"platforms/libqwayland.so"_s));
         const FileDescriptor compositor(::socket(AF_UNIX, SOCK_STREAM, 0));
         const sockaddr_un name{AF_UNIX, "wl"};
         QCOMPARE(::bind(compositor.get(), reinterpret_cast<const sockaddr *>(&name), sizeof name), 0);
         QCOMPARE(::listen(compositor.get(), 20), 0);
-        const QByteArray x11 = "DISPLAY=" + qgetenv("DISPLAY");
-        const QByteArray wayland = "WAYLAND_DISPLAY=";
-        const QByteArray platform = "QT_QPA_PLATFORM=";
-        const QString none = u"no display"_s;
-        const QString noPlugin = u"qt6-wayland"_s;
+        for (const char *variable : {"QT_QPA_PLATFORM", "WAYLAND_DISPLAY", "WAYLAND_SOCKET", "DISPLAY"})
+            qunsetenv(variable);
         qputenv("XDG_RUNTIME_DIR", folder.path().toUtf8());
-        const QStringList plugins = QCoreApplication::libraryPaths();
-        struct Row
-        {
-            QByteArrayList environment;
-            bool hasPlugin;
-            QString problem;
-        };
-        for (const auto &[environment, hasPlugin, problem] :
-             {Row{{platform + "offscreen"}, false, {}}, Row{{platform + "wayland"}, true, {}},
-              Row{{platform + "wayland", x11}, false, noPlugin}, Row{{platform + "wayland;xcb"}, true, {}},
-              Row{{wayland + "wl"}, true, {}}, Row{{wayland + "wl"}, false, noPlugin},
-              Row{{wayland + "wl", x11}, false, {}},
-              Row{{wayland + folder.filePath(u"wl"_s).toUtf8()}, true, {}},
-              Row{{wayland + "gone"}, true, none}, Row{{wayland + QByteArray(108, 'w')}, true, none},
-              Row{{"WAYLAND_SOCKET=3"}, true, {}}, Row{{}, true, none}, Row{{"DISPLAY=:4711"}, true, none},
-              Row{{x11}, true, {}}}) {
-            for (const char *variable : {"QT_QPA_PLATFORM", "WAYLAND_DISPLAY", "WAYLAND_SOCKET", "DISPLAY"})
-                qunsetenv(variable);
-            for (const QByteArray &variable : environment)
-                qputenv(variable.left(variable.indexOf('=')).constData(),
-                        variable.mid(variable.indexOf('=') + 1));
-            QCoreApplication::setLibraryPaths(hasPlugin ? QStringList{folder.path()} : QStringList());
-            const QString found = DisplayServer().problem();
-            QVERIFY2(found.contains(problem) && found.isEmpty() == problem.isEmpty(), environment.join());
+        for (QByteArray variable : environment) {
+            variable.replace("<runtime>", folder.path().toUtf8());
+            const qsizetype place = variable.indexOf('=');
+            qputenv(variable.left(place).constData(), variable.mid(place + 1));
         }
+        const QStringList plugins = QCoreApplication::libraryPaths();
+        QCoreApplication::setLibraryPaths(hasPlugin ? QStringList{folder.path()} : QStringList());
+        const QString found = DisplayServer().problem();
         QCoreApplication::setLibraryPaths(plugins);
+        if (problem.isEmpty())
+            QCOMPARE(found, QString());
+        QVERIFY2(found.contains(problem), qPrintable(u"wanted \"%1\" in \"%2\""_s.arg(problem, found)));
     }
 };
 
