@@ -8,7 +8,8 @@
 #include "TextLabel.h"
 #include "TunnelsSettingsView.h"
 
-#include <QEvent>
+#include <QKeyEvent>
+#include <QPushButton>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QVBoxLayout>
@@ -73,6 +74,20 @@ void SettingsView::changeEvent(QEvent *event)
     } else if (event->type() == QEvent::FontChange) {
         renewFontRoles(this);
         drawIcons();
+    }
+}
+
+/// Presses the default button by Return, which Qt does in dialogs only. Not by a shortcut: for a screen
+/// reader Qt 6 holds keys back until that has seen them, but no shortcuts, and Return would overtake what was
+/// typed.
+void SettingsView::keyPressEvent(QKeyEvent *event)
+{
+    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (!isReturn || (event->modifiers() & ~Qt::KeypadModifier) || event->isAutoRepeat())
+        return QWidget::keyPressEvent(event);
+    for (QPushButton *button : m_tabs->currentWidget()->findChildren<QPushButton *>()) {
+        if (button->isDefault() && button->isVisible())
+            return button->click();
     }
 }
 

@@ -14,7 +14,6 @@
 #include <QGraphicsOpacityEffect>
 #include <QPropertyAnimation>
 #include <QPushButton>
-#include <QShortcut>
 #include <QStyle>
 #include <QTimer>
 
@@ -180,11 +179,6 @@ void TunnelEditor::connectInput()
     connect(m_reveal, &QToolButton::clicked, this, [this] { setRevealToken(!m_revealToken); });
     connect(m_toggle, &QPushButton::clicked, this, [this] { m_model.toggle(); });
     connect(m_save, &QPushButton::clicked, this, &TunnelEditor::save);
-    // A default button is pressed by Return in dialogs only.
-    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
-        auto *shortcut = new QShortcut(key, m_save, m_save, &QPushButton::click);
-        shortcut->setAutoRepeat(false);
-    }
     connect(m_fade, &QPropertyAnimation::finished, this,
             [this] { m_savedNote->setVisible(m_savedFeedback); });
 }
