@@ -7,6 +7,7 @@
 LIMITS = (
     ("mate-indicator", "large", ("icon 2", "icon 12"), "the indicators' applet draws an icon at 22 pixels and enlarges it"),
     ("plasma-wayland", "large", ("icon 2", "icon 12"), "Plasma draws an icon at 22 pixels and enlarges it"),
+    ("xfce", "large", "first launch", "Xfce enlarges the windows of GTK alone, Qt's only with a larger Xft.dpi"),
     ("trayer", "", "icon", "Qt draws the icon of an old tray at 22 pixels, whatever place the tray has for it"),
 )
 

@@ -62,12 +62,17 @@ class Shell(Session):
         bus = self.spawn("dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile", "--print-address",
                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self.environment["DBUS_SYSTEM_BUS_ADDRESS"] = bus.stdout.readline().decode().strip()
-        # The system has the notification services and keyrings of all desktops; the bus is to start none of them.
-        services = self.home / ".local/share/dbus-1/services"
-        services.mkdir(parents=True)
-        for name in ("org.freedesktop.Notifications", "org.freedesktop.secrets"):
-            (services / f"{name}.service").write_text(f"[D-BUS Service]\nName={name}\nExec=/bin/false\n")
+        # The system has the notification services and keyrings of all desktops; the bus is to start none but the own.
+        notifications = self.desktop.notifications
+        self._set_service("org.freedesktop.Notifications", self.helper(notifications) if notifications else "/bin/false")
+        self._set_service("org.freedesktop.secrets", "/bin/false")
         super()._start_bus()
+
+    def _set_service(self, name, program):
+        """What the bus starts for a name; the system's folders come after this one."""
+        services = self.home / "run/dbus-1/services"
+        services.mkdir(parents=True, exist_ok=True)
+        (services / f"{name}.service").write_text(f"[D-BUS Service]\nName={name}\nExec={program}\n")
 
     def _has_host(self):
         return "boolean true" in self.run(
@@ -82,10 +87,13 @@ class Shell(Session):
         with open(log / Path(command[0]).name, "ab") as output:
             return self.spawn(*command, stdout=output, stderr=output, environment=environment)
 
-    def start_helper(self, name):
-        """Starts a program that need not be in a folder of PATH; Debian's releases keep it in different ones."""
+    def helper(self, name):
+        """The path of a program that need not be in a folder of PATH; Debian's releases keep it in different ones."""
         patterns = [f"{folder}/{'*/' * depth}{name}" for folder in ("bin", "libexec", "lib") for depth in range(4)]
-        self.start(str(next(file for pattern in patterns for file in Path("/usr").glob(pattern) if file.is_file())))
+        return str(next(file for pattern in patterns for file in Path("/usr").glob(pattern) if file.is_file()))
+
+    def start_helper(self, name):
+        self.start(self.helper(name))
 
     def write(self, path, text):
         file = self.home / ".config" / path
@@ -114,7 +122,6 @@ class Shell(Session):
 def openbox(shell):
     shell.start("openbox")
     shell.wait_for_window_manager()
-    shell.start("dunst")
 
 
 def trayer(shell):
@@ -172,7 +179,6 @@ def mate(shell, applet=MATE_TRAY):
     shell.start("marco", "--no-composite")
     shell.wait_for_window_manager()
     shell.start_helper("mate-settings-daemon")
-    shell.start_helper("mate-notification-daemon")
     shell.start("mate-panel")
 
 
@@ -311,6 +317,7 @@ class Desktop:
     scales: bool = True  # has a scale of 2 that can be had without a screen
     darkens_windows: bool = True  # where it is dark, not only its panel
     has_watcher: bool = True  # takes status items, not only the icons of old trays
+    notifications: str = ""  # the program that the bus starts for them, where it ends between them
     settle: callable = None  # what is to be done once the panel is there
 
 
@@ -320,13 +327,14 @@ GNOME = {"XDG_CURRENT_DESKTOP": "GNOME", "XDG_SESSION_DESKTOP": "gnome"}
 DESKTOPS = {
     "xfce": Desktop("Xfce", "xfce4-panel", xfce, environment={"XDG_CURRENT_DESKTOP": "XFCE"}),
     "trayer": Desktop("trayer, an old tray", "trayer", trayer, neighbour="old-item", scales=False,
-                      darkens_windows=False, has_watcher=False),
+                      darkens_windows=False, has_watcher=False, notifications="dunst"),
     "none": Desktop("no panel", "openbox", openbox, neighbour="", scales=False, darkens_windows=False,
-                    has_watcher=False),
+                    has_watcher=False, notifications="dunst"),
     "lxqt": Desktop("LXQt", "lxqt-panel", lxqt, darkens_windows=False,
                     environment={"XDG_CURRENT_DESKTOP": "LXQt", "XDG_CONFIG_DIRS": "/etc/xdg:/usr/share"}),
-    "mate": Desktop("MATE", "mate-panel", mate, environment=MATE),
-    "mate-indicator": Desktop("MATE with Ayatana's indicators", "mate-indicator-applet", mate_indicator, environment=MATE),
+    "mate": Desktop("MATE", "mate-panel", mate, environment=MATE, notifications="mate-notification-daemon"),
+    "mate-indicator": Desktop("MATE with Ayatana's indicators", "mate-indicator-applet", mate_indicator, environment=MATE,
+                              notifications="mate-notification-daemon"),
     "cinnamon": Desktop("Cinnamon", "cinnamon", cinnamon, environment={"XDG_CURRENT_DESKTOP": "X-Cinnamon"}),
     "sway": Desktop("sway with waybar", "waybar", sway, "Wayland", {"XDG_CURRENT_DESKTOP": "sway"},
                     darkens_windows=False, settle=focus_compositor),

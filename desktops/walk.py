@@ -153,8 +153,8 @@ class Walk:
         is_dark = bool(boxes) and numpy.median(boxes[0].of(picture)) < 128
         return bool(boxes) and boxes[0].height > 350 * self.shell.scale and is_dark == self.shell.has_dark_windows
 
-    def open_menu(self):
-        """Opens the menu by a click on the icon and reads it; None where nothing opens."""
+    def open_menu(self, *labels):
+        """Opens the menu by a click on the icon and reads it until it shows these labels: a window may go meanwhile."""
         self.park_pointer()
         icon = wait_for(self.own_icon, "the panel shows the icon", 30)
         before = self.sight.still_picture(3)
@@ -165,19 +165,15 @@ class Walk:
             self.save(f"open menu {'running' if self.program.children() else 'stopped'}", picture)
             found = [box for box in patches(differs(before, picture)) if min(box.width, box.height) > 60 * self.shell.scale]
             lines = [line for box in found for line in read(picture, box)]
-            return lines if any(line.says("Quit") for line in lines) else None  # a window may go meanwhile
-        lines = wait_for(menu, "a click on the icon opens the menu", 20)
-        self.menu_texts = " | ".join(line.text for line in lines)
-        return lines
+            self.menu_texts = " | ".join(line.text for line in lines)
+            return lines if all(any(line.says(label) for line in lines) for label in labels) else None
+        return wait_for(menu, lambda: f"a click on the icon opens a menu with {labels}: {self.menu_texts}", 20)
 
-    def entry(self, lines, label):
-        found = next((line for line in lines if line.says(label)), None)
-        if not found:
-            raise AssertionError(f"the menu shows no {label}: {self.menu_texts}")
-        return found
+    def press_entry(self, lines, label):
+        self.sight.press(*next(line for line in lines if line.says(label)).box.centre)
 
     def choose(self, label):
-        self.sight.press(*self.entry(self.open_menu(), label).box.centre)
+        self.press_entry(self.open_menu(label), label)
 
     def menu(self):
         """The menu by clicks: read, one of two tunnels started and stopped."""
@@ -186,10 +182,7 @@ class Walk:
             self.shell.store_token(record["id"], "eyJwalk.scenario.connected")
         self.launch(records)
         with self.step("menu"):
-            lines = self.open_menu()
-            for label in (FIRST, SECOND, "Start All", "Log", "Settings", "Quit"):
-                self.entry(lines, label)
-            self.sight.press(*self.entry(lines, FIRST).box.centre)
+            self.press_entry(self.open_menu(FIRST, SECOND, "Start All", "Log", "Settings", "Quit"), FIRST)
         with self.step("start by the menu"):
             self.program.wait_for_children(1)
         with self.step("stop by the menu"):
