@@ -129,6 +129,7 @@ def trayer(shell):
     tint = "0x202833" if shell.is_dark else "0xd8d8d8"
     shell.start("trayer", "--edge", "bottom", "--align", "right", "--expand", "true", "--width", "30", "--height",
                 str(32 * shell.scale), "--transparent", "true", "--alpha", "0", "--tint", tint)
+    wait_for(lambda: shell.run("xdotool", "search", "--class", "trayer", check=False).strip(), "the tray is there")
 
 
 def xfce(shell):

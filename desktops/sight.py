@@ -44,6 +44,9 @@ class Box:
     def centre(self):
         return (self.left + self.right) // 2, (self.top + self.bottom) // 2
 
+    def shrunk(self, by):
+        return Box(self.left + by, self.top + by, self.right - by, self.bottom - by)
+
     def of(self, picture):
         return picture[max(0, self.top):self.bottom, max(0, self.left):self.right]
 

@@ -164,7 +164,8 @@ class Walk:
             picture = self.sight.still_picture(3)
             self.save(f"open menu {'running' if self.program.children() else 'stopped'}", picture)
             found = [box for box in patches(differs(before, picture)) if min(box.width, box.height) > 60 * self.shell.scale]
-            lines = [line for box in found for line in read(picture, box)]
+            # A strip of the ground around a menu may spoil what is read.
+            lines = [line for box in found for part in (box.shrunk(8), box) for line in read(picture, part)]
             self.menu_texts = " | ".join(line.text for line in lines)
             return lines if all(any(line.says(label) for line in lines) for label in labels) else None
         return wait_for(menu, lambda: f"a click on the icon opens a menu with {labels}: {self.menu_texts}", 20)
