@@ -25,7 +25,8 @@ constexpr HostQuirks plasma{.joinsLines = true,
                             .hasImageColumn = true};
 constexpr HostQuirks lxqt{
     .joinsLines = true, .tintsNothing = true, .takesKeysLiterally = true, .hasImageColumn = true};
-constexpr HostQuirks gnome{.hasSmallIcons = true, .undoublesOnce = true, .hasImageColumn = true};
+constexpr HostQuirks gnome{
+    .hasSmallIcons = true, .undoublesOnce = true, .hasImageColumn = true, .losesSignals = true};
 constexpr HostQuirks mate{.blursFiles = true, .tintsNothing = true, .hasSmallIcons = true};
 constexpr HostQuirks untinted{.tintsNothing = true};
 constexpr HostQuirks xfce{.showsDescription = true};

@@ -23,6 +23,7 @@ struct HostQuirks
     bool undoublesOnce = false;      ///< only the first underscore before another character needs doubling
     bool showsDescription = false;   ///< adds the icon's accessible description to the tooltip
     bool hasImageColumn = false;     ///< in menus, also beside entries without an image
+    bool losesSignals = false;       ///< those that come while it reads what one before announced
 
     bool operator==(const HostQuirks &) const = default;
 

@@ -12,6 +12,7 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QTimer>
 #include <QVariant>
 
 /// The program's item as an object on the session bus: org.kde.StatusNotifierItem. It is announced to panels
@@ -66,4 +67,5 @@ private:
 
     QString m_iconFolder; ///< empty where files cannot be written
     HostQuirks m_quirks;
+    QTimer m_reminder; ///< for panels that lose signals; armed by a change alone
 };

@@ -306,7 +306,7 @@ private Q_SLOTS:
             u"a__1__\nStopped, key comma, dots, morvanel-idle-symbolic, , drawn full"_s);
         row("LXQt: two lines, or a themed icon", u"a.b"_s, "lxqt-panel",
             u"a__1__ — Stopped, key ,, no dots, /morvanel/icons/full/morvanel-idle.svg, None active, drawn full"_s);
-        row("GNOME: last underline eaten, or large icon", u"a.b"_s, "gnome-shell",
+        row("GNOME: last underline eaten, or large or old icon", u"a.b"_s, "gnome-shell",
             u"a__1_\nStopped, key comma, no dots, morvanel-idle-symbolic, None active, drawn small"_s);
         row("Cinnamon: icon of one colour", u"a.b"_s, "xapp-sn-watcher",
             u"a__1__\nStopped, key comma, dots, /morvanel/icons/full/morvanel-idle.svg, None active, drawn full"_s);
@@ -323,6 +323,9 @@ private Q_SLOTS:
         BusClient panel(u"panel"_s);
         QVERIFY(panel.bus.registerService(busName));
         NO_FAULT(Pictures::waitFor([this] { return this->shown(); }, shown));
+        heard();
+        if (process == "gnome-shell") // may have lost the news of the last change
+            QTRY_COMPARE(m_heard, QStringList{u"icon"_s});
     }
 
     void clicksOpenTheMenuAtThePointer_data()
