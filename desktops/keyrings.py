@@ -114,12 +114,19 @@ class KeyringShell(Shell):
             self.run("keepassxc-cli", "import", "--set-password", str(self.home / "walk.xml"), str(database),
                      input=f"{PASSWORD}\n{PASSWORD}\n".encode())
             self.write("keepassxc/keepassxc.ini", KEEPASSXC)
-        if is_locked:
-            return self.start("keepassxc", str(database))
-        service = self.spawn("keepassxc", "--pw-stdin", str(database), stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
-        service.stdin.write(PASSWORD.encode() + b"\n")
-        service.stdin.close()
+        service = self.start("keepassxc", str(database))
+        if not is_locked:
+            self._unlock_keepassxc()
         return service
+
+    def _unlock_keepassxc(self):
+        """By its window: 2.7.10 crashes where it is to read the password from its standard input."""
+        def locked():
+            return self.run("xdotool", "search", "--onlyvisible", "--name", r"\[Locked\] - KeePassXC", check=False).split()
+        window = wait_for(locked, "KeePassXC shows its window")[0]
+        self.run("xdotool", "windowactivate", "--sync", window, "type", "--delay", "50", PASSWORD)
+        self.run("xdotool", "key", "Return")
+        wait_for(lambda: not locked(), "KeePassXC takes the password")
 
 
 def store(walk):
