@@ -120,8 +120,10 @@ class Shell(Session):
 
 
 def openbox(shell):
-    shell.start("openbox")
-    shell.wait_for_window_manager()
+    """Waits for its command after starting: it never shows a window that comes while it still looks for fonts."""
+    started = shell.home / "openbox-started"
+    shell.start("openbox", "--startup", f"touch {started}")
+    wait_for(started.exists, "the window manager runs", 60)
 
 
 def trayer(shell):
@@ -155,8 +157,7 @@ def lxqt(shell):
     shell.write("lxqt/lxqt.conf", "[General]\nicon_theme=breeze\ntheme=" + ("dark" if shell.is_dark else "light") + "\n")
     if shell.scale > 1:
         shell.environment |= {"QT_SCALE_FACTOR": str(shell.scale), "GDK_SCALE": str(shell.scale)}
-    shell.start("openbox")
-    shell.wait_for_window_manager()
+    openbox(shell)
     shell.start("lxqt-notificationd")
     shell.start("lxqt-panel")
 
