@@ -196,6 +196,7 @@ def cinnamon(shell):
             "enabled-applets": "['panel1:left:0:grouped-window-list@cinnamon.org', 'panel1:right:0:systray@cinnamon.org', "
                                "'panel1:right:1:xapp-status@cinnamon.org']",
             "panels-enabled": "['1:0:bottom']", "desktop-effects": "false", "startup-animation": "false"},
+        "org/cinnamon/muffin": {"experimental-features": "@as []"},  # Cinnamon 5.6's have a scale for each screen instead
         "org/cinnamon/desktop/interface": {"enable-animations": "false", "gtk-theme": theme, "icon-theme": "'Adwaita'",
                                            "scaling-factor": f"uint32 {shell.scale}"},
         "org/cinnamon/desktop/notifications": {"fade-on-mouseover": "false"},
