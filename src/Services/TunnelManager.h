@@ -108,8 +108,7 @@ public:
     static std::optional<QString> detectCloudflared(const QStringList &paths = candidatePaths());
 
 Q_SIGNALS:
-    /// Sent just before a published property changes, and right after a tunnel's state or the start at log-in
-    /// has changed.
+    /// Sent just before a published property changes; right after a state or the start at log-in has.
     void objectWillChange();
     /// Sent once on the next turn of the event loop after any number of `objectWillChange` and of changed
     /// reasons of tunnels: the time to read again what is shown.
