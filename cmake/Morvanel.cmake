@@ -64,6 +64,6 @@ function(morvanel_test name)
         FAIL_REGULAR_EXPRESSION "SKIP   :"
         ENVIRONMENT "QT_QPA_PLATFORM=${platform};${arg_ENVIRONMENT}")
     if(arg_LEAKS)
-        set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT ASAN_OPTIONS=detect_leaks=1:abort_on_error=1)
+        set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:disable_coredump=0)
     endif()
 endfunction()
