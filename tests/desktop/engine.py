@@ -116,7 +116,7 @@ class Engine(unittest.TestCase):
         second.wait_for_children(2)
         bus = Bus(self.session)
         bus.action("stop-all")
-        wait_for(lambda: not second.children(), "all are stopped")
+        wait_for(lambda: not self.ledger(), "the program has seen both end")
         bus.action("start-all")
         second.wait_for_children(2)
         self.assertEqual(second.quit()[0], 0)
