@@ -145,6 +145,5 @@ private:
     bool m_refusesStarts = false;
     bool m_isAnnouncing = false;            ///< `objectDidChange` is on its way
     QHash<QUuid, TunnelRunner *> m_runners; ///< children of this object
-    /// Runners of removed tunnels whose child has not ended yet.
-    QList<TunnelRunner *> m_retired;
+    QList<TunnelRunner *> m_retired;        ///< of removed tunnels whose child has not ended yet
 };
