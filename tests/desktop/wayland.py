@@ -75,11 +75,13 @@ class Wayland(unittest.TestCase):
         self.session.environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
         accessibility = Accessibility(self.session.environment)
         too_long = 5000 * "t"  # for a message of the compositor's protocol, and so for the program
-        program = Program(self.session, PROGRAM, {"XDG_ACTIVATION_TOKEN": too_long})
+        program = Program(self.session, PROGRAM, {"XDG_ACTIVATION_TOKEN": too_long, "WAYLAND_DEBUG": "client"})
         item = StatusItem(Bus(self.session))
         item.bus.action("settings", {"activation-token": GLib.Variant("s", too_long)})
         self.wait_for_window(SETTINGS)
         child, = program.wait_for_children(1)
+        self.session.run("env", "XDG_ACTIVATION_TOKEN=handed-on", str(PROGRAM))
+        wait_for(lambda: 'activate("handed-on"' in program.errors(), "a second start hands its token to the compositor")
         for entry, title in 2 * (("Settings…", SETTINGS), ("Log…", LOGS)):
             with self.subTest(entry):
                 item.click(entry)
