@@ -50,8 +50,8 @@ struct Bench : FakeWorld
     }
     /// The ids that the next run would find.
     QList<qint32> ledger() const { return preferences.integers(u"childPIDs"_s).value_or(QList<qint32>{-1}); }
-    /// Everything that can be seen: the sum of all; each tunnel, with its token if that is not its name, what
-    /// it waits for and its errors; tokens of other tunnels; each child with the signals that it got.
+    /// Returns all that can be seen: the sum of all; each tunnel, with its token if that is not its name,
+    /// what it waits for and its errors; tokens of other tunnels; each child with the signals that it got.
     QString picture() const
     {
         const QStringList sums{u"idle"_s, u"connecting"_s, u"connected"_s, u"problem"_s};
@@ -275,7 +275,8 @@ private Q_SLOTS:
             "child c, child s, busy"_s);
         row("a stopping tunnel does not count", u"p"_s, {start(u'p'), stop(u'p')},
             u"connecting, 0 of 1 connected, p Stopping…, child p terminated, busy"_s);
-        row("one at rest makes it less than connected", u"cod"_s, {connectTunnel(u'c'), connectTunnel(u'd')},
+        row("a tunnel at rest makes the sum less than connected", u"cod"_s,
+            {connectTunnel(u'c'), connectTunnel(u'd')},
             u"connected, 2 of 2 connected, c Connected (1 connection), o Stopped, "
             "d Connected (1 connection), child c, child d, busy"_s);
         row("an id of no tunnel is started", u"o"_s,
@@ -313,16 +314,17 @@ private Q_SLOTS:
         const Deeds removed{connectTunnel(u't'), fail(u'f'), removeTunnel(u't'), waitFor(6s), killAll};
         const QString left = u"problem, f Error: x ✖ x, child t terminated killed killed"_s;
         const QString alone = u"idle, o Stopped, child t terminated"_s;
-        row("a removed one's child is not killed, or is forgotten", u"tf"_s, removed, left + u", busy"_s);
-        row("a removed one's child is waited for when it has ended", u"tf"_s, removed + Deeds{endChild},
+        row("the child of a removed tunnel is not killed, or is forgotten", u"tf"_s, removed,
+            left + u", busy"_s);
+        row("the ended child of a removed tunnel is still waited for", u"tf"_s, removed + Deeds{endChild},
             left);
-        row("its child runs on: removed in its own start", u"to"_s,
+        row("removed in its own start, its child runs on", u"to"_s,
             {removeAtTheNextChange(u't'), start(u't'), endChild}, alone);
-        row("its child runs on: removed as it connects", u"to"_s,
+        row("removed as it connects, its child runs on", u"to"_s,
             {start(u't'), removeAtTheNextChange(u't'), connectTunnel(u't'), endChild}, alone);
-        row("its child runs on: removed as all are stopped", u"to"_s,
+        row("removed as all are stopped, its child runs on", u"to"_s,
             {start(u't'), removeAtTheNextChange(u't'), stopAll, endChild}, alone + u" terminated"_s);
-        row("its child runs on: removed twice", u"to"_s,
+        row("removed twice, its child runs on", u"to"_s,
             {start(u't'), removeAtTheNextChange(u't'), removeTunnel(u't'), endChild}, alone);
     }
     void removesTunnels() { play(); }
@@ -343,21 +345,21 @@ private Q_SLOTS:
             u"connecting, 0 of 2 connected, a%1, l%1"_s.arg(
                 u" Connecting… (Waiting for the keyring to be unlocked)"_s) +
                 asks);
-        row("what is done meanwhile does not count", u"abcsr"_s,
+        row("tunnels stopped or removed meanwhile start at the answer", u"abcsr"_s,
             {lock, startAll, waitFor(300ms), removeTunnel(u'r'), toggle(u's'), toggle(u'b'), toggle(u'b'),
              unlock},
             u"connecting, 0 of 3 connected, a Connecting…, b Connecting…, c Connecting…, s Stopped, "
             "child a, child c, child b, busy"_s);
         const Deeds waiting{lock, start(u'a'), waitFor(1s), start(u'l')};
-        row("a later one is not shown at once", u"al"_s, waiting,
+        row("a tunnel started later is not shown waiting at once", u"al"_s, waiting,
             u"connecting, 0 of 2 connected, a%1, l%1"_s.arg(waits) + asks);
-        row("a waiting one cannot be stopped", u"al"_s, waiting + Deeds{stopAll}, stopped + asks);
+        row("a waiting tunnel cannot be stopped", u"al"_s, waiting + Deeds{stopAll}, stopped + asks);
         row("a dismissed question gives no reason", u"al"_s, waiting + Deeds{dismissQuestion}, failed);
         row("a dismissed question is never asked again", u"al"_s,
             waiting + Deeds{dismissQuestion, lock, start(u'a')}, failed + asks);
-        row("a stopped one starts at the answer", u"al"_s,
+        row("a stopped tunnel starts at the answer", u"al"_s,
             waiting + Deeds{stopAll, unlock, lock, start(u'a')}, stopped + asks);
-        row("asked as the program ends", u"al"_s,
+        row("the keyring is asked as the program ends", u"al"_s,
             waiting + Deeds{refuseStarts, stopAll, unlock, lock, start(u'a')}, stopped);
     }
     void waitsForTheKeyring() { play(); }
@@ -370,15 +372,17 @@ private Q_SLOTS:
         const QString waits = u"0 of 1 connected, a Connecting… (Waiting for a keyring), l"_s;
         const QString started = u"connecting, 0 of 1 connected, a Connecting…%1, l Stopped, child a, busy"_s;
         const QString failed = m_missing.arg(m_notRead);
-        row("given up before half a minute", u"al"_s, early + Deeds{waitFor(29'999ms)},
+        row("the wait is given up before half a minute", u"al"_s, early + Deeds{waitFor(29'999ms)},
             u"connecting, "_s + waits + u" Stopped"_s);
-        row("waited for longer", u"al"_s, early + Deeds{waitFor(30s)},
+        row("the wait lasts longer than half a minute", u"al"_s, early + Deeds{waitFor(30s)},
             u"problem, a%1, l Stopped"_s.arg(failed));
-        row("a user's start waits too", u"al"_s, early + Deeds{start(u'l')}, u"problem, "_s + waits + failed);
-        row("starts though it was stopped", u"al"_s, early + Deeds{stop(u'a'), keyringAppears},
-            u"idle, a Stopped, l Stopped"_s);
+        row("a start by the user waits too", u"al"_s, early + Deeds{start(u'l')},
+            u"problem, "_s + waits + failed);
+        row("a stopped tunnel starts when the keyring comes", u"al"_s,
+            early + Deeds{stop(u'a'), keyringAppears}, u"idle, a Stopped, l Stopped"_s);
         row("a keyring that comes is missed", u"al"_s, early + Deeds{keyringAppears}, started.arg(u""_s));
-        row("a keyring that comes late is missed", u"al"_s, early + Deeds{waitFor(30s), keyringAppears},
+        row("a keyring that comes after the wait is missed", u"al"_s,
+            early + Deeds{waitFor(30s), keyringAppears},
             started.arg(m_notRead + u" ✖ Missing token: set it in Settings"_s));
     }
     void waitsForAKeyringAtLogIn() { play(); }
@@ -392,16 +396,17 @@ private Q_SLOTS:
         const QString both = u"connecting, 0 of 2 connected, w Connecting…%1, a Connecting…%2, "_s;
         const QString children = u"child w2, child a2, busy"_s;
         const QString none = u" with no token"_s + m_notStored;
-        row("a token that is not stored is not told", u"w"_s,
+        row("nothing says that a token could not be stored", u"w"_s,
             {failKeyring(SecretStatus::Failed), typeToken(u'w')}, u"idle, w Stopped"_s + m_notStored);
-        row("not used before it is stored", u"wr"_s, typed,
+        row("a typed token is not used before it is stored", u"wr"_s, typed,
             both.arg(u""_s, u" with no token"_s) + u"r token of no tunnel, "_s + children +
                 u", asks the keyring"_s);
-        row("not stored at the answer", u"wr"_s, typed + Deeds{unlock},
+        row("a typed token is not stored at the answer", u"wr"_s, typed + Deeds{unlock},
             both.arg(u" with w2 token"_s, u" with a2 token"_s) + children);
-        row("not given up when dismissed", u"wr"_s, typed + Deeds{dismissQuestion},
+        row("after a dismissed question the typed token is neither used nor told", u"wr"_s,
+            typed + Deeds{dismissQuestion},
             both.arg(m_notStored, none) + u"r token of no tunnel, "_s + children);
-        row("never stored once dismissed", u"wr"_s,
+        row("a token typed again after a dismissed question is not stored", u"wr"_s,
             typed + Deeds{dismissQuestion, failKeyring(SecretStatus::Success), typeToken(u'w')},
             both.arg(u" with w2 token"_s + m_notStored, none) + children);
     }
@@ -499,12 +504,12 @@ private Q_SLOTS:
         QTest::addColumn<int>("to");
         QTest::addColumn<QString>("order"); // of abcde
         using Offsets = std::set<qsizetype>;
-        QTest::newRow("not up to the top") << Offsets{4} << 0 << u"eabcd"_s;
-        QTest::newRow("not down to the end") << Offsets{0} << 5 << u"bcdea"_s;
-        QTest::newRow("down by two") << Offsets{1} << 3 << u"acbde"_s;
-        QTest::newRow("moved by its own place") << Offsets{1} << 2 << u"abcde"_s;
-        QTest::newRow("not kept in order from both sides") << Offsets{0, 2, 4} << 3 << u"baced"_s;
-        QTest::newRow("offsets outside move something") << Offsets{-1, 7} << 9 << u"abcde"_s;
+        QTest::newRow("a tunnel cannot be moved to the top") << Offsets{4} << 0 << u"eabcd"_s;
+        QTest::newRow("a tunnel cannot be moved to the end") << Offsets{0} << 5 << u"bcdea"_s;
+        QTest::newRow("a tunnel moved down stops one place off") << Offsets{1} << 3 << u"acbde"_s;
+        QTest::newRow("a tunnel dropped on its own place moves") << Offsets{1} << 2 << u"abcde"_s;
+        QTest::newRow("tunnels from both sides lose their order") << Offsets{0, 2, 4} << 3 << u"baced"_s;
+        QTest::newRow("offsets outside the list move something") << Offsets{-1, 7} << 9 << u"abcde"_s;
     }
     void moves()
     {

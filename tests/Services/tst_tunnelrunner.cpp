@@ -201,7 +201,7 @@ private Q_SLOTS:
             {print("x ERR broken\n" + registered(0)), end(9)}, m_one + u", "_s + exited(9));
         run("a signal is not named", {print("x ERR a\n"), killChild},
             u"(Last error: a), exited 1000, ✖ a, Error: a, (cloudflared was ended by SIGKILL)"_s);
-        run("output of a dead child is believed", {die, print(registered(0)), stop, end(1)}, exited(1));
+        run("output of a dead child counts", {die, print(registered(0)), stop, end(1)}, exited(1));
         run("an old error is the reason of a later end",
             {print("x ERR a\nx ERR b\nINF c\n"), print("y ERR b\n"), print("x ERR d\n"), print(registered(0)),
              print("x ERR Connection terminated error=\"e\" connIndex=0\n"), end(1), start,
@@ -216,7 +216,7 @@ private Q_SLOTS:
     void stops_data()
     {
         addColumns();
-        run("failed while it runs, it cannot be started and stopped",
+        run("a failure outside is lost, or nothing starts and stops after it",
             {fail, start, print("INF alive\n"), stop},
             u"✖ x, Error: x, (x), Connecting…, "_s + m_stopping + u", 1000 terminated"_s);
         run("what a stopped run has said counts in the next",
@@ -233,11 +233,11 @@ private Q_SLOTS:
     void countsConnections_data()
     {
         addColumns();
-        run("the same index counts once, none is an index, or any line with one is a loss",
+        run("an index counts twice, a line without one counts, or each line with one is a loss",
             {print(registered(0) + registered(0) + "INF Updated connIndex=0\n" +
                    "RRegistered tunnel connection\nRegistered tunnel connection connIndex=x\n")},
             QStringList{m_one, m_two, m_three}.join(u", "_s));
-        run("a word for a lost one is not known",
+        run("a word for a lost connection is not known",
             {print(registered(0) + registered(1) + registered(12) +
                    "Unregistered tunnel connection connIndex=1\xc2\xbd connIndex=0\nServe tunnel error\n"
                    "Serve tunnel error connIndex=12\nConnection terminated connIndex=0\nConnection lost\n")},
@@ -245,7 +245,7 @@ private Q_SLOTS:
         run("connections outlive their child",
             {print(registered(0) + registered(1)), end(1), start, print(registered(2))},
             m_one + u", "_s + m_two + u", "_s + exited(1) + u", Connecting…, started 1001, "_s + m_one);
-        run("one that comes back is missed",
+        run("a connection that comes back is missed",
             {print("Connection terminated connIndex=0\n" + registered(0)),
              print("Connection terminated connIndex=0\n"), print(registered(3))},
             m_one + u", Reconnecting…, "_s + m_one);
@@ -284,7 +284,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("reason");
 
         const QString exited = u"cloudflared exited (code 1)"_s;
-        QTest::newRow("an escaped quote ends it")
+        QTest::newRow("an escaped quote ends the text")
             << u"x ERR a error=\"Get \\\"b\\\": \\\\ \" connIndex=0"_s << u"Get \\"_s << u"Get \"b\": \\ "_s;
         QTest::newRow("fields behind one word are shown")
             << u"x ERR no way error=Unauthorized connIndex=0 ip=1"_s
@@ -294,7 +294,7 @@ private Q_SLOTS:
             << u"1=1 is so"_s;
         QTest::newRow("an empty text in quotes is the reason")
             << u"x ERR no way error=\"\" a=1\t"_s << u"no way error=\"\" a=1"_s << u"no way"_s;
-        QTest::newRow("a missing last quote hides it")
+        QTest::newRow("a missing last quote hides the text")
             << u"x ERR a error=\"no way"_s << u"no way"_s << u"no way"_s;
         QTest::newRow("a failed update check is the reason")
             << u"x ERR update check failed error=\"no way\""_s << u"no way"_s << exited;
