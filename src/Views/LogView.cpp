@@ -73,7 +73,9 @@ LogView::LogView(TunnelManager &manager, std::optional<QUuid> selecting, QWidget
 QWidget *LogView::makeContent()
 {
     auto *content = new QWidget(this);
-    auto *label = new QLabel(u"T&unnel"_s, content);
+    // Qt draws without kerning beside the underline, but measures with it: "T&unnel" would lose its last
+    // letter.
+    auto *label = new QLabel(u"Tu&nnel"_s, content);
     label->setBuddy(m_picker);
     m_picker->setAccessibleName(u"Tunnel"_s);
     m_picker->setFixedWidth(pickerWidth);
