@@ -19,14 +19,20 @@
 #include <link.h>
 
 #include <algorithm>
+#include <chrono>
 #include <string_view>
 #include <utility>
+
+using namespace std::chrono_literals;
 
 namespace {
 
 constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
 /// In bytes. A message of the Wayland protocol takes 4 KiB; one with more ends the connection.
 constexpr qsizetype longestToken = 1024;
+/// Longest time from an activation to its loss that the user did not bring about. Qt alone takes 100 ms of
+/// it.
+constexpr auto timeToSettle = 500ms;
 
 /// Windows that a window manager lists: no menus, tooltips and the like.
 bool isListed(const QWindow &window)
@@ -123,10 +129,7 @@ FreedesktopApplication::FreedesktopApplication(std::function<void(const QUrl &ur
     // Autostart is what starts the program; a restored session would add another start, which opens Settings.
     connect(qGuiApp, &QGuiApplication::saveStateRequest, this,
             [](QSessionManager &session) { session.setRestartHint(QSessionManager::RestartNever); });
-    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, [this](QWindow *window) {
-        if (window)
-            m_lastFocused = window;
-    });
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &FreedesktopApplication::followFocus);
 }
 
 void FreedesktopApplication::setActivationToken(const QByteArray &token)
@@ -164,6 +167,8 @@ bool FreedesktopApplication::activate(QWindow &window)
     const QByteArray token = std::exchange(m_activationToken, {});
     if (m_isOnX11) {
         X11Windows::activate(window, startupTime(token));
+        m_activated = &window;
+        m_sinceActivation.start();
         return true;
     }
     if (!token.isEmpty())
@@ -230,6 +235,23 @@ void FreedesktopApplication::passFocusOnFrom(QWindow &window)
         };
         QTimer::singleShot(0, this, passOn);
     }
+}
+
+/// Activates a window once more when it loses the keyboard right after it was activated. On X11, GNOME Shell
+/// gives the keyboard back to where it was before the panel's menu opened, at times after the window that the
+/// menu's entry has brought to the front.
+void FreedesktopApplication::followFocus(QWindow *window)
+{
+    const QWindow *previous = m_lastFocused;
+    if (window)
+        m_lastFocused = window;
+    if (!m_activated || previous != m_activated || window == m_activated ||
+        m_sinceActivation.hasExpired(timeToSettle.count()))
+        return;
+    QWindow *lost = std::exchange(m_activated, nullptr);
+    const bool isWanted = lost->isVisible() && !(lost->windowStates() & Qt::WindowMinimized);
+    if (isWanted && !(window && window->transientParent() == lost))
+        X11Windows::activate(*lost, 0);
 }
 
 /// Ends the event loop on its next turn, which is the first one where it does not run yet.

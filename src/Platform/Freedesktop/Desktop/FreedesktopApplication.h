@@ -6,6 +6,7 @@
 #include "Application.h"
 
 #include <QDesktopServices>
+#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -55,6 +56,7 @@ private:
     void prepare(QWindow &window);
     void confirm(QWindow &window);
     void passFocusOnFrom(QWindow &window);
+    void followFocus(QWindow *window);
 
     const std::function<void(const QUrl &url)> m_openAddress;
     const bool m_isOnX11;
@@ -62,4 +64,6 @@ private:
     QByteArray m_activationToken;
     QList<QPointer<QWindow>> m_unconfirmed; ///< prepared for the window manager, not on the screen yet
     QPointer<QWindow> m_lastFocused;
+    QPointer<QWindow> m_activated; ///< the last one, on X11; none once it was activated again
+    QElapsedTimer m_sinceActivation;
 };

@@ -23,22 +23,30 @@
 #include <sys/un.h>
 
 #include <algorithm>
+#include <functional>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Shows a window of another program, which takes the keyboard and goes with the connection.
-xcb_connection_t *startOtherProgram()
+/// Another program, with a window.
+class OtherProgram
 {
-    xcb_connection_t *x11 = xcb_connect(nullptr, nullptr);
-    const xcb_window_t window = xcb_generate_id(x11);
-    xcb_create_window(x11, XCB_COPY_FROM_PARENT, window, X11::root(), 0, 0, 99, 99, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
-    xcb_map_window(x11, window);
-    xcb_flush(x11);
-    return x11;
-}
+public:
+    OtherProgram()
+    {
+        const xcb_window_t window = xcb_generate_id(m_x11);
+        xcb_create_window(m_x11, XCB_COPY_FROM_PARENT, window, X11::root(), 0, 0, 99, 99, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+        xcb_map_window(m_x11, window);
+        xcb_flush(m_x11);
+    }
+    ~OtherProgram() { xcb_disconnect(m_x11); }
+
+private:
+    Q_DISABLE_COPY_MOVE(OtherProgram)
+    xcb_connection_t *const m_x11 = xcb_connect(nullptr, nullptr);
+};
 
 bool skipsTaskbar(const QWidget &window)
 {
@@ -118,22 +126,33 @@ private Q_SLOTS:
         QWidget first;
         first.show();
         QVERIFY(QTest::qWaitForWindowActive(&first));
-        xcb_connection_t *other = startOtherProgram();
-        QTRY_VERIFY(!QApplication::activeWindow());
-
-        application.activateIgnoringOtherApps();
-        QTRY_VERIFY(first.isActiveWindow());
-
-        xcb_connection_t *third = startOtherProgram();
+        const OtherProgram other;
         QTRY_VERIFY(!QApplication::activeWindow());
         QWidget second;
         application.setActivationToken("morvanel_TIME0");
         show(application, second);
         QTRY_VERIFY(second.isActiveWindow());
-        show(application, first); // while the other one has the keyboard
-        QTRY_VERIFY(first.isActiveWindow());
-        xcb_disconnect(other);
-        xcb_disconnect(third);
+        second.close();
+    }
+
+    /// GNOME's panel gives the keyboard back to where it was before its menu. A busy machine may be too slow
+    /// for one attempt.
+    void takesBackOnceTheKeyboardThatItLosesAtOnce()
+    {
+        FreedesktopApplication application;
+        QWidget window;
+        window.show();
+        const auto isActive = [&] { return window.isActiveWindow(); };
+        const auto takesItBack = [&] {
+            application.activateIgnoringOtherApps();
+            if (!QTest::qWaitFor(isActive))
+                return false;
+            const OtherProgram other;
+            return QTest::qWaitFor(std::not_fn(isActive)) && QTest::qWaitFor(isActive, 1000);
+        };
+        QVERIFY(takesItBack() || takesItBack() || takesItBack());
+        const OtherProgram other;
+        QTRY_VERIFY(!window.isActiveWindow());
     }
 
     /// Also for windows that skip the task bar, which a window manager may pass over.
