@@ -424,8 +424,9 @@ private Q_SLOTS:
               shown(u" red Error: no Reason: why Error: no Reason: why"_s, u"*Start"_s,
                     u"Error: no (Reason: why)"_s)}}));
         QCOMPARE(colorAt(0, 5), list->palette().color(QPalette::Base)); // around the dot of a selected row
-        QVERIFY(SymbolDrawing::contrast(colorAt(0, 3), list->palette().color(QPalette::HighlightedText)) >=
-                4.5);
+        const QColor ground = colorAt(0, 3);
+        QVERIFY(SymbolDrawing::contrast(ground, list->palette().color(QPalette::HighlightedText)) >= 4.5);
+        QVERIFY(std::abs(ground.hsvHue() - list->palette().color(QPalette::Highlight).hsvHue()) <= 2);
         const QRect name = rowRect(0).adjusted(20, 0, 0, -rowRect(0).height() / 2);
         QVERIFY(ShownWidgets::hasInk(*list->viewport(), name));
         QVERIFY(ShownWidgets::hasInk(*list->viewport(), name.translated(0, name.height()))); // the host name
