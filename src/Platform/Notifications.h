@@ -24,6 +24,8 @@ struct Notification
     QString body;
     std::function<void()> clicked = {}; ///< on the notification itself, once or more
     std::vector<Button> buttons = {};
+    /// Says what a click opens, for desktops that draw a button for it.
+    QString clickLabel = QStringLiteral("Settings…");
 
     /// Returns whether both read the same.
     bool looksLike(const Notification &other) const { return title == other.title && body == other.body; }

@@ -222,6 +222,7 @@ private Q_SLOTS:
             perform(bench, deeds);
             for (const Notification &notification : bench.screen.shown) {
                 notification.clicked();
+                QCOMPARE(notification.clickLabel, windows.startsWith("log"_L1) ? u"Log…"_s : u"Settings…"_s);
                 for (const Notification::Button &button : notification.buttons)
                     button.pressed();
             }

@@ -256,10 +256,13 @@ std::optional<Notification> TunnelNotifications::compose(const QUuid &tag, Troub
             return m_windows.showGeneral();
         }
     };
-    return Notification{title.arg(who),
-                        isOneReason ? together : listed(lines, u"\n"_s),
-                        showRemedy,
-                        {{u"log"_s, u"Log…"_s, showLog}}};
+    Notification notification{title.arg(who),
+                              isOneReason ? together : listed(lines, u"\n"_s),
+                              showRemedy,
+                              {{u"log"_s, u"Log…"_s, showLog}}};
+    if (remedy == TunnelStatus::Remedy::Log)
+        notification.clickLabel = notification.buttons.front().label;
+    return notification;
 }
 
 #include "moc_TunnelNotifications.cpp"

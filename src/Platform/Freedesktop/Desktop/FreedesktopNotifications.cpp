@@ -10,6 +10,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusServiceWatcher>
 #include <QStandardPaths>
+#include <QVersionNumber>
 
 #include <utility>
 
@@ -120,6 +121,11 @@ void FreedesktopNotifications::askCapabilities()
 {
     if (m_question)
         return;
+    watch(m_server->GetServerInformation(), [this](QDBusPendingCallWatcher *call) {
+        const QDBusPendingReply<QString, QString, QString, QString> reply = *call;
+        m_drawsDefaultAction = !reply.isError() && reply.argumentAt<0>() == "Xfce Notify Daemon"_L1 &&
+                               QVersionNumber::fromString(reply.argumentAt<2>()) >= QVersionNumber(0, 8);
+    });
     m_question = watch(m_server->GetCapabilities(), [this](QDBusPendingCallWatcher *call) {
         if (call != m_question)
             return;
@@ -148,17 +154,27 @@ void FreedesktopNotifications::send(const QUuid &tag)
     if (!m_capabilities)
         return askCapabilities();
     const bool hasMarkup = m_capabilities->contains(u"body-markup"_s);
-    const bool hasActions = m_capabilities->contains(u"actions"_s);
     entry.sent = *entry.wanted;
-    const auto &[title, body, clicked, buttons] = entry.sent;
-    // A label would make xfce4-notifyd 0.7 show a button for the default action too.
-    QStringList actions{u"default"_s, QString()};
-    for (const Notification::Button &button : buttons)
-        actions += {button.key, button.label};
-    entry.call = watch(m_server->Notify(u"Morvanel"_s, entry.id, programId, title,
-                                        hasMarkup ? body.toHtmlEscaped() : body,
-                                        hasActions ? actions : QStringList(), hints(), serversOwnTime),
+    const QString &body = entry.sent.body;
+    entry.call = watch(m_server->Notify(u"Morvanel"_s, entry.id, programId, entry.sent.title,
+                                        hasMarkup ? body.toHtmlEscaped() : body, actionsOf(entry.sent),
+                                        hints(), serversOwnTime),
                        [this, tag](QDBusPendingCallWatcher *call) { finishSending(tag, call); });
+}
+
+/// Returns the keys and labels of what can be done. The default action has a label only where it is drawn:
+/// xfce4-notifyd 0.7 leaves one without a label out, 0.9 draws it all the same.
+QStringList FreedesktopNotifications::actionsOf(const Notification &notification) const
+{
+    if (!m_capabilities->contains(u"actions"_s))
+        return {};
+    QStringList actions{u"default"_s, m_drawsDefaultAction ? notification.clickLabel : QString()};
+    for (const Notification::Button &button : notification.buttons) {
+        if (m_drawsDefaultAction && button.label == notification.clickLabel)
+            actions.clear(); // one button for both
+        actions += {button.key, button.label};
+    }
+    return actions;
 }
 
 QVariantMap FreedesktopNotifications::hints() const

@@ -56,6 +56,7 @@ private:
     void finishSending(const QUuid &tag, QDBusPendingCallWatcher *call);
     void forget(quint32 id);
     void answer(quint32 id, const QString &key);
+    QStringList actionsOf(const Notification &notification) const;
     QVariantMap hints() const;
     std::optional<QUuid> tagOf(quint32 id) const;
     QDBusPendingCallWatcher *watch(const QDBusPendingCall &call,
@@ -66,5 +67,6 @@ private:
     std::unique_ptr<NotificationServer> m_server;
     QDBusPendingCallWatcher *m_question = nullptr; ///< to `GetCapabilities`, not answered yet
     std::optional<QStringList> m_capabilities;
+    bool m_drawsDefaultAction = false; ///< as a button beside the others
     QHash<QUuid, Entry> m_entries;
 };

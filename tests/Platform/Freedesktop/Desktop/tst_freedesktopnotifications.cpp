@@ -20,8 +20,9 @@ class FakeServer : public QObject
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
 
 public:
-    explicit FakeServer(const QStringList &capabilities)
+    explicit FakeServer(const QStringList &capabilities, const QString &version = u"0.7.3"_s)
         : m_capabilities(capabilities)
+        , m_version(version)
     {
         m_bus.registerObject(u"/org/freedesktop/Notifications"_s, this, QDBusConnection::ExportAllContents);
         m_bus.registerService(u"org.freedesktop.Notifications"_s);
@@ -32,6 +33,12 @@ public:
     bool leaves = false; ///< while it is called next
 
 public Q_SLOTS:
+    QString GetServerInformation(QString &vendor, QString &version, QString &specification)
+    {
+        vendor = specification = u"any"_s;
+        version = m_version;
+        return u"Xfce Notify Daemon"_s;
+    }
     QStringList GetCapabilities()
     {
         journal += u"asked"_s;
@@ -59,6 +66,7 @@ Q_SIGNALS:
 
 private:
     QStringList m_capabilities;
+    QString m_version;
     QDBusConnection m_bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"server"_s);
     uint m_lastId = 6;
 };
@@ -131,6 +139,18 @@ private Q_SLOTS:
             Q_EMIT server.ActionInvoked(id, u"log"_s);
         }
         QTRY_COMPARE(told, (QStringList{u"token"_s, u"clicked"_s, u"log"_s}));
+    }
+
+    void aDrawnDefaultActionHasALabel()
+    {
+        FakeServer server({u"actions"_s}, u"0.9.7"_s);
+        FreedesktopNotifications notifications(QDBusConnection::sessionBus(), icon);
+        Notification notification{u"t"_s, u"x"_s, [] {}, {m_log}};
+        notifications.show(a, notification);
+        QTRY_COMPARE(server.journal.value(1), u"0 t: x default|Settings…|log|Log…"_s);
+        notification.clickLabel = m_log.label; // one button for both
+        notifications.show(b, notification);
+        QTRY_COMPARE(server.journal.value(2), u"0 t: x log|Log…"_s);
     }
 
     void serversComeAndGo()
