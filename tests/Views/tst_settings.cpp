@@ -587,6 +587,9 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowActive(&other));
         view->activateWindow();
         NO_FAULT(waitFor(shown(odd, u"found"_s)));
+        const QLabel *verdict = label(u"cloudflared found"_s);
+        const QColor color = verdict->palette().color(verdict->foregroundRole());
+        QVERIFY2(color.green() > color.red(), "a program that is found looks like one that is missing");
         click(u"Detect"_s);
         QTRY_COMPARE(path->text(), TunnelManager::detectCloudflared().value_or(odd));
     }
