@@ -201,7 +201,7 @@ private Q_SLOTS:
 
         Bench parent; // of a process that holds the pipe and goes on writing
         QCOMPARE(parent.launch("fork-hold 60 1\nraw parent\nexit 7"), QString());
-        QTRY_VERIFY(parent.told.endsWith("[7]"));
+        QTRY_VERIFY_WITH_TIMEOUT(parent.told.endsWith("[7]"), 30'000);
         QVERIFY(parent.told.contains("parent\n"));
     }
 
