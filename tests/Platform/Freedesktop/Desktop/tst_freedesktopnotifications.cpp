@@ -33,9 +33,9 @@ public:
     bool leaves = false; ///< while it is called next
 
 public Q_SLOTS:
-    QString GetServerInformation(QString &vendor, QString &version, QString &specification)
+    QString GetServerInformation(QString &vendor, QString &version, QString &protocol)
     {
-        vendor = specification = u"any"_s;
+        vendor = protocol = u"any"_s;
         version = m_version;
         return u"Xfce Notify Daemon"_s;
     }
