@@ -122,22 +122,30 @@ private Q_SLOTS:
 
     void comesInFrontOfOtherPrograms()
     {
-        FreedesktopApplication application;
         QWidget first;
         first.show();
         QVERIFY(QTest::qWaitForWindowActive(&first));
+        QWidget second;
+        {
+            FreedesktopApplication application;
+            const OtherProgram other;
+            QTRY_VERIFY(!QApplication::activeWindow());
+            application.setActivationToken("morvanel_TIME0");
+            show(application, second);
+            QTRY_VERIFY(second.isActiveWindow());
+            show(application, first); // while the other one has the keyboard
+            QTRY_VERIFY(first.isActiveWindow());
+        }
+        FreedesktopApplication application; // has activated nothing that it would take the keyboard back for
         const OtherProgram other;
         QTRY_VERIFY(!QApplication::activeWindow());
-        QWidget second;
-        application.setActivationToken("morvanel_TIME0");
-        show(application, second);
-        QTRY_VERIFY(second.isActiveWindow());
-        second.close();
+        application.activateIgnoringOtherApps();
+        QTRY_VERIFY(QApplication::activeWindow());
     }
 
     /// GNOME's panel gives the keyboard back to where it was before its menu. A busy machine may be too slow
     /// for one attempt.
-    void takesBackOnceTheKeyboardThatItLosesAtOnce()
+    void takesBackTheKeyboardThatItLosesAtOnce()
     {
         FreedesktopApplication application;
         QWidget window;
@@ -151,8 +159,6 @@ private Q_SLOTS:
             return QTest::qWaitFor(std::not_fn(isActive)) && QTest::qWaitFor(isActive, 1000);
         };
         QVERIFY(takesItBack() || takesItBack() || takesItBack());
-        const OtherProgram other;
-        QTRY_VERIFY(!window.isActiveWindow());
     }
 
     /// Also for windows that skip the task bar, which a window manager may pass over.
